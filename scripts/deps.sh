@@ -1,0 +1,91 @@
+#!/usr/bin/env bash
+# Installs what is missing of the Debian packages that building, testing and measuring need.
+set -euo pipefail
+
+usage() {
+    cat <<'TXT'
+usage: scripts/deps.sh [--dry-run] [GROUP...]
+
+Installs the Debian packages that are missing, as root or through sudo. Does nothing, quickly, when all are there.
+
+  --dry-run   only print what would be installed
+  GROUP       build      compiler, CMake, Ninja and the tools' header-only libraries
+              test       what scripts/test.sh needs besides
+              test-all   what scripts/test.sh --all needs besides: 32-bit x86, 32-bit ARM, clang-tidy
+              coverage   the coverage report
+              bench      the benchmark library
+              all        every group
+              without a group: build and test
+TXT
+}
+
+# The packages of one group, on one line.
+packages_of() {
+    case $1 in
+    build) echo g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev ;;
+    test) echo googletest clang clang-format libclang-rt-14-dev python3 git ;;
+    test-all)
+        echo clang-tidy g++-arm-linux-gnueabihf qemu-user
+        # The metapackage g++-multilib excludes the ARM compiler; the versioned package behind it does not.
+        if [[ $(uname -m) == x86_64 ]]; then echo g++-12-multilib; fi
+        ;;
+    coverage) echo gcovr ;;
+    bench) echo libbenchmark-dev python3 ;;
+    all) for group in build test test-all coverage bench; do packages_of "$group"; done ;;
+    *) return 1 ;;
+    esac
+}
+
+is_installed() { [[ $(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null) == installed ]]; }
+
+missing_of() {
+    local package
+    for package in "$@"; do
+        is_installed "$package" || echo "$package"
+    done
+}
+
+# Prints the prefix that makes a command run as root: nothing, or sudo. Fails where there is neither.
+root_prefix() {
+    [[ $(id -u) == 0 ]] && return 0
+    command -v sudo >/dev/null || return 1
+    # Without a terminal nobody can type a password.
+    if [[ -t 0 ]]; then echo sudo; else sudo -n true 2>/dev/null && echo "sudo -n"; fi
+}
+
+dry_run=no
+groups=()
+for argument in "$@"; do
+    case $argument in
+    --dry-run) dry_run=yes ;;
+    --help | -h) usage; exit 0 ;;
+    *)
+        packages_of "$argument" >/dev/null || { echo "deps.sh: no group or option '$argument'" >&2; usage >&2; exit 2; }
+        groups+=("$argument")
+        ;;
+    esac
+done
+[[ ${#groups[@]} -gt 0 ]] || groups=(build test)
+
+mapfile -t wanted < <(for group in "${groups[@]}"; do packages_of "$group"; done | tr ' ' '\n' | sort -u)
+if ! command -v dpkg-query >/dev/null; then
+    echo "deps.sh: no dpkg here; these are Debian's names of what is needed: ${wanted[*]}" >&2
+    exit 1
+fi
+
+mapfile -t missing < <(missing_of "${wanted[@]}")
+[[ ${#missing[@]} -gt 0 ]] || exit 0
+
+if [[ $dry_run == yes ]]; then
+    echo "would install: ${missing[*]}"
+    exit 0
+fi
+
+if ! prefix=$(root_prefix); then
+    echo "deps.sh: neither root nor sudo here; as root run: apt-get install ${missing[*]}" >&2
+    exit 1
+fi
+echo "installing: ${missing[*]}"
+$prefix apt-get update -qq
+# --no-remove: a machine's other compilers are not ours to take away.
+$prefix env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends --no-remove "${missing[@]}"
