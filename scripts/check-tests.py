@@ -1,0 +1,104 @@
+#!/usr/bin/env python3
+"""Checks that tests exist and run: no source without a test, no test outside the build, none switched off silently.
+
+usage: scripts/check-tests.py BUILD_DIR [ROOT]     BUILD_DIR holds compile_commands.json
+Prints each problem with what to do about it; exit 1 if there is any.
+"""
+import json
+import re
+import sys
+from pathlib import Path
+
+FOLDERS = ["core", "system", "thread", "net", "bus", "containers", "database", "ui"]
+
+SWITCHED_OFF = re.compile(r"\bDISABLED_\w+|\bGTEST_SKIP\s*\(\s*\)|^\s*#\s*if\s+0\b")
+CMAKE_SWITCHED_OFF = re.compile(r"\bDISABLED\s+(TRUE|ON|YES|1)\b")
+COMMENT = re.compile(r"//|/\*|\*/|#\s")
+
+
+def built_sources(build_dir):
+    """The files that the build compiles."""
+    commands = json.loads((build_dir / "compile_commands.json").read_text())
+    return {(Path(c["directory"]) / c["file"]).resolve() for c in commands}
+
+
+def sources_below(folder):
+    return sorted(p for p in folder.rglob("*") if p.suffix in (".c", ".cpp"))
+
+
+def has_own_project(path, root):
+    """True below a folder with a project of its own, which a test configures and builds from outside."""
+    return any("project(" in (folder / "CMakeLists.txt").read_text() for folder in path.parents
+               if folder != root and root in folder.parents and (folder / "CMakeLists.txt").exists())
+
+
+def check_everything_is_built(root, build_dir, report):
+    built = built_sources(build_dir)
+    fuzz = root / "tests" / "fuzz"
+    for folder in FOLDERS + ["tests"]:
+        for path in sources_below(root / folder):
+            name = path.relative_to(root)
+            if path.parent == fuzz:
+                # The fuzz preset builds these, all that are named so.
+                if not path.name.endswith("Fuzz.cpp"):
+                    report(f"{name}: no build compiles it; a fuzz target is named <Class>Fuzz.cpp")
+            elif path.resolve() not in built and not has_own_project(path, root):
+                report(f"{name}: no build compiles it; name a test tests/<folder>/<Class>Test.cpp, or add the file to a "
+                       "CMakeLists.txt, or remove it")
+
+
+def needs_test(header):
+    """A class, or functions with a source of their own; a header of constants or macros needs no test."""
+    declares_class = re.search(rf"^class (\w+ )?{re.escape(header.stem)}\b[^;]*$", header.read_text(), re.MULTILINE)
+    return declares_class or header.with_suffix(".cpp").exists()
+
+
+def check_every_class_has_a_test(root, report):
+    for folder in FOLDERS:
+        for header in sorted((root / folder).glob("*.h")):
+            test = root / "tests" / folder / f"{header.stem}Test.cpp"
+            if needs_test(header) and not test.exists():
+                report(f"{header.relative_to(root)}: has no test; write {test.relative_to(root)}")
+
+
+def has_reason(lines, index, match):
+    """A comment on the line or just above it, or a text behind GTEST_SKIP() <<."""
+    line = lines[index]
+    above = lines[index - 1] if index > 0 else ""
+    if match.group(0).startswith("GTEST_SKIP") and re.search(r'<<\s*"[^"]{8,}', " ".join(lines[index:index + 3])):
+        return True
+    return bool(COMMENT.search(line[match.end():]) or COMMENT.match(above.strip()))
+
+
+def check_nothing_is_switched_off(root, report):
+    for path in sorted((root / "tests").rglob("*")):
+        if path.suffix in (".c", ".cpp", ".h"):
+            pattern = SWITCHED_OFF
+        elif path.name == "CMakeLists.txt" or path.suffix == ".cmake":
+            pattern = CMAKE_SWITCHED_OFF
+        else:
+            continue
+        lines = path.read_text(errors="replace").splitlines()
+        for index, line in enumerate(lines):
+            match = pattern.search(line)
+            if match and not has_reason(lines, index, match):
+                report(f"{path.relative_to(root)}:{index + 1}: {match.group(0).strip()} without a reason; say why in a "
+                       "comment next to it, or let the test run")
+
+
+def main():
+    if len(sys.argv) < 2:
+        print(__doc__)
+        return 2
+    build_dir = Path(sys.argv[1]).resolve()
+    root = Path(sys.argv[2] if len(sys.argv) > 2 else Path(__file__).parent.parent).resolve()
+    problems = []
+    check_everything_is_built(root, build_dir, problems.append)
+    check_every_class_has_a_test(root, problems.append)
+    check_nothing_is_switched_off(root, problems.append)
+    print("\n".join(problems) or "tests: all there, all built, none switched off")
+    return 1 if problems else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
