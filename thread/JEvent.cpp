@@ -1,0 +1,113 @@
+#include "thread/JEvent.h"
+
+#include <climits>
+#include <sys/time.h>
+
+const JClass JEvent::classJEvent = {"JEvent", sizeof(JEvent), &JObject::classJObject};
+
+namespace {
+
+/** Holds a mutex for the length of a scope, also when the thread is cancelled inside it. */
+class MutexGuard {
+public:
+    explicit MutexGuard(pthread_mutex_t& mutex) : mutex_(&mutex) { pthread_mutex_lock(mutex_); }
+    ~MutexGuard() {
+        if (mutex_ != nullptr) pthread_mutex_unlock(mutex_);
+    }
+    MutexGuard(const MutexGuard&) = delete;
+    MutexGuard& operator=(const MutexGuard&) = delete;
+
+    int unlock() {
+        pthread_mutex_t* const held = mutex_;
+        mutex_ = nullptr;
+        return pthread_mutex_unlock(held);
+    }
+
+private:
+    pthread_mutex_t* mutex_;
+};
+
+/**
+ * The time of day plus ms, nanoseconds not carried into the seconds (intended). From 1,000,000,000 up, or
+ * below zero for a negative ms, they make a deadline that pthread_cond_timedwait refuses at once with EINVAL.
+ * All of it fits 32 bits.
+ */
+timespec deadlineIn(int ms) {
+    timeval now;
+    gettimeofday(&now, nullptr);
+    timespec deadline;
+    deadline.tv_sec = now.tv_sec + ms / 1000;
+    deadline.tv_nsec = static_cast<long>(((ms % 1000) * 1000 + now.tv_usec) * 1000);
+    return deadline;
+}
+
+}  // namespace
+
+JEvent::JEvent() : count_(0), autoReset(false) {
+    pthread_mutex_init(&mutex, nullptr);
+    pthread_cond_init(&condition, nullptr);
+}
+
+JEvent::~JEvent() {
+    pthread_cond_destroy(&condition);
+    pthread_mutex_destroy(&mutex);
+}
+
+const JClass* JEvent::getClass() const {
+    return &classJEvent;
+}
+
+void JEvent::setAutoReset(bool on) {
+    autoReset.store(on, std::memory_order_relaxed);
+}
+
+int JEvent::set() {
+    MutexGuard held(mutex);
+    if (count_ < INT_MAX) ++count_;
+    pthread_cond_broadcast(&condition);
+    return held.unlock();
+}
+
+int JEvent::notify() {
+    return set();
+}
+
+int JEvent::reset() {
+    MutexGuard held(mutex);
+    if (count_ > 0) --count_;
+    pthread_cond_broadcast(&condition);
+    return held.unlock();
+}
+
+int JEvent::count() const {
+    const MutexGuard held(mutex);
+    return count_;
+}
+
+int JEvent::wait() {
+    return wait(-1);
+}
+
+int JEvent::wait(int ms) {
+    const MutexGuard held(mutex);
+    if (ms == -1) {
+        while (count_ == 0) pthread_cond_wait(&condition, &mutex);
+    } else if (count_ == 0 && !waitUntil(deadlineIn(ms))) {
+        return -1;
+    }
+    return consume();
+}
+
+/** Returns whether a signal is pending. A signal that comes together with the time-out counts: it is looked
+ * for last. */
+bool JEvent::waitUntil(const timespec& deadline) {
+    int result = 0;
+    while (count_ == 0 && result == 0) result = pthread_cond_timedwait(&condition, &mutex, &deadline);
+    return count_ != 0;
+}
+
+int JEvent::consume() {
+    const int pending = count_;
+    count_ = autoReset.load(std::memory_order_relaxed) ? 0 : pending - 1;
+    return pending;
+}
