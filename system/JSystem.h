@@ -1,0 +1,158 @@
+#ifndef JAY_SYSTEM_JSYSTEM_H
+#define JAY_SYSTEM_JSYSTEM_H
+
+#include <atomic>
+
+#include "core/JObject.h"
+#include "core/JString.h"
+
+class JLock;
+
+/**
+ * The process-wide services of the library, all of them static: diagnostic output, the clock, sleeping, shell
+ * commands and the installation directory. There is nothing to construct: the one instance belongs to the
+ * library.
+ *
+ * Every operation may be called by any thread, from static constructors and destructors too. Results tell of
+ * failures; nothing throws. What blocks is a cancellation point, and a thread cancelled there leaves no lock
+ * held and no descriptor open.
+ */
+class JAY_API JSystem : public JObject {
+public:
+    static const JClass classJSystem;
+
+    /** Returns &classJSystem. */
+    const JClass* getClass() const override;
+
+    // ---- console and debug output, all of it to standard error ----
+
+    /** Bytes shown per line of dump(). */
+    static constexpr int MAX_DUMP = 16;
+
+    /** The debug switch, on from the start. Atomic because every thread reads it without a lock; it orders
+     * nothing. */
+    static std::atomic<bool> _debug;
+
+    /**
+     * The output lock. Null until the library's own static objects are constructed and again once they are
+     * destroyed at exit: output is not serialised then. Use it through lock() and unlock(), which get along
+     * with both.
+     */
+    static JLock* _sync;
+
+    /** Switches debug() and dump() on or off for the whole process. */
+    static void debug(bool on);
+
+    /**
+     * Writes the formatted text, as std::printf would, while the switch is on: no prefix and no newline are
+     * added. The texts of two threads are never mixed; a text of less than 8 KiB leaves in one write. Blocks
+     * while standard error does (a full pipe), and all other threads' debug output with it.
+     */
+    static void debug(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
+    /**
+     * Writes the formatted text whatever the switch says, without the output lock and without flushing.
+     * Bracket the calls that belong together with lock() and unlock(). Returns the number of bytes written,
+     * negative on failure.
+     */
+    static int printf(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
+    /**
+     * Takes the output lock, so that the calling thread may write several pieces as one block. It is
+     * recursive: debug(), dump() and lock() go on working in that thread. Not for code that may be cancelled
+     * before it has called unlock().
+     */
+    static void lock();
+
+    /** Gives back one lock() of the calling thread; without one, nothing happens. */
+    static void unlock();
+
+    /** Flushes standard error. */
+    static void flush();
+
+    /**
+     * Writes a hex dump while the switch is on: MAX_DUMP bytes per line, each as two upper-case digits and a
+     * blank, then the same bytes as text, with a dot for what is not printable. A short last line is padded
+     * to the text column. An empty line closes every dump; it is all that appears when data is null or len is
+     * 0 or less.
+     */
+    static void dump(const char* data, int len);
+
+    // ---- time ----
+
+    /** The time of day in milliseconds since 1970-01-01 00:00 UTC. It jumps when the clock is set. */
+    static long long getMilliseconds();
+
+    /**
+     * Sleeps for ms milliseconds: not seconds. Returns 0 when the time has passed, -1 with errno EINTR when a
+     * signal handler ended the sleep early, and -1 with errno EINVAL at once when ms is negative.
+     */
+    static int sleep(int ms);
+
+    /** The same with the time in microseconds. */
+    static int usleep(int us);
+
+    // ---- processes ----
+
+    /** The shell that runs commands. */
+    static constexpr const char* SHELL_PATH = "/bin/sh";
+    /** Mode of exec(): return at once. */
+    static constexpr int EXEC_NOWAIT = 0;
+    /** Mode of exec(): wait for the command's end. */
+    static constexpr int EXEC_WAIT = 1;
+
+    /**
+     * Runs a command through the shell. The child inherits the environment, every descriptor that is not
+     * close-on-exec, and the calling thread's signal mask.
+     *
+     * @param mode  EXEC_WAIT waits for the command; every other value does not.
+     * @return -1 when command is null or no process could be made.
+     *   Without waiting: the child's pid, for pstatus().
+     *   With EXEC_WAIT: 0 when the command's exit code was 0, else -1. A command killed by a signal has no
+     * exit code and gives 0 as well (kept: callers rely on it). -1 also when somebody else took the child's
+     * status, or nobody could: the application waits for children itself, or ignores SIGCHLD.
+     *
+     * Waiting reaps every child of the process that ends meanwhile, and the statuses of the others are lost:
+     * pstatus() will not see them (kept: callers rely on it). Only the other threads that wait in exec() get
+     * theirs. The end is noticed within 100 ms. A thread cancelled while it waits leaves the command running.
+     */
+    static int exec(const char* command, int mode);
+
+    /**
+     * Looks, without blocking, whether a child has ended, and reaps it.
+     *
+     * @param exitCode  receives the exit code of a child that ended by itself; unchanged in every other case.
+     * May be null.
+     * @return the pid when the child has ended (by a signal, too), 0 when it has not or is no child of this
+     * process.
+     */
+    static int pstatus(int pid, int* exitCode);
+
+    /**
+     * Converts the ASCII letters of s in place and returns s, which may be null. Bytes of 128 and above,
+     * parts of double-byte characters, stay as they are.
+     */
+    static char* lcase(char* s);
+    static char* ucase(char* s);
+
+    /**
+     * The parent of the directory that holds the programs, /bin, without a closing slash: "" where /bin is a
+     * directory,
+     * "/usr" where it is a link to usr/bin (kept: database files are found by it).
+     *
+     * The current directory of the process, which all threads share, is another one for a moment: no thread
+     * should rely on relative paths meanwhile.
+     */
+    static JString getHomeDirectory();
+
+    /** Self-check: builds the path of a file in the home directory and drops it. */
+    static void Test();
+
+private:
+    JSystem();
+    ~JSystem() override;
+
+    static JSystem _instance;
+};
+
+#endif

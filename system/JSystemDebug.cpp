@@ -1,0 +1,155 @@
+#include <cctype>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+#include "system/JSystem.h"
+#include "thread/JLock.h"
+
+const JClass JSystem::classJSystem = {"JSystem", sizeof(JSystem), &JObject::classJObject};
+
+// Both are constant-initialised: debug output works from every static constructor, whatever the order.
+std::atomic<bool> JSystem::_debug{true};
+JLock* JSystem::_sync = nullptr;
+
+// Made before the thread registry, which has 201, and so destroyed after it: threads that are stopped there
+// still log.
+JSystem JSystem::_instance __attribute__((init_priority(200)));
+
+namespace {
+
+/**
+ * The threads that hold the output lock, or are about to take it. At exit some may still run and log; these
+ * are not the library's, whose threads are stopped by then. Either such a thread counts itself before the
+ * destructor looks here, and the lock is left undestroyed; or it finds that _sync is null, and writes
+ * unserialised. Sequentially consistent, together with _sync: each side writes its own word first, then reads
+ * the other's.
+ */
+std::atomic<int> outputUsers{0};
+
+// What the calling thread's lock() took, and how often: its unlock() must meet the same lock although _sync
+// may have changed in between.
+thread_local JLock* heldLock = nullptr;
+thread_local int lockDepth = 0;
+
+JLock* enterOutput() {
+    outputUsers.fetch_add(1);
+    JLock* const lock = __atomic_load_n(&JSystem::_sync, __ATOMIC_SEQ_CST);
+    if (lock == nullptr) outputUsers.fetch_sub(1);
+    return lock;
+}
+
+/** Holds the output lock for the length of a scope, also when the thread is cancelled in the write. */
+class OutputLock {
+public:
+    OutputLock() { JSystem::lock(); }
+    ~OutputLock() { JSystem::unlock(); }
+    OutputLock(const OutputLock&) = delete;
+    OutputLock& operator=(const OutputLock&) = delete;
+};
+
+bool debugIsOn() {
+    return JSystem::_debug.load(std::memory_order_relaxed);
+}
+
+/** One line of a dump, put together so that it leaves in one write. */
+class DumpLine {
+public:
+    void add(unsigned char byte) {
+        static const char digits[] = "0123456789ABCDEF";
+        char* const group = line_ + 3 * count_;
+        group[0] = digits[byte >> 4];
+        group[1] = digits[byte & 15];
+        group[2] = ' ';
+        text_[count_++] = std::isprint(byte) ? static_cast<char>(byte) : '.';
+    }
+
+    bool isEmpty() const { return count_ == 0; }
+    bool isFull() const { return count_ == JSystem::MAX_DUMP; }
+
+    void write() {
+        char* end = line_ + 3 * count_;
+        for (int missing = JSystem::MAX_DUMP - count_; missing > 0; --missing) end = append(end, "   ", 3);
+        end = append(end, text_, count_);
+        end = append(end, "\n", 1);
+        count_ = 0;
+        std::fwrite(line_, 1, static_cast<size_t>(end - line_), stderr);
+    }
+
+private:
+    static char* append(char* end, const char* text, int length) {
+        std::memcpy(end, text, static_cast<size_t>(length));
+        return end + length;
+    }
+
+    char line_[JSystem::MAX_DUMP * (3 + 1) + 1];
+    char text_[JSystem::MAX_DUMP];
+    int count_ = 0;
+};
+
+}  // namespace
+
+JSystem::JSystem() {
+    __atomic_store_n(&_sync, new JLock, __ATOMIC_SEQ_CST);
+}
+
+JSystem::~JSystem() {
+    JLock* const lock = __atomic_exchange_n(&_sync, nullptr, __ATOMIC_SEQ_CST);
+    if (outputUsers.load() == 0) delete lock;
+}
+
+const JClass* JSystem::getClass() const {
+    return &classJSystem;
+}
+
+void JSystem::debug(bool on) {
+    _debug.store(on, std::memory_order_relaxed);
+}
+
+void JSystem::debug(const char* format, ...) {
+    if (!debugIsOn()) return;
+    const OutputLock held;
+    va_list arguments;
+    va_start(arguments, format);
+    std::vfprintf(stderr, format, arguments);
+    va_end(arguments);
+    flush();
+}
+
+int JSystem::printf(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    const int written = std::vfprintf(stderr, format, arguments);
+    va_end(arguments);
+    return written;
+}
+
+void JSystem::lock() {
+    if (lockDepth++ == 0) heldLock = enterOutput();
+    if (heldLock != nullptr) heldLock->lock();
+}
+
+void JSystem::unlock() {
+    if (lockDepth == 0) return;
+    --lockDepth;
+    if (heldLock == nullptr) return;
+    heldLock->unlock();
+    if (lockDepth == 0) outputUsers.fetch_sub(1);
+}
+
+void JSystem::flush() {
+    std::fflush(stderr);
+}
+
+void JSystem::dump(const char* data, int len) {
+    if (!debugIsOn()) return;
+    const OutputLock held;
+    DumpLine line;
+    for (int i = 0; data != nullptr && i < len; ++i) {
+        line.add(static_cast<unsigned char>(data[i]));
+        if (line.isFull()) line.write();
+    }
+    if (!line.isEmpty()) line.write();
+    std::fputs("\n", stderr);
+    flush();
+}
