@@ -1,0 +1,150 @@
+#include "thread/JQueue.h"
+
+#include <climits>
+#include <memory>
+
+const JClass JQueue::classJQueue = {"JQueue", sizeof(JQueue), &JObject::classJObject};
+
+static_assert(sizeof(void*) != 4 || sizeof(JQueue) == 44, "instance size on 32-bit targets");
+static_assert(sizeof(void*) != 4 || sizeof(JQueue::JQueueEntry) == 12, "instance size on 32-bit targets");
+
+namespace {
+
+/** One more, wrapping around: a long-lived queue passes more than 2147483647 items. */
+int successor(int counter) {
+    return static_cast<int>(static_cast<unsigned>(counter) + 1u);
+}
+
+}  // namespace
+
+JQueue::JQueueEntry::JQueueEntry(int segment)
+    : next(nullptr), slots(new JObject*[static_cast<size_t>(segment)]()) {
+}
+
+JQueue::JQueueEntry::~JQueueEntry() {
+    delete[] slots;
+}
+
+JQueue::JQueue(int highMark, int resumeMark, int segmentSize)
+    : capacity(highMark),
+      resume(resumeMark),
+      segment(segmentSize < 1 ? 1 : segmentSize),
+      tail(nullptr),
+      head(nullptr),
+      readIndex(0),
+      writeIndex(0),
+      count(0),
+      full(false),
+      inputCount(0),
+      outputCount(0) {
+    initialize();
+}
+
+JQueue::JQueue(int highMark, int segmentSize) : JQueue(highMark, highMark, segmentSize) {
+}
+
+JQueue::JQueue(int segmentSize) : JQueue(INT_MAX, INT_MAX, segmentSize) {
+}
+
+JQueue::~JQueue() {
+    clearAll();
+}
+
+const JClass* JQueue::getClass() const {
+    return &classJQueue;
+}
+
+void JQueue::initialize() {
+    JQueueEntry* const first = new JQueueEntry(segment);
+    clearAll();
+    head = tail = first;
+    readIndex = writeIndex = count = 0;
+    full = false;
+    inputCount = outputCount = 0;
+}
+
+int JQueue::put(JObject& item) {
+    return full ? FULL : put2(item);
+}
+
+int JQueue::put2(JObject& item) {
+    if (tail == nullptr) return FULL;
+    if (count >= capacity) {
+        full = true;
+        return FULL;
+    }
+    append(item);
+    return OK;
+}
+
+/** Whatever may throw comes first; what changes the queue cannot. */
+void JQueue::append(JObject& item) {
+    const bool fillsSegment = writeIndex + 1 == segment;
+    std::unique_ptr<JObject> copy(item.clone());
+    std::unique_ptr<JQueueEntry> following(fillsSegment ? new JQueueEntry(segment) : nullptr);
+    tail->slots[writeIndex] = copy.release();
+    ++writeIndex;
+    if (fillsSegment) {
+        writeIndex = 0;
+        tail->next = following.get();
+        tail = following.release();
+    }
+    ++count;
+    inputCount = successor(inputCount);
+}
+
+JObject* JQueue::get() {
+    if (count <= 0) return nullptr;
+    JObject* const item = removeOldest();
+    if (count <= resume) full = false;
+    return item;
+}
+
+JObject* JQueue::removeOldest() {
+    JObject* const item = head->slots[readIndex];
+    head->slots[readIndex] = nullptr;
+    ++readIndex;
+    if (readIndex == segment) {
+        readIndex = 0;
+        const std::unique_ptr<JQueueEntry> exhausted(head);
+        head = head->next;
+    }
+    --count;
+    outputCount = successor(outputCount);
+    return item;
+}
+
+JObject* JQueue::peek() const {
+    return count < 1 ? nullptr : head->slots[readIndex];
+}
+
+bool JQueue::isEmpty() const {
+    return count < 1;
+}
+
+bool JQueue::isFull() const {
+    return full || count >= capacity;
+}
+
+int JQueue::size() const {
+    return count;
+}
+
+int JQueue::input() const {
+    return inputCount;
+}
+
+int JQueue::output() const {
+    return outputCount;
+}
+
+void JQueue::clearAll() {
+    while (count > 0) delete removeOldest();
+    delete head;
+    head = tail = nullptr;
+}
+
+void JQueue::clear() {
+    clearAll();
+    initialize();
+}
