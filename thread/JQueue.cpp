@@ -5,7 +5,7 @@
 
 const JClass JQueue::classJQueue = {"JQueue", sizeof(JQueue), &JObject::classJObject};
 
-static_assert(sizeof(void*) != 4 || sizeof(JQueue) == 44, "instance size on 32-bit targets");
+static_assert(sizeof(void*) != 4 || sizeof(JQueue) == 48, "instance size on 32-bit targets");
 static_assert(sizeof(void*) != 4 || sizeof(JQueue::JQueueEntry) == 12, "instance size on 32-bit targets");
 
 namespace {
