@@ -1,0 +1,536 @@
+#include "core/JString.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "core/detail/TextSize.h"
+#include "core/JNumber.h"
+
+using jay::detail::textLength;
+using jay::detail::textSize;
+
+const JClass JString::classJString = {"JString", sizeof(JString), &JObject::classJObject};
+
+namespace {
+
+constexpr int NUMBER_TEXT = 40;
+
+/** A zero-filled array for a text of `n` bytes and its NUL: getBytes() may show all of it. */
+char* zeroedText(int n) {
+    return new char[static_cast<std::size_t>(n) + 1]();
+}
+
+/** An array holding a copy of `n` bytes and a NUL. */
+char* copyOf(const char* bytes, int n) {
+    char* copy = new char[static_cast<std::size_t>(n) + 1];
+    std::memcpy(copy, bytes, static_cast<std::size_t>(n));
+    copy[n] = '\0';
+    return copy;
+}
+
+const char* orEmpty(const char* s) {
+    return s == nullptr ? "" : s;
+}
+
+bool isBlank(char c) {
+    return c == ' ' || c == '\t' || c == '\r' || c == '\n';
+}
+
+/** Whether `c` is part of a double-byte character. */
+bool isDouble(char c) {
+    return static_cast<unsigned char>(c) >= 128;
+}
+
+/** The number of bytes of double-byte characters that end just before `end`, not counting beyond `begin`. */
+long long doubleRun(const char* text, long long begin, long long end) {
+    long long start = end;
+    while (start > begin && isDouble(text[start - 1])) --start;
+    return end - start;
+}
+
+// Plain arithmetic, not <cctype>: the result must not depend on the application's locale.
+char toLower(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+char toUpper(char c) {
+    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+}
+
+/** The index of `found` in `text`, -1 if it is null. */
+int indexIn(const char* text, const char* found) {
+    return found == nullptr ? -1 : textSize(found - text);
+}
+
+}  // namespace
+
+// ---- construction ----
+
+JString::JString() : JString(0) {
+}
+
+JString::JString(const char* s) : JString(s, 0, textLength(orEmpty(s))) {
+}
+
+JString::JString(const char* s, int offset, int len) : hash(0), length_(s == nullptr ? 0 : std::max(len, 0)) {
+    data = length_ == 0 ? zeroedText(0) : copyOf(s + offset, length_);
+}
+
+JString::JString(char c) : JString(&c, 0, 1) {
+}
+
+JString::JString(signed char c) : JString(static_cast<char>(c)) {
+}
+
+JString::JString(int capacity) : hash(0), length_(std::max(capacity, 0)) {
+    data = zeroedText(length_);
+}
+
+JString::JString(const JString& other) : JString(other, 0) {
+}
+
+JString::JString(const JString* other) : JString(other == nullptr ? JString() : *other) {
+}
+
+/** A copy whose array holds at least `room` bytes and a NUL. */
+JString::JString(const JString& other, int room) : JObject(other), hash(0), length_(other.length_) {
+    const int bytes = other.occupied();
+    data = zeroedText(std::max(bytes, room));
+    std::memcpy(data, other.data, static_cast<std::size_t>(bytes));
+}
+
+JString::~JString() {
+    delete[] data;
+}
+
+JObject* JString::clone() {
+    return new JString(*this);
+}
+
+/** The bytes of the array in use: those of text, or length() where that counts further than the NUL. */
+int JString::occupied() const {
+    return std::max(length_, textLength(data));
+}
+
+// ---- access ----
+
+// A negative index is outside of the text like one beyond it.
+signed char JString::charAt(int i) const {
+    return i < 0 || i > length_ ? static_cast<signed char>(0) : (*this)[i];
+}
+
+int JString::hashCode() {
+    if (hash != 0) return hash;
+    unsigned h = 0;
+    for (int i = 0; i < length_; i += 2) h = 31 * h + static_cast<unsigned>((*this)[i]);
+    hash = static_cast<int>(h);
+    return hash;
+}
+
+const JClass* JString::getClass() const {
+    return &classJString;
+}
+
+// ---- comparison ----
+
+int JString::Compare(const JString& a, const JString& b) {
+    return std::strcmp(a.data, b.data);
+}
+
+int JString::Compare(const char* a, const JString& b) {
+    return a == nullptr ? -1 : std::strcmp(a, b.data);
+}
+
+int JString::Compare(const JString& a, const char* b) {
+    return b == nullptr ? 1 : std::strcmp(a.data, b);
+}
+
+bool JString::equals(JObject& other) {
+    if (!JObject::equals(other)) return false;
+    return hashCode() == other.hashCode() && std::strcmp(data, static_cast<JString&>(other).data) == 0;
+}
+
+bool JString::equals(JObject* other) {
+    return equals(*other);
+}
+
+bool JString::equals(const char* s) const {
+    return s != nullptr && std::strcmp(data, s) == 0;
+}
+
+bool JString::equals(const JString* other) const {
+    return std::strcmp(data, other->data) == 0;
+}
+
+bool JString::equals(const JString& other) const {
+    return std::strcmp(data, other.data) == 0;
+}
+
+bool JString::equals(const char* s) {
+    return std::as_const(*this).equals(s);
+}
+
+bool JString::equals(const JString* other) {
+    return std::as_const(*this).equals(other);
+}
+
+bool JString::equals(const JString& other) {
+    return std::as_const(*this).equals(other);
+}
+
+// ---- search ----
+
+int JString::indexOf(const char* needle, int from) const {
+    if (needle == nullptr || from < 0 || from >= length_) return -1;
+    return indexIn(data, std::strstr(data + from, needle));
+}
+
+int JString::indexOf(const char* needle) const {
+    return indexOf(needle, 0);
+}
+
+int JString::indexOf(const JString& needle, int from) const {
+    return indexOf(needle.data, from);
+}
+
+int JString::indexOf(const JString& needle) const {
+    return indexOf(needle.data, 0);
+}
+
+int JString::indexOf(int ch, int from) const {
+    if (from < 0 || from >= length_) return -1;
+    return indexIn(data, std::strchr(data + from, ch));
+}
+
+int JString::indexOf(int ch) const {
+    return indexOf(ch, 0);
+}
+
+int JString::lastIndexOf(int ch, int from) const {
+    if (from < 0) return -1;
+    const int last = indexIn(data, std::strrchr(data, ch));
+    return last > std::min(length_, from) ? -1 : last;
+}
+
+int JString::lastIndexOf(int ch) const {
+    return lastIndexOf(ch, length_ - 1);
+}
+
+bool JString::startsWith(const char* p, int from) const {
+    if (p == nullptr || from < 0 || from > length_) return false;
+    const std::size_t size = std::strlen(p);
+    if (size > static_cast<std::size_t>(length_ - from)) return false;
+    return std::memcmp(data + from, p, size) == 0;
+}
+
+bool JString::startsWith(const char* p) const {
+    return startsWith(p, 0);
+}
+
+bool JString::startsWith(const JString& p, int from) const {
+    return startsWith(p.data, from);
+}
+
+bool JString::startsWith(const JString& p) const {
+    return startsWith(p.data, 0);
+}
+
+bool JString::endsWith(const char* p) const {
+    return p != nullptr && startsWith(p, length_ - textLength(p));
+}
+
+bool JString::endsWith(const JString& p) const {
+    return endsWith(p.data);
+}
+
+// ---- derived strings ----
+
+JString JString::substring(int begin, int end) const {
+    const int e = std::min(length_, end);
+    const int b = std::min(std::max(begin, 0), e);
+    return JString(data, b, e - b);
+}
+
+JString JString::substring(int begin) const {
+    return substring(begin, length_);
+}
+
+JString JString::trim() const {
+    const char* begin = data;
+    const char* end = data + length_;
+    while (begin < end && isBlank(*begin)) ++begin;
+    while (begin < end && isBlank(end[-1])) --end;
+    return JString(begin, 0, static_cast<int>(end - begin));
+}
+
+JString JString::trimLeft() const {
+    const int p = static_cast<int>(std::find_if_not(data, data + length_, isBlank) - data);
+    if (p == length_) return JString();
+    // Kept: one byte too far, and with the NUL in place of it.
+    return JString(data, p + 1, length_ - p);
+}
+
+JString JString::trimRight() const {
+    const char* end = data + length_;
+    while (end > data && isBlank(end[-1])) --end;
+    return JString(data, 0, static_cast<int>(end - data));
+}
+
+JString JString::trimDef(const char* set) const {
+    const char* unwanted = orEmpty(set);
+    JString result(*this);
+    char* to = result.data;
+    for (const char* from = data; *from != '\0'; ++from) {
+        if (std::strchr(unwanted, *from) == nullptr) *to++ = *from;
+    }
+    *to = '\0';
+    result.length_ = textLength(result.data);
+    return result;
+}
+
+JString JString::toLowerCase() const {
+    JString result(*this);
+    std::transform(data, data + length_, result.data, toLower);
+    return result;
+}
+
+JString JString::toUpperCase() const {
+    JString result(*this);
+    std::transform(data, data + length_, result.data, toUpper);
+    return result;
+}
+
+JString JString::replase(int from, int to) const {
+    return replase(from, to, 0);
+}
+
+JString JString::replase(int from, int to, int) const {
+    JString result(*this);
+    std::replace(result.data, result.data + length_, static_cast<char>(from), static_cast<char>(to));
+    return result;
+}
+
+JString JString::toMax(int n) const {
+    if (n < 4) {
+        // The dots may reach beyond the text, never beyond the array: the copy is made large enough for them.
+        const int dots = std::max(n, 0);
+        JString result(*this, dots);
+        std::memset(result.data, '.', static_cast<std::size_t>(dots));
+        result.data[dots] = '\0';
+        return result;
+    }
+    JString result(*this);
+    if (n < textLength(data)) {
+        const bool cutsCharacter = doubleRun(data, 0, n - 3) % 2 != 0;
+        std::memcpy(result.data + n - (cutsCharacter ? 4 : 3), "...", 4);
+    }
+    return result;
+}
+
+JByte JString::getBytes() const {
+    return JByte(data, 0, length_);
+}
+
+int JString::charsAdjust(const char* str, int& offset, int& len) {
+    const char* text = orEmpty(str);
+    const int n = textLength(text);
+    // 64 bits: the sums of any arguments fit. What counts is only within the text, whatever the caller asked
+    // for.
+    long long begin = std::min(offset, n);
+    const long long size = std::min<long long>(len, n - begin);
+    if (begin >= 1 && doubleRun(text, 0, begin) % 2 != 0) --begin;
+    begin = std::max(begin, 0LL);
+    long long end = begin + size;
+    // Beyond the text there is no character to cut.
+    if (end > 0 && end <= n && doubleRun(text, begin, end) % 2 != 0) --end;
+    offset = static_cast<int>(begin);
+    len = static_cast<int>(std::min<long long>(n, end) - begin);
+    return n;
+}
+
+// ---- modification ----
+
+JString& JString::operator=(const char* s) {
+    const char* text = orEmpty(s);
+    const int size = textLength(text);
+    char* fresh = copyOf(text, size);  // before the old array goes: it may be the source
+    delete[] data;
+    data = fresh;
+    hash = 0;
+    length_ = size;
+    return *this;
+}
+
+JString& JString::operator=(const JString& other) {
+    return *this = static_cast<const char*>(other.data);
+}
+
+JString& JString::operator+=(const char* s) {
+    if (s == nullptr || *s == '\0') return *this;
+    const std::size_t head = std::strlen(data);
+    const std::size_t tail = std::strlen(s);
+    const int joined = textSize(head + tail);
+    // Room for length() bytes even where the text is shorter than that: a pre-sized string keeps its array's
+    // size.
+    char* fresh = zeroedText(textSize(static_cast<std::size_t>(length_) + tail));
+    std::memcpy(fresh, data, head);
+    std::memcpy(fresh + head, s, tail);
+    delete[] data;  // only now: it may be the source
+    data = fresh;
+    hash = 0;
+    length_ = joined;
+    return *this;
+}
+
+JString& JString::operator+=(const JString& s) {
+    return *this += static_cast<const char*>(s.data);
+}
+
+JString& JString::operator+=(char c) {
+    const char text[] = {c, '\0'};
+    return *this += text;
+}
+
+JString& JString::operator+=(signed char c) {
+    return *this += static_cast<char>(c);
+}
+
+JString& JString::operator+=(int n) {
+    char text[NUMBER_TEXT];
+    return *this += static_cast<const char*>(sys_itoa(n, text, 10));
+}
+
+JString& JString::operator+=(unsigned n) {
+    return *this += static_cast<int>(n);
+}
+
+JString& JString::operator+=(long n) {
+    return *this += static_cast<int>(n);
+}
+
+JString& JString::operator+=(unsigned long n) {
+    return *this += static_cast<int>(n);
+}
+
+JString& JString::operator+=(long long n) {
+    char text[NUMBER_TEXT];
+    return *this += static_cast<const char*>(sys_i64toa(n, text, 10));
+}
+
+JString& JString::operator+=(unsigned long long n) {
+    return *this += static_cast<long long>(n);
+}
+
+JString& JString::operator+=(const JInteger& n) {
+    return *this += static_cast<int>(n);
+}
+
+// ---- comparison operators ----
+
+bool operator==(const JString& a, const JString& b) {
+    return JString::Compare(a, b) == 0;
+}
+bool operator==(const char* a, const JString& b) {
+    return JString::Compare(a, b) == 0;
+}
+bool operator==(const JString& a, const char* b) {
+    return JString::Compare(a, b) == 0;
+}
+bool operator!=(const JString& a, const JString& b) {
+    return JString::Compare(a, b) != 0;
+}
+bool operator!=(const char* a, const JString& b) {
+    return JString::Compare(a, b) != 0;
+}
+bool operator!=(const JString& a, const char* b) {
+    return JString::Compare(a, b) != 0;
+}
+bool operator<(const JString& a, const JString& b) {
+    return JString::Compare(a, b) < 0;
+}
+bool operator<(const char* a, const JString& b) {
+    return JString::Compare(a, b) < 0;
+}
+bool operator<(const JString& a, const char* b) {
+    return JString::Compare(a, b) < 0;
+}
+bool operator<=(const JString& a, const JString& b) {
+    return JString::Compare(a, b) <= 0;
+}
+bool operator<=(const char* a, const JString& b) {
+    return JString::Compare(a, b) <= 0;
+}
+bool operator<=(const JString& a, const char* b) {
+    return JString::Compare(a, b) <= 0;
+}
+bool operator>(const JString& a, const JString& b) {
+    return JString::Compare(a, b) > 0;
+}
+bool operator>(const char* a, const JString& b) {
+    return JString::Compare(a, b) > 0;
+}
+bool operator>(const JString& a, const char* b) {
+    return JString::Compare(a, b) > 0;
+}
+bool operator>=(const JString& a, const JString& b) {
+    return JString::Compare(a, b) >= 0;
+}
+bool operator>=(const char* a, const JString& b) {
+    return JString::Compare(a, b) >= 0;
+}
+bool operator>=(const JString& a, const char* b) {
+    return JString::Compare(a, b) >= 0;
+}
+
+// ---- concatenation ----
+
+namespace {
+
+template <class Right>
+JString appended(const JString& a, const Right& b) {
+    JString result(a);
+    result += b;
+    return result;
+}
+
+}  // namespace
+
+JString operator+(const JString& a, const JString& b) {
+    return appended(a, b);
+}
+JString operator+(const JString& a, const char* b) {
+    return appended(a, b);
+}
+JString operator+(const char* a, const JString& b) {
+    return appended(a, b);
+}
+JString operator+(const JString& a, char c) {
+    return appended(a, c);
+}
+JString operator+(const JString& a, signed char c) {
+    return appended(a, c);
+}
+JString operator+(const JString& a, int n) {
+    return appended(a, n);
+}
+JString operator+(const JString& a, unsigned n) {
+    return appended(a, n);
+}
+JString operator+(const JString& a, long n) {
+    return appended(a, n);
+}
+JString operator+(const JString& a, unsigned long n) {
+    return appended(a, n);
+}
+JString operator+(const JString& a, long long n) {
+    return appended(a, n);
+}
+JString operator+(const JString& a, unsigned long long n) {
+    return appended(a, n);
+}
+JString operator+(const JString& a, const JInteger& n) {
+    return appended(a, n);
+}
+JString operator+(const JString& a, bool b) {
+    return appended(a, b ? "true" : "false");
+}
