@@ -1,0 +1,51 @@
+#ifndef JAY_CORE_JPOINTER_H
+#define JAY_CORE_JPOINTER_H
+
+#include "core/JObject.h"
+
+class JLayout;
+
+/**
+ * A boxed, untyped pointer. It does not own what it points to and never deletes it.
+ *
+ * The conversions return the held pointer unchanged, without a check of its type. Hold an object by
+ * reference, or by a pointer to its JObject part, if it is to be read as a JObject*: the address of a class
+ * with several bases may differ.
+ */
+class JAY_API JPointer : public JObject {
+public:
+    static const JClass classJPointer;
+
+    /** Null. */
+    JPointer() = default;
+
+    /** Holds the object's address. A JPointer as argument is copied instead, here and in the assignments. */
+    JPointer(JObject& object);
+    JPointer(const JPointer&) = default;
+
+    JPointer& operator=(const JPointer&) = default;
+    JPointer& operator=(JObject& object);
+    JPointer& operator=(void* address);
+
+    operator JLayout*() { return static_cast<JLayout*>(pointer); }
+    operator JObject*() { return static_cast<JObject*>(pointer); }
+    operator void*() { return pointer; }
+
+    // Beside, not instead of, the forms above: next to the JPointer* below, the const forms alone would lose
+    // every choice.
+    operator JLayout*() const { return static_cast<JLayout*>(pointer); }
+    operator JObject*() const { return static_cast<JObject*>(pointer); }
+    operator void*() const { return pointer; }
+
+    /** This JPointer itself, not what it holds. */
+    operator JPointer*() { return this; }
+
+    const JClass* getClass() const override;
+
+private:
+    void* pointer = nullptr;
+};
+
+static_assert(sizeof(void*) != 4 || sizeof(JPointer) == 8, "instance size is part of the 32-bit contract");
+
+#endif
