@@ -6,8 +6,8 @@
 namespace jay::detail {
 
 /**
- * Switches the calling thread's cancellation off for the length of a scope. Destructors that may block or log open with
- * one: cancellation unwinds the stack, and unwinding out of a destructor ends the process.
+ * Switches the calling thread's cancellation off for the length of a scope. Destructors that may block or log
+ * open with one: cancellation unwinds the stack, and unwinding out of a destructor ends the process.
  */
 class CancelOff {
 public:

@@ -1,0 +1,76 @@
+#ifndef JAY_NET_JSERVERSOCKET_H
+#define JAY_NET_JSERVERSOCKET_H
+
+#include <atomic>
+#include <memory>
+
+#include "core/JObject.h"
+#include "net/JInetAddress.h"
+#include "net/JSocket.h"
+
+namespace jay::detail {
+class Descriptor;
+}
+
+/**
+ * Listens for TCP connections on a port of every local IPv4 address.
+ *
+ * Threads: one thread accepts; any thread may call close(), which makes a waiting accept() return null at
+ * once.
+ */
+class JAY_API JServerSocket : public JObject {
+public:
+    /**
+     * Listens at once, with a backlog of 10. @param port 1..65535; 0 lets the system choose (getInetAddress()
+     * does not tell the port then). Whether it worked is told by isInit() and, in full, by getError().
+     */
+    explicit JServerSocket(int port);
+
+    /** close(). */
+    ~JServerSocket() override;
+    JServerSocket(const JServerSocket&) = delete;
+    JServerSocket& operator=(const JServerSocket&) = delete;
+
+    /** False only if the port could not be bound, typically because it is in use (kept: other failures are
+     * not told). */
+    bool isInit();
+
+    /** 0 while listening; otherwise the errno of the step that failed, or EBADF once closed. */
+    int getError() const;
+
+    /**
+     * Waits about a second for a connection. A cancellation point.
+     * @return a new socket that the caller owns, with keep-alive off; or null: nobody came, it failed, or
+     * this was closed. A second without a connection looks at errno as it stands and goes on waiting if that
+     * is EINTR or EAGAIN (kept); callers that must get their null set errno to 0 first.
+     */
+    JSocket* accept();
+
+    /** The port given to the constructor. */
+    int getLocalPort();
+
+    /** 0, and nothing: inert, kept. */
+    int getSoTimeout();
+    void setSoTimeout(int ms);
+
+    /** The address listened on, 0.0.0.0 normally and on failure. */
+    JInetAddress getInetAddress();
+
+    /** Stops listening. A second call does nothing. */
+    void close();
+
+private:
+    void listenOn(int number);
+
+    std::atomic<int> fd;  // the number; after a failed bind or listen still the number that was closed
+                          // (kept), which may belong to another file by now and is never touched again
+    int port;
+    int acceptWait;  // seconds
+    char name[256];
+    bool init;
+
+    int error;
+    std::unique_ptr<jay::detail::Descriptor> descriptor;  // guards the number in fd
+};
+
+#endif

@@ -1,0 +1,314 @@
+#include "net/JSocket.h"
+
+#include <arpa/inet.h>
+#include <cerrno>
+#include <cstring>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "net/detail/Descriptor.h"
+#include "net/detail/Resolver.h"
+#include "net/detail/Wait.h"
+#include "net/sys_socket.h"
+#include "thread/detail/CancelOff.h"
+
+using jay::detail::Descriptor;
+using jay::detail::Readiness;
+
+namespace {
+
+/** Copies a text into a field, cut at the field's end: a longer one would run over. */
+template <int SIZE>
+void store(char (&field)[SIZE], const char* text) {
+    std::strncpy(field, text != nullptr ? text : "", SIZE - 1);
+    field[SIZE - 1] = '\0';
+}
+
+void setNonBlocking(int fd) {
+    int on = 1;
+    ioctl(fd, FIONBIO, &on);
+}
+
+bool localAddress(int fd, sockaddr_in& address) {
+    socklen_t size = sizeof address;
+    return getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size) == 0;
+}
+
+}  // namespace
+
+// ---- construction ----
+
+JSocket::JSocket(const char* hostName, int portNumber) : port(portNumber), descriptor(new Descriptor) {
+    store(host, hostName);
+    store(hostAddress, "");
+    store(message, "");
+}
+
+JSocket::JSocket(int number)
+    : fd(number), connected(true), inputShutdown(false), outputShutdown(false), descriptor(new Descriptor) {
+    store(message, "");
+    sockaddr_in peer{};
+    socklen_t size = sizeof peer;
+    if (getpeername(number, reinterpret_cast<sockaddr*>(&peer), &size) == 0) {
+        const std::string dotted = jay::detail::dottedForm(peer.sin_addr);
+        store(host, dotted.c_str());
+        store(hostAddress, dotted.c_str());
+        port = ntohs(peer.sin_port);
+        setNonBlocking(number);
+    } else {
+        store(host, "invalid_socket");
+        store(hostAddress, "0.0.0.0");
+        port = -1;
+    }
+    if (number >= 0) descriptor->attach(number);
+}
+
+JSocket::~JSocket() {
+    const jay::detail::CancelOff off;
+    close();
+    delete input;
+    delete output;
+}
+
+// ---- connection ----
+
+bool JSocket::connect() {
+    Attempt attempt = Attempt::ALREADY_CONNECTED;
+    while (attempt == Attempt::ALREADY_CONNECTED) {
+        if (connected) close();
+        attempt = connectOnce();
+        if (attempt == Attempt::ALREADY_CONNECTED) connected = true;
+    }
+    return attempt == Attempt::CONNECTED;
+}
+
+JSocket::Attempt JSocket::connectOnce() {
+    if (!openDescriptor()) return Attempt::FAILED;
+    if (!resolveHost()) return Attempt::FAILED;
+
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<uint16_t>(port));
+    address.sin_addr.s_addr = inet_addr(hostAddress);
+    connectTimedOut = false;
+
+    const Descriptor::Use use(*descriptor);
+    if (sys_connect(use.fd(), reinterpret_cast<sockaddr*>(&address), sizeof address, connectTimeout * 1000) <
+        0) {
+        if (errno == EISCONN) return Attempt::ALREADY_CONNECTED;
+        if (errno == ETIMEDOUT) {
+            connectTimedOut = true;
+            fail("error connection timeout!");
+            return Attempt::FAILED;
+        }
+        // Refused, unreachable and the like are not failures here (kept): the first read or write shows them.
+    }
+    if (!descriptor->isOpen()) return Attempt::FAILED;  // another thread closed it meanwhile
+    setNonBlocking(use.fd());
+    woken = false;
+    inputShutdown = false;
+    outputShutdown = false;
+    connected = true;
+    return Attempt::CONNECTED;
+}
+
+bool JSocket::openDescriptor() {
+    if (descriptor->isOpen()) return true;  // left over from a failed attempt
+    const int number = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP);
+    if (number < 0) {
+        fail("not allocate socket handle!");
+        return false;
+    }
+    descriptor->attach(number);
+    fd = number;
+    return true;
+}
+
+bool JSocket::resolveHost() {
+    in_addr found{};
+    if (jay::detail::parseDotted(host, found) && std::strlen(host) < sizeof hostAddress) {
+        store(hostAddress, host);
+        return true;
+    }
+    if (!jay::detail::parseDotted(host, found) && !jay::detail::lookUpName(host, found)) {
+        fail("unknown host!");
+        return false;
+    }
+    store(hostAddress,
+          jay::detail::dottedForm(found).c_str());  // also for a dotted text too long for its field
+    return true;
+}
+
+void JSocket::fail(const char* text) {
+    store(message, text);
+}
+
+int JSocket::close() {
+    connected = false;
+    inputShutdown = true;
+    outputShutdown = true;
+    if (fd == -1) return 1;
+    if (getSoLinger() == 0) setSoLinger(true, 0);
+    fd = -1;
+    return descriptor->close() ? -1 : 1;
+}
+
+void JSocket::wakeUp() {
+    woken = true;
+    descriptor->wake();
+}
+
+bool JSocket::isConnected() {
+    return connected;
+}
+bool JSocket::isConnectTimeout() {
+    return connectTimedOut;
+}
+bool JSocket::isReadTimeout() {
+    return readTimedOut;
+}
+bool JSocket::isWriteTimeout() {
+    return writeTimedOut;
+}
+
+const char* JSocket::getHost() {
+    return host;
+}
+void JSocket::setHost(const char* name) {
+    store(host, name);
+}
+int JSocket::getPort() {
+    return port;
+}
+void JSocket::setPort(int number) {
+    port = number;
+}
+
+int JSocket::getSoTimeout() {
+    return 0;
+}
+void JSocket::setSoTimeout(int) {
+}
+
+JSocket::JSocketInputStream* JSocket::getInputStream() {
+    if (input == nullptr) input = new JSocketInputStream(this);
+    return input;
+}
+
+JSocket::JSocketOutputStream* JSocket::getOutputStream() {
+    if (output == nullptr) output = new JSocketOutputStream(this);
+    return output;
+}
+
+bool JSocket::shutdownInput() {
+    const Descriptor::Use use(*descriptor);
+    inputShutdown = true;
+    ::shutdown(use.fd(), SHUT_RD);
+    return connected = !outputShutdown;
+}
+
+bool JSocket::shutdownOutput() {
+    const Descriptor::Use use(*descriptor);
+    outputShutdown = true;
+    ::shutdown(use.fd(), SHUT_WR);
+    return connected = !inputShutdown;
+}
+
+// ---- options ----
+
+int JSocket::setOption(int level, int name, int value) {
+    const Descriptor::Use use(*descriptor);
+    return setsockopt(use.fd(), level, name, &value, sizeof value);
+}
+
+/** The option's value, 0 on failure. */
+int JSocket::getOption(int level, int name) {
+    const Descriptor::Use use(*descriptor);
+    int value = 0;
+    socklen_t size = sizeof value;
+    return getsockopt(use.fd(), level, name, &value, &size) == 0 ? value : 0;
+}
+
+int JSocket::setTcpNoDelay(bool on) {
+    return setOption(IPPROTO_TCP, TCP_NODELAY, on ? 1 : 0);
+}
+int JSocket::setSendBufferSize(int bytes) {
+    return setOption(SOL_SOCKET, SO_SNDBUF, bytes);
+}
+int JSocket::setReceiveBufferSize(int bytes) {
+    return setOption(SOL_SOCKET, SO_RCVBUF, bytes);
+}
+int JSocket::setKeepAlive(bool on) {
+    return setOption(SOL_SOCKET, SO_KEEPALIVE, on ? 1 : 0);
+}
+
+int JSocket::getSendBufferSize() {
+    return getOption(SOL_SOCKET, SO_SNDBUF);
+}
+int JSocket::getReceiveBufferSize() {
+    return getOption(SOL_SOCKET, SO_RCVBUF);
+}
+bool JSocket::getKeepAlive() {
+    return getOption(SOL_SOCKET, SO_KEEPALIVE) > 0;
+}
+
+bool JSocket::getTcpNoDelay() {
+    return false;
+}
+
+int JSocket::setSoLinger(bool on, int seconds) {
+    const Descriptor::Use use(*descriptor);
+    const linger value = on ? linger{1, seconds} : linger{0, 0};
+    return setsockopt(use.fd(), SOL_SOCKET, SO_LINGER, &value, sizeof value);
+}
+
+int JSocket::getSoLinger() {
+    const Descriptor::Use use(*descriptor);
+    linger value{};
+    socklen_t size = sizeof value;
+    if (getsockopt(use.fd(), SOL_SOCKET, SO_LINGER, &value, &size) != 0) return -1;
+    return value.l_onoff != 0 ? value.l_linger : 0;
+}
+
+// ---- addresses ----
+
+int JSocket::getLocalPort() {
+    const Descriptor::Use use(*descriptor);
+    sockaddr_in local{};
+    return localAddress(use.fd(), local) ? ntohs(local.sin_port) : -1;
+}
+
+JInetAddress JSocket::getInetAddress() {
+    return JInetAddress::getByName(hostAddress);
+}
+
+JInetAddress JSocket::getLocalAddress() {
+    const Descriptor::Use use(*descriptor);
+    sockaddr_in local{};
+    if (!localAddress(use.fd(), local)) return JInetAddress();
+    return JInetAddress::getByName(jay::detail::dottedForm(local.sin_addr).c_str());
+}
+
+// ---- waiting ----
+
+/** Between two looks at the descriptor: whether somebody closed the socket or wants its threads to look up.
+ */
+class JSocket::WaitWatcher final : public jay::detail::WaitWatcher {
+public:
+    explicit WaitWatcher(JSocket& socket) : socket_(socket) {}
+    Readiness look() override {
+        if (!socket_.descriptor->isOpen()) return Readiness::FAILED;
+        return socket_.woken ? Readiness::TIMED_OUT : Readiness::READY;
+    }
+
+private:
+    JSocket& socket_;
+};
+
+Readiness JSocket::waitFor(int number, short events, int seconds, int slice) {
+    WaitWatcher watcher(*this);
+    return jay::detail::waitFor(number, events, seconds * 1000LL, slice, watcher);
+}

@@ -1,0 +1,246 @@
+#ifndef JAY_NET_JSOCKET_H
+#define JAY_NET_JSOCKET_H
+
+#include <atomic>
+#include <memory>
+
+#include "core/JObject.h"
+#include "net/JInetAddress.h"
+#include "net/JInputStream.h"
+#include "net/JOutputStream.h"
+
+namespace jay::detail {
+class Descriptor;
+enum class Readiness;
+}  // namespace jay::detail
+
+/**
+ * A TCP/IPv4 connection: made from a host and a port and then connected, or wrapped around an accepted
+ * descriptor.
+ *
+ * Results, not exceptions: false, -1 or 0, and the three time-out flags. A failed read or write, other than a
+ * time-out, closes the socket, so that isConnected() turns false; a time-out leaves it open. The time-outs
+ * are fixed: 10 s to connect, 60 s for the first byte of a read, 10 s for each wait of a write.
+ *
+ * Threads: one thread may read while another writes. Any thread may call close() and wakeUp() meanwhile: a
+ * waiting reader returns at once, a waiting writer within 100 ms, and the descriptor's number is released
+ * when both have left it. Everything else wants the caller's own serialisation. connect(), reads and writes
+ * are cancellation points.
+ *
+ * A peer that goes away never raises SIGPIPE. Descriptor numbers may be of any size.
+ */
+class JAY_API JSocket : public JObject {
+public:
+    class JSocketInputStream;
+    class JSocketOutputStream;
+
+    /** Not connected yet. @param host name or dotted address, cut at 255 bytes; null is empty. @param
+     * port 1..65535. */
+    JSocket(const char* host, int port);
+
+    /**
+     * Wraps an accepted descriptor and owns it from now on. If the peer cannot be told, host is
+     * "invalid_socket", port is -1 and the socket counts as connected all the same (kept: the first read or
+     * write shows what is wrong).
+     */
+    explicit JSocket(int fd);
+
+    /** Closes, and deletes the streams. No other thread may be inside a call. */
+    ~JSocket() override;
+
+    JSocket(const JSocket&) = delete;
+    JSocket& operator=(const JSocket&) = delete;
+
+    // ---- connection ----
+
+    /**
+     * Connects, closing a former connection first. Blocks for up to 10 s, and for as long as a name look-up
+     * takes.
+     * @return false for an unknown host, after a time-out (isConnectTimeout()), and without a descriptor. A
+     * refused connection or an unreachable network gives true (kept: the first read or write then fails).
+     */
+    bool connect();
+
+    /** Closes; the connection is reset, it does not linger. @return 1 if it was closed already, otherwise -1
+     * (kept). */
+    int close();
+
+    /**
+     * Ends every wait on this socket, in progress or to come, as if its time were over, without closing and
+     * without the peer noticing: how a thread that reads a quiet connection is told to look up. Lasts until
+     * connect().
+     */
+    void wakeUp();
+
+    bool isConnected();
+    bool isConnectTimeout();
+    bool isReadTimeout();
+    bool isWriteTimeout();
+
+    const char* getHost();
+    void setHost(const char* name);
+    int getPort();
+    void setPort(int number);
+
+    /** 0, and nothing: inert, kept. */
+    int getSoTimeout();
+    void setSoTimeout(int ms);
+
+    /** The stream of this socket, always the same one; owned by the socket. */
+    JSocketInputStream* getInputStream();
+    JSocketOutputStream* getOutputStream();
+
+    /** Shuts one direction down. @return whether the socket still counts as connected: the other direction is
+     * open. */
+    bool shutdownInput();
+    bool shutdownOutput();
+
+    // ---- options: setters return setsockopt's result ----
+
+    int setTcpNoDelay(bool on);
+    int setSoLinger(bool on, int seconds);
+    int setSendBufferSize(int bytes);
+    int setReceiveBufferSize(int bytes);
+    int setKeepAlive(bool on);
+
+    /** Always false: the option is asked for with a length of 0, so nothing is read. Kept. */
+    bool getTcpNoDelay();
+
+    /** Seconds, 0 when lingering is off, -1 on failure. */
+    int getSoLinger();
+
+    /** Bytes as the system counts them, 0 on failure. */
+    int getSendBufferSize();
+    int getReceiveBufferSize();
+
+    bool getKeepAlive();
+
+    // ---- addresses ----
+
+    /** The local port, -1 on failure. */
+    int getLocalPort();
+
+    /** The address connected to. */
+    JInetAddress getInetAddress();
+
+    /** The local address, 0.0.0.0 on failure. */
+    JInetAddress getLocalAddress();
+
+private:
+    class WaitWatcher;
+    enum class Attempt { CONNECTED, FAILED, ALREADY_CONNECTED };
+
+    Attempt connectOnce();
+    bool resolveHost();
+    bool openDescriptor();
+    void fail(const char* text);
+    int setOption(int level, int name, int value);
+    int getOption(int level, int name);
+    jay::detail::Readiness waitFor(int number, short events, int seconds, int slice);
+
+    // Atomic: touched by the reader, the writer and whoever closes without a common lock. The descriptor
+    // orders what must be ordered, so relaxed accesses would do.
+    std::atomic<int> fd{-1};
+    int port;
+    std::atomic<bool> connected{false};
+    std::atomic<bool> inputShutdown{true};
+    std::atomic<bool> outputShutdown{true};
+    int connectTimeout = 10;  // seconds, as the two below
+    int readTimeout = 60;
+    int writeTimeout = 10;
+    std::atomic<bool> connectTimedOut{false};
+    std::atomic<bool> readTimedOut{false};
+    std::atomic<bool> writeTimedOut{false};
+    char host[256];
+    char hostAddress[32];
+    char message[2048];
+    JSocketInputStream* input = nullptr;
+    JSocketOutputStream* output = nullptr;
+
+    std::unique_ptr<jay::detail::Descriptor> descriptor;  // guards the number in fd
+    std::atomic<bool> woken{false};
+};
+
+/** Reads a socket. The owner makes and deletes it. One thread at a time. */
+class JAY_API JSocket::JSocketInputStream : public JInputStream {
+public:
+    explicit JSocketInputStream(JSocket* owner);
+    ~JSocketInputStream() override;
+    JSocketInputStream(const JSocketInputStream&) = delete;
+    JSocketInputStream& operator=(const JSocketInputStream&) = delete;
+
+    /** Bytes that wait in the system, in the receive window and in the read-ahead buffer; the first count as
+     * 0 on failure. */
+    int available() override;
+
+    /** Closes the socket. */
+    int close() override;
+
+    /** One byte, 0..255; -1 at the end of the stream and on failure alike. */
+    int read() override;
+
+    int read(JByte& b) override;
+    int read(JByte& b, int off, int len) override;
+
+    /**
+     * Waits up to 60 s for the first byte, then collects what comes until `len` bytes are there or nothing
+     * has come for about 100 ms. Takes from the read-ahead buffer first, and only from it if it holds
+     * anything, unless `raw`.
+     * @return bytes read; 0 when the peer has closed; -1 on failure, after a time-out
+     * (JSocket::isReadTimeout()), and when there is no room in `b` or nothing is asked for.
+     */
+    int read(JByte& b, int off, int len, bool raw);
+
+    /** Appends up to 1024 bytes to the read-ahead buffer. @return bytes it holds now; otherwise as read(). */
+    int readBuffer();
+
+    /** 0: nothing is passed over. Kept. */
+    long skip(long n) override;
+
+private:
+    friend class JSocket;
+
+    int takeBuffered(char* to, int n);
+    void openWindow(unsigned generation);
+    long receive(int number, char* to, int n);
+    int fail(int result);
+
+    JSocket* socket;
+    JByte* buffer = nullptr;
+    int buffered = 0;
+    int capacity = 0;
+
+    // The receive window: what one system call brought beyond what was asked for, so that a header and
+    // its payload cost one call. An extension of the system's own buffer: read-ahead knows nothing of it.
+    std::unique_ptr<char[]> window;
+    int windowStart = 0;
+    int windowEnd = 0;
+    unsigned windowGeneration = 0;  // the connection that the window's bytes came from
+};
+
+/** Writes to a socket. The owner makes and deletes it. One thread at a time. */
+class JAY_API JSocket::JSocketOutputStream : public JOutputStream {
+public:
+    explicit JSocketOutputStream(JSocket* owner);
+
+    /** Closes the socket. */
+    int close() override;
+
+    /** Does nothing: nothing is held back. */
+    int flush() override;
+
+    int write(int c) override;
+    int write(JByte& b) override;
+
+    /**
+     * Writes the whole range, waiting up to 10 s whenever the system takes nothing more.
+     * @return 0 when every byte was taken (not a count: kept, the bus relies on it); -1 on failure and after
+     * a time-out (JSocket::isWriteTimeout()), when part of the range may have gone out.
+     */
+    int write(JByte& b, int off, int len) override;
+
+private:
+    JSocket* socket;
+};
+
+#endif

@@ -1,0 +1,63 @@
+#include "net/detail/Descriptor.h"
+
+#include <cerrno>
+#include <ctime>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "thread/detail/CancelOff.h"
+
+namespace jay::detail {
+
+Descriptor::~Descriptor() {
+    close();
+}
+
+void Descriptor::attach(int fd) {
+    for (;;) {
+        unsigned expected = CLOSED;
+        if (word_.load(std::memory_order_acquire) == CLOSED) {
+            fd_ = fd;
+            generation_++;
+            if (word_.compare_exchange_strong(expected, 0, std::memory_order_acq_rel)) return;
+        }
+        const timespec moment{0, 1000000};
+        nanosleep(&moment, nullptr);
+    }
+}
+
+int Descriptor::enter() {
+    if ((word_.fetch_add(1, std::memory_order_acq_rel) & CLOSED) == 0) return fd_;
+    leave();
+    return -1;
+}
+
+void Descriptor::leave() {
+    const int fd = fd_;
+    if (word_.fetch_sub(1, std::memory_order_acq_rel) != (CLOSED | HELD | 1U)) return;
+    // The last user. Somebody who only looked in may be the last one too: the exchange lets one of them
+    // through.
+    unsigned expected = CLOSED | HELD;
+    if (!word_.compare_exchange_strong(expected, CLOSED, std::memory_order_acq_rel)) return;
+    const CancelOff off;
+    const int saved = errno;
+    ::close(fd);
+    errno = saved;
+}
+
+bool Descriptor::close() {
+    unsigned word = word_.load(std::memory_order_acquire);
+    do {
+        if ((word & CLOSED) != 0) return false;
+    } while (!word_.compare_exchange_weak(word, (word + 1) | CLOSED | HELD, std::memory_order_acq_rel));
+    if (word != 0) ::shutdown(fd_, SHUT_RD);
+    leave();
+    return true;
+}
+
+void Descriptor::wake() {
+    const Use use(*this);
+    if (use.fd() >= 0) ::shutdown(use.fd(), SHUT_RD);
+}
+
+}  // namespace jay::detail

@@ -1,0 +1,36 @@
+#include "net/detail/Wait.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <poll.h>
+
+#include "system/JSystem.h"
+#include "thread/JThread.h"
+
+namespace jay::detail {
+
+Readiness waitFor(int fd, short events, long long timeout, int slice, WaitWatcher& watcher) {
+    const long long deadline = JSystem::getMilliseconds() + timeout;
+    int wait = SLICE_MS;
+    for (;;) {
+        pollfd entry{fd, events, 0};
+        const int ready = poll(&entry, 1, wait);
+        if (ready > 0) return (entry.revents & POLLNVAL) != 0 ? Readiness::FAILED : Readiness::READY;
+        const int error = errno;
+        if (JThread::interrupted()) return Readiness::FAILED;
+        if (ready < 0 && error != EINTR && error != EAGAIN) {
+            errno = error;
+            return Readiness::FAILED;
+        }
+        const Readiness verdict = watcher.look();
+        const long long left = deadline - JSystem::getMilliseconds();
+        if (verdict == Readiness::FAILED) return verdict;
+        if (verdict == Readiness::TIMED_OUT || left <= 0) {
+            errno = ETIMEDOUT;
+            return Readiness::TIMED_OUT;
+        }
+        wait = static_cast<int>(std::min<long long>(left, slice));
+    }
+}
+
+}  // namespace jay::detail

@@ -1,0 +1,30 @@
+#ifndef JAY_NET_DETAIL_WAIT_H
+#define JAY_NET_DETAIL_WAIT_H
+
+namespace jay::detail {
+
+enum class Readiness { READY, TIMED_OUT, FAILED };
+
+/** Decides between two looks at a descriptor whether the wait goes on. */
+class WaitWatcher {
+public:
+    virtual Readiness look() = 0;  ///< READY: go on waiting; anything else ends the wait with that result
+
+protected:
+    ~WaitWatcher() = default;
+};
+
+/**
+ * sys_select() for one descriptor of any number: waits for `events` (poll's), survives signals, fails when
+ * the calling thread is interrupted or the descriptor is bad, sets errno to ETIMEDOUT after a time-out. It
+ * waits at least one slice of 100 ms. Later looks are `slice` ms apart: as long as the time-out allows for a
+ * reader, which is woken when its socket closes, so that a quiet connection costs no wake-ups. A cancellation
+ * point. @param timeout milliseconds.
+ */
+Readiness waitFor(int fd, short events, long long timeout, int slice, WaitWatcher& watcher);
+
+constexpr int SLICE_MS = 100;
+
+}  // namespace jay::detail
+
+#endif

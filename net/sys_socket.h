@@ -1,0 +1,32 @@
+#ifndef JAY_NET_SYS_SOCKET_H
+#define JAY_NET_SYS_SOCKET_H
+
+#include <sys/select.h>
+#include <sys/socket.h>
+
+#include "core/JExport.h"
+
+/**
+ * select() that keeps its time: waits in slices of 100 ms until a descriptor is ready or the time-out, if one
+ * is given, is over; goes on after signals; ends early when the calling thread is interrupted
+ * (JThread::interrupted()). A cancellation point.
+ *
+ * @param nfds highest descriptor plus one; above FD_SETSIZE the call fails with EINVAL, for an fd_set cannot
+ * hold more.
+ * @param timeout null: no limit, and no slices. Not modified.
+ * @return the number of ready descriptors, left in the sets; 0 after the time-out, with errno ETIMEDOUT; -1
+ * when interrupted or when select fails with anything but EINTR and EAGAIN.
+ */
+JAY_API int sys_select(int nfds, fd_set* readfds, fd_set* writefds, fd_set* exceptfds, timeval* timeout);
+
+/**
+ * connect() with a time-out, for descriptors of any number. After success the descriptor is blocking, after
+ * failure it is left non-blocking. A cancellation point.
+ *
+ * @param timeoutMs milliseconds.
+ * @return 0, or -1. errno is ETIMEDOUT after a time-out; an error that arrives later than connect()'s own
+ *         return is not put into errno (kept: JSocket::connect() relies on it).
+ */
+JAY_API int sys_connect(int fd, sockaddr* addr, int addrlen, int timeoutMs);
+
+#endif

@@ -1,0 +1,3 @@
+#include "thread/JRunnable.h"
+
+JRunnable::~JRunnable() = default;

@@ -1,0 +1,24 @@
+#ifndef JAY_THREAD_JRUNNABLE_H
+#define JAY_THREAD_JRUNNABLE_H
+
+#include "core/JExport.h"
+
+/**
+ * Something that a thread runs: an interface with one operation, implemented by applications and handed to a
+ * JThread. It is not a JObject. Who owns it is told by JThread::setAutoDelete().
+ */
+class JAY_API JRunnable {
+public:
+    JRunnable() = default;
+    virtual ~JRunnable();
+
+    /** The work. Called once, on the started thread; the thread may be cancelled in any blocking call of it.
+     */
+    virtual void run() = 0;
+
+protected:
+    JRunnable(const JRunnable&) = default;
+    JRunnable& operator=(const JRunnable&) = default;
+};
+
+#endif
