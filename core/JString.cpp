@@ -16,17 +16,15 @@ namespace {
 
 constexpr int NUMBER_TEXT = 40;
 
-/** A zero-filled array for a text of `n` bytes and its NUL: getBytes() may show all of it. */
-char* zeroedText(int n) {
-    return new char[static_cast<std::size_t>(n) + 1]();
-}
-
-/** An array holding a copy of `n` bytes and a NUL. */
-char* copyOf(const char* bytes, int n) {
-    char* copy = new char[static_cast<std::size_t>(n) + 1];
-    std::memcpy(copy, bytes, static_cast<std::size_t>(n));
-    copy[n] = '\0';
-    return copy;
+/**
+ * A new array with room for a text of `room` bytes and its NUL: a copy of `n` bytes, then zeroes. Nothing is
+ * left as it came from the heap, because getBytes() may show all of it.
+ */
+char* newText(const char* bytes, int n, int room) {
+    char* text = new char[static_cast<std::size_t>(room) + 1];
+    std::memcpy(text, bytes, static_cast<std::size_t>(n));
+    std::memset(text + n, 0, static_cast<std::size_t>(room - n) + 1);
+    return text;
 }
 
 const char* orEmpty(const char* s) {
@@ -73,7 +71,7 @@ JString::JString(const char* s) : JString(s, 0, textLength(orEmpty(s))) {
 }
 
 JString::JString(const char* s, int offset, int len) : hash(0), length_(s == nullptr ? 0 : std::max(len, 0)) {
-    data = length_ == 0 ? zeroedText(0) : copyOf(s + offset, length_);
+    data = newText(length_ == 0 ? "" : s + offset, length_, length_);
 }
 
 JString::JString(char c) : JString(&c, 0, 1) {
@@ -83,20 +81,20 @@ JString::JString(signed char c) : JString(static_cast<char>(c)) {
 }
 
 JString::JString(int capacity) : hash(0), length_(std::max(capacity, 0)) {
-    data = zeroedText(length_);
+    data = newText("", 0, length_);
 }
 
-JString::JString(const JString& other) : JString(other, 0) {
+JString::JString(const JString& other) : JString(&other, 0) {
 }
 
-JString::JString(const JString* other) : JString(other == nullptr ? JString() : *other) {
+JString::JString(const JString* other) : JString(other, 0) {
 }
 
 /** A copy whose array holds at least `room` bytes and a NUL. */
-JString::JString(const JString& other, int room) : JObject(other), hash(0), length_(other.length_) {
-    const int bytes = other.occupied();
-    data = zeroedText(std::max(bytes, room));
-    std::memcpy(data, other.data, static_cast<std::size_t>(bytes));
+JString::JString(const JString* other, int room)
+    : JObject(), hash(0), length_(other == nullptr ? 0 : other->length_) {
+    const int bytes = other == nullptr ? 0 : other->occupied();
+    data = newText(other == nullptr ? "" : other->data, bytes, std::max(bytes, room));
 }
 
 JString::~JString() {
@@ -107,9 +105,12 @@ JObject* JString::clone() {
     return new JString(*this);
 }
 
-/** The bytes of the array in use: those of text, or length() where that counts further than the NUL. */
+/**
+ * The bytes of the array in use, not counting the NUL: length(), or more where the dots of toMax() went
+ * beyond it.
+ */
 int JString::occupied() const {
-    return std::max(length_, textLength(data));
+    return data[length_] == '\0' ? length_ : std::max(length_, textLength(data));
 }
 
 // ---- access ----
@@ -314,7 +315,7 @@ JString JString::toMax(int n) const {
     if (n < 4) {
         // The dots may reach beyond the text, never beyond the array: the copy is made large enough for them.
         const int dots = std::max(n, 0);
-        JString result(*this, dots);
+        JString result(this, dots);
         std::memset(result.data, '.', static_cast<std::size_t>(dots));
         result.data[dots] = '\0';
         return result;
@@ -353,7 +354,7 @@ int JString::charsAdjust(const char* str, int& offset, int& len) {
 JString& JString::operator=(const char* s) {
     const char* text = orEmpty(s);
     const int size = textLength(text);
-    char* fresh = copyOf(text, size);  // before the old array goes: it may be the source
+    char* fresh = newText(text, size, size);  // before the old array goes: it may be the source
     delete[] data;
     data = fresh;
     hash = 0;
@@ -367,18 +368,17 @@ JString& JString::operator=(const JString& other) {
 
 JString& JString::operator+=(const char* s) {
     if (s == nullptr || *s == '\0') return *this;
-    const std::size_t head = std::strlen(data);
-    const std::size_t tail = std::strlen(s);
-    const int joined = textSize(head + tail);
+    const int head = textLength(data);
+    const int tail = textLength(s);
     // Room for length() bytes even where the text is shorter than that: a pre-sized string keeps its array's
     // size.
-    char* fresh = zeroedText(textSize(static_cast<std::size_t>(length_) + tail));
-    std::memcpy(fresh, data, head);
-    std::memcpy(fresh + head, s, tail);
+    const int room = textSize(static_cast<long long>(std::max(length_, head)) + tail);
+    char* fresh = newText(data, head, room);
+    std::memcpy(fresh + head, s, static_cast<std::size_t>(tail));
     delete[] data;  // only now: it may be the source
     data = fresh;
     hash = 0;
-    length_ = joined;
+    length_ = head + tail;
     return *this;
 }
 

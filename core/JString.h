@@ -290,7 +290,7 @@ public:
     }
 
 private:
-    JString(const JString& other, int room);
+    JString(const JString* other, int room);
     int occupied() const;
 
     char* data;   // owned, from array-new, never null; occupied() bytes and a NUL at least
