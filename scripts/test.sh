@@ -120,7 +120,7 @@ build_preset() {
         return 0
     fi
     say "$preset: does not build:"
-    grep -E -A 12 'error|FAILED|warning' "$log" | head -n 80 || tail -n 40 "$log"
+    grep -E -A 12 '[Ee]rror|FAILED|warning' "$log" | head -n 80 || tail -n 40 "$log"
     return 1
 }
 
