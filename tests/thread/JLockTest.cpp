@@ -1,0 +1,109 @@
+#include <cerrno>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "support/Thread.h"
+#include "thread/detail/ScopedLock.h"
+#include "thread/JLock.h"
+
+using support::Thread;
+
+namespace {
+
+bool isFreeForOthers(JLock& lock) {
+    bool taken = false;
+    Thread other([&] {
+        taken = pthread_mutex_trylock(&lock.mutex) == 0;
+        if (taken) pthread_mutex_unlock(&lock.mutex);
+    });
+    other.join();
+    return taken;
+}
+
+}  // namespace
+
+TEST(JLock, HasItsOwnClassRecord) {
+    JLock lock;
+    EXPECT_EQ(lock.getClass(), &JLock::classJLock);
+    EXPECT_STREQ(JLock::classJLock.name, "JLock");
+    EXPECT_EQ(JLock::classJLock.size, static_cast<int>(sizeof(JLock)));
+    EXPECT_EQ(JLock::classJLock.superclass, &JObject::classJObject);
+}
+
+TEST(JLock, InheritsTheRootsOperations) {
+    JLock lock;
+    JLock other;
+    EXPECT_EQ(lock.hashCode(), 0);
+    EXPECT_EQ(lock.clone(), nullptr);
+    EXPECT_TRUE(lock.equals(other));
+    EXPECT_TRUE(lock.equals(static_cast<const JObject*>(&other)));
+}
+
+TEST(JLock, LockAndUnlock_ReturnZero) {
+    JLock lock;
+    EXPECT_EQ(lock.lock(), 0);
+    EXPECT_EQ(lock.unlock(), 0);
+}
+
+TEST(JLock, Lock_ExcludesOtherThreads) {
+    JLock lock;
+    ASSERT_TRUE(isFreeForOthers(lock));
+    lock.lock();
+    EXPECT_FALSE(isFreeForOthers(lock));
+    lock.unlock();
+    EXPECT_TRUE(isFreeForOthers(lock));
+}
+
+TEST(JLock, LockedTwice_IsFreeOnlyAfterTwoUnlocks) {
+    JLock lock;
+    EXPECT_EQ(lock.lock(), 0);
+    EXPECT_EQ(lock.lock(), 0);
+    EXPECT_EQ(lock.unlock(), 0);
+    EXPECT_FALSE(isFreeForOthers(lock));
+    EXPECT_EQ(lock.unlock(), 0);
+    EXPECT_TRUE(isFreeForOthers(lock));
+}
+
+TEST(JLock, Unlock_ByAThreadThatDoesNotHoldIt_FailsAndLeavesItLocked) {
+    JLock lock;
+    lock.lock();
+    int result = 0;
+    Thread other([&] { result = lock.unlock(); });
+    other.join();
+    EXPECT_EQ(result, EPERM);
+    EXPECT_FALSE(isFreeForOthers(lock));
+    lock.unlock();
+}
+
+TEST(JLock, Lock_BlocksUntilTheHolderUnlocks) {
+    JLock lock;
+    lock.lock();
+    Thread other([&] {
+        lock.lock();
+        lock.unlock();
+    });
+    ASSERT_TRUE(other.fallsAsleep());
+    EXPECT_FALSE(other.isFinished());
+    lock.unlock();
+    EXPECT_TRUE(support::eventually([&] { return other.isFinished(); }));
+}
+
+TEST(JLock, KeepsItsAttributesForItsWholeLife) {
+    JLock lock;
+    int type = -1;
+    EXPECT_EQ(pthread_mutexattr_gettype(&lock.attributes, &type), 0);
+    EXPECT_EQ(type, PTHREAD_MUTEX_RECURSIVE);
+}
+
+TEST(JLock, ThreadCancelledUnderAScopedLock_LeavesItFree) {
+    JLock lock;
+    Thread holder([&] {
+        const jay::detail::ScopedLock held(lock);
+        pause();
+    });
+    ASSERT_TRUE(holder.fallsAsleep());
+    EXPECT_FALSE(isFreeForOthers(lock));
+    holder.cancel();
+    EXPECT_TRUE(holder.join());
+    EXPECT_TRUE(isFreeForOthers(lock));
+}
