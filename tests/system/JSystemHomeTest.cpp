@@ -1,0 +1,125 @@
+#include <climits>
+#include <cstdlib>
+#include <dirent.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "support/Thread.h"
+#include "system/JSystem.h"
+
+namespace {
+
+std::string currentDirectory() {
+    char path[PATH_MAX];
+    return getcwd(path, sizeof path) != nullptr ? path : "";
+}
+
+/** The parent of what /bin really is on this machine. */
+std::string expectedHome() {
+    char path[PATH_MAX];
+    const std::string resolved = realpath("/bin", path) != nullptr ? path : "";
+    return resolved.substr(0, resolved.rfind('/'));
+}
+
+std::string home() {
+    return static_cast<const char*>(JSystem::getHomeDirectory());
+}
+
+int openDescriptors() {
+    int number = 0;
+    DIR* const directory = opendir("/proc/self/fd");
+    while (readdir(directory) != nullptr) ++number;
+    closedir(directory);
+    return number;
+}
+
+/** A temporary directory to be in; back in the old one at the end. */
+class JSystemHome : public ::testing::Test {
+protected:
+    JSystemHome() : back_(open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+        char name[] = "/tmp/jay-test-XXXXXX";
+        if (mkdtemp(name) == nullptr || chdir(name) != 0) std::abort();
+        directory = name;
+    }
+    ~JSystemHome() override {
+        EXPECT_EQ(fchdir(back_), 0);
+        close(back_);
+        rmdir(directory.c_str());
+    }
+
+    std::string directory;
+
+private:
+    const int back_;
+};
+
+ino_t inodeOfCurrentDirectory() {
+    struct stat status = {};
+    EXPECT_EQ(stat(".", &status), 0);
+    return status.st_ino;
+}
+
+}  // namespace
+
+TEST_F(JSystemHome, IsTheParentOfTheDirectoryOfPrograms) {
+    EXPECT_EQ(home(), expectedHome());
+}
+
+TEST_F(JSystemHome, LeavesTheCurrentDirectoryAndNoDescriptorOpen) {
+    const int descriptors = openDescriptors();
+    home();
+    EXPECT_EQ(currentDirectory(), directory);
+    EXPECT_EQ(openDescriptors(), descriptors);
+}
+
+TEST_F(JSystemHome, IsTheSameInTheDirectoryOfPrograms) {
+    ASSERT_EQ(chdir("/bin"), 0);
+    const std::string before = currentDirectory();
+    EXPECT_EQ(home(), expectedHome());
+    EXPECT_EQ(currentDirectory(), before);
+}
+
+TEST_F(JSystemHome, IsTheSameInADirectoryThatWasRemoved) {
+    ASSERT_EQ(rmdir(directory.c_str()), 0);
+    const ino_t before = inodeOfCurrentDirectory();
+    EXPECT_EQ(home(), expectedHome());
+    EXPECT_EQ(inodeOfCurrentDirectory(), before);
+}
+
+TEST_F(JSystemHome, IsTheSameInADirectoryThatIsTooDeep) {
+    const std::string name(200, 'd');
+    constexpr int DEPTH = 6;
+    for (int i = 0; i < DEPTH; ++i) {
+        ASSERT_EQ(mkdir(name.c_str(), 0700), 0);
+        ASSERT_EQ(chdir(name.c_str()), 0);
+    }
+    const std::string before = currentDirectory();
+    ASSERT_GT(before.size(), 1024u);
+    EXPECT_EQ(home(), expectedHome());
+    EXPECT_EQ(currentDirectory(), before);
+    for (int i = 0; i < DEPTH; ++i) {
+        ASSERT_EQ(chdir(".."), 0);
+        ASSERT_EQ(rmdir(name.c_str()), 0);
+    }
+}
+
+TEST_F(JSystemHome, CancelledThread_IsNotLeftInTheOtherDirectory) {
+    bool returned = false;
+    support::Thread thread([&] {
+        pthread_cancel(pthread_self());
+        home();
+        returned = true;
+        pthread_testcancel();
+    });
+    EXPECT_TRUE(thread.join());
+    EXPECT_TRUE(returned);
+    EXPECT_EQ(currentDirectory(), directory);
+}
+
+TEST_F(JSystemHome, SelfCheck_HasNoOtherEffect) {
+    JSystem::Test();
+    EXPECT_EQ(currentDirectory(), directory);
+}

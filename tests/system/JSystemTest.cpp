@@ -1,0 +1,174 @@
+#include <gtest/gtest.h>
+#include <memory>
+
+#include "support/Stderr.h"
+#include "support/Thread.h"
+#include "system/JSystem.h"
+#include "thread/JLock.h"
+
+using support::Thread;
+
+namespace {
+
+// Taken by this program's static constructors, after the library's.
+const bool debugAtLoad = JSystem::_debug;
+JLock* const syncAtLoad = JSystem::_sync;
+
+bool isFreeForOthers(JLock& lock) {
+    bool taken = false;
+    Thread other([&] {
+        taken = pthread_mutex_trylock(&lock.mutex) == 0;
+        if (taken) pthread_mutex_unlock(&lock.mutex);
+    });
+    other.join();
+    return taken;
+}
+
+/** Gives the library's output lock back at the end of a test that has put something else in its place. */
+class KeptSync {
+public:
+    KeptSync() : sync_(JSystem::_sync) {}
+    ~KeptSync() { JSystem::_sync = sync_; }
+    KeptSync(const KeptSync&) = delete;
+    KeptSync& operator=(const KeptSync&) = delete;
+
+private:
+    JLock* const sync_;
+};
+
+}  // namespace
+
+TEST(JSystem, HasItsOwnClassRecord) {
+    EXPECT_EQ(JSystem::_instance.getClass(), &JSystem::classJSystem);
+    EXPECT_STREQ(JSystem::classJSystem.name, "JSystem");
+    EXPECT_EQ(JSystem::classJSystem.size, static_cast<int>(sizeof(JSystem)));
+    EXPECT_EQ(JSystem::classJSystem.superclass, &JObject::classJObject);
+    EXPECT_EQ(sizeof(JSystem), sizeof(JObject)) << "no instance fields";
+}
+
+TEST(JSystem, Constants) {
+    EXPECT_EQ(JSystem::MAX_DUMP, 16);
+    EXPECT_STREQ(JSystem::SHELL_PATH, "/bin/sh");
+    EXPECT_EQ(JSystem::EXEC_NOWAIT, 0);
+    EXPECT_EQ(JSystem::EXEC_WAIT, 1);
+}
+
+TEST(JSystem, WhenTheLibraryIsLoaded_DebugIsOnAndTheOutputLockExists) {
+    EXPECT_TRUE(debugAtLoad);
+    EXPECT_NE(syncAtLoad, nullptr);
+}
+
+// ---- the output lock ----
+
+TEST(JSystem, LockAndUnlock_HoldTheOutputLock) {
+    JSystem::lock();
+    EXPECT_FALSE(isFreeForOthers(*JSystem::_sync));
+    JSystem::unlock();
+    EXPECT_TRUE(isFreeForOthers(*JSystem::_sync));
+}
+
+TEST(JSystem, LockedTwice_TheOutputLockIsFreeAfterTwoUnlocks) {
+    JSystem::lock();
+    JSystem::lock();
+    JSystem::unlock();
+    EXPECT_FALSE(isFreeForOthers(*JSystem::_sync));
+    JSystem::unlock();
+    EXPECT_TRUE(isFreeForOthers(*JSystem::_sync));
+}
+
+TEST(JSystem, UnlockWithoutLock_DoesNothing) {
+    JSystem::unlock();
+    JSystem::lock();
+    EXPECT_FALSE(isFreeForOthers(*JSystem::_sync));
+    JSystem::unlock();
+    EXPECT_TRUE(isFreeForOthers(*JSystem::_sync));
+}
+
+TEST(JSystem, WhileThereIsNoOutputLock_LockAndUnlockDoNothing) {
+    const KeptSync kept;
+    JSystem::_sync = nullptr;
+    JSystem::lock();
+    JSystem::lock();
+    JSystem::unlock();
+    JSystem::unlock();
+}
+
+TEST(JSystem, WhileThereIsNoOutputLock_OutputStillAppears) {
+    const KeptSync kept;
+    JSystem::_sync = nullptr;
+    support::StderrPipe pipe;
+    JSystem::debug("text\n");
+    JSystem::dump("A", 0);
+    EXPECT_EQ(pipe.text(), "text\n\n");
+}
+
+TEST(JSystem, OutputLockThatGoesWhileItIsHeld_IsUnlockedAllTheSame) {
+    const KeptSync kept;
+    JLock* const taken = JSystem::_sync;
+    JSystem::lock();
+    JSystem::_sync = nullptr;
+    JSystem::lock();
+    JSystem::unlock();
+    EXPECT_FALSE(isFreeForOthers(*taken));
+    JSystem::unlock();
+    EXPECT_TRUE(isFreeForOthers(*taken));
+}
+
+TEST(JSystem, OutputLockThatComesWhileNoneIsHeld_IsNotUnlockedWithoutHavingBeenLocked) {
+    const KeptSync kept;
+    JLock* const existing = JSystem::_sync;
+    JSystem::_sync = nullptr;
+    JSystem::lock();
+    JSystem::_sync = existing;
+    existing->lock();
+    JSystem::unlock();
+    EXPECT_FALSE(isFreeForOthers(*existing));
+    existing->unlock();
+    JSystem::lock();
+    EXPECT_FALSE(isFreeForOthers(*existing));
+    JSystem::unlock();
+}
+
+// ---- construction and destruction at load and exit, on a second instance ----
+
+TEST(JSystem, Constructor_MakesTheOutputLockAndDestructorTakesItAway) {
+    const KeptSync kept;
+    JLock* const first = JSystem::_sync;
+    {
+        JSystem second;
+        EXPECT_NE(JSystem::_sync, nullptr);
+        EXPECT_NE(JSystem::_sync, first);
+        JSystem::lock();
+        JSystem::unlock();
+    }
+    EXPECT_EQ(JSystem::_sync, nullptr);
+}
+
+TEST(JSystem, Destructor_LeavesALockThatAThreadStillHolds) {
+    const KeptSync kept;
+    std::unique_ptr<JLock> left;
+    {
+        JSystem second;
+        left.reset(JSystem::_sync);
+        JSystem::lock();
+    }
+    EXPECT_EQ(JSystem::_sync, nullptr);
+    EXPECT_FALSE(isFreeForOthers(*left));
+    JSystem::unlock();
+    EXPECT_TRUE(isFreeForOthers(*left));
+}
+
+TEST(JSystemDeathTest, ProcessThatExitsWhileAThreadLogs_EndsNormally) {
+    const auto exitWhileLogging = [] {
+        std::atomic<int> lines{0};
+        Thread logger([&] {
+            for (;;) {
+                JSystem::debug("line\n");
+                ++lines;
+            }
+        });
+        support::eventually([&] { return lines > 100; });
+        std::exit(3);
+    };
+    EXPECT_EXIT(exitWhileLogging(), ::testing::ExitedWithCode(3), "line");
+}
