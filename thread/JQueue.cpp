@@ -68,21 +68,31 @@ int JQueue::put(JObject& item) {
 }
 
 int JQueue::put2(JObject& item) {
-    if (tail == nullptr) return FULL;
-    if (count >= capacity) {
-        full = true;
-        return FULL;
-    }
+    if (!hasRoom()) return FULL;
+    std::unique_ptr<JObject> copy(item.clone());
+    append(copy.get());
+    copy.release();
+    return OK;
+}
+
+int JQueue::adopt(JObject* item) {
+    if (full || !hasRoom()) return FULL;
     append(item);
     return OK;
 }
 
+/** Whether one more item may come in; a refusal for want of room is remembered. */
+bool JQueue::hasRoom() {
+    if (tail == nullptr) return false;
+    if (count >= capacity) full = true;
+    return count < capacity;
+}
+
 /** Whatever may throw comes first; what changes the queue cannot. */
-void JQueue::append(JObject& item) {
+void JQueue::append(JObject* item) {
     const bool fillsSegment = writeIndex + 1 == segment;
-    std::unique_ptr<JObject> copy(item.clone());
     std::unique_ptr<JQueueEntry> following(fillsSegment ? new JQueueEntry(segment) : nullptr);
-    tail->slots[writeIndex] = copy.release();
+    tail->slots[writeIndex] = item;
     ++writeIndex;
     if (fillsSegment) {
         writeIndex = 0;

@@ -86,6 +86,12 @@ public:
     /** The forcing form of put(): accepts up to the capacity, also above the resume mark after a refusal. */
     int put2(JObject& item);
 
+    /**
+     * The same as put(), but the queue takes the object itself over instead of a copy of it: for an item that was made to be
+     * queued. After FULL, or if memory runs out, it is still the caller's.
+     */
+    int adopt(JObject* item);
+
     /** Takes the oldest item out; the caller deletes it. Null when the queue is empty. */
     JObject* get();
 
@@ -114,7 +120,8 @@ public:
     void clear();
 
 private:
-    void append(JObject& item);
+    bool hasRoom();
+    void append(JObject* item);
     JObject* removeOldest();
 
     int capacity;
