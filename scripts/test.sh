@@ -89,7 +89,8 @@ set_sanitizer_options() {
     unset ASAN_OPTIONS LSAN_OPTIONS UBSAN_OPTIONS TSAN_OPTIONS
     case $1 in
     asan | fuzz)
-        export ASAN_OPTIONS=detect_leaks=1:strict_string_checks=1:detect_stack_use_after_return=1:check_initialization_order=1
+        # use_sigaltstack=0: see tests/support/Sanitizers.cpp; here for the programs that tests start.
+        export ASAN_OPTIONS=use_sigaltstack=0:detect_leaks=1:strict_string_checks=1:detect_stack_use_after_return=1:check_initialization_order=1
         export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
         if [[ -f tests/lsan.supp ]]; then export LSAN_OPTIONS=suppressions=$PWD/tests/lsan.supp; fi
         ;;
