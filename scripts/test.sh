@@ -91,6 +91,8 @@ set_sanitizer_options() {
     asan | fuzz)
         # use_sigaltstack=0: see tests/support/Sanitizers.cpp; here for the programs that tests start.
         export ASAN_OPTIONS=use_sigaltstack=0:detect_leaks=1:strict_string_checks=1:detect_stack_use_after_return=1:check_initialization_order=1
+        # A fuzz target frees millions of blocks: keeping them aside for long would only fill the memory.
+        if [[ $1 == fuzz ]]; then ASAN_OPTIONS+=:quarantine_size_mb=64; fi
         export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
         if [[ -f tests/lsan.supp ]]; then export LSAN_OPTIONS=suppressions=$PWD/tests/lsan.supp; fi
         ;;
