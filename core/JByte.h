@@ -9,8 +9,8 @@
  * An owned block of bytes with a fixed size: the buffer of stream reads and writes and of serialised
  * messages.
  *
- * Not a JObject: it has a virtual destructor and no other virtual operation. The data pointer is never null,
- * not even in a block of size 0. It stays valid until the block is resized, assigned to or destroyed.
+ * Not a JObject: it has a virtual destructor and no other virtual operation. The data pointer is never
+ * null, not even in a block of size 0. It stays valid until the block is resized, assigned to or destroyed.
  */
 class JAY_API JByte {
 public:
@@ -47,8 +47,10 @@ public:
     /** The byte at `i` as a signed number. `i` is not checked. */
     signed char operator[](int i) const { return static_cast<signed char>(data[i]); }
 
-    /** The same for every other integer type: without it, the built-in operator on data would compete for a
-     * long. */
+    /**
+     * The same for every other integer type: without it, the built-in operator on data would compete for a
+     * long.
+     */
     template <class Index, class = std::enable_if_t<std::is_integral<Index>::value>>
     signed char operator[](Index i) const {
         return static_cast<signed char>(data[i]);

@@ -33,8 +33,8 @@ JInteger& JInteger::operator+=(const JInteger& n) {
 
 int JInteger::parseInt(const char* text) {
     if (text == nullptr) return 0;
-    // strtol stops at the limits of long; stopping at those of int makes the result the same for every width
-    // of long.
+    // strtol stops at the limits of long; stopping at those of int makes the result the same for every
+    // width of long.
     const long number = std::strtol(text, nullptr, 10);
     return static_cast<int>(std::clamp<long>(number, INT_MIN, INT_MAX));
 }

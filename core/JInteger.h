@@ -26,9 +26,9 @@ public:
     operator int() const { return value; }
 
     /**
-     * The decimal number at the start of `text`: leading blanks and a sign are accepted and reading stops at
-     * the first other byte. There is no error report: a text without digits, like a null pointer, gives 0. A
-     * number that does not fit gives INT_MAX or INT_MIN, also where long is wider than int.
+     * The decimal number at the start of `text`: leading blanks and a sign are accepted and reading stops
+     * at the first other byte. There is no error report: a text without digits, like a null pointer, gives
+     * 0. A number that does not fit gives INT_MAX or INT_MIN, also where long is wider than int.
      */
     static int parseInt(const char* text);
     static int parseInt(JString& text);

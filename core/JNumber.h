@@ -5,9 +5,9 @@
 #include "core/JExport.h"
 
 /**
- * Writes `value` as a NUL-terminated text to `buf` and returns `buf`. Base 10 is signed; base 16 (upper-case
- * digits) and base 8 show the 32-bit two's-complement pattern, so -1 gives FFFFFFFF. Any other base gives the
- * empty text. The caller supplies the space: 12 bytes hold every result.
+ * Writes `value` as a NUL-terminated text to `buf` and returns `buf`. Base 10 is signed; base 16
+ * (upper-case digits) and base 8 show the 32-bit two's-complement pattern, so -1 gives FFFFFFFF. Any other
+ * base gives the empty text. The caller supplies the space: 12 bytes hold every result.
  */
 JAY_API char* sys_itoa(int value, char* buf, int base);
 

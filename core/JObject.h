@@ -8,8 +8,8 @@
  * The root of the class library. It holds no data; it gives every instance the same small set of virtual
  * operations and ties it to the record of its class.
  *
- * Slots: every subclass keeps the order of the virtual operations below and appends its own after them. Only
- * getClass() is const, because applications override exactly these signatures.
+ * Slots: every subclass keeps the order of the virtual operations below and appends its own after them.
+ * Only getClass() is const, because applications override exactly these signatures.
  *
  * Threads: no class derived from this one is safe to change from two threads at once unless its header says
  * so.
@@ -28,10 +28,10 @@ public:
      * values are equal here. Classes that compare contents add an operation of their own
      * (JString::equals(JObject&)).
      *
-     * The classes' records are compared, first by instance size, then by name over the first (instance size)
-     * bytes at most; a name's NUL ends the comparison earlier. Kept: a class whose name is longer than its
-     * instances is known by that much of its name only, so a plain JObject on a 32-bit device is known by
-     * "JObj".
+     * The classes' records are compared, first by instance size, then by name over the first (instance
+     * size) bytes at most; a name's NUL ends the comparison earlier. Kept: a class whose name is longer
+     * than its instances is known by that much of its name only, so a plain JObject on a 32-bit device is
+     * known by "JObj".
      */
     virtual bool equals(const JObject& other);
 

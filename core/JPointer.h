@@ -31,8 +31,8 @@ public:
     operator JObject*() { return static_cast<JObject*>(pointer); }
     operator void*() { return pointer; }
 
-    // Beside, not instead of, the forms above: next to the JPointer* below, the const forms alone would lose
-    // every choice.
+    // Beside, not instead of, the forms above: next to the JPointer* below, the const forms alone would
+    // lose every choice.
     operator JLayout*() const { return static_cast<JLayout*>(pointer); }
     operator JObject*() const { return static_cast<JObject*>(pointer); }
     operator void*() const { return pointer; }

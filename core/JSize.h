@@ -3,7 +3,8 @@
 
 #include "core/JObject.h"
 
-/** A size counter that several owners share by reference and each may set: the array classes count with it.
+/**
+ * A size counter that several owners share by reference and each may set: the array classes count with it.
  */
 class JAY_API JSize : public JObject {
 public:

@@ -17,8 +17,8 @@ namespace {
 constexpr int NUMBER_TEXT = 40;
 
 /**
- * A new array with room for a text of `room` bytes and its NUL: a copy of `n` bytes, then zeroes. Nothing is
- * left as it came from the heap, because getBytes() may show all of it.
+ * A new array with room for a text of `room` bytes and its NUL: a copy of `n` bytes, then zeroes. Nothing
+ * is left as it came from the heap, because getBytes() may show all of it.
  */
 char* newText(const char* bytes, int n, int room) {
     char* text = new char[static_cast<std::size_t>(room) + 1];
@@ -237,7 +237,10 @@ bool JString::startsWith(const JString& p) const {
 }
 
 bool JString::endsWith(const char* p) const {
-    return p != nullptr && startsWith(p, length_ - textLength(p));
+    if (p == nullptr) return false;
+    const std::size_t size = std::strlen(p);
+    if (size > static_cast<std::size_t>(length_)) return false;
+    return startsWith(p, length_ - static_cast<int>(size));
 }
 
 bool JString::endsWith(const JString& p) const {
@@ -285,7 +288,7 @@ JString JString::trimDef(const char* set) const {
         if (std::strchr(unwanted, *from) == nullptr) *to++ = *from;
     }
     *to = '\0';
-    result.length_ = textLength(result.data);
+    result.length_ = static_cast<int>(to - result.data);
     return result;
 }
 
@@ -335,8 +338,8 @@ JByte JString::getBytes() const {
 int JString::charsAdjust(const char* str, int& offset, int& len) {
     const char* text = orEmpty(str);
     const int n = textLength(text);
-    // 64 bits: the sums of any arguments fit. What counts is only within the text, whatever the caller asked
-    // for.
+    // 64 bits: the sums of any arguments fit. What counts is only within the text, whatever the caller
+    // asked for.
     long long begin = std::min(offset, n);
     const long long size = std::min<long long>(len, n - begin);
     if (begin >= 1 && doubleRun(text, 0, begin) % 2 != 0) --begin;
@@ -370,8 +373,8 @@ JString& JString::operator+=(const char* s) {
     if (s == nullptr || *s == '\0') return *this;
     const int head = textLength(data);
     const int tail = textLength(s);
-    // Room for length() bytes even where the text is shorter than that: a pre-sized string keeps its array's
-    // size.
+    // Room for length() bytes even where the text is shorter than that: a pre-sized string keeps its
+    // array's size.
     const int room = textSize(static_cast<long long>(std::max(length_, head)) + tail);
     char* fresh = newText(data, head, room);
     std::memcpy(fresh + head, s, static_cast<std::size_t>(tail));

@@ -33,9 +33,9 @@ using IfStringAndBuffer =
  *  - made by trimLeft(), which count the NUL,
  *  - made by toMax(), which report the length of the text that was shortened,
  *  - into which a NUL was put (the range constructor, JString('\0'), replase()),
- * and in copies of these. Comparisons, lastIndexOf() and appending look at the text up to its NUL; charAt(),
- * hashCode(), substring(), the trim operations (but trimDef()), the case operations, replase() and getBytes()
- * go by length(). Whichever it is, bytes that were never written are zero.
+ * and in copies of these. Comparisons, lastIndexOf() and appending look at the text up to its NUL;
+ * charAt(), hashCode(), substring(), the trim operations (but trimDef()), the case operations, replase()
+ * and getBytes() go by length(). Whichever it is, bytes that were never written are zero.
  *
  * Memory. A failed allocation throws std::bad_alloc, as does a text of more than INT_MAX bytes; the string
  * that was to be changed is then what it was.
@@ -61,8 +61,10 @@ public:
      */
     JString(const char* s, int offset, int len);
 
-    /** The text of one character. length() is 1 also for '\0'. A signed char is a character, as everywhere
-     * here. */
+    /**
+     * The text of one character. length() is 1 also for '\0'. A signed char is a character, as everywhere
+     * here.
+     */
     JString(char c);
     JString(signed char c);
 
@@ -72,8 +74,10 @@ public:
      */
     explicit JString(int capacity);
 
-    /** Copies of the other's text and length, not of its cached hash code. A null pointer gives the empty
-     * text. */
+    /**
+     * Copies of the other's text and length, not of its cached hash code. A null pointer gives the empty
+     * text.
+     */
     JString(const JString& other);
     JString(const JString* other);
 
@@ -98,21 +102,25 @@ public:
     /** The byte at `i` as a signed number. `i` is not checked. */
     signed char operator[](int i) const { return static_cast<signed char>(data[i]); }
 
-    /** The same for every other integer type: without it, the built-in operator on the text would compete for
-     * a long. */
+    /**
+     * The same for every other integer type: without it, the built-in operator on the text would compete
+     * for a long.
+     */
     template <class Index, class = std::enable_if_t<std::is_integral<Index>::value>>
     signed char operator[](Index i) const {
         return static_cast<signed char>(data[i]);
     }
 
-    /** The byte at `i` as a signed number; at length() the terminating NUL, and 0 for every `i` outside of
-     * the text. */
+    /**
+     * The byte at `i` as a signed number; at length() the terminating NUL, and 0 for every `i` outside of
+     * the text.
+     */
     signed char charAt(int i) const;
 
     /**
-     * h = 31 * h + byte over the bytes at 0, 2, 4, ... of length(), as signed numbers, wrapping around at 32
-     * bits. Kept: only every second byte takes part. The result is cached; a text whose hash code works out
-     * to 0 is computed each time.
+     * h = 31 * h + byte over the bytes at 0, 2, 4, ... of length(), as signed numbers, wrapping around at
+     * 32 bits. Kept: only every second byte takes part. The result is cached; a text whose hash code works
+     * out to 0 is computed each time.
      */
     int hashCode() override;
 
@@ -121,8 +129,8 @@ public:
     // ---- comparison ----
 
     /**
-     * As strcmp. A null pointer compares below every string. The operators ==, !=, <, <=, >, >= compare this
-     * result with 0 for each of the three pairs.
+     * As strcmp. A null pointer compares below every string. The operators ==, !=, <, <=, >, >= compare
+     * this result with 0 for each of the three pairs.
      */
     static int Compare(const JString& a, const JString& b);
     static int Compare(const char* a, const JString& b);
@@ -130,7 +138,8 @@ public:
 
     using JObject::equals;  // of a const JObject: the root's comparison of classes
 
-    /** Whether `other` is a string with the same text: same class, then equal hash codes, then equal texts.
+    /**
+     * Whether `other` is a string with the same text: same class, then equal hash codes, then equal texts.
      */
     virtual bool equals(JObject& other);
 
@@ -164,16 +173,18 @@ public:
     int indexOf(int ch) const;
 
     /**
-     * The last byte `ch` of the whole text if it is not after `from`, else -1. Kept: an earlier occurrence is
-     * not looked for when the last one lies after `from`.
+     * The last byte `ch` of the whole text if it is not after `from`, else -1. Kept: an earlier occurrence
+     * is not looked for when the last one lies after `from`.
      */
     int lastIndexOf(int ch, int from) const;
 
     /** lastIndexOf(ch, length() - 1). */
     int lastIndexOf(int ch) const;
 
-    /** Whether the bytes at `from` are those of `p`; false when `p` is null or does not fit between `from`
-     * and length(). */
+    /**
+     * Whether the bytes at `from` are those of `p`; false when `p` is null or does not fit between `from`
+     * and length().
+     */
     bool startsWith(const char* p, int from) const;
     bool startsWith(const char* p) const;
     bool startsWith(const JString& p, int from) const;
@@ -185,7 +196,8 @@ public:
 
     // ---- derived strings: this string stays as it is ----
 
-    /** The bytes from `begin` up to but not including `end`, both cut to the text: substring(2, 1) is empty.
+    /**
+     * The bytes from `begin` up to but not including `end`, both cut to the text: substring(2, 1) is empty.
      */
     JString substring(int begin, int end) const;
     JString substring(int begin) const;
@@ -194,9 +206,9 @@ public:
     JString trim() const;
 
     /**
-     * Without the blanks in front and, kept because callers rely on it, without the first byte after them: of
-     * two blanks followed by abc, bc remains. Its length() counts the NUL: 3. A text of blanks only becomes
-     * empty.
+     * Without the blanks in front and, kept because callers rely on it, without the first byte after them:
+     * of two blanks followed by abc, bc remains. Its length() counts the NUL: 3. A text of blanks only
+     * becomes empty.
      */
     JString trimLeft() const;
 
@@ -206,20 +218,23 @@ public:
     /** Without every byte that occurs in `set`, wherever it stands. A null `set` is empty. */
     JString trimDef(const char* set) const;
 
-    /** ASCII letters in the other case. Bytes of 128 and above stay: they belong to double-byte characters.
+    /**
+     * ASCII letters in the other case. Bytes of 128 and above stay: they belong to double-byte characters.
      */
     JString toLowerCase() const;
     JString toUpperCase() const;
 
-    /** With every byte `from` replaced by `to`. The third argument is ignored. The name is kept as callers
-     * know it. */
+    /**
+     * With every byte `from` replaced by `to`. The third argument is ignored. The name is kept as callers
+     * know it.
+     */
     JString replase(int from, int to) const;
     JString replase(int from, int to, int ignored) const;
 
     /**
-     * Shortened for display to at most `n` bytes, the last three of them dots, without cutting a double-byte
-     * character; a text of up to `n` bytes stays as it is. For `n` below 4, `n` dots, also when the text is
-     * shorter. A negative `n` counts as 0. Kept: length() remains that of the whole text.
+     * Shortened for display to at most `n` bytes, the last three of them dots, without cutting a
+     * double-byte character; a text of up to `n` bytes stays as it is. For `n` below 4, `n` dots, also when
+     * the text is shorter. A negative `n` counts as 0. Kept: length() remains that of the whole text.
      */
     JString toMax(int n) const;
 
@@ -235,8 +250,10 @@ public:
 
     // ---- modification ----
 
-    /** Takes over a text (of a JString: up to its NUL), also this string's own; the empty text if `s` is
-     * null. */
+    /**
+     * Takes over a text (of a JString: up to its NUL), also this string's own; the empty text if `s` is
+     * null.
+     */
     JString& operator=(const char* s);
     JString& operator=(const JString& other);
 

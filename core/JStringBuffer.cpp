@@ -31,8 +31,10 @@ void JStringBuffer::resize(int extra) {
     makeRoom(extra);
 }
 
-/** Does what resize() says and hands out the array that was replaced, if one was: it may be what is being
- * appended. */
+/**
+ * Does what resize() says and hands out the array that was replaced, if one was: it may be what is being
+ * appended.
+ */
 std::unique_ptr<char[]> JStringBuffer::makeRoom(int extra) {
     if (data == nullptr) {
         data = new char[BLOCK]();

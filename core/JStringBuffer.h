@@ -38,7 +38,8 @@ public:
      */
     void resize(int extra);
 
-    /** Appends a text, which may be this buffer's own as its conversion gave it. A null `s` counts as empty.
+    /**
+     * Appends a text, which may be this buffer's own as its conversion gave it. A null `s` counts as empty.
      */
     JStringBuffer& append(const char* s);
     JStringBuffer& append(const JString& s);
@@ -55,8 +56,10 @@ public:
     JStringBuffer& append(long long n);
     JStringBuffer& append(unsigned long long n);
 
-    /** The text, NUL-terminated (which may grow the storage). Valid until the next append, resize, clear or
-     * destruction. */
+    /**
+     * The text, NUL-terminated (which may grow the storage). Valid until the next append, resize, clear or
+     * destruction.
+     */
     operator const char*();
 
     /** The text as a string. */

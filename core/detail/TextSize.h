@@ -8,7 +8,9 @@
 
 namespace jay::detail {
 
-/** `size` as the 32-bit count that texts keep; a text that is too long for one fails as its allocation would.
+/**
+ * `size` as the 32-bit count that texts keep; a text that is too long for one fails as its allocation
+ * would.
  */
 template <class Size>
 int textSize(Size size) {

@@ -1,0 +1,34 @@
+#include <gtest/gtest.h>
+
+#include "core/JSize.h"
+
+TEST(JSize, StartsAtZero) {
+    EXPECT_EQ(JSize().size(), 0);
+}
+
+TEST(JSize, SettingReturnsThePreviousValue) {
+    JSize counter;
+    counter = 2;
+    EXPECT_EQ(counter.size(5), 2);
+    EXPECT_EQ(counter.size(), 5);
+}
+
+TEST(JSize, AssignmentStoresAndReturnsTheObject) {
+    JSize counter;
+    EXPECT_EQ(&(counter = 7), &counter);
+    EXPECT_EQ(counter, 7);
+    const JSize& fixed = counter;
+    EXPECT_EQ(static_cast<int>(fixed), 7);
+    JSize copy;
+    copy = counter;
+    EXPECT_EQ(copy, 7);
+}
+
+TEST(JSize, IsSharedByReference) {
+    JSize counter;
+    JSize& owner = counter;
+    JSize& other = counter;
+    owner = 3;
+    EXPECT_EQ(other.size(other + 1), 3);
+    EXPECT_EQ(owner, 4);
+}
