@@ -1,6 +1,6 @@
 #include <cerrno>
 #include <gtest/gtest.h>
-#include <unistd.h>
+#include <sys/select.h>
 
 #include "support/Thread.h"
 #include "thread/detail/ScopedLock.h"
@@ -99,7 +99,7 @@ TEST(JLock, ThreadCancelledUnderAScopedLock_LeavesItFree) {
     JLock lock;
     Thread holder([&] {
         const jay::detail::ScopedLock held(lock);
-        pause();
+        select(0, nullptr, nullptr, nullptr, nullptr);
     });
     ASSERT_TRUE(holder.fallsAsleep());
     EXPECT_FALSE(isFreeForOthers(lock));

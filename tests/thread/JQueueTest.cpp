@@ -378,6 +378,48 @@ TEST_F(JQueueTest, IsFull_AtTheCapacityOrAfterARefusal) {
     EXPECT_FALSE(queue.isFull());
 }
 
+// ---- adopt ----
+
+TEST_F(JQueueTest, Adopt_StoresTheObjectItself) {
+    JQueue queue(2);
+    Item original(1);
+    std::unique_ptr<JObject> item(original.clone());
+    JObject* const adopted = item.get();
+    EXPECT_EQ(queue.adopt(item.release()), JQueue::OK);
+    EXPECT_EQ(Item::clonesMade, 1);
+    EXPECT_EQ(queue.peek(), adopted);
+    EXPECT_EQ(queue.input(), 1);
+    EXPECT_EQ(get(queue), 1);
+}
+
+TEST_F(JQueueTest, Adopt_RefusesAsPutDoesAndLeavesTheObjectToTheCaller) {
+    JQueue queue(2, 0, 2);
+    Item original(1);
+    const std::unique_ptr<JObject> item(original.clone());
+    put(queue, 0);
+    put(queue, 1);
+    EXPECT_EQ(queue.adopt(item.get()), JQueue::FULL);
+    EXPECT_TRUE(queue.full);
+    get(queue);
+    EXPECT_EQ(queue.adopt(item.get()), JQueue::FULL);
+    queue.clearAll();
+    EXPECT_EQ(queue.adopt(item.get()), JQueue::FULL);
+    EXPECT_EQ(Item::clonesLiving(), 1);
+}
+
+TEST_F(JQueueTest, Adopt_WithoutMemoryForASegment_LeavesTheObjectToTheCaller) {
+    JQueue queue(3);
+    Item original(1);
+    const std::unique_ptr<JObject> item(original.clone());
+    queue.segment = -1;
+    queue.writeIndex = -2;
+    EXPECT_THROW(queue.adopt(item.get()), std::bad_alloc);
+    queue.segment = 3;
+    queue.writeIndex = 0;
+    EXPECT_TRUE(queue.isEmpty());
+    EXPECT_EQ(queue.peek(), nullptr);
+}
+
 // ---- counters ----
 
 TEST_F(JQueueTest, Counters_CountAcceptedAndTakenItems) {
