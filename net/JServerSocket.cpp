@@ -15,8 +15,22 @@
 using jay::detail::Descriptor;
 
 namespace {
+
 constexpr int BACKLOG = 10;
+
+/** accept() without a wait. Not a cancellation point: the connection taken by then would be lost. */
+int acceptNow(int listener) {
+    const jay::detail::CancelOff off;
+    return ::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
 }
+
+JSocket* wrap(int number) {
+    auto* accepted = new JSocket(number);
+    accepted->setKeepAlive(false);
+    return accepted;
+}
+
+}  // namespace
 
 JServerSocket::JServerSocket(int portNumber)
     : fd(-1), port(portNumber), acceptWait(1), init(true), error(0), descriptor(new Descriptor) {
@@ -62,20 +76,18 @@ int JServerSocket::getError() const {
 JSocket* JServerSocket::accept() {
     const Descriptor::Use use(*descriptor);
     for (;;) {
-        if (!descriptor->isOpen()) return nullptr;
+        if (!descriptor->isOpen()) {
+            errno = EBADF;
+            return nullptr;
+        }
         const int before = errno;
         pollfd entry{use.fd(), POLLIN, 0};
-        const int ready = poll(&entry, 1, acceptWait * 1000);
-        if (ready > 0) {
-            const int number = ::accept4(use.fd(), nullptr, nullptr, SOCK_CLOEXEC);
-            if (number >= 0) {
-                JSocket* accepted = new JSocket(number);
-                accepted->setKeepAlive(false);
-                return accepted;
-            }
-            if (errno == EAGAIN) {
-                errno =
-                    before;  // the connection went away again: only a listener that does not block sees that
+        if (poll(&entry, 1, acceptWait * 1000) > 0) {
+            const int number = acceptNow(use.fd());
+            if (number >= 0) return wrap(number);
+            if (errno ==
+                EAGAIN) {  // the connection went away again: only a listener that does not block sees that
+                errno = before;
                 continue;
             }
         }

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -20,11 +21,13 @@ using jay::detail::Readiness;
 
 namespace {
 
-/** Copies a text into a field, cut at the field's end: a longer one would run over. */
-template <int SIZE>
+/** Copies a text, which may lie in the field itself, into a field; cut at the field's end: a longer one would
+ * run over. Null is empty. */
+template <std::size_t SIZE>
 void store(char (&field)[SIZE], const char* text) {
-    std::strncpy(field, text != nullptr ? text : "", SIZE - 1);
-    field[SIZE - 1] = '\0';
+    const std::size_t length = text != nullptr ? strnlen(text, SIZE - 1) : 0;
+    if (length > 0) std::memmove(field, text, length);
+    field[length] = '\0';
 }
 
 void setNonBlocking(int fd) {
@@ -150,13 +153,14 @@ int JSocket::close() {
     connected = false;
     inputShutdown = true;
     outputShutdown = true;
-    if (fd == -1) return 1;
+    if (fd.exchange(-1) == -1) return 1;
     if (getSoLinger() == 0) setSoLinger(true, 0);
-    fd = -1;
-    return descriptor->close() ? -1 : 1;
+    descriptor->close();
+    return -1;
 }
 
 void JSocket::wakeUp() {
+    if (!connected) return;  // shutting down what is only being connected would break it off
     woken = true;
     descriptor->wake();
 }
@@ -164,6 +168,13 @@ void JSocket::wakeUp() {
 bool JSocket::isConnected() {
     return connected;
 }
+bool JSocket::isPeerClosed() {
+    const Descriptor::Use use(*descriptor);
+    if (use.fd() < 0) return true;
+    pollfd entry{use.fd(), POLLRDHUP, 0};
+    return poll(&entry, 1, 0) > 0;
+}
+
 bool JSocket::isConnectTimeout() {
     return connectTimedOut;
 }

@@ -68,11 +68,17 @@ public:
     /**
      * Ends every wait on this socket, in progress or to come, as if its time were over, without closing and
      * without the peer noticing: how a thread that reads a quiet connection is told to look up. Lasts until
-     * connect().
+     * connect(). Does nothing to a socket that is not connected.
      */
     void wakeUp();
 
     bool isConnected();
+
+    /** Whether the peer has closed its side or reset the connection, seen without reading and without
+     * waiting. True also of a closed socket, and after wakeUp() and shutdownInput(), which hide what the peer
+     * does. */
+    bool isPeerClosed();
+
     bool isConnectTimeout();
     bool isReadTimeout();
     bool isWriteTimeout();
@@ -202,8 +208,9 @@ private:
 
     int takeBuffered(char* to, int n);
     void openWindow(unsigned generation);
+    long receiveSome(int number, char* to, int n, int seconds);
     long receive(int number, char* to, int n);
-    int fail(int result);
+    int finish(long outcome, int got);
 
     JSocket* socket;
     JByte* buffer = nullptr;
@@ -240,6 +247,9 @@ public:
     int write(JByte& b, int off, int len) override;
 
 private:
+    long sendSome(int number, const char* from, int n);
+    int finish(long outcome);
+
     JSocket* socket;
 };
 

@@ -31,18 +31,25 @@ bool isTransient(int error) {
     return error == EINTR || error == EAGAIN || error == EWOULDBLOCK;
 }
 
+/** How one transfer went, if it brought no bytes. */
+enum : long { END = 0, FAILED = -1, TIMED_OUT = -2 };
+
+long outcomeOf(Readiness readiness) {
+    return readiness == Readiness::FAILED ? FAILED : TIMED_OUT;
+}
+
 /**
  * A system call that is tried before the wait fails with EAGAIN where a wait would have come first. That
  * errno is an accident of the order and is taken back: accept() on the same thread looks at errno as it
  * stands.
  */
-class SavedErrno {
+class TriedFirst {
 public:
-    SavedErrno() : value_(errno) {}
-    void restore() const { errno = value_; }
+    TriedFirst() : errno_(errno) {}
+    void forget() const { errno = errno_; }
 
 private:
-    int value_;
+    int errno_;
 };
 
 }  // namespace
@@ -89,47 +96,50 @@ int JSocket::JSocketInputStream::read(JByte& b, int off, int len, bool raw) {
     char* const to = static_cast<char*>(b) + off;
     if (!raw && buffered > 0) return takeBuffered(to, n);
 
+    socket->readTimedOut = false;
     const Descriptor::Use use(*socket->descriptor);
-    if (use.fd() < 0) return fail(-1);
-    openWindow(use.generation());
-    const SavedErrno before;
-    int got = 0;
-    int seconds = socket->readTimeout;
-    bool waited = false;
-    for (;;) {
-        socket->readTimedOut = false;
-        const long r = receive(use.fd(), to + got, n - got);
-        if (r > 0) {
-            got += static_cast<int>(r);
-            if (got >= n) return got;
-            seconds = 0;  // from now on only what comes within one slice
-            waited = false;
-            continue;
-        }
-        if (!socket->descriptor->isOpen()) return fail(-1);
-        const bool ended = r == 0 && !socket->woken;
-        if (ended) return got > 0 ? got : fail(0);
-        if (r < 0 && !isTransient(errno)) return fail(-1);
-        before.restore();
-        if (r < 0 && waited) JSystem::sleep(SPURIOUS_WAKE_PAUSE_MS);  // readable, and yet there was nothing
-
-        const Readiness readiness =
-            r == 0 ? Readiness::TIMED_OUT : socket->waitFor(use.fd(), POLLIN, seconds, INT_MAX);
-        if (readiness == Readiness::FAILED) return fail(-1);
-        if (readiness == Readiness::TIMED_OUT) {
-            if (got > 0) return got;
-            errno = ETIMEDOUT;
-            socket->readTimedOut = true;
-            return -1;
-        }
-        waited = true;
+    if (use.fd() < 0) {
+        errno = EBADF;
+        return finish(FAILED, 0);
     }
+    openWindow(use.generation());
+    int got = 0;
+    do {
+        // After the first bytes only what comes within one slice of a wait.
+        const long r = receiveSome(use.fd(), to + got, n - got, got == 0 ? socket->readTimeout : 0);
+        if (r <= 0) return finish(r, got);
+        got += static_cast<int>(r);
+    } while (got < n);
+    return got;
 }
 
-/** Closes the socket after a failure or the end of the stream. */
-int JSocket::JSocketInputStream::fail(int result) {
+/** The result of a read that ends early, with `got` bytes. */
+int JSocket::JSocketInputStream::finish(long outcome, int got) {
+    if (got > 0 && outcome != FAILED) return got;
+    if (outcome == TIMED_OUT) {
+        errno = ETIMEDOUT;
+        socket->readTimedOut = true;
+        return -1;
+    }
     close();
-    return result;
+    return outcome == END ? 0 : -1;
+}
+
+/** Receives once, waiting before that if there is nothing: bytes, END, FAILED or TIMED_OUT. */
+long JSocket::JSocketInputStream::receiveSome(int number, char* to, int n, int seconds) {
+    const TriedFirst attempt;
+    for (bool waited = false;; waited = true) {
+        const long r = receive(number, to, n);
+        if (r > 0) return r;
+        if (!socket->descriptor->isOpen()) return FAILED;
+        if (r == 0) return socket->woken ? TIMED_OUT : END;
+        if (!isTransient(errno)) return FAILED;
+        attempt.forget();
+        if (waited) JSystem::sleep(SPURIOUS_WAKE_PAUSE_MS);  // readable, and yet there was nothing
+        // A reader is woken when its socket closes: it need not look up meanwhile.
+        const Readiness readiness = socket->waitFor(number, POLLIN, seconds, INT_MAX);
+        if (readiness != Readiness::READY) return outcomeOf(readiness);
+    }
 }
 
 /** recv() through the window: up to `n` bytes, 0 at the end of the stream, -1 with errno. Never blocks. */
@@ -216,38 +226,38 @@ int JSocket::JSocketOutputStream::write(JByte& b, int off, int len) {
     if (n <= 0) return 0;
     const char* const from = static_cast<const char*>(b) + off;
 
+    socket->writeTimedOut = false;
     const Descriptor::Use use(*socket->descriptor);
-    const SavedErrno before;
-    int sent = 0;
-    bool waited = false;
-    for (;;) {
-        socket->writeTimedOut = false;
-        const long s =
-            send(use.fd(), from + sent, static_cast<size_t>(n - sent), MSG_NOSIGNAL | MSG_DONTWAIT);
-        if (s > 0) {
-            sent += static_cast<int>(s);
-            if (sent >= n) return 0;
-            waited = false;
-            continue;
-        }
-        if (!isTransient(errno)) {
-            close();
-            return -1;
-        }
-        before.restore();
-        if (waited) JSystem::sleep(SPURIOUS_WAKE_PAUSE_MS);  // writable, and yet nothing was taken
+    for (int sent = 0; sent < n;) {
+        const long s = sendSome(use.fd(), from + sent, n - sent);
+        if (s < 0) return finish(s);
+        sent += static_cast<int>(s);
+    }
+    return 0;
+}
 
-        switch (socket->waitFor(use.fd(), POLLOUT, socket->writeTimeout, jay::detail::SLICE_MS)) {
-            case Readiness::READY:
-                waited = true;
-                break;
-            case Readiness::FAILED:
-                close();
-                return -1;
-            case Readiness::TIMED_OUT:
-                errno = ETIMEDOUT;
-                socket->writeTimedOut = true;
-                return -1;
-        }
+/** The result of a write that ends early. */
+int JSocket::JSocketOutputStream::finish(long outcome) {
+    if (outcome == FAILED) {
+        close();
+    } else {
+        errno = ETIMEDOUT;
+        socket->writeTimedOut = true;
+    }
+    return -1;
+}
+
+/** Sends once, waiting before that if nothing is taken: bytes, FAILED or TIMED_OUT. */
+long JSocket::JSocketOutputStream::sendSome(int number, const char* from, int n) {
+    const TriedFirst attempt;
+    for (bool waited = false;; waited = true) {
+        const long s = send(number, from, static_cast<size_t>(n), MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (s > 0) return s;
+        if (!isTransient(errno)) return FAILED;
+        attempt.forget();
+        if (waited) JSystem::sleep(SPURIOUS_WAKE_PAUSE_MS);  // writable, and yet nothing was taken
+        const Readiness readiness =
+            socket->waitFor(number, POLLOUT, socket->writeTimeout, jay::detail::SLICE_MS);
+        if (readiness != Readiness::READY) return outcomeOf(readiness);
     }
 }

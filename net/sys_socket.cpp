@@ -6,7 +6,6 @@
 
 #include "net/detail/Wait.h"
 #include "system/JSystem.h"
-#include "thread/JThread.h"
 
 using jay::detail::Readiness;
 
@@ -37,6 +36,7 @@ int sys_select(int nfds, fd_set* readfds, fd_set* writefds, fd_set* exceptfds, t
         errno = EINVAL;
         return -1;
     }
+    const int before = errno;
     long long deadline = 0;
     if (timeout != nullptr)
         deadline = JSystem::getMilliseconds() + timeout->tv_sec * 1000LL + timeout->tv_usec / 1000;
@@ -50,13 +50,11 @@ int sys_select(int nfds, fd_set* readfds, fd_set* writefds, fd_set* exceptfds, t
         Sets::copy(exceptfds, &asked.except);
         timeval slice{0, jay::detail::SLICE_MS * 1000};
         const int ready = select(nfds, readfds, writefds, exceptfds, timeout != nullptr ? &slice : nullptr);
-        if (ready > 0) return ready;
-        const int error = errno;
-        if (JThread::interrupted()) return -1;
-        if (ready < 0 && error != EINTR && error != EAGAIN) {
-            errno = error;
-            return -1;
+        if (ready > 0) {
+            errno = before;  // a signal on the way leaves no trace: accept() looks at errno as it stands
+            return ready;
         }
+        if (!jay::detail::waitGoesOn(ready)) return -1;
         if (timeout != nullptr && JSystem::getMilliseconds() >= deadline) {
             errno = ETIMEDOUT;
             return 0;

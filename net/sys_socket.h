@@ -14,8 +14,9 @@
  * @param nfds highest descriptor plus one; above FD_SETSIZE the call fails with EINVAL, for an fd_set cannot
  * hold more.
  * @param timeout null: no limit, and no slices. Not modified.
- * @return the number of ready descriptors, left in the sets; 0 after the time-out, with errno ETIMEDOUT; -1
- * when interrupted or when select fails with anything but EINTR and EAGAIN.
+ * @return the number of ready descriptors, left in the sets, with errno as it was before the call; 0 after
+ * the time-out, with errno ETIMEDOUT; -1 when interrupted or when select fails with anything but EINTR and
+ * EAGAIN.
  */
 JAY_API int sys_select(int nfds, fd_set* readfds, fd_set* writefds, fd_set* exceptfds, timeval* timeout);
 

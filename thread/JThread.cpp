@@ -127,10 +127,19 @@ JThread::~JThread() {
     if (JThreadInit::remove(this)) JThreadInit::countRemoval();
 }
 
-void JThread::stopThread() {
+/** A thread that was never started ends without running anything. */
+void JThread::abandon() {
     int expected = WAITING;
     if (state.compare_exchange_strong(expected, ABANDONED)) startEvent.notify();
+}
 
+void JThread::finish() {
+    abandon();
+    join();
+}
+
+void JThread::stopThread() {
+    abandon();
     if (control->isCallingThread()) {
         // Deleted on its own thread. A running one is cancelled as any other, but not while it ends the
         // process.

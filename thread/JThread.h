@@ -138,10 +138,18 @@ public:
     static void operator delete(void* object);
     static void operator delete(void* object, void* place) noexcept;
 
+protected:
+    /**
+     * For destructors of derived classes: makes sure that run() is over, or never begins, before members go. Tell run() to
+     * end first. Returns at once on the thread itself.
+     */
+    void finish();
+
 private:
     friend class JThreadInit;
 
     bool createThread();
+    void abandon();
     void stopThread();
 
     // Written by the owner and by the body without a common lock, hence atomic; nothing else is published

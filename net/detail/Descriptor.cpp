@@ -14,16 +14,17 @@ Descriptor::~Descriptor() {
 }
 
 void Descriptor::attach(int fd) {
-    for (;;) {
-        unsigned expected = CLOSED;
-        if (word_.load(std::memory_order_acquire) == CLOSED) {
-            fd_ = fd;
-            generation_++;
-            if (word_.compare_exchange_strong(expected, 0, std::memory_order_acq_rel)) return;
-        }
+    const CancelOff off;  // nobody else knows the number yet: it would be lost
+    unsigned vacant = CLOSED;
+    while (!word_.compare_exchange_weak(vacant, CLOSED | 1, std::memory_order_acq_rel)) {
         const timespec moment{0, 1000000};
         nanosleep(&moment, nullptr);
+        vacant = CLOSED;
     }
+    fd_ = fd;
+    generation_++;
+    word_.fetch_and(~CLOSED, std::memory_order_acq_rel);
+    leave();
 }
 
 int Descriptor::enter() {
@@ -33,15 +34,20 @@ int Descriptor::enter() {
 }
 
 void Descriptor::leave() {
-    const int fd = fd_;
-    if (word_.fetch_sub(1, std::memory_order_acq_rel) != (CLOSED | HELD | 1U)) return;
+    if (word_.fetch_sub(1, std::memory_order_acq_rel) != (CLOSED | HELD | 1)) return;
     // The last user. Somebody who only looked in may be the last one too: the exchange lets one of them
-    // through.
-    unsigned expected = CLOSED | HELD;
-    if (!word_.compare_exchange_strong(expected, CLOSED, std::memory_order_acq_rel)) return;
+    // through, and makes it a user again, so that no new number is attached before the old one is released.
+    unsigned unused = CLOSED | HELD;
+    if (!word_.compare_exchange_strong(unused, CLOSED | 1, std::memory_order_acq_rel)) return;
+    release();
+    word_.fetch_sub(1, std::memory_order_acq_rel);
+}
+
+/** Gives the number back to the system. */
+void Descriptor::release() const {
     const CancelOff off;
     const int saved = errno;
-    ::close(fd);
+    ::close(fd_);
     errno = saved;
 }
 

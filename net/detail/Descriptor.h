@@ -63,9 +63,10 @@ private:
 
     int enter();
     void leave();
+    void release() const;
 
     std::atomic<unsigned> word_{CLOSED};
-    int fd_ = -1;  // this and the next change only while the word is exactly CLOSED
+    int fd_ = -1;  // this and the next are written by attach() only, as the one user of a closed descriptor
     unsigned generation_ = 0;
 };
 

@@ -9,19 +9,29 @@
 
 namespace jay::detail {
 
+bool waitGoesOn(int result) {
+    const int error = errno;
+    const bool interrupted = JThread::interrupted();
+    errno = error;
+    return !interrupted && (result == 0 || error == EINTR || error == EAGAIN);
+}
+
 Readiness waitFor(int fd, short events, long long timeout, int slice, WaitWatcher& watcher) {
+    const int before = errno;
     const long long deadline = JSystem::getMilliseconds() + timeout;
     int wait = SLICE_MS;
     for (;;) {
         pollfd entry{fd, events, 0};
         const int ready = poll(&entry, 1, wait);
-        if (ready > 0) return (entry.revents & POLLNVAL) != 0 ? Readiness::FAILED : Readiness::READY;
-        const int error = errno;
-        if (JThread::interrupted()) return Readiness::FAILED;
-        if (ready < 0 && error != EINTR && error != EAGAIN) {
-            errno = error;
+        if (ready > 0 && (entry.revents & POLLNVAL) != 0) {
+            errno = EBADF;
             return Readiness::FAILED;
         }
+        if (ready > 0) {
+            errno = before;  // a signal on the way leaves no trace: accept() looks at errno as it stands
+            return Readiness::READY;
+        }
+        if (!waitGoesOn(ready)) return Readiness::FAILED;
         const Readiness verdict = watcher.look();
         const long long left = deadline - JSystem::getMilliseconds();
         if (verdict == Readiness::FAILED) return verdict;

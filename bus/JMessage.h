@@ -1,0 +1,140 @@
+#ifndef JAY_BUS_JMESSAGE_H
+#define JAY_BUS_JMESSAGE_H
+
+#include "core/JByte.h"
+#include "core/JObject.h"
+#include "core/JString.h"
+
+/**
+ * A growing block of bytes with a read cursor and a write cursor, and the encoding of everything that travels
+ * on the message bus or is stored by the record database. Numbers are little-endian on every machine.
+ *
+ * | item             | bytes                                                                               |
+ * |------------------|-------------------------------------------------------------------------------------|
+ * | byte             | the low 8 bits                                                                      |
+ * | word             | 2 bytes: the low 16 bits                                                            |
+ * | int              | 4 bytes                                                                             |
+ * | variable integer | 1 byte below 254; 0xFE and a word up to 65535; 0xFF and an int above                |
+ * | string           | its length as a variable integer, then its bytes, no terminator, no conversion      |
+ * | byte run         | the bytes, no length                                                                |
+ *
+ * A negative variable integer is written as the one byte of its low 8 bits, which a reader takes for a marker
+ * or a small number: kept, lengths and counts are never negative.
+ *
+ * Reading never fails: at the end (read cursor at or behind size()) a reader yields 0, an empty string or the
+ * caller's default. Only the entry is tested: a value that is cut short is completed from what lies behind
+ * the end in the buffer (zeros in fresh space), and its cursor moves on by its full length. Bytes outside the
+ * buffer count as 0, and strings and blocks are cut at the end of the buffer, so that no length that a peer
+ * sends reads or allocates beyond it.
+ *
+ * The buffer grows in steps of 256 bytes, never by doubling; new space is zero. Not thread-safe.
+ */
+class JAY_API JMessage : public JObject {
+public:
+    static constexpr int _MAX_BUFFER_SIZE = 256;  ///< the step of growth
+
+    // ---- construction and copying ----
+
+    /** No buffer until the first write. */
+    JMessage();
+
+    /** A copy of the `len` bytes at `p + off`; null or a negative `len` gives an empty message. */
+    JMessage(void* p, int off, int len);
+
+    explicit JMessage(const JByte& b);
+
+    /** Copies the bytes; the copy's read cursor is at the start. */
+    JMessage(const JMessage& other);
+    JMessage& operator=(const JMessage& other);
+    ~JMessage() override;
+
+    /** A new plain JMessage with the same bytes, also of a derived class. The caller owns it. */
+    JObject* clone() override;
+
+    const JClass* getClass() const override;
+    static const JClass classJMessage;
+
+    // ---- cursors ----
+
+    int size() const;     ///< the length of the message: the write cursor
+    int getPos() const;   ///< the read cursor
+    int getWPos() const;  ///< the write cursor
+
+    /** Moves the read cursor, unchecked. @return where it was. */
+    int setPos(int p);
+
+    /**
+     * Moves the write cursor; a negative `p` counts as 0. Behind the buffer, `resize(p - capacity + 1)` comes
+     * first; it measures from the write cursor and so may make less room than `p` needs (kept). The missing
+     * bytes then read as 0.
+     * @return where it was.
+     */
+    int setWPos(int p);
+
+    /** Makes room for `n` more bytes at the write cursor. */
+    void resize(int n);
+
+    // ---- writers: append at the write cursor ----
+
+    void addByte(int v);
+    void addWord(int v);
+    void addInt(int v);
+    void addVarInt(int v);
+
+    /** The bytes up to the NUL; null is written as the empty string. */
+    void addString(const char* s);
+
+    /** The string's length() bytes. */
+    void addString(const JString& s);
+
+    /** `len` bytes from `p` itself: `off` is not applied (kept: callers rely on it). Null or a negative `len`
+     * adds nothing. */
+    void addBytes(const void* p, int off, int len);
+    void addBytes(const JByte& b);
+
+    // ---- readers: take from the read cursor ----
+
+    int getByte();    ///< 0..255
+    int getWord();    ///< 0..65535
+    int getInt();     ///< signed 32 bits
+    int getVarInt();  ///< as written by addVarInt()
+
+    /** A string; empty, or a copy of `def`, at the end and for a length of 0 (or below). */
+    JString getString();
+    JString getString(const char* def);
+    JString getString(const JString& def);
+
+    /** A block of `n` bytes; empty at the end. */
+    JByte getBytes(int n);
+
+    JString getIntToString();     ///< getInt() in decimal
+    JString getVarIntToString();  ///< getVarInt() in decimal
+
+    // ---- the whole ----
+
+    /** A copy of all bytes, whatever the read cursor. */
+    JByte toByteArray();
+
+    /** Hex dump to the debug output. */
+    void dump();
+
+    /** Writes and reads back some values, and dumps them; nothing relies on it. */
+    static void Test();
+
+private:
+    void assign(const char* p, int presentBytes, int len);
+    int present(int from, int n) const;
+    void put(unsigned value, int bytes);
+    bool atEnd() const;
+    unsigned take(int bytes);
+    void advance(int n);
+
+    char* data;  // owned; null until the first write
+    int capacity;
+    int pos;
+    int wpos;  // <= capacity after every write
+};
+
+static_assert(sizeof(void*) != 4 || sizeof(JMessage) == 20, "instance size is part of the 32-bit contract");
+
+#endif

@@ -1,0 +1,54 @@
+#ifndef JAY_BUS_LQ_H
+#define JAY_BUS_LQ_H
+
+#include "bus/M.h"
+#include "core/JObject.h"
+#include "thread/JLock.h"
+#include "thread/JQueue.h"
+
+class SA;
+
+/**
+ * One client's outbound queue: what waits to be sent to it. Three bands, served strictly in order: messages
+ * with any flag, priority 0, all other priorities; first in, first out within a band. (The server's inbound
+ * queue sorts differently: kept, callers rely on both orders.) The bands have no practical bound: what a
+ * client does not fetch is kept in memory.
+ *
+ * Threads: any thread may call any operation. The lock is released before the owner is notified.
+ */
+class JAY_API LQ : public JObject {
+public:
+    /** @param owner notified of every message; must outlive the queue's use. */
+    explicit LQ(SA* owner);
+
+    /** Destroys what is still queued. */
+    ~LQ() override;
+    LQ(const LQ&) = delete;
+    LQ& operator=(const LQ&) = delete;
+
+    /** Queues a copy and notifies the owner. @return what the owner's notify() returns. */
+    int add(M& m);
+
+    /** The same without a copy: the queue takes the message over. */
+    int adopt(M* m);
+
+    /** The next message, owned by the caller; null when there is none. */
+    M* get();
+
+    /** The next message, still owned by the queue and good until it is taken; null when there is none. */
+    M* peek();
+
+    bool isEmpty();
+
+private:
+    static constexpr int BANDS = 3;
+
+    static int bandOf(M& m);
+
+    JQueue* bands[BANDS];
+    SA* owner;
+    JLock lock;
+    bool closed;  // guarded by lock, as the bands are
+};
+
+#endif

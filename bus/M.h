@@ -1,0 +1,71 @@
+#ifndef JAY_BUS_M_H
+#define JAY_BUS_M_H
+
+#include "bus/JMessage.h"
+
+/**
+ * A bus message: 16 bytes of header, then the application's payload, written and read with JMessage's
+ * operations.
+ *
+ * | offset | size | field                                                                                   |
+ * |--------|------|-----------------------------------------------------------------------------------------|
+ * | 0      | 2    | length of the whole message, header included: 16..65535; set by toByteArray()           |
+ * | 2      | 2    | destination: client id, 0..31                                                           |
+ * | 4      | 2    | source: client id of the sender                                                         |
+ * | 6      | 1    | flag: M_FLAG_SYNC, M_FLAG_BROADCAST, M_FLAG_TIMED                                       |
+ * | 7      | 1    | priority: 0 is the most urgent ordinary one                                             |
+ * | 8      | 4    | time stamp: milliseconds, low 31 bits; in a TIMED message the time-out                  |
+ * | 12     | 4    | section: the application's, carried untouched                                           |
+ * | 16     |      | payload                                                                                 |
+ *
+ * The header accessors may be used at any time: they leave both cursors where they were. On a message that
+ * ends before the field, getters give 0. clone() gives a plain JMessage with the same bytes. Not thread-safe.
+ */
+class JAY_API M : public JMessage {
+public:
+    static constexpr int M_FLAG_SYNC = 1;       ///< goes to client 0, before all others
+    static constexpr int M_FLAG_BROADCAST = 2;  ///< goes to every other client that is connected
+    static constexpr int M_FLAG_TIMED =
+        4;  ///< its time stamp is a time-out: the client must answer within it
+
+    static constexpr int HEADER_SIZE = 16;  ///< bytes before the payload
+    static constexpr int MAX_SIZE = 65535;  ///< the longest message that the length field can tell
+
+    /** An empty header. Its length says 8 until toByteArray() sets the true one: kept. */
+    M();
+
+    /** A received message: a copy of the `len` bytes at `p + off`. */
+    M(void* p, int off, int len);
+    explicit M(const JByte& b);
+
+    /** A copy; its read cursor is at the start. */
+    M(const M& m);
+    M& operator=(const M& m) = default;
+    ~M() override;
+
+    int getLength();
+    void setLength(int n);  ///< the low 16 bits
+    int getDestId();
+    void setDestId(int id);  ///< the low 16 bits
+    int getSrcId();
+    void setSrcId(int id);  ///< the low 16 bits
+    int getFlag();
+    void setFlag(int flag);  ///< the low 8 bits
+    int getPriority();
+    void setPriority(int priority);  ///< the low 8 bits
+    int getTimestamp();
+    void setTimestamp(long long ms);  ///< the low 31 bits: wraps every 24.9 days
+    int getSection();
+    void setSection(int section);
+
+    /** Sets the length field to size(), of which 16 bits count, and returns all bytes. */
+    JByte toByteArray();
+
+private:
+    enum Offset { LENGTH = 0, DEST = 2, SRC = 4, FLAG = 6, PRIORITY = 7, TIMESTAMP = 8, SECTION = 12 };
+
+    int field(Offset offset, int (JMessage::*get)());
+    void setField(Offset offset, void (JMessage::*add)(int), int value);
+};
+
+#endif

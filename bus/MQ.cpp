@@ -1,0 +1,54 @@
+#include "bus/MQ.h"
+
+#include <memory>
+
+#include "bus/detail/Bands.h"
+#include "bus/SM.h"
+#include "thread/detail/ScopedLock.h"
+
+using jay::detail::ScopedLock;
+
+MQ::MQ(SM* queueOwner) : owner(queueOwner), closed(false) {
+    for (JQueue*& band : bands) band = new JQueue(jay::detail::BAND_SEGMENT);
+}
+
+MQ::~MQ() {
+    const ScopedLock guard(lock);
+    closed = true;
+    for (JQueue* band : bands) delete band;
+}
+
+int MQ::bandOf(M& m) {
+    if ((m.getFlag() & M::M_FLAG_SYNC) != 0) return 0;
+    switch (m.getPriority()) {
+        case 0:
+            return 1;
+        case 1:
+            return 2;
+        default:
+            return 3;
+    }
+}
+
+int MQ::add(M& m) {
+    return adopt(new M(m));
+}
+
+int MQ::adopt(M* m) {
+    std::unique_ptr<M> mine(m);
+    {
+        const ScopedLock guard(lock);
+        if (!closed && bands[bandOf(*m)]->adopt(m) == JQueue::OK) mine.release();
+    }
+    return owner->notify();
+}
+
+M* MQ::get() {
+    const ScopedLock guard(lock);
+    return closed ? nullptr : static_cast<M*>(jay::detail::firstFilled(bands).get());
+}
+
+bool MQ::isEmpty() {
+    const ScopedLock guard(lock);
+    return jay::detail::allEmpty(bands);
+}

@@ -1,0 +1,50 @@
+#ifndef JAY_BUS_MQ_H
+#define JAY_BUS_MQ_H
+
+#include "bus/M.h"
+#include "core/JObject.h"
+#include "thread/JLock.h"
+#include "thread/JQueue.h"
+
+class SM;
+
+/**
+ * The server's inbound queue: what the clients sent and the manager has not routed yet. Four bands, served
+ * strictly in order: SYNC messages, priority 0, priority 1, all others; first in, first out within a band.
+ * The bands have no practical bound: what comes in faster than it is routed is kept in memory.
+ *
+ * Threads: any thread may call any operation. The lock is released before the owner is notified.
+ */
+class JAY_API MQ : public JObject {
+public:
+    /** @param owner notified of every message; must outlive the queue's use. */
+    explicit MQ(SM* owner);
+
+    /** Destroys what is still queued. */
+    ~MQ() override;
+    MQ(const MQ&) = delete;
+    MQ& operator=(const MQ&) = delete;
+
+    /** Queues a copy and notifies the owner. @return what the owner's notify() returns. */
+    int add(M& m);
+
+    /** The same without a copy: the queue takes the message over. */
+    int adopt(M* m);
+
+    /** The next message, owned by the caller; null when there is none. */
+    M* get();
+
+    bool isEmpty();
+
+private:
+    static constexpr int BANDS = 4;
+
+    static int bandOf(M& m);
+
+    JQueue* bands[BANDS];
+    SM* owner;
+    JLock lock;
+    bool closed;  // guarded by lock, as the bands are
+};
+
+#endif

@@ -1,0 +1,355 @@
+#include "bus/SA.h"
+
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "bus/detail/MessageReader.h"
+#include "bus/LQ.h"
+#include "bus/SM.h"
+#include "net/JSocket.h"
+#include "system/JSystem.h"
+#include "thread/detail/CancelOff.h"
+#include "thread/detail/ScopedLock.h"
+
+using jay::detail::MessageReader;
+using jay::detail::ScopedLock;
+
+namespace {
+
+constexpr int LOOK_UP_MS = 1000;     ///< how long the agent sleeps at most
+constexpr int PACE_MS = 100;         ///< between two steps while not connected
+constexpr int ASK_AGAIN_MS = 30000;  ///< between two requests to client 0
+constexpr int CLOSED_MS = 3000;      ///< from the loss of a connection to the next request
+constexpr int REPLACE_POLL_MS = 10;  ///< while a new connection waits for the former one
+
+/** Connections that outlive their agents (see ~SA): remembered for as long as they are open. */
+void leaveOpen(JSocket* socket) {
+    static std::mutex mutex;
+    static auto* open =
+        new std::vector<JSocket*>;  // never destroyed: the sockets stay open until the process ends
+    const std::lock_guard<std::mutex> guard(mutex);
+    open->push_back(socket);
+}
+
+}  // namespace
+
+// ---- life ----
+
+SA::SA(SM* manager, int clientId)
+    : id(clientId),
+      stopFlag(false),
+      lq(new LQ(this)),
+      sm(manager),
+      socket(nullptr),
+      in(0),
+      out(0),
+      state(ABSENT),
+      timedStamp(0),
+      reader(new SAReader(this)) {
+    event.setAutoReset(true);  // it only wakes a loop that looks at its queue anyway
+    reader->start();
+}
+
+SA::~SA() {
+    const jay::detail::CancelOff off;
+    endReader();
+    stop();
+    finish();
+    delete lq;
+    if (socket != nullptr && socket->isConnected()) {
+        leaveOpen(socket);
+    } else {
+        delete socket;
+    }
+}
+
+/** Tells the reader to end and ends the waits of both threads on the client, which does not notice. */
+void SA::stopReader() {
+    reader->stop();
+    const ScopedLock guard(socketLock);
+    if (socket != nullptr) socket->wakeUp();
+}
+
+void SA::endReader() {
+    stopReader();
+    reader->join();
+}
+
+void SA::stop() {
+    stopFlag = true;
+    notify();
+}
+
+int SA::notify() {
+    return event.set();
+}
+
+// ---- the queue ----
+
+void SA::add(M& m) {
+    adopt(new M(m));
+}
+
+void SA::adopt(M* m) {
+    in.fetch_add(1, std::memory_order_relaxed);
+    lq->adopt(m);
+}
+
+// Without the lock: a client that does not read must not stop the manager, which asks here, for the length of
+// a write.
+bool SA::active() {
+    return state == CONNECTED;
+}
+
+int SA::reqid() {
+    M* first = lq->peek();
+    return first != nullptr ? first->getSrcId() : id;
+}
+
+void SA::sync() {
+    M request;
+    request.setSrcId(reqid());
+    request.setDestId(id);
+    request.setFlag(M::M_FLAG_SYNC);
+    sm->add(request);
+}
+
+// ---- the sending loop ----
+
+void SA::run() {
+    long long deadline = 0;
+    while (!stopFlag) {
+        const bool waiting = !lq->isEmpty();
+        if (!waiting) event.wait(LOOK_UP_MS);
+        if (stopFlag) break;
+        step(waiting, deadline);
+        if (state == CONNECTED) continue;
+        JSystem::sleep(PACE_MS);
+    }
+    JSystem::debug("SA(%d)>> stop (in:%d, out:%d)\n", id, in.load(), out);
+}
+
+/**
+ * One round of the state machine.
+ * @param waiting whether messages waited when the round began.
+ * @param deadline when the present state of waiting is over.
+ */
+void SA::step(bool waiting, long long& deadline) {
+    const ScopedLock guard(lock);
+    switch (state) {
+        case ABSENT:
+            if (waiting) ask(deadline);
+            break;
+        case ASKED:
+            if (JSystem::getMilliseconds() > deadline) state = ABSENT;
+            break;
+        case CONNECTED:
+            if (expired()) {
+                timedStamp = 0;
+                ask(deadline);
+                JSystem::debug("SA(%d)>> timed expire sync...\n", id);
+            } else {
+                sendNext();
+            }
+            break;
+        case LOST:
+            closeStep();
+            deadline = JSystem::getMilliseconds() + CLOSED_MS;
+            break;
+        case CLOSED:
+            if (closeStep() && JSystem::getMilliseconds() > deadline) state = ABSENT;
+            break;
+        default:
+            break;
+    }
+}
+
+void SA::ask(long long& deadline) {
+    sync();
+    deadline = JSystem::getMilliseconds() + ASK_AGAIN_MS;
+    state = ASKED;
+}
+
+bool SA::expired() const {
+    const long long expiry = timedStamp;
+    return expiry > 0 && JSystem::getMilliseconds() > expiry;
+}
+
+void SA::sendNext() {
+    const std::unique_ptr<M> m(lq->get());
+    if (m == nullptr) return;
+    if ((m->getFlag() & M::M_FLAG_TIMED) != 0) startTimer(*m);
+    if (socket != nullptr) transmit(*m);
+}
+
+void SA::startTimer(M& m) {
+    const long long now = JSystem::getMilliseconds();
+    const long patience = m.getTimestamp();
+    if (timedStamp == 0) timedStamp = now + patience;  // an earlier expiry is not moved
+    m.setTimestamp(now);
+    m.setFlag(m.getFlag() & ~M::M_FLAG_TIMED);
+    JSystem::debug("SA(%d)>> timed message = %ld\n", id, patience);
+}
+
+void SA::transmit(M& m) {
+    JByte bytes = m.toByteArray();
+    if (socket->getOutputStream()->write(bytes, 0, bytes.size()) == 0) return;
+    state = LOST;  // the message is lost with the connection
+    JSystem::debug("SA(%d)>> error send message!!!\n", id);
+}
+
+// ---- connections ----
+
+int SA::set(JSocket* s) {
+    {
+        // Not under `lock`: a former connection whose client does not read would hold the new one up.
+        const ScopedLock guard(socketLock);
+        if (socket != nullptr) socket->close();
+    }
+    for (;;) {
+        waitUntilReplaceable();
+        if (s == nullptr || stopping()) return 0;
+        if (attach(s)) break;
+    }
+    notify();
+    reader->notify();
+    return 1;
+}
+
+/** The loss of the former connection drives the states through 3 to 4. */
+void SA::waitUntilReplaceable() {
+    while (!stopping() && !replaceable()) JSystem::sleep(REPLACE_POLL_MS);
+}
+
+bool SA::stopping() {
+    return reader->stopFlag != 0;
+}
+
+bool SA::replaceable() {
+    return reader->idle() && state != CONNECTED && state != LOST;
+}
+
+bool SA::attach(JSocket* s) {
+    const ScopedLock guard(lock);
+    if (!replaceable()) return false;
+    JSocket* former = nullptr;
+    {
+        const ScopedLock socketGuard(socketLock);
+        former = socket;  // closed above; still here if the states have not come to it, or after an
+                          // unanswered message
+        socket = s;
+    }
+    delete former;
+    timedStamp = 0;
+    state = CONNECTED;
+    return true;
+}
+
+void SA::close() {
+    for (;;) {
+        {
+            const ScopedLock guard(lock);
+            if (closeStep()) return;
+        }
+        JSystem::sleep(PACE_MS);  // without the lock: the reader may need it to come to rest
+    }
+}
+
+/** False when the reader still holds the socket that is to be destroyed. Called under lock. */
+bool SA::closeStep() {
+    if (state == CONNECTED) {
+        state = LOST;
+        notify();
+        return true;
+    }
+    if (pthread_equal(pthread_self(), reader->getHandle()) != 0)
+        return true;  // the agent's thread does the rest
+    if (state == LOST) {
+        if (socket != nullptr) socket->close();
+        state = CLOSED;
+        return true;
+    }
+    return state != CLOSED || destroySocket();
+}
+
+/** False while the reader holds the socket. Called under lock. */
+bool SA::destroySocket() {
+    JSocket* closed = nullptr;
+    {
+        const ScopedLock guard(socketLock);
+        if (socket == nullptr) return true;
+        if (!reader->idle()) return false;
+        closed = socket;
+        socket = nullptr;
+    }
+    delete closed;
+    JSystem::debug("SA(%d)>> close socket OK!!!\n", id);
+    return true;
+}
+
+// ---- the reader ----
+
+/** The socket for the reader, which counts as busy from here on; null if there is none. */
+JSocket* SA::lendSocket() {
+    const ScopedLock guard(socketLock);
+    reader->idleFlag = socket == nullptr ? 1 : 0;
+    if (socket != nullptr && stopping()) socket->wakeUp();
+    return socket;
+}
+
+void SA::received(M* m) {
+    sm->adopt(m);
+    if (timedStamp == 0) return;
+    timedStamp = 0;
+    JSystem::debug("SA(%d)>> clear timed time-stamp\n", id);
+}
+
+SA::SAReader::SAReader(SA* owner) : agent(owner), stopFlag(0), idleFlag(1) {
+}
+
+SA::SAReader::~SAReader() = default;
+
+void SA::SAReader::run() {
+    while (stopFlag == 0) {
+        idleFlag = 1;
+        event.wait();
+        if (stopFlag != 0) break;
+        JSocket* from = agent->lendSocket();
+        if (from == nullptr) continue;
+        readMessages(*from);
+        agent->close();
+        JSystem::debug("SA(%d)>> disconnected!!!\n", agent->id);
+    }
+    JSystem::debug("SA(%d)>> terminate SA reader!!!\n", agent->id);
+}
+
+/** Reads until the connection is over or this thread is to end. */
+void SA::SAReader::readMessages(JSocket& from) {
+    MessageReader messages(from);
+    std::unique_ptr<M> m;
+    while (stopFlag == 0) {
+        switch (messages.next(m)) {
+            case MessageReader::MESSAGE:
+                agent->received(m.release());
+                break;
+            case MessageReader::TIMED_OUT:
+                break;
+            case MessageReader::ENDED:
+                return;
+        }
+    }
+}
+
+bool SA::SAReader::idle() {
+    return idleFlag != 0;
+}
+
+int SA::SAReader::notify() {
+    return event.set();
+}
+
+void SA::SAReader::stop() {
+    stopFlag = 1;
+    notify();
+}

@@ -1,0 +1,159 @@
+#ifndef JAY_BUS_SA_H
+#define JAY_BUS_SA_H
+
+#include <atomic>
+
+#include "bus/M.h"
+#include "thread/JEvent.h"
+#include "thread/JLock.h"
+#include "thread/JThread.h"
+
+class JSocket;
+class LQ;
+class SM;
+
+/**
+ * The server's agent of one client: keeps the client's outbound queue, sends what is in it while the client
+ * is connected, and asks client 0 to bring the client up while it is not. Outlives the connections: the next
+ * one with the same id is handed to the same agent.
+ *
+ * | state | meaning                                                                                      |
+ * |-------|----------------------------------------------------------------------------------------------|
+ * | 0     | no connection; as soon as a message waits, client 0 is asked to bring the client up             |
+ * | 1     | asked; after 30 s back to 0, so that it is asked again for as long as messages wait             |
+ * | 2     | connected: messages are sent                                                                  |
+ * | 3     | the connection failed or was lost; its socket is to be closed                                 |
+ * | 4     | closed; the socket is destroyed once the reader has let go of it; 3 s after the loss back to 0  |
+ *
+ * A TIMED message says: answer within the milliseconds in its time stamp. It leaves with the time of sending
+ * as its stamp and without the flag. The first message that the client sends then, whichever it is, counts as
+ * the answer. If none comes in time, nothing more is sent (state 1) and client 0 is asked to restart the
+ * client.
+ *
+ * Made and started by the manager and destroyed with it. Two threads serve an agent: its own sends and runs
+ * the states, the reader reads the client's messages and hands them to the manager.
+ *
+ * Locks: `lock` guards the states and is held while a message is written, up to 10 s when the client does not
+ * read; queue locks are taken inside it. `socketLock`, innermost, guards the life of the socket object: who
+ * uses the socket without `lock` takes it (or its loan, SAReader) under this one.
+ */
+class JAY_API SA : public JThread {
+public:
+    class SAReader;
+
+    /** Starts the reader; the agent's own thread is started by the manager. @param id 0..31. */
+    SA(SM* sm, int id);
+
+    /**
+     * Ends both threads. The socket, still open, and the reader object are not released here (kept): the
+     * connection lasts as long as the process, and the thread registry destroys the reader at its end.
+     */
+    ~SA() override;
+
+    /** The sending loop, on the agent's own thread. */
+    void run() override;
+
+    /** Queues a copy of a message for the client. */
+    void add(M& m);
+
+    /** The same without a copy: the agent takes the message over. */
+    void adopt(M* m);
+
+    /** Whether the client is connected. Does not wait for a message that is being written. */
+    bool active();
+
+    /**
+     * Attaches a new connection. A former one is closed first; waits until it is out of the way.
+     * @return 1 when the connection was attached, and the agent owns it; 0 for null, and when the agent is
+     * stopping.
+     */
+    int set(JSocket* s);
+
+    /**
+     * One step of closing, by state: from 2 to 3; from 3 to 4, closing the socket; in 4 waits for the reader
+     * to let go of the socket and destroys it; nothing in 0 and 1. The reader itself only ever does the
+     * first: it never waits for itself.
+     */
+    void close();
+
+    /** Asks client 0 to bring this client up: a SYNC message from reqid() about this id. */
+    void sync();
+
+    /** Who asks: the sender of the first message in the queue, or this id when the queue is empty. */
+    int reqid();
+
+    /** Wakes the sending loop. */
+    int notify();
+
+    /** Tells the sending loop to end. */
+    void stop();
+
+private:
+    friend class SAReader;
+    friend class SM;
+
+    enum State { ABSENT = 0, ASKED = 1, CONNECTED = 2, LOST = 3, CLOSED = 4 };
+
+    void step(bool waiting, long long& deadline);
+    void ask(long long& deadline);
+    void sendNext();
+    void startTimer(M& m);
+    void transmit(M& m);
+    bool expired() const;
+    bool closeStep();
+    bool destroySocket();
+    JSocket* lendSocket();
+    void received(M* m);
+    void stopReader();
+    void endReader();
+    bool stopping();
+    bool replaceable();
+    void waitUntilReplaceable();
+    bool attach(JSocket* s);
+
+    int id;
+    JEvent event;
+    std::atomic<bool> stopFlag;
+    LQ* lq;
+    SM* sm;
+    JSocket* socket;      // changed under lock and socketLock
+    std::atomic<int> in;  // counted by several threads
+    int out;              // nothing counts it: the log always shows 0 (kept)
+    JLock lock;
+    std::atomic<int> state;  // changed under lock; read without it where any recent value will do
+    std::atomic<long long>
+        timedStamp;  // set under lock, cleared by the reader without it: either order is right
+    SAReader* reader;
+
+    JLock socketLock;
+};
+
+/** The thread that reads one client's messages. Belongs to its agent. */
+class JAY_API SA::SAReader : public JThread {
+public:
+    explicit SAReader(SA* agent);
+    ~SAReader() override;
+
+    void run() override;
+
+    /** Whether it waits for a socket, and holds none. */
+    bool idle();
+
+    /** Tells it that its agent has a new socket. */
+    int notify();
+
+    /** Tells it to end. */
+    void stop();
+
+private:
+    friend class SA;
+
+    void readMessages(JSocket& from);
+
+    SA* agent;
+    JEvent event;
+    std::atomic<char> stopFlag;
+    std::atomic<char> idleFlag;  // cleared under the agent's socketLock, together with the loan of the socket
+};
+
+#endif
