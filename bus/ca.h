@@ -11,7 +11,9 @@
  *     6       1     flag: 1 SYNC (goes to client 0), 2 BROADCAST, 4 TIMED, or a sum of them
  *     7       1     priority, 0 the most urgent
  *     8       4     time stamp in milliseconds: filled in by ca_write, but in a TIMED message the time-out,
- * put in by you 12      4     section: yours, carried untouched 16            payload
+ *                   put in by you
+ *     12      4     section: yours, carried untouched
+ *     16            payload
  *
  * Conventions: a null handle gives -1, or nothing happens; a null buffer gives 0. No other errors are
  * reported. All functions but ca_open and ca_close may be called by any thread at any time. A lost connection

@@ -9,11 +9,14 @@ readonly c_headers=(bus/ca.h)
 
 all_headers() { find jay.h core system thread net bus containers database ui -name '*.h' 2>/dev/null | sort; }
 
-# core/JString.h has the guard JAY_CORE_JSTRING_H, thread/detail/CancelOff.h JAY_THREAD_DETAIL_CANCELOFF_H.
+is_c_header() { [[ " ${c_headers[*]} " == *" $1 "* ]]; }
+
+# core/JString.h has the guard JAY_CORE_JSTRING_H, thread/detail/CancelOff.h JAY_THREAD_DETAIL_CANCELOFF_H. A C header has
+# a _C more: bus/ca.h stands beside bus/CA.h.
 check_guard() {
     local guard
-    guard=$(tr 'a-z/.' 'A-Z__' <<<"$1")
-    [[ $guard == JAY_H ]] || guard=JAY_$guard
+    guard=$(tr 'a-z/.' 'A-Z__' <<<"JAY/$1")
+    if is_c_header "$1"; then guard=${guard%_H}_C_H; fi
     grep -q "^#ifndef $guard\$" "$1" && grep -q "^#define $guard\$" "$1" && return 0
     echo "$1: the include guard should be $guard"
     return 1
@@ -44,9 +47,7 @@ if [[ ${1:-} == --one ]]; then
     status=0
     check_guard "$2" || status=1
     check_cxx "$2" || status=1
-    for header in "${c_headers[@]}"; do
-        if [[ $2 == "$header" ]]; then check_c "$2" || status=1; fi
-    done
+    if is_c_header "$2"; then check_c "$2" || status=1; fi
     exit "$status"
 fi
 
