@@ -1,10 +1,10 @@
+#include "core/JByte.h"
+
 #include <climits>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <string>
 #include <type_traits>
-
-#include "core/JByte.h"
 
 namespace {
 

@@ -1,8 +1,9 @@
+#include "core/JInteger.h"
+
 #include <climits>
 #include <gtest/gtest.h>
 #include <type_traits>
 
-#include "core/JInteger.h"
 #include "core/JString.h"
 
 TEST(JInteger, HoldsZeroOrTheGivenValue) {

@@ -1,9 +1,9 @@
+#include "core/JNumber.h"
+
 #include <climits>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <string>
-
-#include "core/JNumber.h"
 
 namespace {
 

@@ -1,10 +1,11 @@
+#include "core/JObject.h"
+
 #include <cstdint>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <vector>
 
 #include "core/JInteger.h"
-#include "core/JObject.h"
 #include "core/JPointer.h"
 #include "core/JSize.h"
 #include "core/JString.h"

@@ -1,7 +1,8 @@
+#include "core/JPointer.h"
+
 #include <gtest/gtest.h>
 
 #include "core/JInteger.h"
-#include "core/JPointer.h"
 
 TEST(JPointer, HoldsNullOrAnObjectsAddress) {
     JPointer none;

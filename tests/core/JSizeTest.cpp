@@ -1,6 +1,6 @@
-#include <gtest/gtest.h>
-
 #include "core/JSize.h"
+
+#include <gtest/gtest.h>
 
 TEST(JSize, StartsAtZero) {
     EXPECT_EQ(JSize().size(), 0);

@@ -1,3 +1,5 @@
+#include "core/JStringBuffer.h"
+
 #include <climits>
 #include <cstring>
 #include <gtest/gtest.h>
@@ -5,7 +7,6 @@
 #include <type_traits>
 
 #include "core/JString.h"
-#include "core/JStringBuffer.h"
 
 namespace {
 

@@ -1,3 +1,5 @@
+#include "core/JString.h"
+
 #include <algorithm>
 #include <climits>
 #include <cstdint>
@@ -10,7 +12,6 @@
 #include <vector>
 
 #include "core/JInteger.h"
-#include "core/JString.h"
 #include "core/JStringBuffer.h"
 
 namespace {

@@ -2,6 +2,8 @@
 // peer may have sent: nothing outside of the buffer may be touched, and no length in the bytes may make a
 // reader allocate beyond it. The other writes a list of items, compares the bytes with a naive encoder, and
 // reads the list back.
+#include "bus/JMessage.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
@@ -10,7 +12,6 @@
 #include <string>
 #include <vector>
 
-#include "bus/JMessage.h"
 #include "Require.h"
 
 namespace {

@@ -1,6 +1,8 @@
 // Drives every operation of JString with arbitrary bytes and indexes. Whatever the bytes are, nothing outside
 // of the string's array may be touched (the sanitizers watch that) and the array stays terminated. Where the
 // text holds no NUL, results are compared with a naive model over std::string.
+#include "core/JString.h"
+
 #include <algorithm>
 #include <climits>
 #include <cstdint>
@@ -8,7 +10,6 @@
 #include <fuzzer/FuzzedDataProvider.h>
 #include <string>
 
-#include "core/JString.h"
 #include "Require.h"
 
 namespace {

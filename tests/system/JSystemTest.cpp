@@ -1,9 +1,10 @@
+#include "system/JSystem.h"
+
 #include <gtest/gtest.h>
 #include <memory>
 
 #include "support/Stderr.h"
 #include "support/Thread.h"
-#include "system/JSystem.h"
 #include "thread/JLock.h"
 
 using support::Thread;

@@ -1,3 +1,5 @@
+#include "thread/JEvent.h"
+
 #include <chrono>
 #include <climits>
 #include <gtest/gtest.h>
@@ -6,7 +8,6 @@
 #include <vector>
 
 #include "support/Thread.h"
-#include "thread/JEvent.h"
 
 using support::eventually;
 using support::Thread;

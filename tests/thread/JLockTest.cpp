@@ -1,10 +1,11 @@
+#include "thread/JLock.h"
+
 #include <cerrno>
 #include <gtest/gtest.h>
 #include <sys/select.h>
 
 #include "support/Thread.h"
 #include "thread/detail/ScopedLock.h"
-#include "thread/JLock.h"
 
 using support::Thread;
 

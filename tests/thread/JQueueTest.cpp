@@ -1,3 +1,5 @@
+#include "thread/JQueue.h"
+
 #include <climits>
 #include <deque>
 #include <gtest/gtest.h>
@@ -6,8 +8,6 @@
 #include <random>
 #include <set>
 #include <type_traits>
-
-#include "thread/JQueue.h"
 
 namespace {
 
