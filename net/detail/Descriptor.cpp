@@ -16,10 +16,10 @@ Descriptor::~Descriptor() {
 void Descriptor::attach(int fd) {
     const CancelOff off;  // nobody else knows the number yet: it would be lost
     unsigned vacant = CLOSED;
-    while (!word_.compare_exchange_weak(vacant, CLOSED | 1, std::memory_order_acq_rel)) {
+    while (!word_.compare_exchange_strong(vacant, CLOSED | 1, std::memory_order_acq_rel)) {
+        vacant = CLOSED;
         const timespec moment{0, 1000000};
         nanosleep(&moment, nullptr);
-        vacant = CLOSED;
     }
     fd_ = fd;
     generation_++;
