@@ -42,9 +42,15 @@ JMessage::JMessage(const JMessage& other) : JObject(other), data(nullptr), capac
 /** The content of a new message: a buffer of exactly its length. Bytes that are not present are 0. */
 void JMessage::assign(const char* p, int presentBytes, int len) {
     if (len <= 0) return;
-    data = new char[static_cast<size_t>(len)]();
-    if (presentBytes > 0) std::memcpy(data, p, static_cast<size_t>(presentBytes));
+    data = new char[static_cast<size_t>(len)];
     capacity = len;
+    fill(p, presentBytes, len);
+}
+
+/** The first `len` bytes, for which there is room, and the write cursor behind them. */
+void JMessage::fill(const char* p, int presentBytes, int len) {
+    if (presentBytes > 0) std::memcpy(data, p, static_cast<size_t>(presentBytes));
+    std::memset(data + presentBytes, 0, static_cast<size_t>(len - presentBytes));
     wpos = len;
 }
 
@@ -53,10 +59,7 @@ JMessage& JMessage::operator=(const JMessage& other) {
     if (this == &other) return *this;
     wpos = 0;
     resize(other.wpos);
-    const int presentBytes = other.present(0, other.wpos);
-    if (presentBytes > 0) std::memcpy(data, other.data, static_cast<size_t>(presentBytes));
-    std::memset(data + presentBytes, 0, static_cast<size_t>(other.wpos - presentBytes));
-    wpos = other.wpos;
+    fill(other.data, other.present(0, other.wpos), other.wpos);
     return *this;
 }
 
@@ -94,7 +97,8 @@ int JMessage::setWPos(int p) {
     const int previous = wpos;
     p = std::max(p, 0);
     // Measured from the write cursor, so it may fall short of p: kept, the header accessors never get there.
-    if (p >= capacity) resize(p - capacity + 1);
+    // min: the sum must not wrap around.
+    if (p >= capacity) resize(std::min(p - capacity, INT_MAX - 1) + 1);
     wpos = p;
     return previous;
 }
@@ -197,27 +201,39 @@ int JMessage::getVarInt() {
 }
 
 JString JMessage::getString() {
-    return getString(JString());
+    const int n = stringLength();
+    return n > 0 ? takeString(n) : JString();
 }
+
 JString JMessage::getString(const char* def) {
-    return getString(JString(def));
+    const int n = stringLength();
+    return n > 0 ? takeString(n) : JString(def);
 }
 
 JString JMessage::getString(const JString& def) {
+    const int n = stringLength();
+    return n > 0 ? takeString(n) : def;
+}
+
+/** The length in front of a string; 0 when none of its bytes follow. */
+int JMessage::stringLength() {
     const int n = getVarInt();
-    if (n <= 0 || atEnd()) return def;
-    const int presentBytes = present(pos, n);
-    const JString result(data, pos, presentBytes);
+    return n > 0 && !atEnd() ? n : 0;
+}
+
+JString JMessage::takeString(int n) {
+    const int from = pos;
+    const int presentBytes = present(from, n);
     advance(n);
-    return result;
+    return presentBytes > 0 ? JString(data, from, presentBytes) : JString();
 }
 
 JByte JMessage::getBytes(int n) {
     if (n <= 0 || atEnd()) return JByte();
-    const int presentBytes = present(pos, n);
-    JByte result(data, presentBytes > 0 ? pos : 0, presentBytes);
+    const int from = pos;
+    const int presentBytes = present(from, n);
     advance(n);
-    return result;
+    return presentBytes > 0 ? JByte(data, from, presentBytes) : JByte();
 }
 
 JString JMessage::getIntToString() {
@@ -234,12 +250,13 @@ bool JMessage::atEnd() const {
 /** A little-endian number at the read cursor, whether the message is that long or not. */
 unsigned JMessage::take(int bytes) {
     unsigned value = 0;
-    for (int i = 0; i < bytes; i++) {
-        if (present(pos, 1) > 0)
-            value |= static_cast<unsigned>(static_cast<unsigned char>(data[pos])) << (8 * i);
-        advance(1);
-    }
+    for (int i = 0; i < bytes; i++) value |= byteAt(static_cast<long long>(pos) + i) << (8 * i);
+    advance(bytes);
     return value;
+}
+
+unsigned JMessage::byteAt(long long i) const {
+    return i >= 0 && i < capacity ? static_cast<unsigned char>(data[i]) : 0U;
 }
 
 /** Moves the read cursor on; it stops at the largest number rather than wrap around. */
@@ -251,11 +268,17 @@ void JMessage::advance(int n) {
 
 JByte JMessage::toByteArray() {
     JByte result(wpos);
-    const int presentBytes = present(0, wpos);
-    char* to = result;
-    if (presentBytes > 0) std::memcpy(to, data, static_cast<size_t>(presentBytes));
-    std::memset(to + presentBytes, 0, static_cast<size_t>(wpos - presentBytes));
+    copyTo(result, wpos);
     return result;
+}
+
+int JMessage::copyTo(void* to, int size) const {
+    const int n = std::max(0, std::min(size, wpos));
+    const int presentBytes = present(0, n);
+    if (presentBytes > 0) std::memcpy(to, data, static_cast<size_t>(presentBytes));
+    if (n > presentBytes)
+        std::memset(static_cast<char*>(to) + presentBytes, 0, static_cast<size_t>(n - presentBytes));
+    return n;
 }
 
 void JMessage::dump() {

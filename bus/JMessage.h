@@ -115,6 +115,9 @@ public:
     /** A copy of all bytes, whatever the read cursor. */
     JByte toByteArray();
 
+    /** Copies the first bytes, `size` at most, whatever the read cursor. @return how many there were. */
+    int copyTo(void* to, int size) const;
+
     /** Hex dump to the debug output. */
     void dump();
 
@@ -123,10 +126,14 @@ public:
 
 private:
     void assign(const char* p, int presentBytes, int len);
+    void fill(const char* p, int presentBytes, int len);
     int present(int from, int n) const;
     void put(unsigned value, int bytes);
     bool atEnd() const;
     unsigned take(int bytes);
+    unsigned byteAt(long long i) const;
+    int stringLength();
+    JString takeString(int n);
     void advance(int n);
 
     char* data;  // owned; null until the first write

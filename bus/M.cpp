@@ -78,3 +78,8 @@ JByte M::toByteArray() {
     setLength(size());
     return JMessage::toByteArray();
 }
+
+int M::copyTo(void* to, int size) {
+    setLength(this->size());
+    return JMessage::copyTo(to, size);
+}

@@ -25,8 +25,7 @@ class JAY_API M : public JMessage {
 public:
     static constexpr int M_FLAG_SYNC = 1;       ///< goes to client 0, before all others
     static constexpr int M_FLAG_BROADCAST = 2;  ///< goes to every other client that is connected
-    static constexpr int M_FLAG_TIMED =
-        4;  ///< its time stamp is a time-out: the client must answer within it
+    static constexpr int M_FLAG_TIMED = 4;      ///< its time stamp is a time-out: answer within it
 
     static constexpr int HEADER_SIZE = 16;  ///< bytes before the payload
     static constexpr int MAX_SIZE = 65535;  ///< the longest message that the length field can tell
@@ -61,11 +60,17 @@ public:
     /** Sets the length field to size(), of which 16 bits count, and returns all bytes. */
     JByte toByteArray();
 
+    /** The same into a buffer of `size` bytes; the rest of a longer message is left out. @return how many bytes
+     * were copied. */
+    int copyTo(void* to, int size);
+
 private:
     enum Offset { LENGTH = 0, DEST = 2, SRC = 4, FLAG = 6, PRIORITY = 7, TIMESTAMP = 8, SECTION = 12 };
 
     int field(Offset offset, int (JMessage::*get)());
     void setField(Offset offset, void (JMessage::*add)(int), int value);
 };
+
+static_assert(sizeof(M) == sizeof(JMessage), "no fields of its own");
 
 #endif

@@ -1,7 +1,5 @@
 #include "bus/ca.h"
 
-#include <algorithm>
-#include <cstring>
 #include <memory>
 
 #include "bus/CA.h"
@@ -13,15 +11,6 @@ constexpr int LEAST_LENGTH = 8;  ///< not the 16 of a header: kept, callers rely
 
 CA* clientOf(ca_handle handle) {
     return static_cast<CA*>(handle);
-}
-
-/** Copies a message, its true length in its header, into a caller's buffer; the rest of a longer one is left
- * out. */
-int copyOut(M& m, void* buf, int size) {
-    JByte bytes = m.toByteArray();
-    const int n = std::max(0, std::min(bytes.size(), size));
-    std::memcpy(buf, static_cast<void*>(bytes), static_cast<size_t>(n));
-    return n;
 }
 
 }  // namespace
@@ -42,7 +31,7 @@ int ca_write(ca_handle handle, void* buf, int len) {
     if (buf == nullptr || len < LEAST_LENGTH) return 0;
     M m(buf, 0, len);
     clientOf(handle)->put(m);  // its result is not looked at: kept
-    copyOut(m, buf, len);
+    m.copyTo(buf, len);
     return len;
 }
 
@@ -50,14 +39,14 @@ int ca_read(ca_handle handle, void* buf, int size) {
     if (handle == nullptr) return -1;
     if (buf == nullptr) return 0;
     const std::unique_ptr<M> m(clientOf(handle)->get());
-    return m != nullptr ? copyOut(*m, buf, size) : 0;
+    return m != nullptr ? m->copyTo(buf, size) : 0;
 }
 
 int ca_peek(ca_handle handle, void* buf, int size) {
     if (handle == nullptr) return -1;
     if (buf == nullptr) return 0;
     const std::unique_ptr<M> m(clientOf(handle)->copyNext());
-    return m != nullptr ? copyOut(*m, buf, size) : 0;
+    return m != nullptr ? m->copyTo(buf, size) : 0;
 }
 
 void ca_next(ca_handle handle) {
