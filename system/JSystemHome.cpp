@@ -12,7 +12,7 @@ constexpr const char* PROGRAM_PATH = "/bin/ls";
 constexpr int PATH_SIZE = 1024;
 
 /** The path up to its last slash. */
-JString parentOf(JString path) {
+JString parentOf(const JString& path) {
     return path.substring(0, path.lastIndexOf('/'));
 }
 

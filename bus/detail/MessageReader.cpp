@@ -21,7 +21,7 @@ MessageReader::Result MessageReader::next(std::unique_ptr<M>& message) {
     } else {
         length = M::HEADER_SIZE;
     }
-    message.reset(new M(static_cast<void*>(buffer_), 0, length));
+    message = std::make_unique<M>(static_cast<void*>(buffer_), 0, length);
     return MESSAGE;
 }
 
