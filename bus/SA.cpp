@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <mutex>
+#include <utility>
 #include <vector>
 
 #include "bus/detail/MessageReader.h"
@@ -57,7 +58,10 @@ SA::~SA() {
     stop();
     finish();
     delete lq;
-    if (socket != nullptr && socket->isConnected()) {
+    // Of a client that is connected, the reader's end counts as the loss: if the agent's thread did not come
+    // to the closing, it is done here. A client given up after a TIMED message was not lost.
+    const bool givenUp = state == ABSENT || state == ASKED;
+    if (givenUp && socket != nullptr && socket->isConnected()) {
         leaveOpen(socket);
     } else {
         delete socket;
@@ -202,24 +206,23 @@ void SA::transmit(M& m) {
 // ---- connections ----
 
 int SA::set(JSocket* s) {
-    {
-        // Not under `lock`: a former connection whose client does not read would hold the new one up.
-        const ScopedLock guard(socketLock);
-        if (socket != nullptr) socket->close();
+    closeFormer();
+    while (!replaceable() || (s != nullptr && !attach(s))) {
+        if (stopping()) return 0;
+        JSystem::sleep(REPLACE_POLL_MS);
+        closeFormer();  // again: another call may have attached its connection meanwhile
     }
-    for (;;) {
-        waitUntilReplaceable();
-        if (s == nullptr || stopping()) return 0;
-        if (attach(s)) break;
-    }
+    if (s == nullptr) return 0;
     notify();
     reader->notify();
     return 1;
 }
 
-/** The loss of the former connection drives the states through 3 to 4. */
-void SA::waitUntilReplaceable() {
-    while (!stopping() && !replaceable()) JSystem::sleep(REPLACE_POLL_MS);
+/** The loss of the former connection then drives the states through 3 to 4. */
+void SA::closeFormer() {
+    // Not under `lock`: a former connection whose client does not read would hold the new one up.
+    const ScopedLock guard(socketLock);
+    if (socket != nullptr) socket->close();
 }
 
 bool SA::stopping() {
@@ -230,19 +233,19 @@ bool SA::replaceable() {
     return reader->idle() && state != CONNECTED && state != LOST;
 }
 
+/** False when it is not, or no longer, the moment for it. */
 bool SA::attach(JSocket* s) {
-    const ScopedLock guard(lock);
-    if (!replaceable()) return false;
-    JSocket* former = nullptr;
+    JSocket* former = s;
     {
-        const ScopedLock socketGuard(socketLock);
-        former = socket;  // closed above; still here if the states have not come to it, or after an
-                          // unanswered message
-        socket = s;
+        const ScopedLock guard(lock);
+        const ScopedLock socketGuard(socketLock);  // the reader borrows the socket under this one
+        if (stopping() || !replaceable()) return false;
+        std::swap(socket, former);
+        timedStamp = 0;
+        state = CONNECTED;
     }
+    // Closed, but still here if the states have not come to it, or after an unanswered message.
     delete former;
-    timedStamp = 0;
-    state = CONNECTED;
     return true;
 }
 

@@ -45,8 +45,9 @@ public:
     SA(SM* sm, int id);
 
     /**
-     * Ends both threads. The socket, still open, and the reader object are not released here (kept): the
-     * connection lasts as long as the process, and the thread registry destroys the reader at its end.
+     * Ends both threads and so the connection of a client. Not so that of a client given up after a TIMED
+     * message: it lasts as long as the process (kept). The reader object is not destroyed here either (kept):
+     * the thread registry does that at the end of the process.
      */
     ~SA() override;
 
@@ -108,7 +109,7 @@ private:
     void endReader();
     bool stopping();
     bool replaceable();
-    void waitUntilReplaceable();
+    void closeFormer();
     bool attach(JSocket* s);
 
     int id;

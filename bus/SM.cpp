@@ -13,8 +13,9 @@ using jay::detail::ScopedLock;
 
 namespace {
 
-constexpr int LOOK_UP_MS = 1000;  ///< how long the loop sleeps at most before it looks at the stop flag
-constexpr int NOT_YET = -1;       ///< the listener has not said whether it listens
+constexpr int LOOK_UP_MS = 1000;    ///< how long the loop sleeps at most before it looks at the stop flag
+constexpr int LISTEN_POLL_MS = 10;  ///< between two looks whether the listener listens
+constexpr int NOT_YET = -1;         ///< the listener has not said whether it listens
 
 bool isClient(int client) {
     return static_cast<unsigned>(client) < static_cast<unsigned>(SM::MAX_CLIENTS);
@@ -85,7 +86,7 @@ void SM::run() {
         if (stopFlag) break;
         if (M* m = mq->get()) route(m);
     }
-    JSystem::debug("SM>> stop SM(in:%d, out:%d)\n", in.load(), out);
+    JSystem::debug("SM>> stop SM(in:%d, out:%d)\n", in.load(), static_cast<int>(out));
 }
 
 void SM::route(M* message) {
@@ -94,6 +95,7 @@ void SM::route(M* message) {
     const int src = m->getSrcId();
     const int flag = m->getFlag();
     const int priority = m->getPriority();
+    const auto number = static_cast<int>(out);
 
     if ((flag & M::M_FLAG_SYNC) != 0) {
         dest = 0;  // the message itself keeps its destination
@@ -104,11 +106,11 @@ void SM::route(M* message) {
     // The order of the tests is kept: a SYNC broadcast is a broadcast, and a broadcast, too, needs a
     // destination below 32.
     if ((flag & M::M_FLAG_BROADCAST) != 0) {
-        JSystem::debug("SM>> q%d(%d) : ALL <-- %d\n", priority, out, src);
+        JSystem::debug("SM>> q%d(%d) : ALL <-- %d\n", priority, number, src);
         broadcast(*m);
     } else {
         agentFor(dest)->adopt(m.release());
-        JSystem::debug("SM>> q%d(%d) : %d <-- %d\n", priority, out, dest, src);
+        JSystem::debug("SM>> q%d(%d) : %d <-- %d\n", priority, number, dest, src);
     }
     out++;
 }
@@ -169,11 +171,10 @@ void SM::stop() {
 /** Called by the listener once it knows. */
 void SM::listening(int error) {
     listenResult = error;
-    listenEvent.set();
 }
 
 int SM::waitUntilListening(int ms) {
     const long long deadline = JSystem::getMilliseconds() + ms;
-    while (listenResult == NOT_YET && JSystem::getMilliseconds() < deadline) listenEvent.wait(LOOK_UP_MS);
+    while (listenResult == NOT_YET && JSystem::getMilliseconds() < deadline) JSystem::sleep(LISTEN_POLL_MS);
     return listenResult;
 }

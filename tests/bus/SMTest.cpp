@@ -1,0 +1,573 @@
+#include "bus/SM.h"
+
+#include <algorithm>
+#include <atomic>
+#include <gtest/gtest.h>
+#include <vector>
+
+#include "bus/Server.h"
+
+using bus::agentLine;
+using bus::BROADCAST;
+using bus::Client;
+using bus::PROMPT_MS;
+using bus::Server;
+using bus::SYNC;
+using bus::TIMED;
+using bus::to;
+using bus::wakeUp;
+using bus::Wire;
+using support::eventually;
+
+namespace {
+
+/** A manager whose thread does not run: what is added stays where the test can look at it. */
+class IdleManager {
+public:
+    SM* operator->() { return &sm; }
+
+    void add(const Wire& w) {
+        M m = bus::message(w);
+        sm.add(m);
+    }
+
+    /** Takes the next message of the inbound queue. */
+    Wire take() {
+        const std::unique_ptr<M> m(sm.mq->get());
+        return m != nullptr ? bus::wire(*m) : Wire();
+    }
+
+    support::DebugLog log;
+    SM sm{net::freePort()};
+};
+
+// ---- construction ----
+
+TEST(SM, Constructor_StartsNothing) {
+    const IdleManager server;
+    EXPECT_EQ(server.sm.cm, nullptr);
+    EXPECT_FALSE(server.sm.stopFlag);
+    EXPECT_EQ(server.sm.in, 0);
+    EXPECT_EQ(server.sm.out, 0u);
+    for (SA* slot : server.sm.slots) EXPECT_EQ(slot, nullptr);
+    EXPECT_EQ(server.log.text(), "");
+}
+
+TEST(SM, WaitUntilListening_GivesZeroOnceClientsCanConnect) {
+    Server server;
+    EXPECT_EQ(server->waitUntilListening(0), 0);
+    Client client = Client::connectedTo(server.port());
+    EXPECT_TRUE(client.isOpen());
+}
+
+TEST(SM, WaitUntilListening_TellsThatThePortIsInUse) {
+    net::Listener other;
+    SM second(other.port());
+    second.start();
+    EXPECT_EQ(second.waitUntilListening(30000), EADDRINUSE);
+}
+
+TEST(SM, WaitUntilListening_GivesMinusOneWhenTheTimeIsUp) {
+    SM never(7000);
+    const net::Stopwatch watch;
+    EXPECT_EQ(never.waitUntilListening(20), -1);
+    EXPECT_GE(watch.ms(), 20);
+    EXPECT_LT(watch.ms(), 900);
+}
+
+// ---- add ----
+
+TEST(SM, Add_CountsAndQueuesACopy) {
+    IdleManager server;
+    M m = bus::message(to(7).from(5).says("first"));
+    server->add(m);
+    m.setDestId(9);
+    server->add(m);
+    EXPECT_EQ(server->in, 2);
+    EXPECT_EQ(server.take(), to(7).from(5).says("first").claims(21));
+    EXPECT_EQ(server.take().dest, 9);
+}
+
+TEST(SM, Add_WakesTheManager) {
+    IdleManager server;
+    server.add(to(7));
+    EXPECT_EQ(server->event.count(), 1);
+}
+
+TEST(SM, Add_DropsAMessageThatNoHeaderCanTellTheLengthOf) {
+    IdleManager server;
+    M m = bus::message(to(7));
+    m.addBytes(JByte(M::MAX_SIZE - M::HEADER_SIZE));
+    server->add(m);
+    EXPECT_EQ(server->in, 1);
+    m.addByte(1);
+    server->add(m);
+    EXPECT_EQ(server->in, 1);
+}
+
+TEST(SM, Add_MayBeCalledByManyThreads) {
+    constexpr int EACH = 1000;
+    IdleManager server;
+    {
+        std::vector<std::unique_ptr<support::Thread>> threads;
+        for (int i = 0; i < 4; i++)
+            threads.push_back(std::make_unique<support::Thread>([&] {
+                for (int n = 0; n < EACH; n++) server.add(to(7).from(5));
+            }));
+    }
+    EXPECT_EQ(server->in, 4 * EACH);
+}
+
+TEST(SM, Notify_SignalsTheEvent) {
+    IdleManager server;
+    EXPECT_EQ(server->notify(), 0);
+    EXPECT_EQ(server->event.count(), 1);
+}
+
+// ---- set ----
+
+TEST(SM, Set_RefusesIdsThatAreNotThoseOfClients_AndLeavesTheSocketAlone) {
+    IdleManager server;
+    net::Listener listener;
+    net::Peer peer = net::Peer::connectedTo(listener.port());
+    JSocket socket(listener.accept().release());
+    for (const int id : {32, 40, 65535, -1}) EXPECT_EQ(server->set(id, &socket), 0) << id;
+    EXPECT_TRUE(socket.isConnected());
+    peer.expectNothing();
+    for (SA* slot : server->slots) EXPECT_EQ(slot, nullptr);
+}
+
+TEST(SM, Set_MakesAndStartsAnAgentOnFirstNeed_AndKeepsIt) {
+    Server server;
+    EXPECT_FALSE(server.hasAgent(5));
+    Client first = server.connect(5);
+    ASSERT_TRUE(server.hasAgent(5));
+    SA* const agent = &server.agent(5);
+    EXPECT_EQ(agent->id, 5);
+    first.close();
+    Client second = server.connect(5);
+    EXPECT_EQ(&server.agent(5), agent);
+}
+
+TEST(SM, Set_TakesEveryIdFrom0To31) {
+    Server server;
+    for (const int id : {0, 1, 30, 31}) {
+        Client client = server.connect(id);
+        server.add(to(id).from(5).says("hello"));
+        client.expect(to(id).from(5).says("hello"));
+    }
+}
+
+// ---- routing to one client ----
+
+TEST(SM, Route_DeliversAMessageUnchangedToItsDestination) {
+    Server server;
+    Client sender = server.connect(5);
+    Client receiver = server.connect(7);
+    const Wire m =
+        to(7).from(5).urgency(3).stamped(123456789).about(0xFEDCBA98).says(std::string("\0\1payload", 9));
+    sender.send(m);
+    receiver.expect(m);
+    server.log.expect("SM>> q3(0) : 7 <-- 5\n");
+}
+
+TEST(SM, Route_TakesTheSenderFromTheHeader_NotFromTheConnection) {
+    Server server;
+    Client sender = server.connect(5);
+    Client receiver = server.connect(7);
+    sender.send(to(7).from(77).says("x"));
+    receiver.expect(to(7).from(77).says("x"));
+    server.log.expect("SM>> q0(0) : 7 <-- 77\n");
+}
+
+TEST(SM, Route_DeliversToTheSenderItself) {
+    Server server;
+    Client client = server.connect(5);
+    client.send(to(5).from(5).says("echo"));
+    client.expect(to(5).from(5).says("echo"));
+}
+
+TEST(SM, Route_CountsWhatItRouted) {
+    Server server;
+    Client sender = server.connect(5);
+    Client receiver = server.connect(7);
+    for (int i = 0; i < 3; i++) {
+        sender.send(to(7).from(5));
+        receiver.expect(to(7).from(5));
+    }
+    sender.send(to(32).from(5));
+    server.log.expect("SM>> error dest id = 32\n");
+    server->stop();
+    server.log.expect("SM>> stop SM(in:4, out:3)\n");
+    server.log.expectInOrder({"SM>> q0(0) : 7 <-- 5\n", "SM>> q0(1) : 7 <-- 5\n", "SM>> q0(2) : 7 <-- 5\n"});
+}
+
+TEST(SM, Route_LogsAndDropsADestinationOf32AndAbove) {
+    Server server;
+    Client sender = server.connect(5);
+    Client receiver = server.connect(7);
+    for (const int dest : {32, 33, 65535}) {
+        sender.send(to(dest).from(5));
+        server.log.expect("SM>> error dest id = " + std::to_string(dest) + "\n");
+    }
+    sender.send(to(7).from(5).says("next"));
+    receiver.expect(to(7).from(5).says("next"));
+    server.log.expect("SM>> q0(0) : 7 <-- 5\n");
+}
+
+TEST(SM, Route_KeepsMessagesForAClientThatHasNeverConnected_UntilItDoes) {
+    Server server;
+    Client zero = server.connect(0);
+    Client sender = server.connect(3);
+    sender.send(to(5).from(3).says("kept"));
+    zero.expect(wakeUp(5, 3));
+    EXPECT_TRUE(server.hasAgent(5));
+    Client late = server.connect(5);
+    late.expect(to(5).from(3).says("kept"));
+}
+
+TEST(SM, Route_KeepsMessagesForAClientThatHasGone) {
+    Server server;
+    Client receiver = server.connect(7);
+    receiver.close();
+    server.log.expect(agentLine(7, "disconnected!!!"));
+    for (int i = 0; i < 100; i++) server.add(to(7).from(5).says(std::to_string(i)));
+    Client again = server.connect(7);
+    for (int i = 0; i < 100; i++) again.expect(to(7).from(5).says(std::to_string(i)));
+}
+
+TEST(SM, Run_RoutesBandByBand_InTheOrderOfArrivalWithinEach) {
+    IdleManager server;
+    int id = 1;
+    for (const Wire& w : {Wire().urgency(9), Wire().urgency(1), Wire().urgency(0), Wire().urgency(2),
+                          Wire().urgency(1), Wire().urgency(0), Wire().urgency(7).flagged(SYNC)})
+        server.add(Wire(w).to(6).from(id++));
+    server->start();
+    server.log.expect("<-- ", 7);
+    server->stop();
+    server->join();
+    server.log.expectInOrder({"SM>> q7(0) : 0 <-- 7\n", "SM>> q0(1) : 6 <-- 3\n", "SM>> q0(2) : 6 <-- 6\n",
+                              "SM>> q1(3) : 6 <-- 2\n", "SM>> q1(4) : 6 <-- 5\n", "SM>> q9(5) : 6 <-- 1\n",
+                              "SM>> q2(6) : 6 <-- 4\n", "SM>> stop SM(in:"});
+}
+
+// ---- SYNC ----
+
+TEST(SM, Route_SendsSyncMessagesToClientZero_WhateverTheirDestination) {
+    Server server;
+    Client zero = server.connect(0);
+    Client seven = server.connect(7);
+    Client sender = server.connect(5);
+    for (const int dest : {7, 0, 40, 65535}) {
+        sender.send(to(dest).from(5).flagged(SYNC));
+        zero.expect(to(dest).from(5).flagged(SYNC));
+    }
+    server.log.expect(" : 0 <-- 5\n", 4);
+    server.log.expectNo("error dest");
+    server.expectNothingElse(seven, 7);
+}
+
+TEST(SM, Route_KeepsSyncMessagesWhileClientZeroIsAbsent) {
+    Server server;
+    server.add(to(7).from(5).flagged(SYNC));
+    server.log.expect("SM>> q0(0) : 0 <-- 5\n");
+    Client zero = server.connect(0);
+    zero.expect(to(7).from(5).flagged(SYNC));
+}
+
+// ---- broadcast ----
+
+TEST(SM, Broadcast_ReachesEveryOtherConnectedClient_WithItsOwnIdAndFlagZero) {
+    Server server;
+    std::vector<Client> clients;
+    for (int id = 0; id < 6; id++) clients.push_back(server.connect(id));
+    clients[4].close();
+    server.log.expect(agentLine(4, "disconnected!!!"));
+
+    clients[3].send(to(1).from(3).flagged(BROADCAST).urgency(2).stamped(9).about(8).says("all"));
+    for (const int id : {0, 1, 2, 5})
+        clients[static_cast<size_t>(id)].expect(to(id).from(3).urgency(2).stamped(9).about(8).says("all"));
+    server.expectNothingElse(clients[3], 3);
+    server.log.expect("SM>> q2(0) : ALL <-- 3\n");
+    server.log.expect("SM>> q255(1) : 3 <-- 31\n");  // counted once
+
+    Client late = server.connect(4);
+    server.expectNothingElse(late, 4);
+}
+
+TEST(SM, Broadcast_MakesNoAgents) {
+    Server server;
+    Client sender = server.connect(3);
+    sender.send(to(1).from(3).flagged(BROADCAST));
+    server.log.expect("SM>> q0(0) : ALL <-- 3\n");
+    server.expectNothingElse(sender, 3);
+    for (int id = 0; id < SM::MAX_CLIENTS; id++) EXPECT_EQ(server.hasAgent(id), id == 3) << id;
+}
+
+TEST(SM, Broadcast_WithSyncIsABroadcastAllTheSame_WithAnyDestination) {
+    Server server;
+    Client zero = server.connect(0);
+    Client one = server.connect(1);
+    Client sender = server.connect(3);
+    sender.send(to(40).from(3).flagged(BROADCAST | SYNC).says("all"));
+    zero.expect(to(0).from(3).says("all"));
+    one.expect(to(1).from(3).says("all"));
+    server.log.expect("SM>> q0(0) : ALL <-- 3\n");
+}
+
+TEST(SM, Broadcast_WithoutSyncNeedsADestinationBelow32) {
+    Server server;
+    Client one = server.connect(1);
+    Client sender = server.connect(3);
+    sender.send(to(32).from(3).flagged(BROADCAST));
+    server.log.expect("SM>> error dest id = 32\n");
+    server.expectNothingElse(one, 1);
+}
+
+TEST(SM, Broadcast_OfATimedMessageSetsNoTimer) {
+    Server server;
+    Client one = server.connect(1);
+    Client sender = server.connect(3);
+    sender.send(to(1).from(3).flagged(BROADCAST | TIMED).stamped(50));
+    one.expect(to(1).from(3).stamped(50));
+    server.expectNothingElse(one, 1);
+    server.log.expectNo("timed");
+}
+
+TEST(SM, Broadcast_PassesOverWhoIsNamedAsSender) {
+    Server server;
+    Client one = server.connect(1);
+    Client three = server.connect(3);
+    three.send(to(1).from(1).flagged(BROADCAST));  // claims to be client 1
+    three.expect(to(3).from(1));
+    server.expectNothingElse(one, 1);
+}
+
+// ---- many at once ----
+
+constexpr int MANY = 31;
+
+/** Client `id` (1..31) sends numbered messages to the next one and takes what the one before sends. */
+void passOn(Client& client, int id, int count) {
+    const int next = id % MANY + 1;
+    const int before = (id + MANY - 2) % MANY + 1;
+    const auto message = [](int from, int dest, int i) {
+        return to(dest)
+            .from(from)
+            .urgency(7)
+            .about(static_cast<unsigned>(i))
+            .says(std::string(static_cast<size_t>(i % 60), 'x'));
+    };
+    for (int i = 0; i < count; i++) client.send(message(id, next, i));
+    for (int i = 0; i < count && !testing::Test::HasFailure(); i++) client.expect(message(before, id, i));
+}
+
+TEST(SM, ThirtyOneClientsAtOnce_LoseNothingAndKeepTheOrder) {
+    constexpr int EACH = 100000 / bus::SLOWNESS / MANY + 1;
+    Server server;
+    std::vector<Client> clients;
+    for (int id = 1; id <= MANY; id++) clients.push_back(server.connect(id));
+    JSystem::debug(false);
+    {
+        std::vector<std::unique_ptr<support::Thread>> threads;
+        for (int id = 1; id <= MANY; id++)
+            threads.push_back(std::make_unique<support::Thread>(
+                [&, id] { passOn(clients[static_cast<size_t>(id) - 1], id, EACH); }));
+    }
+    EXPECT_EQ(server->in, MANY * EACH);
+    EXPECT_LT(server.destroy(), PROMPT_MS + net::LATE_MS);
+}
+
+TEST(SM, SeveralServersInOneProcess_DoNotMix) {
+    Server first;
+    SM second(net::freePort());
+    second.start();
+    ASSERT_EQ(second.waitUntilListening(30000), 0);
+    Client here = first.connect(5);
+    Client there = Client::connectedTo(second.port);
+    there.greet(5);
+    here.send(to(5).from(5).says("here"));
+    there.send(to(5).from(5).says("there"));
+    here.expect(to(5).from(5).says("here"));
+    there.expect(to(5).from(5).says("there"));
+}
+
+// ---- the end ----
+
+TEST(SM, Stop_EndsTheRoutingLoopAtOnce) {
+    Server server;
+    const net::Stopwatch watch;
+    server->stop();
+    server->join();
+    EXPECT_LT(watch.ms(), 1000);  // it is woken, it does not come to look
+    server.log.expect("SM>> stop SM(in:0, out:0)\n");
+}
+
+TEST(SM, Run_LooksAtTheStopFlagEverySecond) {
+    Server server;
+    server->stopFlag = true;
+    server.log.expect("SM>> stop SM(in:0, out:0)\n");
+}
+
+TEST(SM, Stop_LeavesTheListenerRunning_ButNothingIsRouted) {
+    Server server;
+    Client before = server.connect(5);
+    server->stop();
+    server->join();
+    Client after = server.connect(6);
+    after.send(to(5).from(6));
+    before.send(to(6).from(5));
+    EXPECT_TRUE(eventually([&] { return server->in == 2; }));
+    server.log.expectNo("<--");
+    before.expectNothing();
+    EXPECT_LT(server.destroy(), PROMPT_MS);
+}
+
+TEST(SM, Destructor_OfAServerThatWasNeverStarted_ReturnsAtOnce) {
+    const net::Stopwatch watch;
+    {
+        IdleManager server;
+        server.add(to(7).from(5));
+    }
+    EXPECT_LT(watch.ms(), PROMPT_MS);
+}
+
+TEST(SM, Destructor_OfAServerThatWasNeverStarted_EndsItsAgents) {
+    const net::Stopwatch watch;
+    net::Peer peer;
+    {
+        IdleManager server;
+        net::Listener listener;
+        peer = net::Peer::connectedTo(listener.port());
+        EXPECT_EQ(server->set(5, new JSocket(listener.accept().release())), 1);
+    }
+    EXPECT_LT(watch.ms(), PROMPT_MS);
+}
+
+TEST(SM, Destructor_OfAServerJustStarted_CatchesItBeforeItListens) {
+    const support::DebugLog log;
+    for (int i = 0; i < 200 / bus::SLOWNESS; i++) {
+        const net::Stopwatch watch;
+        {
+            SM sm(net::freePort());
+            sm.start();
+        }
+        EXPECT_LT(watch.ms(), PROMPT_MS);
+    }
+}
+
+TEST(SM, Destructor_WhilePortIsInUse_ReturnsPromptly) {
+    const support::DebugLog log;
+    net::Listener other;
+    SM* const sm = new SM(other.port());
+    sm->start();
+    EXPECT_EQ(sm->waitUntilListening(30000), EADDRINUSE);
+    const net::Stopwatch watch;
+    delete sm;
+    EXPECT_LT(watch.ms(), PROMPT_MS);
+}
+
+TEST(SM, Destructor_WithConnectionsThatNeverGreeted_ReturnsPromptlyAndClosesThem) {
+    Server server;
+    Client first = Client::connectedTo(server.port());
+    Client second = Client::connectedTo(server.port());
+    second.send(std::string(15, '\0'));
+    EXPECT_TRUE(eventually([&] { return server.isGreeting(); }));
+    EXPECT_LT(server.destroy(), PROMPT_MS);
+    first.expectClosed();
+    second.expectClosed();
+}
+
+TEST(SM, Destructor_WithConnectionsThatWereRefused_ReleasesThem) {
+    Server server;
+    Client client = server.connect(40);
+    server.destroy();
+    client.expectClosed();
+}
+
+TEST(SM, Destructor_WithStalledWriters_ReturnsPromptly) {
+    Server server;
+    std::vector<Client> clients;
+    for (int id = 0; id < 10; id++) {
+        clients.push_back(server.attach(id));
+        server.stall(id);
+    }
+    EXPECT_LT(server.destroy(), PROMPT_MS + net::LATE_MS);
+    for (Client& client : clients) client.expectClosed();
+}
+
+TEST(SM, Destructor_With31ConnectedClients_ReturnsPromptlyAndClosesTheConnections) {
+    Server server;
+    std::vector<Client> clients;
+    for (int id = 1; id <= MANY; id++) clients.push_back(server.connect(id));
+    EXPECT_LT(server.destroy(), PROMPT_MS + net::LATE_MS);
+    for (Client& client : clients) client.expectClosed();
+    for (int id = 1; id <= MANY; id++) {
+        server.log.expectInOrder({agentLine(id, "disconnected!!!"), agentLine(id, "terminate SA reader!!!")});
+        server.log.expect(agentLine(id, "stop (in:0, out:0)"));
+    }
+}
+
+/** Connects, greets and sends, over and over; from the middle of it the connection goes away. */
+void pester(int port, int id, const std::atomic<bool>& over) {
+    const sockaddr_in address = net::loopback(port);
+    const timeval moment{0, 50000};
+    const std::string some = to(0).from(id).bytes() + to((id + 1) % 4).from(id).bytes();
+    while (!over) {
+        const net::Fd fd(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        setsockopt(fd.number(), SOL_SOCKET, SO_SNDTIMEO, &moment, sizeof moment);
+        if (::connect(fd.number(), net::raw(address), sizeof address) != 0) continue;
+        for (int i = 0; i < 5; i++) ::send(fd.number(), some.data(), some.size(), MSG_NOSIGNAL);
+    }
+}
+
+TEST(SM, Destructor_WhileClientsSendAndConnect_IsSafe) {
+    for (int round = 0; round < 10; round++) {
+        Server server;
+        std::atomic<bool> over{false};
+        std::vector<std::unique_ptr<support::Thread>> threads;
+        for (int id = 0; id < 4; id++)
+            threads.push_back(std::make_unique<support::Thread>(
+                [&over, port = server.port(), id] { pester(port, id, over); }));
+        server.log.expect("<--", 5);
+        EXPECT_LT(server.destroy(), PROMPT_MS + net::LATE_MS);
+        over = true;
+    }
+}
+
+TEST(SM, Destructor_FreesTheMessagesStillQueued) {
+    Server server;
+    for (int i = 0; i < 2500; i++) server.add(to(7).from(5));
+    EXPECT_LT(server.destroy(), PROMPT_MS);
+}
+
+TEST(SM, AutoDelete_DestroysTheServerOnItsOwnThread) {
+    const support::DebugLog log;
+    const int threads = bus::runningThreads();
+    SM* const sm = new SM(net::freePort());
+    sm->setAutoDelete(true);
+    sm->start();
+    ASSERT_EQ(sm->waitUntilListening(30000), 0);
+    Client client = Client::connectedTo(sm->port);
+    client.greet(5);
+    log.expect(bus::listenerLine(5));
+    sm->stop();
+    client.expectClosed();
+    log.expect(agentLine(5, "stop (in:0, out:0)"));
+    EXPECT_TRUE(eventually([threads] { return bus::runningThreads() == threads; }));
+}
+
+TEST(SM, Destructor_LeavesNoDescriptorsOpen) {
+    const int before = net::openDescriptors();
+    for (int round = 0; round < 3; round++) {
+        Server server;
+        Client a = server.connect(5);
+        Client b = server.connect(40);
+        Client c = Client::connectedTo(server.port());
+        server.add(to(5).from(5));
+        server.destroy();
+    }
+    EXPECT_EQ(net::openDescriptors(), before);
+}
+
+}  // namespace
