@@ -1,10 +1,10 @@
+#include "net/JDataInputStream.h"
+
 #include <algorithm>
 #include <climits>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <string>
-
-#include "net/JDataInputStream.h"
 
 namespace {
 

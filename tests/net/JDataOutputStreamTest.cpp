@@ -1,7 +1,7 @@
+#include "net/JDataOutputStream.h"
+
 #include <climits>
 #include <gtest/gtest.h>
-
-#include "net/JDataOutputStream.h"
 
 namespace {
 

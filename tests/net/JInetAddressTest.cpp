@@ -1,10 +1,11 @@
+#include "net/JInetAddress.h"
+
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <netdb.h>
 #include <resolv.h>
 #include <string>
 
-#include "net/JInetAddress.h"
 #include "net/Peer.h"
 #include "net/Slot.h"
 

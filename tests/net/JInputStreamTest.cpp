@@ -1,6 +1,7 @@
+#include "net/JInputStream.h"
+
 #include <gtest/gtest.h>
 
-#include "net/JInputStream.h"
 #include "net/Slot.h"
 
 namespace {

@@ -1,6 +1,7 @@
+#include "net/JOutputStream.h"
+
 #include <gtest/gtest.h>
 
-#include "net/JOutputStream.h"
 #include "net/Slot.h"
 
 namespace {

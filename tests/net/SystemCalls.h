@@ -4,9 +4,11 @@
 
 #include <cerrno>
 #include <dlfcn.h>
+#include <functional>
 #include <poll.h>
 #include <sys/select.h>
 #include <sys/socket.h>
+#include <utility>
 
 namespace net {
 
@@ -31,6 +33,22 @@ struct Call {
 
 struct Calls {
     static inline thread_local Call accept4{}, listen{}, poll{}, recv{}, select{}, send{};
+    static inline thread_local int lastBacklog = -1;
+    static inline thread_local std::function<void()>* beforePoll = nullptr;  // what happens as a wait begins
+};
+
+/** Lets something happen each time the calling thread begins to wait in poll, until the end of the scope. */
+class AsWaitsBegin {
+public:
+    explicit AsWaitsBegin(std::function<void()> event) : event_(std::move(event)) {
+        Calls::beforePoll = &event_;
+    }
+    ~AsWaitsBegin() { Calls::beforePoll = nullptr; }
+    AsWaitsBegin(const AsWaitsBegin&) = delete;
+    AsWaitsBegin& operator=(const AsWaitsBegin&) = delete;
+
+private:
+    std::function<void()> event_;
 };
 
 template <class Function>
@@ -48,10 +66,12 @@ JAY_STAND_IN int accept4(int fd, sockaddr* address, socklen_t* size, int flags) 
 }
 JAY_STAND_IN int listen(int fd, int backlog) noexcept {
     static auto* const real = net::theReal("listen", &listen);
+    net::Calls::lastBacklog = backlog;
     return net::Calls::listen.fails() ? -1 : real(fd, backlog);
 }
 JAY_STAND_IN int poll(pollfd* entries, nfds_t n, int ms) {
     static auto* const real = net::theReal("poll", &poll);
+    if (net::Calls::beforePoll != nullptr) (*net::Calls::beforePoll)();
     return net::Calls::poll.fails() ? -1 : real(entries, n, ms);
 }
 JAY_STAND_IN ssize_t recv(int fd, void* data, size_t n, int flags) {

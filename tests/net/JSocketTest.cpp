@@ -1,0 +1,843 @@
+#include "net/JSocket.h"
+
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <memory>
+#include <netinet/tcp.h>
+
+#include "net/Connection.h"
+#include "net/SystemCalls.h"
+#include "net/Waiter.h"
+
+using net::Fd;
+using net::isOpen;
+using net::Listener;
+using net::LOOPBACK;
+using net::Peer;
+using net::Waiter;
+using support::Thread;
+
+namespace {
+
+class JSocketTest : public net::ConnectionTest {};
+
+std::string dotted(JInetAddress address) {
+    return static_cast<const char*>(address.getHostAddress());
+}
+
+/** Reads one byte of a socket. */
+int readOne(JSocket& socket) {
+    JByte b(1);
+    return socket.getInputStream()->read(b);
+}
+
+/** What a connection carries in both directions proves that it stands. */
+void expectToTalk(JSocket& socket, Peer& peer) {
+    JByte sent = net::bytes("ping");
+    EXPECT_EQ(socket.getOutputStream()->write(sent), 0);
+    peer.expect("ping");
+    peer.send("pong");
+    JByte received(4);
+    EXPECT_EQ(socket.getInputStream()->read(received), 4);
+    EXPECT_EQ(net::text(received, 0, 4), "pong");
+}
+
+}  // namespace
+
+// ---- construction ----
+
+TEST(JSocket, IsNew_NotConnectedAndShutDown) {
+    JSocket socket("some.host", 4711);
+    EXPECT_EQ(socket.fd, -1);
+    EXPECT_STREQ(socket.getHost(), "some.host");
+    EXPECT_EQ(socket.getPort(), 4711);
+    EXPECT_FALSE(socket.isConnected());
+    EXPECT_TRUE(socket.inputShutdown);
+    EXPECT_TRUE(socket.outputShutdown);
+    EXPECT_EQ(socket.connectTimeout, 10);
+    EXPECT_EQ(socket.readTimeout, 60);
+    EXPECT_EQ(socket.writeTimeout, 10);
+    EXPECT_FALSE(socket.isConnectTimeout());
+    EXPECT_FALSE(socket.isReadTimeout());
+    EXPECT_FALSE(socket.isWriteTimeout());
+    EXPECT_STREQ(socket.hostAddress, "");
+    EXPECT_STREQ(socket.message, "");
+    EXPECT_EQ(socket.input, nullptr);
+    EXPECT_EQ(socket.output, nullptr);
+}
+
+TEST(JSocket, HasTheRootsClassRecord) {
+    JSocket socket("some.host", 1);
+    EXPECT_EQ(socket.getClass(), &JObject::classJObject);
+}
+
+TEST(JSocket, HasItsFieldsInOrder) {
+    JSocket s("some.host", 1);
+    const void* const fields[] = {&s.fd,
+                                  &s.port,
+                                  &s.connected,
+                                  &s.inputShutdown,
+                                  &s.outputShutdown,
+                                  &s.connectTimeout,
+                                  &s.readTimeout,
+                                  &s.writeTimeout,
+                                  &s.connectTimedOut,
+                                  &s.readTimedOut,
+                                  &s.writeTimedOut,
+                                  &s.host,
+                                  &s.hostAddress,
+                                  &s.message,
+                                  &s.input,
+                                  &s.output};
+    EXPECT_TRUE(std::is_sorted(std::begin(fields), std::end(fields)));
+    EXPECT_EQ(sizeof s.host, 256U);
+    EXPECT_EQ(sizeof s.hostAddress, 32U);
+    EXPECT_EQ(sizeof s.message, 2048U);
+}
+
+TEST(JSocket, CutsAHostNameThatIsTooLong) {
+    JSocket socket(std::string(5000, 'h').c_str(), 1);
+    EXPECT_EQ(socket.getHost(), std::string(255, 'h'));
+    socket.setHost(std::string(256, 'i').c_str());
+    EXPECT_EQ(socket.getHost(), std::string(255, 'i'));
+    EXPECT_EQ(socket.getPort(), 1);
+}
+
+TEST(JSocket, TakesNoHostForAnEmptyOne) {
+    JSocket socket(nullptr, 1);
+    EXPECT_STREQ(socket.getHost(), "");
+    socket.setHost("some.host");
+    socket.setHost(nullptr);
+    EXPECT_STREQ(socket.getHost(), "");
+}
+
+TEST(JSocket, SetHost_AndSetPort_Store) {
+    JSocket socket("some.host", 1);
+    socket.setHost("another");
+    socket.setPort(2);
+    EXPECT_STREQ(socket.getHost(), "another");
+    EXPECT_EQ(socket.getPort(), 2);
+    socket.setHost(socket.getHost());
+    EXPECT_STREQ(socket.getHost(), "another");
+    socket.setHost(socket.getHost() + 3);
+    EXPECT_STREQ(socket.getHost(), "ther");
+}
+
+TEST(JSocket, SoTimeout_IsInert) {
+    JSocket socket("some.host", 1);
+    socket.setSoTimeout(5000);
+    EXPECT_EQ(socket.getSoTimeout(), 0);
+    EXPECT_EQ(socket.connectTimeout, 10);
+    EXPECT_EQ(socket.readTimeout, 60);
+    EXPECT_EQ(socket.writeTimeout, 10);
+}
+
+TEST(JSocket, MakesEachStreamOnce) {
+    JSocket socket("some.host", 1);
+    JSocket::JSocketInputStream* const in = socket.getInputStream();
+    JSocket::JSocketOutputStream* const out = socket.getOutputStream();
+    EXPECT_EQ(in->socket, &socket);
+    EXPECT_EQ(out->socket, &socket);
+    EXPECT_EQ(socket.getInputStream(), in);
+    EXPECT_EQ(socket.getOutputStream(), out);
+}
+
+TEST(JSocket, WrapsAnAcceptedDescriptor) {
+    Listener listener;
+    Peer client = Peer::connectedTo(listener.port());
+    Peer served = listener.accept();
+    const int number = served.release();
+    JSocket socket(number);
+    EXPECT_EQ(socket.fd, number);
+    EXPECT_STREQ(socket.getHost(), LOOPBACK);
+    EXPECT_STREQ(socket.hostAddress, LOOPBACK);
+    EXPECT_EQ(socket.getPort(), client.port());
+    EXPECT_TRUE(socket.isConnected());
+    EXPECT_FALSE(socket.inputShutdown);
+    EXPECT_FALSE(socket.outputShutdown);
+    EXPECT_EQ(socket.connectTimeout, 10);
+    EXPECT_EQ(socket.readTimeout, 60);
+    EXPECT_EQ(socket.writeTimeout, 10);
+    EXPECT_TRUE(net::isNonBlocking(number));
+    expectToTalk(socket, client);
+}
+
+TEST(JSocket, WrapsASocketWithoutPeer_AndCountsAsConnected) {
+    const int number = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    JSocket socket(number);
+    EXPECT_STREQ(socket.getHost(), "invalid_socket");
+    EXPECT_STREQ(socket.hostAddress, "0.0.0.0");
+    EXPECT_EQ(socket.getPort(), -1);
+    EXPECT_TRUE(socket.isConnected());
+    EXPECT_FALSE(net::isNonBlocking(number));
+    EXPECT_EQ(readOne(socket), -1);
+    EXPECT_FALSE(socket.isConnected());
+    EXPECT_FALSE(isOpen(number));
+}
+
+TEST(JSocket, WrapsADescriptorThatIsNoSocket_AndFailsAtTheFirstRead) {
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    const Fd other(ends[1]);
+    JSocket socket(ends[0]);
+    EXPECT_STREQ(socket.getHost(), "invalid_socket");
+    EXPECT_TRUE(socket.isConnected());
+    EXPECT_EQ(readOne(socket), -1);
+    EXPECT_FALSE(socket.isConnected());
+    EXPECT_FALSE(isOpen(ends[0]));
+}
+
+TEST(JSocket, WrapsNoDescriptor_AndFailsAtTheFirstRead) {
+    JSocket socket(-1);
+    EXPECT_STREQ(socket.getHost(), "invalid_socket");
+    EXPECT_TRUE(socket.isConnected());
+    EXPECT_EQ(readOne(socket), -1);
+    EXPECT_FALSE(socket.isReadTimeout());
+    EXPECT_FALSE(socket.isConnected());
+    EXPECT_EQ(socket.close(), 1);
+}
+
+TEST(JSocket, WrapsNoDescriptor_AndFailsAtTheFirstWrite) {
+    JSocket socket(-1);
+    JByte b = net::bytes("x");
+    EXPECT_EQ(socket.getOutputStream()->write(b), -1);
+    EXPECT_FALSE(socket.isConnected());
+}
+
+// ---- connect ----
+
+TEST(JSocket, Connect_ToAnAddress) {
+    Listener listener;
+    JSocket socket(LOOPBACK, listener.port());
+    EXPECT_TRUE(socket.connect());
+    EXPECT_TRUE(socket.isConnected());
+    EXPECT_FALSE(socket.inputShutdown);
+    EXPECT_FALSE(socket.outputShutdown);
+    EXPECT_FALSE(socket.isConnectTimeout());
+    EXPECT_STREQ(socket.hostAddress, LOOPBACK);
+    EXPECT_TRUE(net::isNonBlocking(socket.fd));
+    EXPECT_TRUE(net::isClosedOnExec(socket.fd));
+    Peer peer = listener.accept();
+    expectToTalk(socket, peer);
+}
+
+TEST(JSocket, Connect_ToAName) {
+    Listener listener;
+    JSocket socket("localhost", listener.port());
+    EXPECT_TRUE(socket.connect());
+    EXPECT_STREQ(socket.getHost(), "localhost");
+    EXPECT_STREQ(socket.hostAddress, LOOPBACK);
+}
+
+TEST(JSocket, Connect_KeepsADottedAddressAsItWasWritten) {
+    Listener listener;
+    JSocket socket("127.1", listener.port());
+    EXPECT_TRUE(socket.connect());
+    EXPECT_STREQ(socket.hostAddress, "127.1");
+    EXPECT_EQ(dotted(socket.getInetAddress()), LOOPBACK);
+}
+
+TEST(JSocket, Connect_ToADottedAddressTooLongForItsField_WritesItAnew) {
+    Listener listener;
+    const std::string longForm = "0x" + std::string(40, '0') + "7f000001";
+    JSocket socket(longForm.c_str(), listener.port());
+    EXPECT_TRUE(socket.connect());
+    EXPECT_STREQ(socket.hostAddress, LOOPBACK);
+}
+
+TEST(JSocket, Connect_ToAnUnknownHost_Fails) {
+    JSocket socket(std::string(64, 'a').c_str(), 1);  // a label has 63 characters at most
+    EXPECT_FALSE(socket.connect());
+    EXPECT_STREQ(socket.message, "unknown host!");
+    EXPECT_FALSE(socket.isConnected());
+    EXPECT_FALSE(socket.isConnectTimeout());
+    EXPECT_TRUE(isOpen(socket.fd));
+}
+
+TEST(JSocket, Connect_AfterAFailure_UsesTheDescriptorThatIsLeft) {
+    Listener listener;
+    JSocket socket(std::string(64, 'a').c_str(), listener.port());
+    ASSERT_FALSE(socket.connect());
+    const int number = socket.fd;
+    socket.setHost(LOOPBACK);
+    EXPECT_TRUE(socket.connect());
+    EXPECT_EQ(socket.fd, number);
+}
+
+TEST(JSocket, Connect_WithoutADescriptor_Fails) {
+    Listener listener;
+    JSocket socket(LOOPBACK, listener.port());
+    {
+        const net::FullTable full;
+        EXPECT_FALSE(socket.connect());
+    }
+    EXPECT_STREQ(socket.message, "not allocate socket handle!");
+    EXPECT_FALSE(socket.isConnected());
+    EXPECT_EQ(socket.fd, -1);
+    EXPECT_TRUE(socket.connect());
+}
+
+TEST(JSocket, Connect_ToAPortWithoutListener_SucceedsAndTheFirstReadFails) {
+    JSocket socket(LOOPBACK, net::freePort());
+    EXPECT_TRUE(socket.connect());
+    EXPECT_TRUE(socket.isConnected());
+    EXPECT_FALSE(socket.isConnectTimeout());
+    EXPECT_TRUE(net::isNonBlocking(socket.fd));
+    EXPECT_LT(readOne(socket), 1);
+    EXPECT_FALSE(socket.isConnected());
+}
+
+TEST(JSocket, Connect_ToAPortWithoutListener_SucceedsAndTheFirstWriteFails) {
+    JSocket socket(LOOPBACK, net::freePort());
+    EXPECT_TRUE(socket.connect());
+    JByte b = net::bytes("x");
+    EXPECT_EQ(socket.getOutputStream()->write(b), -1);
+    EXPECT_FALSE(socket.isConnected());
+}
+
+TEST(JSocket, Connect_WithoutAnAnswer_TimesOut) {
+    const net::SilentPort silent;
+    JSocket socket(LOOPBACK, silent.port());
+    socket.connectTimeout = 0;
+    EXPECT_FALSE(socket.connect());
+    EXPECT_TRUE(socket.isConnectTimeout());
+    EXPECT_FALSE(socket.isConnected());
+    EXPECT_STREQ(socket.message, "error connection timeout!");
+    EXPECT_TRUE(isOpen(socket.fd));
+}
+
+TEST(JSocket, Connect_AgainWhileTheFirstAttemptGoesOn_CountsAsConnected) {
+    const net::SilentPort silent;
+    JSocket socket(LOOPBACK, silent.port());
+    socket.connectTimeout = 0;
+    ASSERT_FALSE(socket.connect());
+    EXPECT_TRUE(socket.connect());  // EALREADY is one of the errors that are left to the first read
+    EXPECT_FALSE(socket.isConnectTimeout());
+}
+
+TEST(JSocketSlow, Connect_WithoutAnAnswer_TimesOutAfterTenSeconds) {
+    const net::SilentPort silent;
+    JSocket socket(LOOPBACK, silent.port());
+    const net::Stopwatch watch;
+    EXPECT_FALSE(socket.connect());
+    EXPECT_GE(watch.ms(), 9990);
+    EXPECT_LT(watch.ms(), 10000 + net::LATE_MS);
+    EXPECT_TRUE(socket.isConnectTimeout());
+}
+
+TEST(JSocket, Connect_OfAnInterruptedThread_CountsAsConnected) {
+    const net::SilentPort silent;
+    JSocket socket(LOOPBACK, silent.port());
+    Waiter waiter([&] { return socket.connect(); });
+    ASSERT_TRUE(waiter.waits());
+    waiter.interrupt();
+    waiter.thread.join();
+    EXPECT_EQ(waiter.result, 1);
+    EXPECT_FALSE(socket.isConnectTimeout());
+}
+
+TEST(JSocket, Connect_GoesOnAfterASignal) {
+    const net::SilentPort silent;
+    JSocket socket(LOOPBACK, silent.port());
+    socket.connectTimeout = 1;
+    Waiter waiter([&] { return socket.connect(); });
+    ASSERT_TRUE(waiter.hangUpRepeatedly());
+    waiter.thread.join();
+    EXPECT_EQ(waiter.result, 0);
+    EXPECT_TRUE(socket.isConnectTimeout());
+}
+
+TEST(JSocket, Connect_ThatAnotherThreadCloses_Fails) {
+    const net::SilentPort silent;
+    JSocket socket(LOOPBACK, silent.port());
+    Waiter waiter([&] { return socket.connect(); });
+    ASSERT_TRUE(waiter.waits());
+    const int number = socket.fd;
+    const net::Stopwatch watch;
+    EXPECT_EQ(socket.close(), -1);
+    waiter.thread.join();
+    EXPECT_LT(watch.ms(), net::LATE_MS);
+    EXPECT_EQ(waiter.result, 0);
+    EXPECT_FALSE(socket.isConnected());
+    EXPECT_FALSE(isOpen(number));
+}
+
+TEST(JSocket, Connect_Cancelled_LeavesNothingHeld) {
+    const net::SilentPort silent;
+    const int before = net::openDescriptors();
+    {
+        JSocket socket(LOOPBACK, silent.port());
+        Thread thread([&] { socket.connect(); });
+        ASSERT_TRUE(thread.fallsAsleep());
+        const int number = socket.fd;
+        thread.cancel();
+        EXPECT_TRUE(thread.join());
+        EXPECT_FALSE(socket.isConnected());
+        socket.close();
+        EXPECT_FALSE(isOpen(number));
+    }
+    EXPECT_EQ(net::openDescriptors(), before);
+}
+
+TEST(JSocket, Connect_WithDescriptorsBeyondWhatASetHolds) {
+    const net::HighNumbers high;
+    Listener listener;
+    JSocket socket(LOOPBACK, listener.port());
+    EXPECT_TRUE(socket.connect());
+    ASSERT_GE(socket.fd, FD_SETSIZE);
+    Peer peer = listener.accept();
+    expectToTalk(socket, peer);
+    JByte b(1);
+    socket.readTimeout = 0;
+    EXPECT_EQ(socket.getInputStream()->read(b), -1);
+    EXPECT_TRUE(socket.isReadTimeout());
+}
+
+TEST_F(JSocketTest, Connect_WhenConnected_ClosesTheFormerConnectionFirst) {
+    EXPECT_TRUE(socket.connect());
+    peer.expectReset();
+    Peer next = listener.accept();
+    expectToTalk(socket, next);
+}
+
+TEST_F(JSocketTest, Connect_AfterBothShutdowns_TakesAFreshDescriptor) {
+    socket.shutdownInput();
+    socket.shutdownOutput();
+    ASSERT_FALSE(socket.isConnected());
+    ASSERT_TRUE(isOpen(number()));
+    EXPECT_TRUE(socket.connect());  // the system says that the old descriptor is connected already
+    peer.expectEnd();
+    Peer next = listener.accept();
+    expectToTalk(socket, next);
+}
+
+TEST_F(JSocketTest, Connect_AfterClose) {
+    socket.close();
+    EXPECT_TRUE(socket.connect());
+    Peer next = listener.accept();
+    expectToTalk(socket, next);
+}
+
+TEST_F(JSocketTest, Connect_WaitsUntilTheFormerReaderHasLeft) {
+    arrives("old");
+    Thread reader([this] {
+        net::Calls::recv.fail(2, EAGAIN);  // readable, and yet there is nothing: a second's pause follows
+        readOne();
+    });
+    ASSERT_TRUE(reader.fallsAsleep());
+    socket.close();
+    EXPECT_TRUE(socket.connect());
+    reader.join();
+    EXPECT_TRUE(socket.isConnected());
+    Peer next = listener.accept();
+    expectToTalk(socket, next);
+}
+
+// ---- close ----
+
+TEST_F(JSocketTest, Close_ReleasesTheDescriptorAndForgetsTheConnection) {
+    const int before = number();
+    EXPECT_EQ(socket.close(), -1);
+    EXPECT_EQ(socket.fd, -1);
+    EXPECT_FALSE(isOpen(before));
+    EXPECT_FALSE(socket.isConnected());
+    EXPECT_TRUE(socket.inputShutdown);
+    EXPECT_TRUE(socket.outputShutdown);
+}
+
+TEST_F(JSocketTest, Close_Twice_DoesNothingTheSecondTime) {
+    const int before = number();
+    EXPECT_EQ(socket.close(), -1);
+    const Fd other(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0));
+    EXPECT_EQ(other.number(), before);
+    EXPECT_EQ(socket.close(), 1);
+    EXPECT_TRUE(isOpen(before));
+}
+
+TEST(JSocket, Close_OfASocketThatWasNeverOpen_ReturnsOne) {
+    JSocket socket("some.host", 1);
+    EXPECT_EQ(socket.close(), 1);
+}
+
+TEST_F(JSocketTest, Close_ResetsTheConnection) {
+    socket.close();
+    peer.expectReset();
+}
+
+TEST_F(JSocketTest, Close_WithALingerTime_EndsTheConnectionInOrder) {
+    socket.setSoLinger(true, 5);
+    socket.close();
+    peer.expectEnd();
+}
+
+TEST_F(JSocketTest, Close_WithALingerTimeOfZero_ResetsTheConnection) {
+    socket.setSoLinger(true, 0);
+    socket.close();
+    peer.expectReset();
+}
+
+TEST_F(JSocketTest, Close_FromManyThreads_ClosesOnce) {
+    for (int round = 0; round < 50; round++) {
+        std::atomic<int> closings{0};
+        {
+            const auto close = [&] { closings += socket.close() == -1 ? 1 : 0; };
+            const Thread first(close);
+            const Thread second(close);
+            const Thread third(close);
+        }
+        EXPECT_EQ(closings, 1);
+        ASSERT_TRUE(socket.connect());
+        peer = listener.accept();
+    }
+}
+
+TEST(JSocket, Destroyed_ClosesAndDeletesItsStreams) {
+    Listener listener;
+    auto socket = std::make_unique<JSocket>(LOOPBACK, listener.port());
+    ASSERT_TRUE(socket->connect());
+    Peer peer = listener.accept();
+    peer.send("abc");
+    socket->getOutputStream();
+    ASSERT_EQ(socket->getInputStream()->readBuffer(), 3);
+    const int number = socket->fd;
+    socket.reset();
+    EXPECT_FALSE(isOpen(number));
+    peer.expectReset();
+}
+
+// ---- close and wake-up while other threads wait ----
+
+TEST_F(JSocketTest, Close_UnderAReader_EndsItsReadAtOnce) {
+    const int before = number();
+    Waiter reader([this] { return readOne(); });
+    ASSERT_TRUE(reader.waits());
+    const net::Stopwatch watch;
+    EXPECT_EQ(socket.close(), -1);
+    reader.thread.join();
+    EXPECT_LT(watch.ms(), net::LATE_MS);
+    EXPECT_EQ(reader.result, -1);
+    EXPECT_FALSE(socket.isReadTimeout());
+    EXPECT_FALSE(socket.isConnected());
+    EXPECT_FALSE(isOpen(before));
+    peer.expectReset();
+}
+
+TEST_F(JSocketTest, Close_UnderAWriter_EndsItsWriteSoon) {
+    fillTheWay();
+    const int before = number();
+    Waiter writer([this] { return writeALot(); });
+    ASSERT_TRUE(writer.waits());
+    const net::Stopwatch watch;
+    EXPECT_EQ(socket.close(), -1);
+    writer.thread.join();
+    EXPECT_LT(watch.ms(), net::LATE_MS);
+    EXPECT_EQ(writer.result, -1);
+    EXPECT_FALSE(socket.isWriteTimeout());
+    EXPECT_FALSE(isOpen(before));
+}
+
+TEST_F(JSocketTest, Close_UnderAReader_KeepsTheNumberUntilItHasLeft) {
+    arrives("x");
+    const int before = number();
+    Thread reader([this] {
+        net::Calls::recv.fail(2, EAGAIN);  // readable, and yet there is nothing: a second's pause follows
+        readOne();
+    });
+    ASSERT_TRUE(reader.fallsAsleep());
+    EXPECT_EQ(socket.close(), -1);
+    EXPECT_EQ(socket.fd, -1);
+    EXPECT_TRUE(isOpen(before));
+    reader.join();
+    EXPECT_FALSE(isOpen(before));
+}
+
+TEST_F(JSocketTest, Close_UnderAReader_NeverLetsItReadFromWhatGetsTheNumberNext) {
+    for (int round = 0; round < 100; round++) {
+        int ends[2];
+        ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+        const Fd other(ends[0]);
+        const Fd source(ends[1]);
+        EXPECT_EQ(write(source.number(), "secret", 6), 6);
+        const int before = number();
+        Waiter reader([this] { return readOne(); });
+        if (round % 2 == 0) {  // otherwise close and read meet at any point
+            ASSERT_TRUE(reader.waits());
+        }
+        socket.close();
+        Fd reused;  // gets the number as soon as it is free
+        ASSERT_TRUE(support::eventually([&] {
+            reused = Fd(fcntl(other.number(), F_DUPFD_CLOEXEC, before));
+            return reused.number() == before;
+        }));
+        reader.thread.join();
+        EXPECT_EQ(reader.result, -1);
+        char text[8];
+        EXPECT_EQ(recv(reused.number(), text, sizeof text, MSG_DONTWAIT), 6);
+        ASSERT_TRUE(socket.connect());
+        peer = listener.accept();
+    }
+}
+
+TEST_F(JSocketTest, Close_WhileBothDirectionsAreBusy_EndsBoth) {
+    for (int round = 0; round < 20; round++) {
+        Thread echo([this] {
+            char some[4096];
+            ssize_t n = 0;
+            while ((n = ::recv(peer.fd(), some, sizeof some, 0)) > 0) {
+                if (::send(peer.fd(), some, static_cast<size_t>(n), MSG_NOSIGNAL) < 0) return;
+            }
+        });
+        std::atomic<int> reads{0};
+        Thread reader([this, &reads] {
+            JByte b(4096);
+            while (in->read(b) > 0) reads++;
+        });
+        Thread writer([this] {
+            JByte b = net::bytes(net::pattern(3000));
+            while (out->write(b) == 0) {
+            }
+        });
+        EXPECT_TRUE(support::eventually([&] { return reads > round; }));
+        const int before = number();
+        EXPECT_EQ(socket.close(), -1);
+        reader.join();
+        writer.join();
+        EXPECT_FALSE(isOpen(before));
+        echo.join();
+        ASSERT_TRUE(socket.connect());
+        peer = listener.accept();
+    }
+}
+
+TEST_F(JSocketTest, WakeUp_EndsAReadAsIfItsTimeWereOver) {
+    Waiter reader([this] { return readOne(); });
+    ASSERT_TRUE(reader.waits());
+    const net::Stopwatch watch;
+    socket.wakeUp();
+    reader.thread.join();
+    EXPECT_LT(watch.ms(), net::LATE_MS);
+    EXPECT_EQ(reader.result, -1);
+    EXPECT_EQ(reader.error, ETIMEDOUT);
+    EXPECT_TRUE(socket.isReadTimeout());
+    EXPECT_TRUE(socket.isConnected());
+    EXPECT_TRUE(isOpen(number()));
+}
+
+TEST_F(JSocketTest, WakeUp_EndsAWriteAsIfItsTimeWereOver) {
+    fillTheWay();
+    Waiter writer([this] { return writeALot(); });
+    ASSERT_TRUE(writer.waits());
+    const net::Stopwatch watch;
+    socket.wakeUp();
+    writer.thread.join();
+    EXPECT_LT(watch.ms(), net::LATE_MS);
+    EXPECT_EQ(writer.result, -1);
+    EXPECT_EQ(writer.error, ETIMEDOUT);
+    EXPECT_TRUE(socket.isWriteTimeout());
+    EXPECT_TRUE(socket.isConnected());
+}
+
+TEST_F(JSocketTest, WakeUp_IsNotSeenByThePeer) {
+    socket.wakeUp();
+    EXPECT_EQ(readOne(), -1);
+    peer.expectNothing();
+    EXPECT_EQ(writeText("still here"), 0);
+    peer.expect("still here");
+    arrives("answer");
+    EXPECT_EQ(readText(6), "answer");
+    peer.expectNothing();
+}
+
+TEST_F(JSocketTest, WakeUp_BeforeARead_EndsItAtOnce) {
+    socket.wakeUp();
+    const net::Stopwatch watch;
+    EXPECT_EQ(readOne(), -1);
+    EXPECT_EQ(readOne(), -1);
+    EXPECT_TRUE(socket.isReadTimeout());
+    EXPECT_LT(watch.ms(), net::LATE_MS);
+}
+
+TEST_F(JSocketTest, WakeUp_LetsAReadKeepWhatItHas) {
+    arrives("abc");
+    socket.wakeUp();
+    EXPECT_EQ(readText(100), "abc");
+    EXPECT_FALSE(socket.isReadTimeout());
+}
+
+TEST_F(JSocketTest, WakeUp_LastsUntilTheNextConnection) {
+    socket.wakeUp();
+    ASSERT_TRUE(socket.connect());
+    peer = listener.accept();
+    Waiter reader([this] { return readOne(); });
+    ASSERT_TRUE(reader.waits());
+    peer.send("x");
+    reader.thread.join();
+    EXPECT_EQ(reader.result, 1);
+}
+
+TEST(JSocket, WakeUp_WithoutAConnection_DoesNothing) {
+    JSocket unconnected("some.host", 1);
+    unconnected.wakeUp();
+    EXPECT_FALSE(unconnected.isConnected());
+    JSocket closed(-1);
+    closed.close();
+    closed.wakeUp();
+}
+
+TEST(JSocket, WakeUp_DoesNotBreakAConnectOff) {
+    const net::SilentPort silent;
+    JSocket socket(LOOPBACK, silent.port());
+    socket.connectTimeout = 1;
+    const net::Stopwatch watch;
+    Waiter waiter([&] { return socket.connect(); });
+    ASSERT_TRUE(waiter.waits());
+    socket.wakeUp();
+    waiter.thread.join();
+    EXPECT_EQ(waiter.result, 0);
+    EXPECT_TRUE(socket.isConnectTimeout());
+    EXPECT_GE(watch.ms(), 999);
+}
+
+// ---- the peer goes ----
+
+TEST_F(JSocketTest, IsPeerClosed_TellsWhetherThePeerHasGone) {
+    EXPECT_FALSE(socket.isPeerClosed());
+    arrives("unread");
+    EXPECT_FALSE(socket.isPeerClosed());
+    peer.close();
+    EXPECT_TRUE(support::eventually([this] { return socket.isPeerClosed(); }));
+    EXPECT_EQ(readText(6), "unread");
+}
+
+TEST_F(JSocketTest, IsPeerClosed_AfterAReset) {
+    peer.reset();
+    EXPECT_TRUE(support::eventually([this] { return socket.isPeerClosed(); }));
+}
+
+TEST_F(JSocketTest, IsPeerClosed_OfAClosedSocket_IsTrue) {
+    socket.close();
+    EXPECT_TRUE(socket.isPeerClosed());
+}
+
+TEST_F(JSocketTest, IsPeerClosed_AfterAWakeUp_IsTrue) {
+    socket.wakeUp();
+    EXPECT_TRUE(socket.isPeerClosed());
+}
+
+// ---- shutdown ----
+
+TEST_F(JSocketTest, ShutdownOutput_EndsTheStreamForThePeer) {
+    EXPECT_TRUE(socket.shutdownOutput());
+    EXPECT_TRUE(socket.outputShutdown);
+    EXPECT_FALSE(socket.inputShutdown);
+    EXPECT_TRUE(socket.isConnected());
+    peer.expectEnd();
+    arrives("still read");
+    EXPECT_EQ(readText(10), "still read");
+    EXPECT_EQ(writeText("x"), -1);
+}
+
+TEST_F(JSocketTest, ShutdownInput_EndsTheStreamHere) {
+    EXPECT_TRUE(socket.shutdownInput());
+    EXPECT_TRUE(socket.inputShutdown);
+    EXPECT_FALSE(socket.outputShutdown);
+    EXPECT_TRUE(socket.isConnected());
+    EXPECT_EQ(writeText("still written"), 0);
+    peer.expect("still written");
+    EXPECT_EQ(readOne(), 0);
+}
+
+TEST_F(JSocketTest, ShutdownOfBoth_IsNoLongerConnected) {
+    EXPECT_TRUE(socket.shutdownInput());
+    EXPECT_FALSE(socket.shutdownOutput());
+    EXPECT_FALSE(socket.isConnected());
+    EXPECT_TRUE(isOpen(number()));
+}
+
+TEST_F(JSocketTest, ShutdownOfBoth_TheOtherWayRound) {
+    EXPECT_TRUE(socket.shutdownOutput());
+    EXPECT_FALSE(socket.shutdownInput());
+    EXPECT_FALSE(socket.isConnected());
+}
+
+TEST(JSocket, Shutdown_OfAClosedSocket_IsNotConnected) {
+    JSocket socket("some.host", 1);
+    EXPECT_FALSE(socket.shutdownInput());
+    EXPECT_FALSE(socket.shutdownOutput());
+}
+
+// ---- options ----
+
+TEST_F(JSocketTest, SetTcpNoDelay_SetsTheOption_WhichTheGetterNeverTells) {
+    EXPECT_EQ(socket.setTcpNoDelay(true), 0);
+    EXPECT_GT(net::option(number(), IPPROTO_TCP, TCP_NODELAY), 0);
+    EXPECT_FALSE(socket.getTcpNoDelay());
+    EXPECT_EQ(socket.setTcpNoDelay(false), 0);
+    EXPECT_EQ(net::option(number(), IPPROTO_TCP, TCP_NODELAY), 0);
+    EXPECT_FALSE(socket.getTcpNoDelay());
+}
+
+TEST_F(JSocketTest, SoLinger_IsSetAndTold) {
+    EXPECT_EQ(socket.getSoLinger(), 0);
+    EXPECT_EQ(socket.setSoLinger(true, 7), 0);
+    EXPECT_EQ(socket.getSoLinger(), 7);
+    EXPECT_EQ(socket.setSoLinger(false, 7), 0);
+    EXPECT_EQ(socket.getSoLinger(), 0);
+    linger value{9, 9};
+    socklen_t size = sizeof value;
+    getsockopt(number(), SOL_SOCKET, SO_LINGER, &value, &size);
+    EXPECT_EQ(value.l_onoff, 0);
+}
+
+TEST_F(JSocketTest, BufferSizes_AreSetAndTold) {
+    EXPECT_EQ(socket.setSendBufferSize(20000), 0);
+    EXPECT_EQ(socket.setReceiveBufferSize(30000), 0);
+    EXPECT_EQ(socket.getSendBufferSize(), net::option(number(), SOL_SOCKET, SO_SNDBUF));
+    EXPECT_EQ(socket.getReceiveBufferSize(), net::option(number(), SOL_SOCKET, SO_RCVBUF));
+    EXPECT_GE(socket.getSendBufferSize(), 20000);
+    EXPECT_GE(socket.getReceiveBufferSize(), 30000);
+}
+
+TEST_F(JSocketTest, KeepAlive_IsSetAndTold) {
+    EXPECT_FALSE(socket.getKeepAlive());
+    EXPECT_EQ(socket.setKeepAlive(true), 0);
+    EXPECT_GT(net::option(number(), SOL_SOCKET, SO_KEEPALIVE), 0);
+    EXPECT_TRUE(socket.getKeepAlive());
+    EXPECT_EQ(socket.setKeepAlive(false), 0);
+    EXPECT_FALSE(socket.getKeepAlive());
+}
+
+TEST(JSocket, Options_OfAClosedSocket_Fail) {
+    JSocket socket("some.host", 1);
+    EXPECT_EQ(socket.setTcpNoDelay(true), -1);
+    EXPECT_EQ(socket.setSoLinger(true, 1), -1);
+    EXPECT_EQ(socket.setSendBufferSize(1000), -1);
+    EXPECT_EQ(socket.setReceiveBufferSize(1000), -1);
+    EXPECT_EQ(socket.setKeepAlive(true), -1);
+    EXPECT_FALSE(socket.getTcpNoDelay());
+    EXPECT_EQ(socket.getSoLinger(), -1);
+    EXPECT_EQ(socket.getSendBufferSize(), 0);
+    EXPECT_EQ(socket.getReceiveBufferSize(), 0);
+    EXPECT_FALSE(socket.getKeepAlive());
+}
+
+// ---- addresses ----
+
+TEST_F(JSocketTest, TellsItsAddresses) {
+    EXPECT_EQ(socket.getLocalPort(), net::portOf(number()));
+    EXPECT_EQ(dotted(socket.getLocalAddress()), LOOPBACK);
+    EXPECT_EQ(dotted(socket.getInetAddress()), LOOPBACK);
+    EXPECT_EQ(socket.getPort(), listener.port());
+}
+
+TEST(JSocket, Addresses_OfAClosedSocket_AreUnknown) {
+    JSocket socket(LOOPBACK, 1);
+    EXPECT_EQ(socket.getLocalPort(), -1);
+    EXPECT_EQ(dotted(socket.getLocalAddress()), "0.0.0.0");
+}
+
+TEST_F(JSocketTest, GetInetAddress_IsThatOfTheLastConnection_AfterClose) {
+    socket.close();
+    EXPECT_EQ(dotted(socket.getInetAddress()), LOOPBACK);
+}
