@@ -203,6 +203,13 @@ TEST(JString, CharAtIsZeroOutsideOfTheText) {
     EXPECT_EQ(s.charAt(INT_MIN), 0);
 }
 
+TEST(JString, CharAtReadsTheByteAtTheLengthAlsoWhereThatIsNoNul) {
+    const JString dots = JString("a").toMax(3);
+    ASSERT_EQ(dots.length(), 1);
+    EXPECT_EQ(dots.charAt(1), '.');
+    EXPECT_EQ(dots.charAt(2), 0);
+}
+
 TEST(JString, OnlyEverySecondByteTakesPartInTheHashCode) {
     EXPECT_EQ(JString("ab").hashCode(), 97);
     EXPECT_EQ(JString("ax").hashCode(), 97);
@@ -347,6 +354,9 @@ TEST(JString, EqualsOfAnObjectWantsTheSameClassHashAndText) {
     EXPECT_FALSE(equal(s, other));
     EXPECT_FALSE(equal(s, integer));
     EXPECT_FALSE(equal(s, buffer));
+    JString empty;
+    ASSERT_EQ(empty.hashCode(), integer.hashCode());
+    EXPECT_FALSE(equal(empty, integer));
 }
 
 TEST(JString, EqualsOfAnObjectLooksAtTheHashCodesToo) {
@@ -869,6 +879,13 @@ TEST(JString, AppendingJoinsTextsWhateverTheLengthIs) {
     dots += "!";
     EXPECT_STREQ(dots, "...!");
     EXPECT_EQ(dots.length(), 4);
+}
+
+TEST(JString, AppendingToAPreSizedStringKeepsItsRoom) {
+    JString sized(5);
+    sized += "ab";
+    std::strcpy(sized, "1234567");
+    EXPECT_STREQ(sized, "1234567");
 }
 
 TEST(JString, AppendingATrueAppendsOne) {
