@@ -243,7 +243,8 @@ public:
 
     /**
      * Adjusts the range of `len` bytes at `offset` of `str` so that it lies within the text and cuts no
-     * double-byte character: each end that stands inside one moves back by a byte. A null `str` is empty.
+     * double-byte character: each end that stands inside one moves back by a byte, and the end moves along
+     * with the offset. A negative `offset` counts as 0, a negative `len` stays as it is, a null `str` is empty.
      * Returns strlen(str).
      */
     static int charsAdjust(const char* str, int& offset, int& len);
