@@ -45,7 +45,7 @@ public:
 
     /**
      * Writes the formatted text, as std::printf would, while the switch is on: no prefix and no newline are
-     * added. The texts of two threads are never mixed; a text of less than 8 KiB leaves in one write. Blocks
+     * added. The texts of two threads are never mixed, and each text leaves in one write. Blocks
      * while standard error does (a full pipe), and all other threads' debug output with it.
      */
     static void debug(const char* format, ...) __attribute__((format(printf, 1, 2)));

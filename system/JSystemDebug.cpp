@@ -2,6 +2,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 
 #include "system/JSystem.h"
 #include "thread/JLock.h"
@@ -46,6 +47,39 @@ public:
     ~OutputLock() { JSystem::unlock(); }
     OutputLock(const OutputLock&) = delete;
     OutputLock& operator=(const OutputLock&) = delete;
+};
+
+/**
+ * A formatted text on its way to standard error. It is not given to vfprintf, but put together first and written with
+ * fwrite: a thread that is cancelled in fwrite is unwound on every target. On ARM vfprintf stops the unwinding, and the locks
+ * that the thread holds, this one and its callers', would never be free again.
+ */
+class FormattedText {
+public:
+    FormattedText(const char* format, va_list arguments) __attribute__((format(printf, 2, 0))) {
+        va_list again;
+        va_copy(again, arguments);
+        length_ = std::vsnprintf(short_, sizeof short_, format, arguments);
+        if (length_ >= static_cast<int>(sizeof short_)) {
+            const size_t size = static_cast<size_t>(length_) + 1;
+            long_.reset(new char[size]);
+            length_ = std::vsnprintf(long_.get(), size, format, again);
+        }
+        va_end(again);
+    }
+
+    /** Returns the number of bytes written, -1 on failure. */
+    int write() const {
+        if (length_ <= 0) return length_;
+        const char* const text = long_ ? long_.get() : short_;
+        const size_t written = std::fwrite(text, 1, static_cast<size_t>(length_), stderr);
+        return written == static_cast<size_t>(length_) ? length_ : -1;
+    }
+
+private:
+    char short_[512];
+    std::unique_ptr<char[]> long_;
+    int length_;
 };
 
 bool debugIsOn() {
@@ -108,20 +142,21 @@ void JSystem::debug(bool on) {
 
 void JSystem::debug(const char* format, ...) {
     if (!debugIsOn()) return;
-    const OutputLock held;
     va_list arguments;
     va_start(arguments, format);
-    std::vfprintf(stderr, format, arguments);
+    const FormattedText text(format, arguments);
     va_end(arguments);
+    const OutputLock held;
+    text.write();
     flush();
 }
 
 int JSystem::printf(const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    const int written = std::vfprintf(stderr, format, arguments);
+    const FormattedText text(format, arguments);
     va_end(arguments);
-    return written;
+    return text.write();
 }
 
 void JSystem::lock() {

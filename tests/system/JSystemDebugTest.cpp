@@ -1,4 +1,4 @@
-#include <cctype>
+#include <functional>
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
@@ -7,6 +7,7 @@
 #include "support/Stderr.h"
 #include "support/Thread.h"
 #include "system/JSystem.h"
+#include "thread/detail/ScopedLock.h"
 #include "thread/JLock.h"
 
 using support::StderrPipe;
@@ -96,6 +97,13 @@ TEST_F(JSystemDebug, Printf_ReturnsTheNumberOfBytes) {
     EXPECT_EQ(output.text(), "12-ab");
 }
 
+TEST_F(JSystemDebug, EmptyText_WritesNothing) {
+    const char* const nothing = "";
+    JSystem::debug("%s", nothing);
+    EXPECT_EQ(JSystem::printf("%s", nothing), 0);
+    EXPECT_EQ(output.text(), "");
+}
+
 TEST_F(JSystemDebug, Debug_FlushesAndPrintfDoesNot) {
     char buffer[256];
     std::setvbuf(stderr, buffer, _IOFBF, sizeof buffer);
@@ -116,12 +124,15 @@ TEST_F(JSystemDebug, Debug_FlushesAndPrintfDoesNot) {
     EXPECT_EQ(flushedByDump, "four \n");
 }
 
-TEST(JSystemDebugWrites, Debug_ReachesStandardErrorInOneWrite) {
+TEST(JSystemDebugWrites, Debug_ReachesStandardErrorInOneWriteWhateverItsLength) {
     StderrWrites output;
-    const std::string text(5000, 'x');
-    JSystem::debug("%s %d\n", text.c_str(), 5);
-    JSystem::debug("second %s\n", "line");
-    EXPECT_EQ(output.writes(), (Lines{text + " 5\n", "second line\n"}));
+    for (const size_t length : {1, 510, 511, 512, 513, 5000, 20000}) {
+        const std::string text(length, 'x');
+        JSystem::debug("%s", text.c_str());
+        EXPECT_EQ(output.writes(), Lines{text}) << length;
+        EXPECT_EQ(JSystem::printf("%s", text.c_str()), static_cast<int>(length));
+        EXPECT_EQ(output.writes(), Lines{text}) << length;
+    }
 }
 
 TEST(JSystemDebugWrites, Dump_WritesEachLineAtOnce) {
@@ -187,16 +198,26 @@ TEST_F(JSystemDebug, TextsOfSeveralThreads_AreNotMixed) {
     EXPECT_EQ(text, expected);
 }
 
-TEST_F(JSystemDebug, ThreadCancelledInABlockedWrite_LeavesTheOutputLockFree) {
-    for (const bool inDump : {false, true}) {
+TEST_F(JSystemDebug, ThreadCancelledInABlockedWrite_LeavesNoLockHeld) {
+    const std::function<void()> calls[] = {
+        [] { JSystem::debug("lost %d\n", 1); },
+        [] { JSystem::dump("A", 1); },
+        [] { JSystem::printf("lost %d\n", 1); },
+    };
+    for (const auto& call : calls) {
+        JLock callers;
         output.fill();
-        Thread writer([&] { inDump ? JSystem::dump("A", 1) : JSystem::debug("lost\n"); });
+        Thread writer([&] {
+            const jay::detail::ScopedLock held(callers);
+            call();
+        });
         EXPECT_TRUE(writer.fallsAsleep());
         writer.cancel();
         EXPECT_TRUE(writer.join());
         output.text();
 
-        Thread next([] {
+        Thread next([&] {
+            const jay::detail::ScopedLock held(callers);
             JSystem::debug("text\n");
             JSystem::printf("more\n");
         });

@@ -17,10 +17,13 @@ std::string currentDirectory() {
     return getcwd(path, sizeof path) != nullptr ? path : "";
 }
 
-/** The parent of what /bin really is on this machine. */
+/** The parent of what /bin really is on this machine (or in the tree that an emulator opens files in). */
 std::string expectedHome() {
-    char path[PATH_MAX];
-    const std::string resolved = realpath("/bin", path) != nullptr ? path : "";
+    const int bin = open("/bin", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    char path[PATH_MAX] = "";
+    const ssize_t length = readlink(("/proc/self/fd/" + std::to_string(bin)).c_str(), path, sizeof path);
+    close(bin);
+    const std::string resolved(path, length > 0 ? static_cast<size_t>(length) : 0);
     return resolved.substr(0, resolved.rfind('/'));
 }
 
