@@ -39,9 +39,9 @@ public:
     int getError() const;
 
     /**
-     * Waits about a second for a connection. A cancellation point.
-     * @return a new socket that the caller owns, with keep-alive off; or null: nobody came, it failed, or
-     * this was closed (at once then, with errno EBADF from the next call on). A second without a connection looks at errno as it stands and goes on waiting if that
+     * Waits about a second for a connection. A cancellation point; a connection that is accepted already is not lost.
+     * @return a new socket that the caller owns, with keep-alive off; or null: nobody came, it failed (errno tells
+     * why), or this was closed. A second without a connection looks at errno as it stands and goes on waiting if that
      * is EINTR or EAGAIN (kept); callers that must get their null set errno to 0 first.
      */
     JSocket* accept();

@@ -9,6 +9,22 @@
 
 namespace jay::detail {
 
+namespace {
+
+/** Who closes because a call has failed wants that call's errno afterwards. */
+class KeptErrno {
+public:
+    KeptErrno() : errno_(errno) {}
+    ~KeptErrno() { errno = errno_; }
+    KeptErrno(const KeptErrno&) = delete;
+    KeptErrno& operator=(const KeptErrno&) = delete;
+
+private:
+    int errno_;
+};
+
+}  // namespace
+
 Descriptor::~Descriptor() {
     close();
 }
@@ -46,9 +62,8 @@ void Descriptor::leave() {
 /** Gives the number back to the system. */
 void Descriptor::release() const {
     const CancelOff off;
-    const int saved = errno;
+    const KeptErrno kept;
     ::close(fd_);
-    errno = saved;
 }
 
 bool Descriptor::close() {
@@ -56,7 +71,10 @@ bool Descriptor::close() {
     do {
         if ((word & CLOSED) != 0) return false;
     } while (!word_.compare_exchange_weak(word, (word + 1) | CLOSED | HELD, std::memory_order_acq_rel));
-    if (word != 0) ::shutdown(fd_, SHUT_RD);
+    if (word != 0) {
+        const KeptErrno kept;
+        ::shutdown(fd_, SHUT_RD);
+    }
     leave();
     return true;
 }

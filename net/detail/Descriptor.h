@@ -12,7 +12,7 @@ namespace jay::detail {
  *
  * close() lets no new user in and shuts the receiving side down, which wakes a waiting reader and which the
  * peer does not see; waiting writers look at isOpen() ten times a second. The peer sees the close when the
- * last user leaves.
+ * last user leaves. Neither close() nor leaving touches errno.
  *
  * State in one word: the number of users, CLOSED (nobody may enter), HELD (the number is still to be
  * released).

@@ -139,6 +139,13 @@ public:
     }
     void expect(const std::string& data) { EXPECT_EQ(receive(data.size()), data); }
 
+    /** Takes everything until the stream ends. */
+    void drain() {
+        char some[65536];
+        while (::recv(fd(), some, sizeof some, 0) > 0) {
+        }
+    }
+
     void expectEnd() {
         char c;
         EXPECT_EQ(::recv(fd(), &c, 1, 0), 0) << std::strerror(errno);
@@ -185,9 +192,18 @@ private:
     Fd fd_;
 };
 
-/** A port where nobody listens, for now. */
+/**
+ * A port where nobody listens. Not one of those that the system hands out by itself, and another one each time, so
+ * that no test beside this one takes it meanwhile.
+ */
 inline int freePort() {
-    return Listener().port();
+    static int next = getpid() * 37;
+    for (;;) {
+        const int port = 12000 + next++ % 16000;
+        const sockaddr_in address = loopback(port);
+        const Fd probe(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        if (::bind(probe.number(), raw(address), sizeof address) == 0) return port;
+    }
 }
 
 /** A port that does not answer: its listener's queue is full, so that the system drops what asks for more. */

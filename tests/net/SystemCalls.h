@@ -34,6 +34,7 @@ struct Call {
 struct Calls {
     static inline thread_local Call accept4{}, listen{}, poll{}, recv{}, select{}, send{};
     static inline thread_local int lastBacklog = -1;
+    static inline thread_local int lastWait = -2;                            // the time-out given to poll
     static inline thread_local std::function<void()>* beforePoll = nullptr;  // what happens as a wait begins
 };
 
@@ -71,6 +72,7 @@ JAY_STAND_IN int listen(int fd, int backlog) noexcept {
 }
 JAY_STAND_IN int poll(pollfd* entries, nfds_t n, int ms) {
     static auto* const real = net::theReal("poll", &poll);
+    net::Calls::lastWait = ms;
     if (net::Calls::beforePoll != nullptr) (*net::Calls::beforePoll)();
     return net::Calls::poll.fails() ? -1 : real(entries, n, ms);
 }

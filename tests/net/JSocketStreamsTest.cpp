@@ -1,0 +1,863 @@
+#include <climits>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <random>
+#include <vector>
+
+#include "net/Connection.h"
+#include "net/JDataInputStream.h"
+#include "net/JServerSocket.h"
+#include "net/JSocket.h"
+#include "net/SystemCalls.h"
+#include "net/Waiter.h"
+
+using net::AsWaitsBegin;
+using net::bytes;
+using net::Calls;
+using net::isOpen;
+using net::pattern;
+using net::text;
+using net::Waiter;
+using support::Thread;
+
+namespace {
+
+constexpr int WINDOW = 8192;  // bytes that one system call may bring beyond those asked for
+
+class JSocketInputStreamTest : public net::ConnectionTest {
+protected:
+    /** Puts the bytes into the read-ahead buffer. */
+    void readAhead(const std::string& data) {
+        arrives(data);
+        ASSERT_EQ(in->readBuffer(), static_cast<int>(data.size()));
+    }
+    int read(JByte& b, int off, int len) { return in->read(b, off, len); }
+};
+
+class JSocketOutputStreamTest : public net::ConnectionTest {};
+
+/** Notes how the derived forms reach the virtual operation. */
+class SpyInput : public JSocket::JSocketInputStream {
+public:
+    using JSocketInputStream::JSocketInputStream;
+    using JSocketInputStream::read;
+    int read(JByte& b, int off, int len) override {
+        *static_cast<char*>(b) = static_cast<char>(0xFE);
+        range = {off, len};
+        return result;
+    }
+    std::pair<int, int> range{-1, -1};
+    int result = 1;
+};
+
+class SpyOutput : public JSocket::JSocketOutputStream {
+public:
+    using JSocketOutputStream::JSocketOutputStream;
+    using JSocketOutputStream::write;
+    int write(JByte& b, int off, int len) override {
+        block = text(b, 0, b.size());
+        range = {off, len};
+        return 42;
+    }
+    std::string block;
+    std::pair<int, int> range{-1, -1};
+};
+
+}  // namespace
+
+// ---- input: what it is ----
+
+TEST_F(JSocketInputStreamTest, HasTheClassRecordOfInputStreams) {
+    EXPECT_EQ(in->getClass(), &JInputStream::classJInputStream);
+}
+
+TEST_F(JSocketInputStreamTest, IsNew_WithoutAReadAheadBuffer) {
+    EXPECT_EQ(in->socket, &socket);
+    EXPECT_EQ(in->buffer, nullptr);
+    EXPECT_EQ(in->buffered, 0);
+    const void* const fields[] = {&in->socket, &in->buffer, &in->buffered, &in->capacity};
+    EXPECT_TRUE(std::is_sorted(std::begin(fields), std::end(fields)));
+}
+
+TEST_F(JSocketInputStreamTest, Close_ClosesTheSocket) {
+    EXPECT_EQ(in->close(), -1);
+    EXPECT_FALSE(socket.isConnected());
+    EXPECT_EQ(in->close(), 1);
+}
+
+TEST_F(JSocketInputStreamTest, Skip_PassesOverNothing) {
+    arrives("abc");
+    EXPECT_EQ(in->skip(2), 0);
+    EXPECT_EQ(readText(3), "abc");
+}
+
+// ---- input: the range ----
+
+TEST_F(JSocketInputStreamTest, Read_OfNothing_IsAnError) {
+    arrives("abc");
+    JByte b(10);
+    JByte empty;
+    EXPECT_EQ(read(b, 0, 0), -1);
+    EXPECT_EQ(read(b, 0, -1), -1);
+    EXPECT_EQ(read(b, 10, 1), -1);
+    EXPECT_EQ(read(b, 11, 1), -1);
+    EXPECT_EQ(read(b, INT_MAX, INT_MAX), -1);
+    EXPECT_EQ(in->read(empty), -1);
+    EXPECT_TRUE(socket.isConnected());
+    EXPECT_EQ(waiting(), 3);
+}
+
+TEST_F(JSocketInputStreamTest, Read_FromBeforeTheBlock_IsAnError) {
+    arrives("abc");
+    JByte b(10);
+    EXPECT_EQ(read(b, -1, 5), -1);
+    EXPECT_EQ(read(b, INT_MIN, INT_MAX), -1);
+    EXPECT_TRUE(socket.isConnected());
+    EXPECT_EQ(waiting(), 3);
+}
+
+TEST_F(JSocketInputStreamTest, Read_FillsTheRangeOnly) {
+    arrives("abcdef");
+    JByte b = bytes("..........");
+    EXPECT_EQ(read(b, 2, 4), 4);
+    EXPECT_EQ(text(b, 0, 10), "..abcd....");
+}
+
+TEST_F(JSocketInputStreamTest, Read_OfMoreThanTheBlockHolds_FillsTheBlock) {
+    arrives("abcdef");
+    JByte b = bytes(".....");
+    EXPECT_EQ(read(b, 2, INT_MAX), 3);
+    EXPECT_EQ(text(b, 0, 5), "..abc");
+    EXPECT_EQ(in->read(b), 3);
+    EXPECT_EQ(text(b, 0, 5), "defbc");
+}
+
+// ---- input: waiting ----
+
+TEST_F(JSocketInputStreamTest, Read_OfWhatIsThere_DoesNotWait) {
+    arrives("abc");
+    const int waits = Calls::poll.count;
+    EXPECT_EQ(readText(3), "abc");
+    EXPECT_EQ(Calls::poll.count, waits);
+}
+
+TEST_F(JSocketInputStreamTest, Read_WaitsForTheFirstByte) {
+    Waiter reader([this] { return readOne(); });
+    ASSERT_TRUE(reader.waits());
+    peer.send("x");
+    reader.thread.join();
+    EXPECT_EQ(reader.result, 1);
+}
+
+TEST_F(JSocketInputStreamTest, Read_OfAQuietConnection_SleepsWithoutWakingUp) {
+    std::vector<int> waits;
+    const AsWaitsBegin event([&] {
+        waits.push_back(Calls::lastWait);
+        if (waits.size() == 2) arrives("x");
+    });
+    EXPECT_EQ(readOne(), 1);
+    ASSERT_EQ(waits.size(), 2U);
+    EXPECT_EQ(waits[0], 100);
+    EXPECT_GT(waits[1], 50000);  // all that is left of the time
+}
+
+TEST_F(JSocketInputStreamTest, Read_OfAPart_ReturnsWhatCameWithinASlice) {
+    arrives("0123456789");
+    const net::Stopwatch watch;
+    EXPECT_EQ(readText(100), "0123456789");
+    EXPECT_GE(watch.ms(), 99);
+    EXPECT_LT(watch.ms(), net::LATE_MS);
+    EXPECT_FALSE(socket.isReadTimeout());
+    EXPECT_TRUE(socket.isConnected());
+}
+
+TEST_F(JSocketInputStreamTest, Read_CollectsWhatComesSliceBySlice) {
+    int pieces = 0;
+    const AsWaitsBegin event([&] {
+        if (++pieces <= 5) arrives("piece" + std::to_string(pieces));
+    });
+    EXPECT_EQ(readText(100), "piece1piece2piece3piece4piece5");
+    EXPECT_EQ(pieces, 6);
+}
+
+TEST_F(JSocketInputStreamTest, Read_ReturnsAsSoonAsTheRangeIsFull) {
+    int pieces = 0;
+    const AsWaitsBegin event([&] { arrives("piece" + std::to_string(++pieces)); });
+    EXPECT_EQ(readText(12), "piece1piece2");
+    EXPECT_EQ(pieces, 2);
+}
+
+TEST_F(JSocketInputStreamTest, Read_OfNothingInTime_TimesOutAndLeavesTheSocketOpen) {
+    socket.readTimeout = 0;
+    const net::Stopwatch watch;
+    EXPECT_EQ(readOne(), -1);
+    EXPECT_GE(watch.ms(), 99);
+    EXPECT_EQ(errno, ETIMEDOUT);
+    EXPECT_TRUE(socket.isReadTimeout());
+    EXPECT_TRUE(socket.isConnected());
+    EXPECT_TRUE(isOpen(number()));
+    peer.expectNothing();
+}
+
+TEST(JSocketInputStreamSlow, Read_OfNothing_TimesOutAfterSixtySeconds) {
+    net::Listener listener;
+    JSocket socket(net::LOOPBACK, listener.port());
+    ASSERT_TRUE(socket.connect());
+    net::Peer peer = listener.accept();
+    JByte b(100);
+    const net::Stopwatch watch;
+    EXPECT_EQ(socket.getInputStream()->read(b, 0, 100), -1);
+    EXPECT_GE(watch.ms(), 59990);
+    EXPECT_LT(watch.ms(), 60000 + net::LATE_MS);
+    EXPECT_TRUE(socket.isReadTimeout());
+    EXPECT_TRUE(socket.isConnected());
+}
+
+TEST_F(JSocketInputStreamTest, Read_AfterATimeOut_ReadsOnAndTakesTheFlagBack) {
+    socket.readTimeout = 0;
+    EXPECT_EQ(readOne(), -1);
+    arrives("late");
+    EXPECT_EQ(readText(4), "late");
+    EXPECT_FALSE(socket.isReadTimeout());
+}
+
+TEST_F(JSocketInputStreamTest, Read_OfAClosedSocketAfterATimeOut_IsNoTimeOut) {
+    socket.readTimeout = 0;
+    EXPECT_EQ(readOne(), -1);
+    ASSERT_TRUE(socket.isReadTimeout());
+    socket.close();
+    EXPECT_EQ(readOne(), -1);
+    EXPECT_EQ(errno, EBADF);
+    EXPECT_FALSE(socket.isReadTimeout());
+}
+
+TEST_F(JSocketInputStreamTest, Read_OfSomethingReadableThatIsNot_PausesForASecond) {
+    arrives("abc");
+    Calls::recv.fail(2, EAGAIN);
+    const net::Stopwatch watch;
+    EXPECT_EQ(readText(3), "abc");
+    EXPECT_GE(watch.ms(), 1000);
+    EXPECT_LT(watch.ms(), 1000 + net::LATE_MS);
+}
+
+TEST_F(JSocketInputStreamTest, Read_CutShortBeforeAnyWait_OnlyWaits) {
+    arrives("abc");
+    Calls::recv.fail(1, EINTR);
+    const int waits = Calls::poll.count;
+    EXPECT_EQ(readText(3), "abc");
+    EXPECT_EQ(Calls::poll.count, waits + 1);
+}
+
+TEST_F(JSocketInputStreamTest, Read_GoesOnAfterASignal) {
+    Waiter reader([this] { return readOne(); });
+    ASSERT_TRUE(reader.hangUpRepeatedly());
+    peer.send("x");
+    reader.thread.join();
+    EXPECT_EQ(reader.result, 1);
+    EXPECT_EQ(reader.error, 0);
+}
+
+TEST_F(JSocketInputStreamTest, Read_OfAThreadThatIsInterrupted_FailsAndClosesTheSocket) {
+    Waiter reader([this] { return readOne(); });
+    ASSERT_TRUE(reader.waits());
+    reader.interrupt();
+    reader.thread.join();
+    EXPECT_EQ(reader.result, -1);
+    EXPECT_FALSE(socket.isReadTimeout());
+    EXPECT_FALSE(socket.isConnected());
+    peer.expectReset();
+}
+
+TEST_F(JSocketInputStreamTest, Read_OfAThreadThatWasInterruptedBefore_StillTakesWhatIsThere) {
+    arrives("x");
+    Waiter reader([this] {
+        JThread::interrupt();
+        return readOne() * 10 + readOne();
+    });
+    reader.thread.join();
+    EXPECT_EQ(reader.result, 10 - 1);
+    EXPECT_FALSE(socket.isConnected());
+}
+
+TEST_F(JSocketInputStreamTest, Read_ThatSucceeds_LeavesErrnoAsItWas) {
+    errno = ENOSPC;
+    arrives("abc");
+    EXPECT_EQ(readText(3), "abc");
+    EXPECT_EQ(errno, ENOSPC);
+    const AsWaitsBegin event([this] { arrives("abc"); });
+    Calls::poll.fail(1, EINTR);
+    errno = ENOSPC;
+    EXPECT_EQ(readText(3), "abc");
+    EXPECT_EQ(errno, ENOSPC);
+}
+
+TEST_F(JSocketInputStreamTest, Read_ThatWaited_DoesNotMakeAnAcceptOnTheSameThreadWaitForEver) {
+    JServerSocket server(net::freePort());
+    const AsWaitsBegin event([this] {
+        if (waiting() == 0) arrives("x");
+    });
+    errno = 0;
+    EXPECT_EQ(readOne(), 1);
+    const net::Stopwatch watch;
+    EXPECT_EQ(server.accept(), nullptr);
+    EXPECT_LT(watch.ms(), 1000 + net::LATE_MS);
+}
+
+TEST_F(JSocketInputStreamTest, Read_Cancelled_LeavesNothingHeld) {
+    const int before = number();
+    Thread reader([this] { readOne(); });
+    ASSERT_TRUE(reader.fallsAsleep());
+    reader.cancel();
+    EXPECT_TRUE(reader.join());
+    EXPECT_TRUE(socket.isConnected());
+    arrives("x");
+    EXPECT_EQ(readOne(), 1);
+    socket.close();
+    EXPECT_FALSE(isOpen(before));
+}
+
+TEST_F(JSocketInputStreamTest, Read_CancelledAnywhere_LeavesNothingHeld) {
+    for (int round = 0; round < 100; round++) {
+        std::atomic<int> reads{0};
+        Thread reader([this, &reads] {
+            for (;;) {
+                readOne();
+                reads++;
+            }
+        });
+        const std::string some(static_cast<size_t>(round % 7 + 1), 'x');
+        peer.send(some);
+        EXPECT_TRUE(support::eventually([&] { return reads >= round % 7; }));
+        reader.cancel();
+        EXPECT_TRUE(reader.join());
+    }
+    const int before = number();
+    socket.close();
+    EXPECT_FALSE(isOpen(before));
+}
+
+// ---- input: the end ----
+
+TEST_F(JSocketInputStreamTest, Read_AtTheEnd_ReturnsZeroAndClosesTheSocket) {
+    const int before = number();
+    peer.close();
+    EXPECT_EQ(readOne(), 0);
+    EXPECT_FALSE(socket.isConnected());
+    EXPECT_EQ(socket.fd, -1);
+    EXPECT_FALSE(isOpen(before));
+    EXPECT_EQ(readOne(), -1);
+}
+
+TEST_F(JSocketInputStreamTest, Read_WhileThePeerCloses_ReturnsZero) {
+    Waiter reader([this] { return readOne(); });
+    ASSERT_TRUE(reader.waits());
+    peer.close();
+    reader.thread.join();
+    EXPECT_EQ(reader.result, 0);
+}
+
+TEST_F(JSocketInputStreamTest, Read_OfAPartBeforeTheEnd_ReturnsThePartFirst) {
+    peer.send("abc");
+    peer.close();
+    EXPECT_EQ(readText(10), "abc");
+    EXPECT_TRUE(socket.isConnected());
+    EXPECT_EQ(readOne(), 0);
+    EXPECT_FALSE(socket.isConnected());
+}
+
+TEST_F(JSocketInputStreamTest, Read_AfterAReset_FailsAndClosesTheSocket) {
+    peer.reset();
+    EXPECT_EQ(readOne(), -1);
+    EXPECT_EQ(errno, ECONNRESET);
+    EXPECT_FALSE(socket.isReadTimeout());
+    EXPECT_FALSE(socket.isConnected());
+}
+
+TEST_F(JSocketInputStreamTest, Read_OfAPartBeforeAReset_Fails) {
+    arrives("abc");
+    const AsWaitsBegin event([this] { peer.reset(); });
+    JByte b(10);
+    EXPECT_EQ(in->read(b), -1);
+    EXPECT_FALSE(socket.isConnected());
+}
+
+// ---- input: single bytes and whole blocks ----
+
+TEST_F(JSocketInputStreamTest, ReadOfAByte_ReturnsItUnsigned) {
+    arrives(std::string("\0\x7F\x80\xFF", 4));
+    EXPECT_EQ(in->read(), 0);
+    EXPECT_EQ(in->read(), 0x7F);
+    EXPECT_EQ(in->read(), 0x80);
+    EXPECT_EQ(in->read(), 0xFF);
+}
+
+TEST_F(JSocketInputStreamTest, ReadOfAByte_AtTheEnd_IsMinusOne) {
+    peer.close();
+    EXPECT_EQ(in->read(), -1);
+    EXPECT_FALSE(socket.isConnected());
+}
+
+TEST_F(JSocketInputStreamTest, ReadOfAByte_AfterATimeOut_IsMinusOne) {
+    socket.readTimeout = 0;
+    EXPECT_EQ(in->read(), -1);
+    EXPECT_TRUE(socket.isReadTimeout());
+}
+
+TEST_F(JSocketInputStreamTest, ReadOfAByte_OrOfABlock_GoesThroughTheVirtualRead) {
+    SpyInput spy(&socket);
+    EXPECT_EQ(spy.read(), 0xFE);
+    EXPECT_EQ(spy.range, std::make_pair(0, 1));
+    spy.result = 0;
+    EXPECT_EQ(spy.read(), -1);
+    spy.result = 77;
+    JByte b(9);
+    EXPECT_EQ(spy.read(b), 77);
+    EXPECT_EQ(spy.range, std::make_pair(0, 9));
+}
+
+// ---- input: the read-ahead buffer ----
+
+TEST_F(JSocketInputStreamTest, ReadBuffer_AppendsAndTellsWhatIsHeld) {
+    readAhead("abc");
+    EXPECT_EQ(in->buffered, 3);
+    EXPECT_EQ(in->capacity, 10240);
+    EXPECT_EQ(in->buffer->size(), 10240);
+    arrives("defg");
+    EXPECT_EQ(in->readBuffer(), 7);
+    EXPECT_EQ(text(*in->buffer, 0, 7), "abcdefg");
+}
+
+TEST_F(JSocketInputStreamTest, ReadBuffer_TakesAKilobyteAtMost) {
+    arrives(pattern(1500));
+    EXPECT_EQ(in->readBuffer(), 1024);
+    EXPECT_EQ(in->readBuffer(), 1500);
+    EXPECT_EQ(text(*in->buffer, 0, 1500), pattern(1500));
+}
+
+TEST_F(JSocketInputStreamTest, ReadBuffer_AtTheEnd_AddsNothing) {
+    readAhead("abc");
+    peer.close();
+    EXPECT_EQ(in->readBuffer(), 0);
+    EXPECT_EQ(in->buffered, 3);
+    EXPECT_FALSE(socket.isConnected());
+}
+
+TEST_F(JSocketInputStreamTest, ReadBuffer_AfterATimeOut_AddsNothing) {
+    readAhead("abc");
+    socket.readTimeout = 0;
+    EXPECT_EQ(in->readBuffer(), -1);
+    EXPECT_TRUE(socket.isReadTimeout());
+    EXPECT_EQ(in->buffered, 3);
+}
+
+TEST_F(JSocketInputStreamTest, ReadBuffer_GrowsWhenAKilobyteMightNotFit) {
+    const std::string all = pattern(10240);
+    peer.send(all);
+    for (int held = 1024; held <= 9216; held += 1024) {
+        ASSERT_EQ(in->readBuffer(), held);
+        EXPECT_EQ(in->capacity, 10240);
+    }
+    EXPECT_EQ(in->readBuffer(), 10240);
+    EXPECT_EQ(in->capacity, 20480);
+    EXPECT_EQ(in->buffer->size(), 20480);
+    EXPECT_EQ(text(*in->buffer, 0, 10240), all);
+}
+
+TEST_F(JSocketInputStreamTest, ReadBuffer_GrowsAgainAndAgain) {
+    const std::string all = pattern(30 * 1024);
+    peer.send(all);
+    while (in->buffered < 30 * 1024) ASSERT_GT(in->readBuffer(), 0);
+    EXPECT_EQ(in->capacity, 40960);
+    std::string read;
+    while (in->buffered > 0) read += readText(1000);
+    EXPECT_EQ(read, all);
+}
+
+TEST_F(JSocketInputStreamTest, Read_TakesFromTheReadAheadBufferWithoutASystemCall) {
+    const std::string all = pattern(300);
+    readAhead(all);
+    const int calls = Calls::recv.count + Calls::poll.count;
+    EXPECT_EQ(readText(100), all.substr(0, 100));
+    EXPECT_EQ(in->buffered, 200);
+    EXPECT_EQ(text(*in->buffer, 0, 200), all.substr(100));
+    EXPECT_EQ(readText(200), all.substr(100));
+    EXPECT_EQ(in->buffered, 0);
+    EXPECT_EQ(Calls::recv.count + Calls::poll.count, calls);
+}
+
+TEST_F(JSocketInputStreamTest, Read_OfMoreThanTheReadAheadBufferHolds_TakesThatOnly) {
+    readAhead("ahead");
+    arrives("behind");
+    EXPECT_EQ(readText(100), "ahead");
+    EXPECT_EQ(readText(6), "behind");
+}
+
+TEST_F(JSocketInputStreamTest, Read_FromTheReadAheadBuffer_WorksOnAClosedSocketAndLeavesTheFlagAlone) {
+    readAhead("ahead");
+    socket.readTimeout = 0;
+    ASSERT_EQ(in->readBuffer(), -1);
+    socket.close();
+    EXPECT_EQ(readText(5), "ahead");
+    EXPECT_TRUE(socket.isReadTimeout());
+}
+
+TEST_F(JSocketInputStreamTest, RawRead_PassesTheReadAheadBufferBy) {
+    readAhead("ahead");
+    arrives("behind");
+    JByte b(6);
+    EXPECT_EQ(in->read(b, 0, 6, true), 6);
+    EXPECT_EQ(text(b, 0, 6), "behind");
+    EXPECT_EQ(in->buffered, 5);
+    EXPECT_EQ(in->read(b, 0, 0, true), -1);
+}
+
+TEST_F(JSocketInputStreamTest, ReadAheadBuffer_OutlivesTheConnection) {
+    readAhead("former");
+    ASSERT_TRUE(socket.connect());
+    EXPECT_EQ(readText(6), "former");
+}
+
+// ---- input: the receive window ----
+
+TEST_F(JSocketInputStreamTest, Read_OfAHeaderAndItsPayload_CostsOneSystemCall) {
+    const std::string header(16, 'h');
+    const std::string payload = pattern(400);
+    arrives(header + payload);
+    const int calls = Calls::recv.count + Calls::poll.count;
+    EXPECT_EQ(readText(16), header);
+    EXPECT_EQ(readText(400), payload);
+    EXPECT_EQ(Calls::recv.count + Calls::poll.count, calls + 1);
+}
+
+TEST_F(JSocketInputStreamTest, Read_OfManyMessagesInOneSegment_CostsOneSystemCall) {
+    std::string all;
+    for (int i = 0; i < 50; i++) all += std::string(16, 'h') + pattern(i + 1);
+    arrives(all);
+    const int calls = Calls::recv.count + Calls::poll.count;
+    std::string read;
+    for (int i = 0; i < 50; i++) {
+        read += readText(16);
+        read += readText(i + 1);
+    }
+    EXPECT_TRUE(read == all);
+    EXPECT_EQ(Calls::recv.count + Calls::poll.count, calls + 1);
+}
+
+TEST_F(JSocketInputStreamTest, Read_AcrossTheEndOfTheWindow_IsWhole) {
+    arrives("0123456789");
+    EXPECT_EQ(readText(4), "0123");
+    arrives("abcdef");
+    EXPECT_EQ(readText(12), "456789abcdef");
+}
+
+TEST_F(JSocketInputStreamTest, Read_OfMoreThanAWindow_GoesStraightToItsPlace) {
+    arrives(pattern(WINDOW));
+    EXPECT_EQ(readText(WINDOW), pattern(WINDOW));
+    EXPECT_EQ(in->window, nullptr);
+}
+
+TEST_F(JSocketInputStreamTest, Read_InAnySizes_BringsEveryByteInOrder) {
+    const std::string all = pattern(2000000);
+    Thread sender([&] {
+        std::mt19937 random(1);
+        for (size_t sent = 0; sent < all.size();) {
+            const size_t n = std::min<size_t>(random() % 40000 + 1, all.size() - sent);
+            peer.send(all.substr(sent, n));
+            sent += n;
+        }
+        peer.close();
+    });
+    std::mt19937 random(2);
+    std::string read;
+    for (std::string some = "-"; !some.empty(); read += some) {
+        if (random() % 10 == 0) in->readBuffer();
+        some = readText(static_cast<int>(random() % 20000 + 1));
+    }
+    EXPECT_EQ(read.size(), all.size());
+    EXPECT_TRUE(read == all);
+}
+
+TEST_F(JSocketInputStreamTest, Read_OfTheNextConnection_SeesNothingOfTheFormerOne) {
+    arrives("header, rest of the former connection");
+    EXPECT_EQ(readText(6), "header");
+    ASSERT_TRUE(socket.connect());
+    peer = listener.accept();
+    EXPECT_EQ(in->available(), 0);
+    arrives("fresh");
+    EXPECT_EQ(readText(5), "fresh");
+}
+
+TEST_F(JSocketInputStreamTest, Read_OfAClosedSocket_DoesNotReachIntoTheWindow) {
+    arrives("header, rest");
+    EXPECT_EQ(readText(6), "header");
+    socket.close();
+    EXPECT_EQ(in->available(), 0);
+    EXPECT_EQ(readOne(), -1);
+}
+
+// ---- input: available ----
+
+TEST_F(JSocketInputStreamTest, Available_CountsTheSystemsBytes) {
+    EXPECT_EQ(in->available(), 0);
+    arrives("abc");
+    EXPECT_EQ(in->available(), 3);
+}
+
+TEST_F(JSocketInputStreamTest, Available_SumsUpAllThatIsThere) {
+    arrives(pattern(300) + pattern(50));
+    JByte b(10);
+    ASSERT_EQ(in->read(b), 10);  // the other 340 wait in the window
+    EXPECT_EQ(waiting(), 0);
+    EXPECT_EQ(in->available(), 340);
+    ASSERT_EQ(in->readBuffer(), 340);
+    arrives("0123456789");
+    ASSERT_EQ(in->read(b, 0, 4, true), 4);
+    arrives("more");
+    EXPECT_EQ(in->available(), 340 + 6 + 4);
+    ASSERT_EQ(readText(100).size(), 100U);
+    EXPECT_EQ(in->available(), 240 + 6 + 4);
+}
+
+TEST_F(JSocketInputStreamTest, Available_OfAClosedSocket_IsTheReadAheadBuffer) {
+    readAhead("abc");
+    arrives("def");
+    socket.close();
+    EXPECT_EQ(in->available(), 3);
+}
+
+TEST(JSocketInputStream, Available_WhenTheSystemCannotTell_CountsNothing) {
+    JSocket socket(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    EXPECT_EQ(socket.getInputStream()->available(), 0);
+}
+
+TEST_F(JSocketInputStreamTest, UnderADataStream_ReadsFully) {
+    Thread sender([this] {
+        for (char c = 'a'; c <= 'j'; c++) peer.send(std::string(1000, c));
+    });
+    JDataInputStream data(in);
+    JByte b(10000);
+    EXPECT_EQ(data.readFully(b), 10000);
+    EXPECT_EQ(text(b, 8999, 2), "ij");
+}
+
+// ---- output ----
+
+TEST_F(JSocketOutputStreamTest, HasTheClassRecordOfOutputStreams) {
+    EXPECT_EQ(out->getClass(), &JOutputStream::classJOutputStream);
+    EXPECT_EQ(out->socket, &socket);
+}
+
+TEST_F(JSocketOutputStreamTest, Write_SendsEverythingAndReturnsZero) {
+    EXPECT_EQ(writeText(pattern(5000)), 0);
+    peer.expect(pattern(5000));
+}
+
+TEST_F(JSocketOutputStreamTest, Write_OfWhatFits_DoesNotWait) {
+    const int waits = Calls::poll.count;
+    const int sends = Calls::send.count;
+    EXPECT_EQ(writeText("abc"), 0);
+    EXPECT_EQ(Calls::poll.count, waits);
+    EXPECT_EQ(Calls::send.count, sends + 1);
+}
+
+TEST_F(JSocketOutputStreamTest, Write_SendsTheRangeOnly) {
+    JByte b = bytes("0123456789");
+    EXPECT_EQ(out->write(b, 2, 3), 0);
+    EXPECT_EQ(out->write(b, 8, 5), 0);
+    EXPECT_EQ(out->write(b, 9, INT_MAX), 0);
+    peer.expect("234899");
+    peer.expectNothing();
+}
+
+TEST_F(JSocketOutputStreamTest, Write_OfNothing_SucceedsEvenOnAClosedSocket) {
+    socket.close();
+    JByte b(10);
+    JByte empty;
+    EXPECT_EQ(out->write(b, 0, 0), 0);
+    EXPECT_EQ(out->write(b, 0, -1), 0);
+    EXPECT_EQ(out->write(b, 10, 1), 0);
+    EXPECT_EQ(out->write(b, INT_MAX, INT_MAX), 0);
+    EXPECT_EQ(out->write(empty), 0);
+}
+
+TEST_F(JSocketOutputStreamTest, Write_FromBeforeTheBlock_SendsNothing) {
+    JByte b = bytes("0123456789");
+    EXPECT_EQ(out->write(b, -1, 5), 0);
+    EXPECT_EQ(out->write(b, INT_MIN, INT_MAX), 0);
+    EXPECT_EQ(writeText("next"), 0);
+    peer.expect("next");
+}
+
+TEST_F(JSocketOutputStreamTest, WriteOfAByte_SendsItsLowBits) {
+    EXPECT_EQ(out->write(0x1FF), 0);
+    EXPECT_EQ(out->write(-2), 0);
+    peer.expect("\xFF\xFE");
+}
+
+TEST_F(JSocketOutputStreamTest, WriteOfAByte_OrOfABlock_GoesThroughTheVirtualWrite) {
+    SpyOutput spy(&socket);
+    EXPECT_EQ(spy.write('q'), 42);
+    EXPECT_EQ(spy.block, "q");
+    EXPECT_EQ(spy.range, std::make_pair(0, 1));
+    JByte b = bytes("block");
+    EXPECT_EQ(spy.write(b), 42);
+    EXPECT_EQ(spy.block, "block");
+    EXPECT_EQ(spy.range, std::make_pair(0, 5));
+}
+
+TEST_F(JSocketOutputStreamTest, Flush_DoesNothing) {
+    EXPECT_EQ(out->flush(), 0);
+    peer.expectNothing();
+}
+
+TEST_F(JSocketOutputStreamTest, Close_ClosesTheSocket) {
+    EXPECT_EQ(out->close(), -1);
+    EXPECT_FALSE(socket.isConnected());
+}
+
+TEST_F(JSocketOutputStreamTest, Write_WaitsForAPeerThatReadsSlowly) {
+    const std::string all = pattern(8000000);
+    Thread receiver([&] { EXPECT_TRUE(peer.receive(all.size()) == all); });
+    EXPECT_EQ(writeText(all), 0);
+}
+
+TEST_F(JSocketOutputStreamTest, Write_ThatIsNotTakenInTime_TimesOutAndLeavesTheSocketOpen) {
+    fillTheWay();
+    socket.writeTimeout = 0;
+    EXPECT_EQ(writeALot(), -1);
+    EXPECT_EQ(errno, ETIMEDOUT);
+    EXPECT_TRUE(socket.isWriteTimeout());
+    EXPECT_TRUE(socket.isConnected());
+    EXPECT_TRUE(isOpen(number()));
+}
+
+TEST(JSocketOutputStreamSlow, Write_ToAPeerThatDoesNotRead_TimesOutAfterTenSeconds) {
+    net::Listener listener;
+    JSocket socket(net::LOOPBACK, listener.port());
+    ASSERT_TRUE(socket.connect());
+    net::Peer peer = listener.accept();
+    JByte b(1 << 20);
+    std::memset(static_cast<char*>(b), '#', static_cast<size_t>(b.size()));
+    long long took = 0;
+    int result = 0;
+    for (int i = 0; i < 1000 && result == 0; i++) {
+        const net::Stopwatch watch;
+        result = socket.getOutputStream()->write(b);
+        took = watch.ms();
+    }
+    EXPECT_EQ(result, -1);
+    EXPECT_GE(took, 9990);
+    EXPECT_LT(took, 10000 + net::LATE_MS);
+    EXPECT_TRUE(socket.isWriteTimeout());
+    EXPECT_TRUE(socket.isConnected());
+}
+
+TEST_F(JSocketOutputStreamTest, Write_AfterATimeOut_TakesTheFlagBack) {
+    fillTheWay();
+    socket.writeTimeout = 0;
+    ASSERT_EQ(writeALot(), -1);
+    Thread receiver([this] { peer.drain(); });
+    socket.writeTimeout = 10;
+    EXPECT_EQ(writeText("more"), 0);
+    EXPECT_FALSE(socket.isWriteTimeout());
+    socket.close();
+}
+
+TEST_F(JSocketOutputStreamTest, Write_OfSomethingWritableThatIsNot_PausesForASecond) {
+    Calls::send.fail(2, EAGAIN);
+    const net::Stopwatch watch;
+    EXPECT_EQ(writeText("abc"), 0);
+    EXPECT_GE(watch.ms(), 1000);
+    EXPECT_LT(watch.ms(), 1000 + net::LATE_MS);
+    peer.expect("abc");
+}
+
+TEST_F(JSocketOutputStreamTest, Write_ThatSucceeds_LeavesErrnoAsItWas) {
+    errno = ENOSPC;
+    Calls::send.fail(1, EAGAIN);
+    Calls::poll.fail(1, EINTR);
+    EXPECT_EQ(writeText("abc"), 0);
+    EXPECT_EQ(errno, ENOSPC);
+}
+
+TEST_F(JSocketOutputStreamTest, Write_GoesOnAfterASignal) {
+    fillTheWay();
+    Waiter writer([this] { return writeALot(); });
+    ASSERT_TRUE(writer.hangUpRepeatedly());
+    Thread receiver([this] { peer.drain(); });
+    writer.thread.join();
+    EXPECT_EQ(writer.result, 0);
+    socket.close();
+}
+
+TEST_F(JSocketOutputStreamTest, Write_OfAThreadThatIsInterrupted_FailsAndClosesTheSocket) {
+    fillTheWay();
+    Waiter writer([this] { return writeALot(); });
+    ASSERT_TRUE(writer.waits());
+    writer.interrupt();
+    writer.thread.join();
+    EXPECT_EQ(writer.result, -1);
+    EXPECT_FALSE(socket.isWriteTimeout());
+    EXPECT_FALSE(socket.isConnected());
+}
+
+TEST_F(JSocketOutputStreamTest, Write_ToAPeerThatHasGone_FailsWithoutASignal) {
+    struct sigaction action {};
+    sigaction(SIGPIPE, nullptr, &action);
+    ASSERT_EQ(action.sa_handler, SIG_DFL) << "the signal would end this program";
+    peer.reset();
+    EXPECT_EQ(writeText("abc"), -1);
+    EXPECT_FALSE(socket.isConnected());
+    EXPECT_EQ(writeText("abc"), -1);
+    EXPECT_FALSE(socket.isWriteTimeout());
+}
+
+TEST_F(JSocketOutputStreamTest, Write_WhileThePeerGoes_FailsWithoutASignal) {
+    fillTheWay();
+    Waiter writer([this] { return writeALot(); });
+    ASSERT_TRUE(writer.waits());
+    peer.close();  // with unread bytes: the connection is reset
+    writer.thread.join();
+    EXPECT_EQ(writer.result, -1);
+    EXPECT_FALSE(socket.isConnected());
+}
+
+TEST_F(JSocketOutputStreamTest, Write_OfAClosedSocketAfterATimeOut_IsNoTimeOut) {
+    fillTheWay();
+    socket.writeTimeout = 0;
+    ASSERT_EQ(writeALot(), -1);
+    ASSERT_TRUE(socket.isWriteTimeout());
+    socket.close();
+    EXPECT_EQ(writeText("x"), -1);
+    EXPECT_FALSE(socket.isWriteTimeout());
+}
+
+TEST_F(JSocketOutputStreamTest, Write_Cancelled_LeavesNothingHeld) {
+    fillTheWay();
+    const int before = number();
+    Thread writer([this] { writeALot(); });
+    ASSERT_TRUE(writer.fallsAsleep());
+    writer.cancel();
+    EXPECT_TRUE(writer.join());
+    EXPECT_TRUE(socket.isConnected());
+    socket.close();
+    EXPECT_FALSE(isOpen(before));
+}
+
+TEST_F(JSocketOutputStreamTest, Write_BesideARead_UsesTheSocketInBothDirectionsAtOnce) {
+    const std::string all = pattern(3000000);
+    Thread echo([&] {
+        for (size_t echoed = 0; echoed < all.size();) {
+            char some[10000];
+            const ssize_t n = ::recv(peer.fd(), some, sizeof some, 0);
+            if (n <= 0) return;
+            peer.send(std::string(some, static_cast<size_t>(n)));
+            echoed += static_cast<size_t>(n);
+        }
+    });
+    Thread writer([&] { EXPECT_EQ(writeText(all), 0); });
+    JByte b(static_cast<int>(all.size()));
+    JDataInputStream data(in);
+    EXPECT_EQ(data.readFully(b), b.size());
+    EXPECT_TRUE(text(b, 0, b.size()) == all);
+}
