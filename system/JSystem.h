@@ -29,8 +29,10 @@ public:
     /** Bytes shown per line of dump(). */
     static constexpr int MAX_DUMP = 16;
 
-    /** The debug switch, on from the start. Atomic because every thread reads it without a lock; it orders
-     * nothing. */
+    /**
+     * The debug switch, on from the start. Atomic, because every thread reads it without a lock; it orders
+     * nothing.
+     */
     static std::atomic<bool> _debug;
 
     /**
@@ -45,8 +47,8 @@ public:
 
     /**
      * Writes the formatted text, as std::printf would, while the switch is on: no prefix and no newline are
-     * added. The texts of two threads are never mixed, and each text leaves in one write. Blocks
-     * while standard error does (a full pipe), and all other threads' debug output with it.
+     * added. The texts of two threads are never mixed, and each text leaves in one write. Blocks while
+     * standard error does (a full pipe), and all other threads' debug output with it.
      */
     static void debug(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
@@ -106,11 +108,10 @@ public:
      * close-on-exec, and the calling thread's signal mask.
      *
      * @param mode  EXEC_WAIT waits for the command; every other value does not.
-     * @return -1 when command is null or no process could be made.
-     *   Without waiting: the child's pid, for pstatus().
-     *   With EXEC_WAIT: 0 when the command's exit code was 0, else -1. A command killed by a signal has no
-     * exit code and gives 0 as well (kept: callers rely on it). -1 also when somebody else took the child's
-     * status, or nobody could: the application waits for children itself, or ignores SIGCHLD.
+     * @return -1 when command is null or no process could be made. Without waiting: the child's pid, for
+     * pstatus(). With EXEC_WAIT: 0 when the command's exit code was 0, else -1. A command killed by a signal
+     * has no exit code and gives 0 as well (kept: callers rely on it). It is -1, too, when the child's status
+     * cannot be had, because the application waits for its children or ignores SIGCHLD.
      *
      * Waiting reaps every child of the process that ends meanwhile, and the statuses of the others are lost:
      * pstatus() will not see them (kept: callers rely on it). Only the other threads that wait in exec() get
@@ -137,8 +138,7 @@ public:
 
     /**
      * The parent of the directory that holds the programs, /bin, without a closing slash: "" where /bin is a
-     * directory,
-     * "/usr" where it is a link to usr/bin (kept: database files are found by it).
+     * directory, "/usr" where it is a link to usr/bin (kept: database files are found by it).
      *
      * The current directory of the process, which all threads share, is another one for a moment: no thread
      * should rely on relative paths meanwhile.

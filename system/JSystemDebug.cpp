@@ -20,11 +20,11 @@ JSystem JSystem::_instance __attribute__((init_priority(200)));
 namespace {
 
 /**
- * The threads that hold the output lock, or are about to take it. At exit some may still run and log; these
- * are not the library's, whose threads are stopped by then. Either such a thread counts itself before the
- * destructor looks here, and the lock is left undestroyed; or it finds that _sync is null, and writes
- * unserialised. Sequentially consistent, together with _sync: each side writes its own word first, then reads
- * the other's.
+ * The threads that hold the output lock, or are about to take it. At exit some may still run and log: the
+ * application's own, the library's are stopped by then unless they resist. Either such a thread counts itself
+ * before the destructor looks here, and the lock is left undestroyed; or it finds that _sync is null, and
+ * writes unserialised. That needs sequential consistency: each side writes its own word first, then reads the
+ * other's. _sync stays a plain pointer for applications, so the built-in operations do it.
  */
 std::atomic<int> outputUsers{0};
 
@@ -50,9 +50,9 @@ public:
 };
 
 /**
- * A formatted text on its way to standard error. It is not given to vfprintf, but put together first and written with
- * fwrite: a thread that is cancelled in fwrite is unwound on every target. On ARM vfprintf stops the unwinding, and the locks
- * that the thread holds, this one and its callers', would never be free again.
+ * A formatted text on its way to standard error. It is not given to vfprintf, but put together first and
+ * written with fwrite: a thread that is cancelled in fwrite is unwound on every target. On ARM vfprintf stops
+ * the unwinding, and the locks that the thread holds, this one and its callers', would never be free again.
  */
 class FormattedText {
 public:

@@ -87,8 +87,8 @@ public:
     int put2(JObject& item);
 
     /**
-     * The same as put(), but the queue takes the object itself over instead of a copy of it: for an item that was made to be
-     * queued. After FULL, or if memory runs out, it is still the caller's.
+     * The same as put(), but the queue takes the object itself over instead of a copy of it: for an item that
+     * was made to be queued. After FULL, or if memory runs out, it is still the caller's.
      */
     int adopt(JObject* item);
 
