@@ -1,0 +1,36 @@
+#ifndef JAY_TOOLS_JAY_COMMAND_H
+#define JAY_TOOLS_JAY_COMMAND_H
+
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <vector>
+
+#include "tools/jay/Status.h"
+
+/**
+ * One subcommand: `jay NAME ...`. Each is a file of its own in commands/; a new one is besides named in
+ * commands/registry.cpp, and that is all.
+ */
+class Command {
+public:
+    Command() = default;
+    virtual ~Command() = default;
+    Command(const Command&) = delete;
+    Command& operator=(const Command&) = delete;
+
+    virtual const char* name() const = 0;
+
+    /** One line for the list of commands. */
+    virtual const char* summary() const = 0;
+
+    /** Adds the options, which are stored in this object when the command line is read. */
+    virtual void describe(CLI::App& app) = 0;
+
+    /** Does the work. Called once, if the command line names this command and is right. */
+    virtual Status run() = 0;
+};
+
+/** All commands, in the order in which the help lists them. */
+std::vector<std::unique_ptr<Command>> allCommands();
+
+#endif

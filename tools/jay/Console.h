@@ -1,0 +1,13 @@
+/** @file What the tool writes. */
+#ifndef JAY_TOOLS_JAY_CONSOLE_H
+#define JAY_TOOLS_JAY_CONSOLE_H
+
+#include <string>
+
+/** A line for the user, on standard error, headed "jay: ". */
+void complain(const std::string& line);
+
+/** Writes a line of data to standard output at once. @return 0, or the errno of what went wrong. */
+int writeLine(const std::string& line);
+
+#endif

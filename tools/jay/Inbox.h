@@ -1,0 +1,58 @@
+#ifndef JAY_TOOLS_JAY_INBOX_H
+#define JAY_TOOLS_JAY_INBOX_H
+
+#include <deque>
+#include <memory>
+#include <mutex>
+
+#include "bus/CA.h"
+#include "bus/M.h"
+
+/** A message and when it came. */
+struct Arrival {
+    std::unique_ptr<M> message;
+    long long time = 0;  ///< milliseconds since 1970
+};
+
+/**
+ * What has come for this process and waits for the main thread: messages, in the order of their arrival, and the
+ * signals that ask it to end. There is one, because neither the callback of a bus client nor a signal handler
+ * has an argument of its own. It lives as long as the process.
+ *
+ * A bus client keeps messages itself, but hands them out band by band in turn, and nothing that waits for it
+ * can wait for a signal or a closed output as well; hence this place beside it.
+ */
+class Inbox {
+public:
+    static Inbox& get();
+
+    /** Takes over every message that the client receives from now on. */
+    void attach(CA& client);
+
+    /** From now on SIGINT, SIGTERM and SIGHUP are noted instead of ending the process. Main thread. */
+    void noteSignals();
+
+    /** Whether a signal asked to end. */
+    bool isStopped() const;
+
+    /** The next message; false when there is none. */
+    bool take(Arrival& arrival);
+
+    /**
+     * Waits for a message, for a signal, for the reader of `output` (a descriptor; -1 for none) to go away, or
+     * for the time to pass.
+     * @return false when the reader of the output is gone.
+     */
+    bool wait(int ms, int output);
+
+private:
+    Inbox();
+
+    static void receive(CA* client);
+    static void note(int signalNumber);
+
+    std::mutex mutex_;  // guards arrivals_, which the client's thread fills
+    std::deque<Arrival> arrivals_;
+};
+
+#endif

@@ -1,0 +1,8 @@
+#include "tools/jay/commands/registry.h"
+
+std::vector<std::unique_ptr<Command>> allCommands() {
+    std::vector<std::unique_ptr<Command>> commands;
+    commands.push_back(makeListen());
+    commands.push_back(makeSend());
+    return commands;
+}

@@ -1,0 +1,65 @@
+/** @file jay: the message bus from the command line. */
+#include <CLI/CLI.hpp>
+#include <string>
+
+#include "system/JSystem.h"
+#include "tools/common/Startup.h"
+#include "tools/jay/Command.h"
+
+namespace {
+
+const char ABOUT[] = "jay - the message bus from the command line";
+
+const char FOOTER[] = R"(examples:
+  jayd &                          the server that everything goes through
+  jay listen --id 7               be client 7, and print what comes
+  jay send --id 5 --to 7 hello    be client 5, and send a text to client 7
+
+Data goes to standard output, everything else to standard error.
+exit status: 0 done; 1 nothing came in time, or interrupted; 2 wrong use; 3 no server, or lost it
+'jay COMMAND --help' tells more.)";
+
+/** One line that says what is wrong and where to read more. */
+std::string explain(const CLI::App* app, const CLI::Error& error) {
+    std::string command = "jay";
+    for (const CLI::App* used : app->get_subcommands()) command += " " + used->get_name();
+    return "jay: " + std::string(error.what()) + "; '" + command + " --help' shows what can be said\n";
+}
+
+Status runUsed(const std::vector<std::unique_ptr<Command>>& commands, const CLI::App& app) {
+    for (const auto& command : commands) {
+        if (app.got_subcommand(command->name())) return command->run();
+    }
+    return WRONG_USE;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    openStandardDescriptors();
+    ignoreBrokenPipes();
+
+    CLI::App app(ABOUT, "jay");
+    bool verbose = false;
+    app.add_flag("-v,--verbose", verbose, "Show the library's debug output");
+    app.set_version_flag("--version", "jay " JAY_VERSION, "Print the version");
+    app.footer(FOOTER);
+    app.require_subcommand(0, 1);  // without any, the unknown word is what an error should name
+    app.callback([&app] {
+        if (app.get_subcommands().empty()) throw CLI::RequiredError("A command");
+    });
+    app.fallthrough();  // --verbose may stand behind the command, too
+    app.failure_message(explain);
+
+    const auto commands = allCommands();
+    for (const auto& command : commands) {
+        command->describe(*app.add_subcommand(command->name(), command->summary()));
+    }
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? DONE : WRONG_USE;
+    }
+    JSystem::debug(verbose);
+    return runUsed(commands, app);
+}

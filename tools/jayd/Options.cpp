@@ -1,0 +1,73 @@
+#include "tools/jayd/Options.h"
+
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+#include <getopt.h>
+
+namespace {
+
+constexpr int HIGHEST_PORT = 65535;
+
+constexpr option LONG_OPTIONS[] = {{"port", required_argument, nullptr, 'p'},
+                                   {"quiet", no_argument, nullptr, 'q'},
+                                   {"version", no_argument, nullptr, 'V'},
+                                   {"help", no_argument, nullptr, 'h'},
+                                   {nullptr, 0, nullptr, 0}};
+
+/** The text as a port, 0 if it is none. */
+int portOf(const char* text) {
+    int port = 0;
+    const char* const end = text + std::strlen(text);
+    const auto [rest, error] = std::from_chars(text, end, port);
+    const bool isPort = error == std::errc() && rest == end && port >= 1 && port <= HIGHEST_PORT;
+    return isPort ? port : 0;
+}
+
+Options refuse(const char* format, const char* text) {
+    std::fputs("jayd: ", stderr);
+    std::fprintf(stderr, format, text);
+    std::fputs("; 'jayd --help' shows what can be said\n", stderr);
+    Options options;
+    options.action = Options::REFUSE;
+    return options;
+}
+
+/** getopt_long() tells which option is unknown in two ways: a letter, or the argument that it stopped behind. */
+Options refuseUnknown(char** argv) {
+    const char letter[] = {'-', static_cast<char>(optopt), '\0'};
+    return refuse("there is no option '%s', or it takes no value", optopt != 0 ? letter : argv[optind - 1]);
+}
+
+}  // namespace
+
+Options Options::parse(int argc, char** argv) {
+    Options options;
+    opterr = 0;
+    for (;;) {
+        const int found = getopt_long(argc, argv, ":p:qVh", LONG_OPTIONS, nullptr);
+        switch (found) {
+            case -1:
+                if (optind < argc) return refuse("nothing was expected where it says '%s'", argv[optind]);
+                return options;
+            case 'p':
+                options.port = portOf(optarg);
+                if (options.port == 0)
+                    return refuse("'%s' is no port: give a number from 1 to 65535", optarg);
+                break;
+            case 'q':
+                options.quiet = true;
+                break;
+            case 'V':
+                options.action = SHOW_VERSION;
+                return options;
+            case 'h':
+                options.action = SHOW_HELP;
+                return options;
+            case ':':
+                return refuse("'%s' wants a value behind it", argv[optind - 1]);
+            default:
+                return refuseUnknown(argv);
+        }
+    }
+}
