@@ -1,0 +1,927 @@
+#include "bus/SA.h"
+
+#include <gtest/gtest.h>
+#include <string>
+#include <sys/ioctl.h>
+#include <vector>
+
+#include "bus/Server.h"
+
+using bus::agentLine;
+using bus::Client;
+using bus::PROMPT_MS;
+using bus::Server;
+using bus::SYNC;
+using bus::TIMED;
+using bus::to;
+using bus::wakeUp;
+using bus::Wire;
+using support::eventually;
+
+namespace {
+
+constexpr int ABSENT = 0;
+constexpr int ASKED = 1;
+constexpr int CONNECTED = 2;
+constexpr int LOST = 3;
+constexpr int CLOSED = 4;
+
+long long now() {
+    return JSystem::getMilliseconds();
+}
+
+bool isFree(JLock& lock) {
+    if (pthread_mutex_trylock(&lock.mutex) != 0) return false;
+    pthread_mutex_unlock(&lock.mutex);
+    return true;
+}
+
+/** Agent 7 and a manager, both with threads that do not run: the test takes the agent's steps itself. */
+class SteppedAgent {
+public:
+    SA* operator->() { return &agent; }
+
+    void add(const Wire& w) {
+        M m = bus::message(w);
+        agent.add(m);
+    }
+    void step() { agent.step(!agent.lq->isEmpty(), deadline); }
+
+    /** What the agent has handed the manager; all fields 0 if nothing. */
+    Wire handedOver() {
+        const std::unique_ptr<M> m(sm.mq->get());
+        return m != nullptr ? bus::wire(*m) : Wire();
+    }
+
+    /** Attaches a connection. */
+    Client connect() {
+        net::Listener listener;
+        Client client = Client::connectedTo(listener.port());
+        EXPECT_EQ(agent.set(new JSocket(listener.accept().release())), 1);
+        EXPECT_TRUE(eventually([this] { return !agent.reader->idle(); }));
+        return client;
+    }
+
+    /** State 4 with a reader that still holds the socket; it lets go when the client closes. */
+    Client connectAndClose() {
+        Client client = connect();
+        agent.state = CLOSED;
+        return client;
+    }
+    void expectIdleReader() {
+        EXPECT_TRUE(eventually([this] { return agent.reader->idle(); }));
+    }
+
+    support::DebugLog log;
+    SM sm{net::freePort()};
+    SA agent{&sm, 7};
+    long long deadline = 0;
+};
+
+// ---- the parts ----
+
+TEST(SA, Constructor_StartsTheReaderOnly) {
+    SteppedAgent agent;
+    EXPECT_EQ(agent->id, 7);
+    EXPECT_EQ(agent->state, ABSENT);
+    EXPECT_EQ(agent->socket, nullptr);
+    EXPECT_EQ(agent->timedStamp, 0);
+    EXPECT_EQ(agent->in, 0);
+    EXPECT_EQ(agent->out, 0);
+    EXPECT_FALSE(agent->active());
+    EXPECT_TRUE(agent->reader->idle());
+    EXPECT_TRUE(eventually([&] { return agent->reader->state == 2; }));
+    EXPECT_EQ(static_cast<JThread&>(agent.agent).state, 1);
+}
+
+TEST(SA, Add_CountsQueuesACopyAndWakesTheAgent) {
+    SteppedAgent agent;
+    agent.add(to(7).from(5).says("x"));
+    EXPECT_EQ(agent->in, 1);
+    EXPECT_EQ(agent->event.count(), 1);
+    const std::unique_ptr<M> m(agent->lq->get());
+    EXPECT_EQ(bus::wire(*m), to(7).from(5).says("x").claims(17));
+}
+
+TEST(SA, Reqid_IsTheSenderOfTheFirstMessage_OrTheAgentsOwnId) {
+    SteppedAgent agent;
+    EXPECT_EQ(agent->reqid(), 7);
+    agent.add(to(7).from(5).urgency(9));
+    agent.add(to(7).from(6).urgency(0));
+    EXPECT_EQ(agent->reqid(), 6);
+}
+
+TEST(SA, Sync_HandsTheManagerASyncMessageAboutTheClient) {
+    SteppedAgent agent;
+    agent.add(to(7).from(5));
+    agent->sync();
+    EXPECT_EQ(agent.handedOver(), wakeUp(7, 5).claims(16));
+    EXPECT_EQ(agent.sm.in, 1);
+}
+
+TEST(SA, Stop_WakesTheAgent) {
+    SteppedAgent agent;
+    agent->stop();
+    EXPECT_TRUE(agent->stopFlag);
+    EXPECT_EQ(agent->event.count(), 1);
+}
+
+// ---- the steps, one state after the other ----
+
+TEST(SA, Step_Absent_WithoutMessages_DoesNothing) {
+    SteppedAgent agent;
+    agent.step();
+    EXPECT_EQ(agent->state, ABSENT);
+    EXPECT_EQ(agent.sm.in, 0);
+}
+
+TEST(SA, Step_Absent_WithMessages_AsksClientZeroFor30Seconds) {
+    SteppedAgent agent;
+    agent.add(to(7).from(5));
+    const long long before = now();
+    agent.step();
+    EXPECT_EQ(agent->state, ASKED);
+    EXPECT_EQ(agent.handedOver(), wakeUp(7, 5).claims(16));
+    EXPECT_GE(agent.deadline, before + 30000);
+    EXPECT_LE(agent.deadline, now() + 30000);
+    EXPECT_FALSE(agent->lq->isEmpty());
+}
+
+TEST(SA, Step_Absent_GoesByWhetherMessagesWaitedWhenTheRoundBegan) {
+    SteppedAgent agent;
+    agent.add(to(7).from(5));
+    agent->step(false, agent.deadline);
+    EXPECT_EQ(agent->state, ABSENT);
+}
+
+TEST(SA, Step_Asked_WaitsForTheDeadline_ThenGoesBackToAbsent) {
+    SteppedAgent agent;
+    agent.add(to(7).from(5));
+    agent.step();
+    agent.handedOver();
+    agent.step();
+    EXPECT_EQ(agent->state, ASKED);
+    agent.deadline = now() - 1;
+    agent.step();
+    EXPECT_EQ(agent->state, ABSENT);
+    EXPECT_EQ(agent.handedOver().flag, 0) << "asked too early";
+    agent.step();
+    EXPECT_EQ(agent->state, ASKED);
+    EXPECT_EQ(agent.handedOver(), wakeUp(7, 5).claims(16));
+}
+
+TEST(SA, Step_Connected_SendsOneMessage) {
+    SteppedAgent agent;
+    Client client = agent.connect();
+    EXPECT_EQ(agent->state, CONNECTED);
+    EXPECT_TRUE(agent->active());
+    agent.add(to(7).from(5).says("one"));
+    agent.add(to(7).from(5).says("two"));
+    agent.step();
+    client.expect(to(7).from(5).says("one"));
+    client.expectNothing();
+    agent.step();
+    client.expect(to(7).from(5).says("two"));
+    agent.step();
+    EXPECT_EQ(agent->state, CONNECTED);
+}
+
+TEST(SA, Step_Connected_TurnsATimedMessageIntoATimer) {
+    SteppedAgent agent;
+    Client client = agent.connect();
+    agent.add(to(7).from(5).flagged(TIMED | SYNC | 0x80).stamped(5000).says("x"));
+    const long long before = now();
+    agent.step();
+    EXPECT_GE(agent->timedStamp, before + 5000);
+    EXPECT_LE(agent->timedStamp, now() + 5000);
+    EXPECT_EQ(agent.log.text(), agentLine(7, "timed message = 5000"));
+    const Wire received = client.receive();
+    EXPECT_EQ(received.flag, SYNC | 0x80);
+    EXPECT_LE(received.stamp - static_cast<unsigned>(before & 0x7FFFFFFF), 10000u);
+    EXPECT_EQ(received.payload, "x");
+}
+
+TEST(SA, Step_Connected_ASecondTimedMessageDoesNotMoveTheExpiry) {
+    SteppedAgent agent;
+    Client client = agent.connect();
+    agent.add(to(7).from(5).flagged(TIMED).stamped(5000));
+    agent.step();
+    const long long expiry = agent->timedStamp;
+    for (const unsigned patience : {1U, 60000U}) {
+        agent.add(to(7).from(5).flagged(TIMED).stamped(patience));
+        agent.step();
+        EXPECT_EQ(agent->timedStamp, expiry);
+        agent.log.expect(agentLine(7, "timed message = " + std::to_string(patience)));
+    }
+    for (int i = 0; i < 3; i++) EXPECT_EQ(client.receive().flag, 0);
+}
+
+TEST(SA, Step_Connected_BeforeTheExpiry_GoesOnSending) {
+    SteppedAgent agent;
+    Client client = agent.connect();
+    agent->timedStamp = now() + 60000;
+    agent.add(to(7).from(5));
+    agent.step();
+    client.expect(to(7).from(5));
+    EXPECT_EQ(agent->state, CONNECTED);
+}
+
+TEST(SA, Step_Connected_AfterTheExpiry_StopsSendingAndAsks) {
+    SteppedAgent agent;
+    Client client = agent.connect();
+    agent->timedStamp = now() - 1;
+    agent.add(to(7).from(5));
+    const long long before = now();
+    agent.step();
+    EXPECT_EQ(agent->state, ASKED);
+    EXPECT_EQ(agent->timedStamp, 0);
+    EXPECT_GE(agent.deadline, before + 30000);
+    EXPECT_LE(agent.deadline, now() + 30000);
+    EXPECT_EQ(agent.handedOver(), wakeUp(7, 5).claims(16));
+    EXPECT_EQ(agent.log.text(), agentLine(7, "timed expire sync..."));
+    agent.step();
+    client.expectNothing();
+    EXPECT_FALSE(agent->active());
+}
+
+TEST(SA, Step_Connected_AfterTheExpiry_WithNothingQueued_AsksInItsOwnName) {
+    SteppedAgent agent;
+    Client client = agent.connect();
+    agent->timedStamp = now() - 1;
+    agent.step();
+    EXPECT_EQ(agent.handedOver(), wakeUp(7, 7).claims(16));
+}
+
+TEST(SA, Step_Connected_WhenTheWriteFails_LosesTheMessageAndTheConnection) {
+    SteppedAgent agent;
+    Client client = agent.connect();
+    agent.add(to(7).from(5));
+    ASSERT_TRUE(agent->socket != nullptr);
+    agent->socket->shutdownOutput();
+    agent.step();
+    EXPECT_EQ(agent->state, LOST);
+    agent.log.expect(agentLine(7, "error send message!!!"));
+    EXPECT_TRUE(agent->lq->isEmpty());
+}
+
+TEST(SA, Step_Lost_ClosesTheSocket_AndWaitsThreeSeconds) {
+    SteppedAgent agent;
+    Client client = agent.connect();
+    agent->close();
+    EXPECT_EQ(agent->state, LOST);
+    EXPECT_TRUE(client.isOpen());
+    const long long before = now();
+    agent.step();
+    EXPECT_EQ(agent->state, CLOSED);
+    EXPECT_GE(agent.deadline, before + 3000);
+    EXPECT_LE(agent.deadline, now() + 3000);
+    client.expectClosed();
+    EXPECT_NE(agent->socket, nullptr);
+}
+
+TEST(SA, Step_Closed_DestroysTheSocketOnceTheReaderHasLetGo) {
+    SteppedAgent agent;
+    Client client = agent.connectAndClose();
+    agent.deadline = now() - 1;
+    agent.step();
+    EXPECT_NE(agent->socket, nullptr);
+    EXPECT_EQ(agent->state, CLOSED) << "a new connection could not tell";
+    client.close();
+    agent.expectIdleReader();
+    agent.deadline = now() + 3000;
+    for (int i = 0; i < 2; i++) {
+        agent.step();
+        EXPECT_EQ(agent->socket, nullptr);
+        EXPECT_EQ(agent->state, CLOSED);
+        EXPECT_EQ(agent.log.count(agentLine(7, "close socket OK!!!")), 1);
+    }
+}
+
+TEST(SA, Step_Closed_AfterTheDeadlineGoesBackToAbsent) {
+    SteppedAgent agent;
+    agent->state = CLOSED;
+    agent.deadline = now() + 3000;
+    agent.step();
+    EXPECT_EQ(agent->state, CLOSED);
+    agent.deadline = now() - 1;
+    agent.step();
+    EXPECT_EQ(agent->state, ABSENT);
+}
+
+// ---- close, in every state ----
+
+TEST(SA, Close_WithoutAConnection_DoesNothing) {
+    SteppedAgent agent;
+    for (const int state : {ABSENT, ASKED}) {
+        agent->state = state;
+        agent->close();
+        EXPECT_EQ(agent->state, state);
+    }
+}
+
+TEST(SA, Close_Connected_OnlyTellsTheAgent) {
+    SteppedAgent agent;
+    agent->state = CONNECTED;
+    agent->close();
+    EXPECT_EQ(agent->state, LOST);
+    EXPECT_EQ(agent->event.count(), 1);
+}
+
+TEST(SA, Close_Lost_WithoutASocket_GoesOnToClosed) {
+    SteppedAgent agent;
+    agent->state = LOST;
+    agent->close();
+    EXPECT_EQ(agent->state, CLOSED);
+}
+
+TEST(SA, Close_Closed_WaitsForTheReader_WithTheLockFree) {
+    SteppedAgent agent;
+    Client client = agent.connectAndClose();
+    support::Thread closer([&] { agent->close(); });
+    EXPECT_TRUE(closer.fallsAsleep());
+    EXPECT_TRUE(eventually([&] { return isFree(agent->lock); }));
+    EXPECT_FALSE(closer.isFinished());
+    client.close();
+    closer.join();
+    EXPECT_EQ(agent->socket, nullptr);
+    agent.log.expect(agentLine(7, "close socket OK!!!"));
+}
+
+// ---- set ----
+
+TEST(SA, Set_Null_ClosesTheFormerConnectionAndAttachesNothing) {
+    Server server;
+    Client client = server.connect(5);
+    EXPECT_EQ(server->set(5, nullptr), 0);
+    client.expectClosed();
+    EXPECT_NE(server.agent(5).state, CONNECTED);
+}
+
+TEST(SA, Set_ClearsAPendingTimer) {
+    Server server;
+    Client client = server.connect(5);
+    server.add(to(5).from(31).flagged(TIMED).stamped(60000));
+    client.receive();
+    EXPECT_NE(server.agent(5).timedStamp, 0);
+    Client again = server.connect(5);
+    EXPECT_EQ(server.agent(5).timedStamp, 0);
+}
+
+TEST(SA, Set_OnAnAgentThatIsEnding_TakesNothing) {
+    SteppedAgent agent;
+    agent->endReader();
+    JSocket socket("127.0.0.1", 1);
+    EXPECT_EQ(agent->set(&socket), 0);
+    EXPECT_EQ(agent->socket, nullptr);
+    agent->state = CONNECTED;  // would be waited for
+    EXPECT_EQ(agent->set(&socket), 0);
+}
+
+TEST(SA, Set_ByTwoThreadsAtOnce_LeavesOneConnectionAndBothReturn) {
+    Server server;
+    for (int round = 0; round < 5; round++) {
+        Client first;
+        Client second;
+        {
+            const support::Thread one([&] { first = server.attach(5); });
+            second = server.attach(5);
+        }
+        EXPECT_TRUE(eventually([&] { return first.isOpen() != second.isOpen(); }));
+        server.expectNothingElse(first.isOpen() ? first : second, 5);
+    }
+}
+
+// ---- a client that is not connected ----
+
+TEST(SA, Run_AsksClientZeroAtOnceWhenAMessageWaits) {
+    Server server;
+    Client zero = server.connect(0);
+    server.add(to(5).from(3));
+    zero.expect(wakeUp(5, 3));
+    server.expectState(5, ASKED);
+    server.add(to(5).from(4));
+    server.expectNothingElse(zero, 0);
+}
+
+TEST(SA, Run_SendsWhatWasKept_FlaggedFirst_ThenPriorityZero_ThenTheRest) {
+    Server server;
+    int from = 0;
+    for (const Wire& w : {Wire().urgency(255), Wire().urgency(1), Wire().urgency(0),
+                          Wire().urgency(9).flagged(0x40), Wire().urgency(0)}) {
+        M m = bus::message(Wire(w).to(5).from(++from));
+        server.agent(5).add(m);
+    }
+    Client client = server.connect(5);
+    for (const int next : {4, 3, 5, 1, 2}) EXPECT_EQ(client.receive().src, next);
+}
+
+TEST(SA, Run_SendsAtOnceWhatArrivesForAnIdleClient) {
+    Server server;
+    Client client = server.connect(5);
+    const net::Stopwatch watch;
+    for (int i = 0; i < 10; i++) server.expectNothingElse(client, 5);
+    EXPECT_LT(watch.ms(), net::LATE_MS);
+}
+
+// ---- TIMED ----
+
+TEST(SA, Timed_AnsweredInTime_NothingElseHappens) {
+    Server server;
+    Client zero = server.connect(0);
+    Client client = server.connect(5);
+    server.add(to(5).from(3).flagged(TIMED).stamped(60000).says("answer!"));
+    EXPECT_EQ(client.receive().payload, "answer!");
+    client.send(to(0).from(5).says("here"));
+    zero.expect(to(0).from(5).says("here"));
+    server.log.expect(agentLine(5, "clear timed time-stamp"));
+    EXPECT_EQ(server.agent(5).timedStamp, 0);
+    server.expectNothingElse(client, 5);
+    EXPECT_EQ(server.agent(5).state, CONNECTED);
+    client.send(to(0).from(5));  // the second message clears nothing
+    zero.expect(to(0).from(5));
+    EXPECT_EQ(server.log.count("clear timed time-stamp"), 1);
+}
+
+TEST(SA, Timed_AnsweredByAnyMessage_EvenOneThatCannotBeRouted) {
+    Server server;
+    Client client = server.connect(5);
+    server.add(to(5).from(3).flagged(TIMED).stamped(60000));
+    client.receive();
+    client.send(to(99).from(5));
+    server.log.expect(agentLine(5, "clear timed time-stamp"));
+}
+
+TEST(SA, Timed_AfterAnAnswer_TheNextOneSetsANewTimer) {
+    Server server;
+    Client client = server.connect(5);
+    for (int i = 1; i <= 2; i++) {
+        server.add(to(5).from(3).flagged(TIMED).stamped(60000));
+        client.receive();
+        EXPECT_NE(server.agent(5).timedStamp, 0);
+        client.send(to(99).from(5));
+        server.log.expect(agentLine(5, "clear timed time-stamp"), i);
+    }
+}
+
+TEST(SA, Timed_Unanswered_AsksClientZeroAndSuspendsSending) {
+    Server server;
+    Client zero = server.connect(0);
+    Client client = server.connect(5);
+    server.add(to(5).from(3).flagged(TIMED).stamped(100));
+    client.receive();
+    server.log.expect(agentLine(5, "timed expire sync..."));
+    zero.expect(wakeUp(5, 5));
+    server.expectState(5, ASKED);
+    server.add(to(5).from(3).says("kept"));
+    EXPECT_TRUE(eventually([&] { return server.agent(5).in == 2; }));
+    EXPECT_TRUE(client.isOpen());
+    client.expectNothing();
+    server.log.expectInOrder({agentLine(5, "timed message = 100"), agentLine(5, "timed expire sync...")});
+    server.log.expectNo("clear timed");
+}
+
+TEST(SA, Timed_Unanswered_TheClientIsStillHeard) {
+    Server server;
+    Client client = server.connect(5);
+    Client other = server.connect(6);
+    server.add(to(5).from(3).flagged(TIMED).stamped(1));
+    server.log.expect(agentLine(5, "timed expire sync..."));
+    client.send(to(6).from(5).says("too late"));
+    other.expect(to(6).from(5).says("too late"));
+    EXPECT_EQ(server.agent(5).state, ASKED);
+}
+
+TEST(SA, Timed_Unanswered_ANewConnectionTakesOver_AndTheOldOneIsReleased) {
+    Server server;
+    Client first = server.connect(5);
+    const int descriptors = net::openDescriptors();
+    for (int i = 0; i < 5; i++) {
+        Client client = server.connect(5);
+        EXPECT_EQ(server.agent(5).state, CONNECTED);
+        server.add(to(5).from(3).flagged(TIMED).stamped(1));
+        client.receive();
+        server.log.expect(agentLine(5, "timed expire sync..."), i + 1);
+        server.expectState(5, ASKED);
+        server.add(to(5).from(3).says("kept"));
+        EXPECT_TRUE(eventually([&] { return !server.agent(5).lq->isEmpty(); }));
+        Client next = server.connect(5);
+        client.expectClosed();
+        next.expect(to(5).from(3).says("kept"));
+    }
+    first.expectClosed();
+    first.close();
+    Client last = server.connect(5);
+    EXPECT_TRUE(eventually([&] { return net::openDescriptors() == descriptors; }));
+}
+
+TEST(SA, Timed_Unanswered_TheClientMayGoByItself) {
+    Server server;
+    Client client = server.connect(5);
+    server.add(to(5).from(3).flagged(TIMED).stamped(1));
+    server.log.expect(agentLine(5, "timed expire sync..."));
+    client.close();
+    server.log.expect(agentLine(5, "disconnected!!!"));
+    EXPECT_EQ(server.agent(5).state, ASKED);
+    Client again = server.connect(5);
+    server.expectNothingElse(again, 5);
+}
+
+TEST(SA, Timed_Unanswered_TheConnectionOutlivesTheServer) {
+    Client client;
+    {
+        Server server;
+        client = server.connect(5);
+        server.add(to(5).from(3).flagged(TIMED).stamped(1));
+        client.receive();
+        server.log.expect(agentLine(5, "timed expire sync..."));
+        EXPECT_LT(server.destroy(), PROMPT_MS);
+    }
+    EXPECT_TRUE(client.isOpen());
+}
+
+TEST(SA, Timed_ToAnAbsentClient_TheTimeRunsFromTheSending) {
+    Server server;
+    server.add(to(5).from(3).flagged(TIMED).stamped(60000));
+    EXPECT_TRUE(eventually([&] { return server.hasAgent(5) && !server.agent(5).lq->isEmpty(); }));
+    server.log.expectNo("timed message");
+    const long long before = now();
+    Client client = server.connect(5);
+    client.receive();
+    EXPECT_GE(server.agent(5).timedStamp, before + 60000);
+}
+
+// ---- what the reader takes in ----
+
+class SAReader : public testing::Test {
+protected:
+    /** Waits until the server has taken in what was sent. */
+    void expectTaken() {
+        EXPECT_TRUE(eventually([&] {
+            return server.withSocket(5, [](JSocket& socket) {
+                int waiting = -1;
+                return ioctl(socket.fd, FIONREAD, &waiting) == 0 && waiting == 0;
+            });
+        }));
+    }
+
+    Server server;
+    Client sender = server.connect(5);
+    Client receiver = server.connect(6);
+    const Wire first = to(6).from(5).about(1);
+    const Wire second = to(6).from(5).about(2).says("four");
+    const Wire third = to(6).from(5).about(3).says("seventeen letters");
+    const std::string all = first.bytes() + second.bytes() + third.bytes();
+
+    void expectAll() {
+        receiver.expect(first);
+        receiver.expect(second);
+        receiver.expect(third);
+    }
+};
+
+TEST_F(SAReader, TakesMessagesThatComeTogetherApart) {
+    for (int i = 0; i < 100; i++) sender.send(all);
+    for (int i = 0; i < 100; i++) expectAll();
+}
+
+TEST_F(SAReader, PutsMessagesTogetherThatComeInTwoPieces_WhereverTheyAreSplit) {
+    for (std::size_t i = 1; i < all.size(); i++) {
+        sender.send(all.substr(0, i));
+        expectTaken();
+        sender.send(all.substr(i));
+        expectAll();
+    }
+}
+
+TEST_F(SAReader, PutsMessagesTogetherThatComeByteByByte) {
+    for (const char c : all) {
+        sender.send(std::string(1, c));
+        expectTaken();
+    }
+    expectAll();
+}
+
+TEST_F(SAReader, TakesALengthOf16OrLessForAHeaderAlone) {
+    for (const int length : {0, 1, 8, 15, 16}) {
+        sender.send(to(6).from(5).about(4).claims(length));
+        receiver.expect(to(6).from(5).about(4).claims(16));
+    }
+}
+
+TEST_F(SAReader, TakesAPayloadOfOneByteAndOfTheLargestSize) {
+    for (const int size : {1, 65519}) {
+        const Wire m = to(6).from(5).says(net::pattern(size));
+        sender.send(m);
+        receiver.expect(m);
+    }
+}
+
+TEST_F(SAReader, ACloseWithinAMessage_DropsItAndDisconnects) {
+    for (std::size_t i = 1; i < second.bytes().size(); i++) {
+        sender.send(second.bytes().substr(0, i));
+        sender.close();
+        server.log.expect(agentLine(5, "disconnected!!!"), static_cast<int>(i));
+        sender = server.connect(5);
+    }
+    server.expectNothingElse(receiver, 6);
+}
+
+TEST_F(SAReader, AResetDisconnects) {
+    sender.reset();
+    server.log.expect(agentLine(5, "disconnected!!!"));
+    server.log.expect(agentLine(5, "close socket OK!!!"));
+}
+
+TEST_F(SAReader, APayloadThatNeverCompletes_HoldsNothingButItsOwnConnection) {
+    sender.send(to(6).from(5).claims(65535).says("the beginning"));
+    expectTaken();
+    Client other = server.connect(7);
+    other.send(to(6).from(7).says("goes on"));
+    receiver.expect(to(6).from(7).says("goes on"));
+    server.add(to(5).from(7).says("is sent, too"));
+    sender.expect(to(5).from(7).says("is sent, too"));
+    sender = server.connect(5);
+    server.expectNothingElse(receiver, 6);
+}
+
+TEST_F(SAReader, ATimeOutWithinAPayload_DropsTheMessage_AndTheNextBytesAreAHeader) {
+    const Wire cut = to(6).from(5).about(1).claims(32);
+    const Wire next = to(6).from(5).about(2);
+    for (int patience = 1500; patience < 20000; patience *= 2) {
+        sender = server.attach(5, 1, 10);
+        sender.send(cut);
+        const net::Stopwatch watch;
+        eventually([&] { return watch.ms() > patience; });
+        sender.send(next);  // would be the payload if it came in time
+        const Wire got = receiver.receive();
+        if (got == Wire(next).claims(16)) return;
+        EXPECT_EQ(got.payload, next.bytes());
+    }
+    ADD_FAILURE() << "the message was never dropped";
+}
+
+TEST_F(SAReader, ATimeOutBetweenMessages_IsNothing) {
+    sender = server.attach(5, 1, 10);
+    const net::Stopwatch watch;
+    eventually([&] { return watch.ms() > 1500; });
+    sender.send(all);
+    expectAll();
+    EXPECT_EQ(server.log.count(agentLine(5, "disconnected!!!")), 1) << "besides the former connection's";
+}
+
+// ---- connections that end ----
+
+TEST(SA, Disconnection_IsLoggedAndTheSocketReleased) {
+    Server server;
+    const int descriptors = net::openDescriptors();
+    Client client = server.connect(5);
+    client.close();
+    server.log.expect(agentLine(5, "close socket OK!!!"));
+    server.log.expectInOrder({agentLine(5, "disconnected!!!"), agentLine(5, "close socket OK!!!")});
+    EXPECT_TRUE(eventually([&] { return net::openDescriptors() == descriptors; }));
+    EXPECT_EQ(server.agent(5).socket, nullptr);
+}
+
+TEST(SA, AClientKilledWhileTheServerWrites_LosesWhatWasOnItsWay_AndNothingElse) {
+    Server server;
+    Client client = server.attach(5);
+    const int count = server.stall(5);
+    client.reset();
+    server.log.expect(agentLine(5, "close socket OK!!!"));
+    EXPECT_FALSE(server.agent(5).lq->isEmpty());
+    Client again = server.connect(5);
+    const unsigned first = again.receive().section;
+    EXPECT_GT(first, 0u);
+    for (unsigned next = first + 1; next < static_cast<unsigned>(count); next++)
+        EXPECT_EQ(again.receive().section, next);
+}
+
+TEST(SA, AClientThatDoesNotRead_IsGivenUpAfterTheWriteWait) {
+    Server server;
+    Client client = server.attach(5, 60, 1);
+    server.stall(5);
+    server.log.expect(agentLine(5, "error send message!!!"));
+    server.log.expect(agentLine(5, "close socket OK!!!"));
+    client.expectClosed();
+}
+
+TEST(SA, AClientThatReadsAgainInTime_MissesNothing) {
+    Server server;
+    Client client = server.attach(5);
+    const int count = server.stall(5);
+    for (unsigned i = 0; i < static_cast<unsigned>(count); i++) EXPECT_EQ(client.receive().section, i);
+    server.expectNothingElse(client, 5);
+    server.log.expectNo("error send");
+}
+
+TEST(SA, AClientThatDoesNotRead_DoesNotStopTheOthers) {
+    Server server;
+    Client stalled = server.attach(5);
+    Client one = server.connect(6);
+    Client two = server.connect(7);
+    server.stall(5);
+    const net::Stopwatch watch;
+    for (int i = 0; i < 200 && watch.ms() < 8000; i++) {
+        one.send(to(7).from(6).flagged(i % 10 == 0 ? bus::BROADCAST : 0));
+        two.expect(to(7).from(6));
+        two.send(to(6).from(7));
+        one.expect(to(6).from(7));
+    }
+    EXPECT_LT(watch.ms(), 8000);
+    EXPECT_TRUE(server.isStalled(5));
+    EXPECT_EQ(server.agent(5).state, CONNECTED);
+}
+
+TEST(SA, AClientThatDoesNotRead_GetsUrgentMessagesFirstAfterwards) {
+    Server server;
+    Client client = server.attach(5);
+    const int count = server.stall(5);
+    server.add(to(5).from(1).urgency(9).says("last"));
+    server.add(to(5).from(1).urgency(0).says("urgent"));
+    server.add(to(5).from(1).urgency(9).flagged(0x40).says("flagged"));
+    EXPECT_TRUE(eventually([&] { return server.agent(5).in == count + 3; }));
+    std::vector<std::string> order;
+    unsigned ordinary = 0;
+    while (order.size() < 3) {
+        const Wire m = client.receive();
+        if (m.src == 31) {
+            EXPECT_EQ(m.section, ordinary++);
+            continue;
+        }
+        order.push_back(m.payload);
+        EXPECT_EQ(ordinary == static_cast<unsigned>(count), order.size() == 3) << m.payload;
+    }
+    EXPECT_EQ(order, (std::vector<std::string>{"flagged", "urgent", "last"}));
+}
+
+// ---- the same id again ----
+
+TEST(SA, Reconnect_WhileTheOldConnectionIsOpen_ClosesTheOldOneFirst) {
+    Server server;
+    Client first = server.connect(5);
+    Client second = server.connect(5);
+    first.expectClosed();
+    server.log.expectInOrder({bus::listenerLine(5), agentLine(5, "disconnected!!!"), bus::listenerLine(5)});
+    server.expectNothingElse(second, 5);
+    second.send(to(5).from(5).says("echo"));
+    second.expect(to(5).from(5).says("echo"));
+}
+
+TEST(SA, Reconnect_WhileTheServerIsBlockedWritingToTheOldConnection_DoesNotWaitForIt) {
+    Server server;
+    Client first = server.attach(5);
+    server.stall(5);
+    const net::Stopwatch watch;
+    Client second = server.connect(5);
+    EXPECT_LT(watch.ms(), 8000);
+    EXPECT_EQ(second.receive().payload.size(), 10000u);
+    first.expectClosed();
+}
+
+TEST(SA, Reconnect_AgainAndAgain_LeavesOneConnection) {
+    Server server;
+    Client client = server.connect(5);
+    const int descriptors = net::openDescriptors();
+    for (int i = 0; i < 20; i++) {
+        if (i % 3 == 0) client.close();
+        if (i % 3 == 1) client.reset();
+        Client next = server.connect(5);
+        client = std::move(next);
+        if (i % 2 == 0) server.expectNothingElse(client, 5);
+    }
+    server.expectNothingElse(client, 5);
+    EXPECT_TRUE(eventually([&] { return net::openDescriptors() == descriptors; }));
+}
+
+TEST(SA, Reconnect_ManyAtOnce_TheLastOneStays) {
+    constexpr int COUNT = 8;
+    Server server;
+    std::vector<Client> clients;
+    for (int i = 0; i < COUNT; i++) {
+        clients.push_back(Client::connectedTo(server.port()));
+        clients.back().greet(5);
+    }
+    server.log.expect(bus::listenerLine(5), COUNT);
+    for (int i = 0; i < COUNT - 1; i++) clients[static_cast<std::size_t>(i)].expectClosed();
+    server.expectNothingElse(clients.back(), 5);
+}
+
+TEST(SA, Reconnect_QueuedMessagesFollow_NoneTwice) {
+    Server server;
+    Client client = server.connect(5);
+    for (unsigned i = 0; i < 300; i++) {
+        server.add(to(5).from(3).about(i));
+        EXPECT_EQ(client.receive().section, i);
+        if (i % 50 == 49) {
+            client.close();
+            server.log.expect(agentLine(5, "disconnected!!!"), static_cast<int>(i) / 50 + 1);
+            client = server.connect(5);
+        }
+    }
+}
+
+// ---- the end ----
+
+TEST(SA, Destructor_OfAnAgentThatWasNeverStarted_ReturnsAtOnce) {
+    const net::Stopwatch watch;
+    {
+        SteppedAgent agent;
+        agent.add(to(7));
+    }
+    EXPECT_LT(watch.ms(), PROMPT_MS);
+}
+
+TEST(SA, Destructor_LogsTheEndOfBothThreads_WithOutAlwaysZero) {
+    Server server;
+    Client client = server.connect(5);
+    for (int i = 0; i < 3; i++) server.expectNothingElse(client, 5);
+    server.destroy();
+    server.log.expectInOrder({agentLine(5, "disconnected!!!"), agentLine(5, "terminate SA reader!!!")});
+    server.log.expect(agentLine(5, "stop (in:3, out:0)"));
+    EXPECT_EQ(server.log.count(agentLine(5, "terminate SA reader!!!")), 1);
+}
+
+TEST(SA, Destructor_WithoutAConnection_LogsNoDisconnection) {
+    Server server;
+    server.add(to(5).from(3));
+    server.expectState(5, ASKED);
+    server.destroy();
+    server.log.expect(agentLine(5, "terminate SA reader!!!"));
+    server.log.expectNo(agentLine(5, "disconnected!!!"));
+    server.log.expect(agentLine(5, "stop (in:1, out:0)"));
+}
+
+// ---- what takes its time ----
+
+TEST(SASlow, WhileMessagesWait_ClientZeroIsAskedAgainAfter30Seconds) {
+    Server server;
+    Client zero = server.connect(0);
+    server.add(to(5).from(3));
+    zero.expect(wakeUp(5, 3));
+    const net::Stopwatch watch;
+    eventually([&] { return watch.ms() > 29000; });
+    zero.expectNothing();
+    zero.expect(wakeUp(5, 3));
+    EXPECT_GE(watch.ms(), 29900);
+    EXPECT_LT(watch.ms(), 30000 + 1100 + net::LATE_MS);
+}
+
+TEST(SASlow, AfterALoss_ClientZeroIsAskedNoSoonerThanThreeSecondsLater) {
+    Server server;
+    Client zero = server.connect(0);
+    Client client = server.connect(5);
+    client.close();
+    const net::Stopwatch watch;
+    server.log.expect(agentLine(5, "disconnected!!!"));
+    server.add(to(5).from(3));
+    zero.expect(wakeUp(5, 3));
+    EXPECT_GE(watch.ms(), 2900);
+    EXPECT_LT(watch.ms(), 3000 + 1100 + net::LATE_MS);
+}
+
+TEST(SASlow, AfterALoss_WhileNothingWaits_NobodyIsAsked) {
+    Server server;
+    Client zero = server.connect(0);
+    Client client = server.connect(5);
+    client.close();
+    server.log.expect(agentLine(5, "close socket OK!!!"));
+    server.expectState(5, ABSENT);
+    server.expectNothingElse(zero, 0);
+}
+
+TEST(SASlow, AClientThatDoesNotRead_IsGivenUpAfter10Seconds) {
+    Server server;
+    Client client = server.attach(5);
+    const net::Stopwatch watch;
+    server.stall(5);
+    server.log.expect(agentLine(5, "error send message!!!"));
+    EXPECT_GE(watch.ms(), 9900);
+    EXPECT_LT(watch.ms(), 10000 + net::LATE_MS);
+    client.expectClosed();
+}
+
+TEST(SASlow, ATimedMessageIsWaitedFor_ForAsLongAsItSays) {
+    Server server;
+    Client zero = server.connect(0);
+    Client client = server.connect(5);
+    const net::Stopwatch watch;
+    server.add(to(5).from(3).flagged(TIMED).stamped(5000));
+    client.receive();
+    zero.expect(wakeUp(5, 5));
+    EXPECT_GE(watch.ms(), 4900);
+    EXPECT_LT(watch.ms(), 6000 + net::LATE_MS);
+}
+
+TEST(SASlow, AMessageCutForAMinute_IsDropped_AndTheConnectionGoesOn) {
+    Server server;
+    Client sender = server.connect(5);
+    Client receiver = server.connect(6);
+    sender.send(to(6).from(5).claims(32));
+    const net::Stopwatch watch;
+    while (watch.ms() < 62000) eventually([&] { return watch.ms() > 62000; });
+    sender.send(to(6).from(5).says("next"));
+    receiver.expect(to(6).from(5).says("next"));
+    EXPECT_EQ(server.agent(5).state, CONNECTED);
+}
+
+}  // namespace
