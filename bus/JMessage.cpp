@@ -266,7 +266,7 @@ void JMessage::advance(int n) {
 
 // ---- the whole ----
 
-JByte JMessage::toByteArray() {
+JByte JMessage::toByteArray() const {
     JByte result(wpos);
     copyTo(result, wpos);
     return result;
@@ -281,7 +281,7 @@ int JMessage::copyTo(void* to, int size) const {
     return n;
 }
 
-void JMessage::dump() {
+void JMessage::dump() const {
     JSystem::dump(data, present(0, wpos));
 }
 

@@ -113,13 +113,13 @@ public:
     // ---- the whole ----
 
     /** A copy of all bytes, whatever the read cursor. */
-    JByte toByteArray();
+    JByte toByteArray() const;
 
     /** Copies the first bytes, `size` at most, whatever the read cursor. @return how many there were. */
     int copyTo(void* to, int size) const;
 
     /** Hex dump to the debug output. */
-    void dump();
+    void dump() const;
 
     /** Writes and reads back some values, and dumps them; nothing relies on it. */
     static void Test();
