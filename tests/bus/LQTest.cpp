@@ -1,0 +1,95 @@
+#include "bus/LQ.h"
+
+#include <gtest/gtest.h>
+
+#include "bus/QueueTests.h"
+#include "bus/SA.h"
+#include "bus/SM.h"
+
+namespace bus {
+
+template <>
+struct QueueOwner<LQ> {
+    SA* get() { return &agent; }
+    JEvent& event() { return agent.event; }
+
+    static int band(int flag, int priority) {
+        if (flag > 0) return 0;
+        return priority == 0 ? 1 : 2;
+    }
+    static std::vector<Wire> oneForEachBand() { return {Wire().flagged(TIMED), Wire(), Wire().urgency(1)}; }
+    static std::vector<int> destroyedInOrder() { return {20, 21, 10, 11, 0, 1}; }
+
+    SM manager{1};  // never started: its port is of no account
+    SA agent{&manager, 5};
+};
+
+INSTANTIATE_TYPED_TEST_SUITE_P(LQ, BusQueue, testing::Types<LQ>);
+
+namespace {
+class LQTest : public BusQueue<LQ> {};
+}  // namespace
+
+TEST_F(LQTest, Priorities1And255_ShareABandInOrderOfArrival) {
+    add(0, 255, 1);
+    add(0, 1, 2);
+    add(0, 255, 3);
+    add(0, 0, 4);
+    for (const int number : {4, 1, 2, 3}) EXPECT_EQ(next(), number);
+}
+
+TEST_F(LQTest, AnyFlag_GoesBeforePriority0) {
+    add(0, 0, 1);
+    add(TIMED, 255, 2);
+    add(BROADCAST, 0, 3);
+    add(0x80, 9, 4);
+    add(SYNC, 1, 5);
+    for (const int number : {2, 3, 4, 5, 1}) EXPECT_EQ(next(), number);
+}
+
+TEST_F(LQTest, Peek_LendsTheMessageThatGetWillYield) {
+    add(0, 9, 1);
+    EXPECT_EQ(queue->peek()->getSection(), 1);
+    add(0, 0, 2);
+    EXPECT_EQ(queue->peek()->getSection(), 2);
+    add(TIMED, 9, 3);
+    M* const first = queue->peek();
+    EXPECT_EQ(first->getSection(), 3);
+    EXPECT_EQ(queue->peek(), first);
+    EXPECT_EQ(get().get(), first);
+    EXPECT_EQ(next(), 2);
+    EXPECT_EQ(next(), 1);
+}
+
+TEST_F(LQTest, Peek_OfAnEmptyQueueIsNull) {
+    EXPECT_EQ(queue->peek(), nullptr);
+    add(0, 0, 1);
+    get();
+    EXPECT_EQ(queue->peek(), nullptr);
+}
+
+TEST_F(LQTest, Peek_OfAClosedQueueIsNull) {
+    add(0, 0, 1);
+    queue->closed = true;
+    EXPECT_EQ(queue->peek(), nullptr);
+    queue->closed = false;
+    EXPECT_NE(queue->peek(), nullptr);
+}
+
+TEST_F(LQTest, Peek_HoldsTheLock) {
+    JLock& lock = queue->lock;
+    lock.lock();
+    support::Thread thread([this] { queue->peek(); });
+    EXPECT_TRUE(thread.fallsAsleep());
+    EXPECT_FALSE(thread.isFinished());
+    lock.unlock();
+    thread.join();
+    EXPECT_TRUE(thread.isFinished());
+}
+
+TEST_F(LQTest, Peek_NotifiesNobody) {
+    queue->peek();
+    EXPECT_EQ(signals(), 0);
+}
+
+}  // namespace bus
