@@ -10,6 +10,7 @@ Installs the Debian packages that are missing, as root or through sudo. Does not
 
   --dry-run   only print what would be installed
   GROUP       build      compiler, CMake, Ninja and the tools' header-only libraries
+              demo       what scripts/demo.sh needs besides
               test       what scripts/test.sh needs besides
               test-all   what scripts/test.sh --all needs besides: 32-bit x86, 32-bit ARM, clang-tidy
               coverage   the coverage report
@@ -23,6 +24,7 @@ TXT
 packages_of() {
     case $1 in
     build) echo g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev ;;
+    demo) echo python3 ;;
     test) echo googletest clang clang-format libclang-rt-14-dev python3 git ;;
     test-all)
         echo clang-tidy g++-arm-linux-gnueabihf qemu-user
@@ -31,7 +33,7 @@ packages_of() {
         ;;
     coverage) echo gcovr ;;
     bench) echo libbenchmark-dev python3 ;;
-    all) for group in build test test-all coverage bench; do packages_of "$group"; done ;;
+    all) for group in build demo test test-all coverage bench; do packages_of "$group"; done ;;
     *) return 1 ;;
     esac
 }

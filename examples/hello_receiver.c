@@ -1,0 +1,43 @@
+/* Client 7, in C: waits for one message and prints it.
+ *
+ *     cc -std=c99 -I. -c examples/hello_receiver.c && cc hello_receiver.o -Lbuild/release -ljay -o hello_receiver
+ *     ./hello_receiver [PORT]      (with a jayd running; LD_LIBRARY_PATH=build/release while Jay is not installed)
+ */
+#define _POSIX_C_SOURCE 200809L /* nanosleep */
+#include <stdio.h>
+#include <stdlib.h>
+#include <time.h>
+
+#include "bus/ca.h"
+
+enum { OUR_ID = 7, HEADER = 16, SOURCE = 4, PATIENCE_MS = 5000, PAUSE_MS = 5 };
+
+/* ca_read never waits, so whoever waits for a message looks from time to time. Returns its length, 0 if none came. */
+static int wait_for_message(ca_handle bus, unsigned char* message, int size) {
+    const struct timespec pause = {0, PAUSE_MS * 1000000L};
+    int waited, length = 0;
+    for (waited = 0; waited < PATIENCE_MS && length <= 0; waited += PAUSE_MS) {
+        length = ca_read(bus, message, size);
+        if (length <= 0) nanosleep(&pause, NULL);
+    }
+    return length;
+}
+
+int main(int argc, char** argv) {
+    static unsigned char message[65536]; /* no message is longer */
+    const int port = argc > 1 ? atoi(argv[1]) : 23117;
+    const ca_handle bus = ca_open(OUR_ID, "127.0.0.1", port);
+    const int length = wait_for_message(bus, message, sizeof message);
+
+    ca_close(bus);
+    if (length <= HEADER) {
+        fprintf(stderr, "no message came within %d seconds\n", PATIENCE_MS / 1000);
+        return 1;
+    }
+    /* Numbers are little-endian; a text is its length, here below 254 and so one byte, and then its bytes. */
+    const int source = message[SOURCE] | message[SOURCE + 1] << 8;
+    int text_length = message[HEADER];
+    if (text_length > length - HEADER - 1) text_length = length - HEADER - 1;
+    printf("client %d says: %.*s\n", source, text_length, (const char*)message + HEADER + 1);
+    return 0;
+}
