@@ -158,11 +158,15 @@ public:
         client.expect(last);
     }
 
-    /** Whether the listener waits for a connection to greet. */
-    bool isGreeting() const {
+    /** Looks at the connection that is being greeted; false if there is none. */
+    template <class Look>
+    bool withGreeted(Look look) const {
         CM& listener = *sm_->cm;
         const jay::detail::ScopedLock guard(listener.lock);
-        return listener.greeted != nullptr;
+        return listener.greeted != nullptr && look(*listener.greeted);
+    }
+    bool isGreeting() const {
+        return withGreeted([](JSocket&) { return true; });
     }
 
     bool hasAgent(int id) const { return sm_->agentAt(id) != nullptr; }

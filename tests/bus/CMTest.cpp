@@ -1,0 +1,292 @@
+#include "bus/CM.h"
+
+#include <ctime>
+#include <gtest/gtest.h>
+#include <netinet/tcp.h>
+#include <sys/ioctl.h>
+#include <vector>
+
+#include "bus/Server.h"
+
+using bus::Client;
+using bus::listenerLine;
+using bus::PROMPT_MS;
+using bus::Server;
+using bus::to;
+using bus::Wire;
+using support::eventually;
+
+namespace {
+
+constexpr char FAILURE[] = "CM>> error connect CA!!!\n";
+
+const std::string& greeting(int id) {
+    static std::string bytes;
+    return bytes = to(0).from(id).bytes();
+}
+
+/** Waits until the listener has taken in all that the connection which it greets has sent. */
+void expectTaken(const Server& server) {
+    EXPECT_TRUE(eventually([&] {
+        return server.withGreeted([](JSocket& socket) {
+            int waiting = -1;
+            return ioctl(socket.fd, FIONREAD, &waiting) == 0 && waiting == 0;
+        });
+    }));
+}
+
+// ---- the greeting ----
+
+TEST(CM, AGreeting_AttachesTheConnectionToTheAgentOfItsSourceId) {
+    Server server;
+    Client client = Client::connectedTo(server.port());
+    client.greet(7);
+    server.log.expect("CM>> CA(7) connected OK!!!\n");
+    EXPECT_EQ(server.agent(7).state, 2);
+    server.expectNothingElse(client, 7);
+}
+
+TEST(CM, AGreeting_CountsByItsSourceIdOnly) {
+    Server server;
+    Client client = Client::connectedTo(server.port());
+    client.send(to(65535).from(7).flagged(255).urgency(255).stamped(~0U).about(~0U).claims(65535));
+    server.log.expect(listenerLine(7));
+    server.expectNothingElse(client, 7);
+}
+
+TEST(CM, AGreeting_Is16BytesWhateverLengthItClaims_TheRestIsTheFirstMessage) {
+    Server server;
+    Client receiver = server.connect(6);
+    for (const int length : {0, 8, 16, 17, 65535}) {
+        Client client = Client::connectedTo(server.port());
+        client.send(to(0).from(7).claims(length).bytes() + to(6).from(7).says("first").bytes());
+        receiver.expect(to(6).from(7).says("first"));
+    }
+}
+
+TEST(CM, AGreeting_MayComeInTwoPieces_WhereverItIsSplit) {
+    Server server;
+    for (std::size_t i = 1; i < bus::HEADER; i++) {
+        const int id = static_cast<int>(i);
+        Client client = Client::connectedTo(server.port());
+        client.send(greeting(id).substr(0, i));
+        expectTaken(server);
+        client.send(greeting(id).substr(i));
+        server.log.expect(listenerLine(id));
+        server.expectNothingElse(client, id);
+    }
+}
+
+TEST(CM, AGreeting_MayComeByteByByte) {
+    Server server;
+    Client client = Client::connectedTo(server.port());
+    for (std::size_t i = 0; i < bus::HEADER; i++) {
+        client.send(greeting(9).substr(i, 1));
+        if (i + 1 < bus::HEADER) expectTaken(server);
+    }
+    server.log.expect(listenerLine(9));
+}
+
+TEST(CM, AConnection_HasNoDelay) {
+    Server server;
+    Client client = server.connect(7);
+    EXPECT_TRUE(
+        server.withSocket(7, [](JSocket& s) { return net::option(s.fd, IPPROTO_TCP, TCP_NODELAY) == 1; }));
+}
+
+TEST(CM, AConnectionThatEndsBeforeItsGreetingDoes_IsReleasedAndLogged) {
+    Server server;
+    const int descriptors = net::openDescriptors();
+    for (std::size_t i = 0; i < bus::HEADER; i++) {
+        Client client = Client::connectedTo(server.port());
+        client.send(greeting(7).substr(0, i));
+        if (i % 2 == 0) {
+            client.close();
+        } else {
+            client.reset();
+        }
+        server.log.expect(FAILURE, static_cast<int>(i) + 1);
+    }
+    EXPECT_FALSE(server.hasAgent(7));
+    EXPECT_EQ(net::openDescriptors(), descriptors);
+    Client next = server.connect(7);
+    server.expectNothingElse(next, 7);
+}
+
+TEST(CM, OneConnectionIsGreetedAtATime) {
+    Server server;
+    Client silent = Client::connectedTo(server.port());
+    Client waiting = Client::connectedTo(server.port());
+    waiting.greet(6);
+    EXPECT_TRUE(eventually([&] { return server.isGreeting(); }));
+    server.log.expectNo(listenerLine(6));
+    silent.close();
+    server.log.expect(listenerLine(6));
+    server.log.expectInOrder({FAILURE, listenerLine(6)});
+}
+
+TEST(CM, ManyConnectionsAtOnce_AreAllServed) {
+    Server server;
+    std::vector<Client> clients;
+    for (int id = 0; id < 32; id++) {
+        clients.push_back(Client::connectedTo(server.port()));
+        clients.back().greet(id);
+    }
+    for (int id = 0; id < 32; id++) server.log.expect(listenerLine(id));
+    for (int id = 0; id < 32; id++) server.expectNothingElse(clients[static_cast<std::size_t>(id)], id);
+}
+
+// ---- ids that are not those of clients ----
+
+TEST(CM, AGreetingWithAnIdOf32OrAbove_IsLoggedAsConnected_ButMakesNoAgent) {
+    Server server;
+    std::vector<Client> clients;
+    for (const int id : {32, 40, 65535}) {
+        clients.push_back(server.connect(id));
+        clients.back().send(to(7).from(id));
+    }
+    Client next = server.connect(7);
+    server.expectNothingElse(next, 7);
+    for (int id = 0; id < 32; id++) EXPECT_EQ(server.hasAgent(id), id == 7);
+    for (const Client& client : clients) EXPECT_TRUE(client.isOpen());
+    server.log.expectNo(FAILURE);
+}
+
+TEST(CM, ARefusedConnection_IsReleasedWhenItsPeerGoes) {
+    Server server;
+    const int descriptors = net::openDescriptors();
+    {
+        std::vector<Client> clients;
+        for (int i = 0; i < 10; i++) clients.push_back(server.connect(40));
+        EXPECT_EQ(net::openDescriptors(), descriptors + 20);
+    }
+    EXPECT_TRUE(eventually([&] { return net::openDescriptors() == descriptors; }));
+}
+
+// ---- trouble ----
+
+TEST(CM, WithoutAFreeDescriptor_TheListenerWaits_AndGoesOnAfterwards) {
+    Server server;
+    Client client(net::Peer(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)));
+    const sockaddr_in address = net::loopback(server.port());
+    {
+        const net::FullTable full;
+        ASSERT_EQ(::connect(client.fd(), net::raw(address), sizeof address), 0);
+        client.greet(5);
+        const net::Stopwatch watch;
+        const std::clock_t used = std::clock();
+        eventually([&] { return watch.ms() > 500; });
+        EXPECT_LT((std::clock() - used) * 1000 / CLOCKS_PER_SEC, 250) << "the listener spins";
+        server.log.expectNo(listenerLine(5));
+    }
+    server.log.expect(listenerLine(5));
+    server.expectNothingElse(client, 5);
+}
+
+TEST(CM, WhileThePortIsInUse_TheListenerWaitsAndDoesNotSpin) {
+    const support::DebugLog log;
+    net::Listener other;
+    SM sm(other.port());
+    sm.start();
+    ASSERT_EQ(sm.waitUntilListening(30000), EADDRINUSE);
+    const net::Stopwatch watch;
+    const std::clock_t used = std::clock();
+    eventually([&] { return watch.ms() > 500; });
+    EXPECT_LT((std::clock() - used) * 1000 / CLOCKS_PER_SEC, 250);
+}
+
+TEST(CM, ASignalDoesNotEndTheListener) {
+    Server server;
+    for (int i = 0; i < 3; i++) pthread_kill(server->cm.load()->getHandle(), SIGHUP);
+    Client client = server.connect(5);
+    server.expectNothingElse(client, 5);
+}
+
+// ---- the end ----
+
+TEST(CM, Constructor_StartsNothing) {
+    SM sm(net::freePort());
+    const CM listener(&sm, 7000);
+    EXPECT_EQ(listener.serverSocket, nullptr);
+    EXPECT_EQ(listener.port, 7000);
+    EXPECT_FALSE(listener.stopFlag);
+}
+
+TEST(CM, Stop_EndsAListenerThatWaitsForConnections) {
+    Server server;
+    CM& listener = *server->cm;
+    const net::Stopwatch watch;
+    listener.stop();
+    listener.join();
+    EXPECT_LT(watch.ms(), 900) << "it was not woken";
+}
+
+TEST(CM, Stop_EndsAListenerThatWaitsForAGreeting) {
+    Server server;
+    Client silent = Client::connectedTo(server.port());
+    EXPECT_TRUE(eventually([&] { return server.isGreeting(); }));
+    CM& listener = *server->cm;
+    const net::Stopwatch watch;
+    listener.stop();
+    listener.join();
+    EXPECT_LT(watch.ms(), PROMPT_MS);
+    server.log.expectNo("CM>>");
+    EXPECT_TRUE(silent.isOpen());
+}
+
+TEST(CM, Stop_BeforeTheStart_LetsItNeverListen) {
+    SM sm(net::freePort());
+    CM listener(&sm, sm.port);
+    listener.stop();
+    listener.start();
+    listener.join();
+    EXPECT_EQ(listener.serverSocket, nullptr);
+    EXPECT_EQ(sm.waitUntilListening(0), -1);
+}
+
+TEST(CM, Destructor_OfAListenerThatWaitsForAnAgent_ReturnsPromptly) {
+    Server server;
+    Client first = server.connect(5);
+    server.agent(5).stop();  // its thread ends: nobody will ever close the former connection
+    server.agent(5).join();
+    Client second = Client::connectedTo(server.port());
+    second.greet(5);
+    server.log.expect(bus::agentLine(5, "disconnected!!!"));
+    EXPECT_LT(server.destroy(), PROMPT_MS);
+    second.expectClosed();
+}
+
+TEST(CM, Destructor_ReleasesThePort) {
+    Server server;
+    Client client = server.connect(5);
+    const int port = server.port();
+    server.destroy();
+    JServerSocket again(port);
+    EXPECT_EQ(again.getError(), 0);
+}
+
+// ---- what takes its time ----
+
+TEST(CMSlow, AConnectionThatSaysNothing_HoldsUpTheOthersForAMinute_AndIsThenForgotten) {
+    Server server;
+    const int descriptors = net::openDescriptors();
+    Client silent = Client::connectedTo(server.port());
+    EXPECT_TRUE(eventually([&] { return server.isGreeting(); }));
+    const net::Stopwatch watch;
+    Client waiting = Client::connectedTo(server.port());
+    waiting.greet(6);
+    while (watch.ms() < 59000 && !HasFailure()) eventually([&] { return watch.ms() > 59000; });
+    server.log.expectNo("CM>>");
+    server.log.expect(listenerLine(6));
+    EXPECT_GE(watch.ms(), 59900);
+    EXPECT_EQ(server.log.text(), listenerLine(6)) << "a greeting that was cut is not logged";
+    EXPECT_TRUE(silent.isOpen());
+    silent.greet(5);  // too late
+    server.expectNothingElse(waiting, 6);
+    EXPECT_FALSE(server.hasAgent(5));
+    silent.close();
+    waiting.close();
+    EXPECT_TRUE(eventually([&] { return net::openDescriptors() == descriptors; }));
+}
+
+}  // namespace
