@@ -1,42 +1,43 @@
 #include "thread/JThread.h"
 
+#include <cerrno>
 #include <signal.h>
-#include <utility>
 
 #include "system/JSystem.h"
 #include "thread/detail/CancelOff.h"
-#include "thread/detail/ObjectBlock.h"
+#include "thread/detail/ScopedLock.h"
 #include "thread/detail/ThreadControl.h"
 #include "thread/JThreadInit.h"
 
 using jay::detail::CancelOff;
-using jay::detail::ObjectBlock;
+using jay::detail::ScopedLock;
 using jay::detail::ThreadControl;
 
 namespace {
 
 enum State { CONSTRUCTING = 0, WAITING = 1, RUNNING = 2, ABANDONED = 3, FINISHED = 4 };
 
-/** Runs as the last thing of a thread's body, also when the thread is cancelled and unwound. */
+/** The last thing of a thread's body, also when the thread is cancelled and unwound. */
 class BodyEnd {
 public:
-    BodyEnd(std::shared_ptr<ThreadControl> control, std::atomic<bool>& alive)
-        : control_(std::move(control)), alive_(alive) {}
+    BodyEnd(ThreadControl& control, std::atomic<bool>& alive) : control_(control), alive_(alive) {}
     ~BodyEnd() {
-        if (!control_->ownerGone()) alive_ = false;  // else the thread object went on this very thread
-        control_->markEnded();
+        if (!control_.ownerGone()) alive_ = false;  // else the thread object went on this very thread
+        control_.markEnded();
     }
     BodyEnd(const BodyEnd&) = delete;
     BodyEnd& operator=(const BodyEnd&) = delete;
 
 private:
-    std::shared_ptr<ThreadControl> control_;
+    ThreadControl& control_;
     std::atomic<bool>& alive_;
 };
 
 }  // namespace
 
 const JClass JThread::classJThread = {"JThread", sizeof(JThread), &JObject::classJObject};
+
+// ---- construction ----
 
 JThread::JThread() : JThread(static_cast<JRunnable*>(nullptr)) {
 }
@@ -49,8 +50,8 @@ JThread::JThread(JRunnable* target)
       autoDelete(false),
       interrupted_(false),
       state(CONSTRUCTING),
-      control(std::make_shared<ThreadControl>(ThreadControl::CREATED)),
-      block(ObjectBlock::adopt(this)) {
+      adopted(false),
+      control(std::make_shared<ThreadControl>()) {
     initialize(target);
 }
 
@@ -62,8 +63,8 @@ JThread::JThread(unsigned long foreignHandle, unsigned long foreignId)
       autoDelete(false),
       interrupted_(false),
       state(CONSTRUCTING),
-      control(JThreadInit::controlOf(foreignHandle, foreignId)),
-      block(ObjectBlock::adopt(this)) {
+      adopted(true),
+      control(JThreadInit::controlOf(foreignHandle)) {
     initialize(nullptr);
 }
 
@@ -81,8 +82,7 @@ void JThread::initialize(JRunnable* target) {
 }
 
 bool JThread::createThread() {
-    // A failing pthread_create may have written a handle already, so it works on a copy: the fields then stay
-    // 0.
+    // A failing pthread_create may write a handle all the same, so it works on a copy.
     pthread_t created{};
     if (pthread_create(&created, nullptr, proc, this) != 0) return false;
     control->setHandle(created);
@@ -92,22 +92,25 @@ bool JThread::createThread() {
     return true;
 }
 
+// ---- the body ----
+
 void* JThread::proc(void* object) {
-    auto* self = static_cast<JThread*>(object);
-    BodyEnd end(self->control, self->alive);
+    auto* const self = static_cast<JThread*>(object);
+    const std::shared_ptr<ThreadControl> control = self->control;
+    const BodyEnd end(*control, self->alive);
 
     self->startEvent.wait();
     int expected = WAITING;
     if (!self->state.compare_exchange_strong(expected, RUNNING)) return nullptr;  // abandoned meanwhile
 
-    const std::shared_ptr<ThreadControl> control = self->control;
     if (self->runnable != nullptr) {
         self->runnable->run();
     } else {
         self->run();
     }
-    if (control->ownerGone()) return nullptr;  // run() deleted its own thread object
 
+    const CancelOff off;                       // destructors follow
+    if (control->ownerGone()) return nullptr;  // run() deleted its own thread object
     self->alive = false;
     self->state = FINISHED;
     // The end of the process may be about to delete this object too: one of the two does it.
@@ -115,16 +118,17 @@ void* JThread::proc(void* object) {
     return nullptr;
 }
 
+// ---- destruction ----
+
 JThread::~JThread() {
     const CancelOff off;
     deletionClaimed = true;
-    if (id == JThreadInit::_tid) {
-        JThreadInit::remove(this);  // only so that the registry never lends out a dead object
-        return;
+    const bool isMainThread = adopted && id == JThreadInit::_tid;
+    if (!isMainThread) {
+        if (handle != 0) stopThread();
+        if (autoDelete) delete runnable;
     }
-    if (handle != 0) stopThread();
-    if (autoDelete) delete runnable;
-    if (JThreadInit::remove(this)) JThreadInit::countRemoval();
+    JThreadInit::remove(this);
 }
 
 /** A thread that was never started ends without running anything. */
@@ -138,21 +142,29 @@ void JThread::finish() {
     join();
 }
 
-void JThread::stopThread() {
+/** Cancels the thread and waits for it, unless it is the calling one. False if it goes on all the same. */
+bool JThread::stopThread() {
     abandon();
-    if (control->isCallingThread()) {
-        // Deleted on its own thread. A running one is cancelled as any other, but not while it ends the
-        // process.
-        if (alive && !JThreadInit::unloading) control->cancel();
-        control->releaseOwner();
-        return;
+    const std::shared_ptr<ThreadControl> thread = sharedControl();
+    if (!thread->isCallingThread()) {
+        if (alive) thread->cancel();
+        const int result = thread->join(JThreadInit::patience());
+        JThreadInit::holdMainThread();
+        return result == 0;
     }
-    if (alive) control->cancel();
-    if (!control->joinWithin(JThreadInit::patience())) {
-        JThreadInit::threadRemains = true;
-        if (block != nullptr) block->keep();
-    }
+    // A running thread that destroys its own object is cancelled as any other, but not while it ends the
+    // process.
+    if (alive && !JThreadInit::unloading) thread->cancel();
+    if (!adopted) thread->releaseOwner();
+    return true;
 }
+
+std::shared_ptr<ThreadControl> JThread::sharedControl() {
+    const ScopedLock lock(*JThreadInit::_sync);
+    return control;
+}
+
+// ---- operations ----
 
 void JThread::run() {
 }
@@ -166,9 +178,17 @@ void JThread::start() {
 }
 
 int JThread::join(int) {
-    if (!alive) return 0;
-    const std::shared_ptr<ThreadControl> kept = control;  // the object may delete itself meanwhile
-    return kept->join();
+    const int result = alive ? waitForEnd() : 0;
+    JThreadInit::holdMainThread();
+    return result;
+}
+
+int JThread::waitForEnd() {
+    const std::shared_ptr<ThreadControl> thread = sharedControl();  // the object may delete itself meanwhile
+    const int result = thread->join(JThreadInit::patience());
+    if (result != ETIMEDOUT) return result;
+    thread->cancel();  // the process ends
+    return thread->join(JThreadInit::patience());
 }
 
 int JThread::join() {
@@ -196,6 +216,7 @@ int JThread::sleep(int ms) {
 }
 
 JThread* JThread::currentThread() {
+    const ScopedLock lock(*JThreadInit::_sync);
     return JThreadInit::currentThread()->thread;
 }
 
@@ -209,14 +230,32 @@ bool JThread::interrupted() {
     return currentThread()->interrupted_;
 }
 
+// ---- storage ----
+
 void* JThread::operator new(std::size_t size) {
-    return ObjectBlock::allocate(size);
+    return JThreadInit::allocate(size);
+}
+void* JThread::operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    try {
+        return JThreadInit::allocate(size);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+void* JThread::operator new(std::size_t size, std::align_val_t alignment) {
+    return ::operator new(size, alignment);
 }
 void* JThread::operator new(std::size_t, void* place) noexcept {
     return place;
 }
 void JThread::operator delete(void* object) {
-    ObjectBlock::release(object);
+    JThreadInit::release(object);
+}
+void JThread::operator delete(void* object, const std::nothrow_t&) noexcept {
+    JThreadInit::release(object);
+}
+void JThread::operator delete(void* object, std::align_val_t alignment) {
+    ::operator delete(object, alignment);
 }
 void JThread::operator delete(void*, void*) noexcept {
 }
@@ -235,7 +274,7 @@ void countDown() {
 
 class JTestThread : public JThread {
 public:
-    ~JTestThread() override { join(); }
+    ~JTestThread() override { finish(); }
     void run() override { countDown(); }
 };
 

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstddef>
 #include <memory>
+#include <new>
 #include <pthread.h>
 
 #include "core/JObject.h"
@@ -11,7 +12,6 @@
 #include "thread/JRunnable.h"
 
 namespace jay::detail {
-class ObjectBlock;
 class ThreadControl;
 }  // namespace jay::detail
 
@@ -24,20 +24,26 @@ class ThreadControl;
  *
  * Ownership: whoever made the object destroys it. Destroying a running thread cancels it and waits for it, so
  * every blocking call of the library is a cancellation point that leaves no lock held. A class whose run()
- * uses members of its own must make run() end in its own destructor (stop flag, then join()): the members go
- * before this class's destructor cancels the thread. With setAutoDelete(true) the object deletes itself when
- * its body ends.
+ * uses members of its own must make run() end in its own destructor (stop flag, then finish()): the members
+ * go before this class's destructor cancels the thread. With setAutoDelete(true) the object deletes itself
+ * when its body ends.
  *
- * At process exit every thread object that still exists is destroyed: objects made with `new` are deleted,
- * others (on a stack, or part of another object) are only torn down. A thread that neither ends nor can be
- * cancelled within two seconds is left to the end of the process.
+ * At the end of the process (exit(), or the return of main()) every thread that is left is ended, and every
+ * thread object that was made with `new` is deleted. Objects on a stack, or inside other objects, are not
+ * destroyed, only their threads are ended; the same goes for what std::make_shared() and classes with an
+ * `operator new` of their own made. A thread that neither ends nor can be cancelled within two seconds is left
+ * to the end of the process. When another thread than the main thread ends the process, the main thread goes
+ * on meanwhile, except that it does not come back from waiting for a thread.
+ *
+ * A forked child has no thread but the one that forked: the other objects are then finished threads, and none
+ * of those that the parent made is destroyed when the child exits.
  *
  * Threads: any thread may call start(), join(), isAlive(), getId() and getHandle(); the rest is said per
  * operation.
  *
- * Handles: which threads have been joined, or have ended, is tracked here apart from the fields below, so
- * that the handle of a thread that is gone, which the system may have given to another since, never reaches a
- * pthread call.
+ * Handles: which threads have been joined, or have ended, is tracked apart from the fields below, so that the
+ * handle of a thread that is gone, which the system may have given to another since, never reaches a pthread
+ * call.
  */
 class JAY_API JThread : public JRunnable, public JObject {
 public:
@@ -50,16 +56,16 @@ public:
 
     /**
      * Adopts a thread that exists already: no thread is created. The object is alive and in state 2 from the
-     * start.
+     * start. Its maker joins or detaches the thread, best after this object is gone.
      * @param handle the thread; @param id its identity in the registry, normally the same number.
      */
     JThread(unsigned long handle, unsigned long id);
 
     /**
      * A never started thread ends without running anything; a running one is cancelled and waited for. An
-     * adopted thread that still runs is cancelled, and waited for, but never joined: its maker does that.
-     * Destroying an object on its own thread does not wait; the thread is then reaped by the system when it
-     * ends.
+     * adopted thread is treated the same, but never joined, unless it is the main thread: that one goes on.
+     * Destroying an object on its own thread does not wait: the thread goes on up to its next cancellation
+     * point and is reaped by the system.
      */
     ~JThread() override;
 
@@ -83,15 +89,14 @@ public:
     /** The body of every created thread; @param self the JThread. */
     static void* proc(void* self);
 
-    /** Lets a created thread run. Once: a second call, or one on an adopted or finished thread, does nothing.
-     */
+    /** Lets a created thread run, once: on a running, adopted or finished thread nothing happens. */
     void start();
 
     /**
      * Waits until the thread has ended. Blocks for ever on a thread that nobody starts. A cancellation point.
      * @param timeout ignored: there is no timed join (kept: callers pass all sorts of values).
      * @return 0 when the thread has ended, however many threads join it; EDEADLK when it is the calling
-     * thread.
+     * thread. ETIMEDOUT only while the process ends.
      */
     int join(int timeout);
     int join();
@@ -114,6 +119,7 @@ public:
     /**
      * The object of the calling thread. A thread that the library did not create is adopted on its first
      * call; the object then lives until the process ends and stays the same for the life of that thread.
+     * After it, the object may become that of a later thread.
      */
     static JThread* currentThread();
 
@@ -131,17 +137,20 @@ public:
     /** Self-check: starts three threads that print and count down, and sleeps 6 seconds. */
     static void Test();
 
-    /** Storage of thread objects: remembers which of them were made with `new`, for the end of the process.
-     */
+    /** These remember which objects were made with `new`: only they are deleted at the end of the process. */
     static void* operator new(std::size_t size);
+    static void* operator new(std::size_t size, const std::nothrow_t&) noexcept;
+    static void* operator new(std::size_t size, std::align_val_t alignment);
     static void* operator new(std::size_t size, void* place) noexcept;
     static void operator delete(void* object);
+    static void operator delete(void* object, const std::nothrow_t&) noexcept;
+    static void operator delete(void* object, std::align_val_t alignment);
     static void operator delete(void* object, void* place) noexcept;
 
 protected:
     /**
-     * For destructors of derived classes: makes sure that run() is over, or never begins, before members go. Tell run() to
-     * end first. Returns at once on the thread itself.
+     * For destructors of derived classes: makes sure that run() is over, or never begins, before members go.
+     * Tell run() to end first. Returns at once on the thread itself.
      */
     void finish();
 
@@ -150,22 +159,25 @@ private:
 
     bool createThread();
     void abandon();
-    void stopThread();
+    bool stopThread();
+    int waitForEnd();
+    std::shared_ptr<jay::detail::ThreadControl> sharedControl();
 
-    // Written by the owner and by the body without a common lock, hence atomic; nothing else is published
-    // through them (the start event and the thread control order what matters), so relaxed accesses would do.
+    // Atomic is what several threads touch without a common lock. Who sees `alive` false sees all that the body did
+    // (release and acquire, the default order being as good in these rare accesses); the others order nothing.
     std::atomic<pthread_t> handle;
     std::atomic<unsigned long> id;
     JRunnable* runnable;
     std::atomic<bool> alive;
     std::atomic<bool> autoDelete;
-    std::atomic<bool> interrupted_;
+    bool interrupted_;  // touched by the thread itself only
     std::atomic<int> state;
     JEvent startEvent;
 
-    std::shared_ptr<jay::detail::ThreadControl>
-        control;                               // what is known of the thread itself; outlives this object
-    jay::detail::ObjectBlock* block;           // where `new` put this object; null if it is not on the heap
+    const bool adopted;
+    // What is known of the thread itself, which outlives this object. Replaced under the registry's lock when
+    // another foreign thread takes the object over.
+    std::shared_ptr<jay::detail::ThreadControl> control;
     std::atomic<bool> deletionClaimed{false};  // set by whoever destroys the object
 };
 

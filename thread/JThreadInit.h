@@ -2,6 +2,7 @@
 #define JAY_THREAD_JTHREADINIT_H
 
 #include <atomic>
+#include <cstddef>
 #include <memory>
 
 #include "core/JObject.h"
@@ -13,12 +14,13 @@
  * static instance does the work; applications have no need of this class.
  *
  * At load: an empty SIGHUP handler is installed without SA_RESTART, so that JThread::interrupt() makes
- * blocking calls fail with EINTR, and the loading thread is adopted. At exit: every thread object left is
- * destroyed.
+ * blocking calls fail with EINTR, and the loading thread is adopted. At exit: every thread left is ended, see
+ * JThread.
  *
  * Two threads never bear the same id at once, but the system gives the id of an ended thread to a new one:
- * entries whose thread has ended do not count in look-ups. A new foreign thread takes over the object that
- * was adopted for an ended one with its id, so that the registry stays small.
+ * entries whose thread has ended do not count in look-ups. A new foreign thread takes over an object that was
+ * adopted for one that has ended, that with its own id if there is one: so the registry holds no more adopted
+ * threads than there were at once.
  */
 class JAY_API JThreadInit : public JObject {
 public:
@@ -26,10 +28,10 @@ public:
     struct Node {
         Node* next;
         JThread* thread;
+        bool owned;    ///< adopted by currentThread(); another thread may take it over
+        bool visited;  ///< the end of the process has dealt with it, or leaves it to the parent process
     };
 
-    JThreadInit();
-    ~JThreadInit() override;
     JThreadInit(const JThreadInit&) = delete;
     JThreadInit& operator=(const JThreadInit&) = delete;
 
@@ -38,22 +40,36 @@ public:
 
     static Node* _tag;          ///< the first entry; new ones go to the end. Guarded by _sync
     static unsigned long _tid;  ///< id of the thread that loaded the library
-    static int _count;    ///< registrations and removals together: only ever goes up (kept). Guarded by _sync
-    static JLock* _sync;  ///< guards the list; null before load and after unload
+    static int _count;  ///< registrations and removals together: only ever goes up (kept). Guarded by _sync
+    /** Guards the list; null before load. Never destroyed: threads that the library cannot end may take it for
+     * as long as the process lasts. */
+    static JLock* _sync;
 
 private:
     friend class JThread;
 
-    static void add(JThread* thread);
-    static bool remove(JThread* thread);
-    static void countRemoval();
-    static Node* find(unsigned long id, bool ended);
-    static std::shared_ptr<jay::detail::ThreadControl> controlOf(unsigned long handle, unsigned long id);
-    static bool destroyFirst();
-    static int patience();
+    JThreadInit();
+    ~JThreadInit() override;
 
-    static std::atomic<bool> unloading;      // the process is ending: waits for threads are limited
-    static std::atomic<bool> threadRemains;  // a thread could not be stopped and may still use the lock
+    static void add(JThread* thread);
+    static void remove(JThread* thread);
+    static Node* find(unsigned long id);
+    static Node* findVacant(unsigned long id);
+    static void takeOver(Node* node);
+    static std::shared_ptr<jay::detail::ThreadControl> controlOf(pthread_t handle);
+
+    static bool endNext();
+    static void end(JThread* thread);
+    static int patience();
+    static void holdMainThread();
+    static void startInChild();
+
+    static void* allocate(std::size_t size);
+    static void release(void* object);
+    static bool isAllocated(JThread* thread);
+
+    static JThreadInit _instance;
+    static std::atomic<bool> unloading;  // the process is ending: waits for threads are limited
 };
 
 #endif

@@ -2,49 +2,47 @@
 #define JAY_THREAD_DETAIL_THREADCONTROL_H
 
 #include <pthread.h>
-#include <sys/types.h>
+#include <time.h>
 
 namespace jay::detail {
 
 /**
  * What must be known of one POSIX thread beyond the life of its JThread: whether it has ended and whether it
- * has been reaped. Shared by the object, the thread and everyone who waits for it.
+ * has been reaped. Shared by the thread objects, the thread itself and everyone who waits for it.
  *
- * Invariant: the handle is passed to pthread_cancel only while `ended_` is false, and to pthread_join or
- * pthread_detach at most once, both under `mutex_`. A created thread sets `ended_` itself, as its last act,
- * so until then its handle is good.
+ * Invariant: the handle goes to pthread_cancel only while the thread has not ended, and to pthread_join or
+ * pthread_detach once at most. A thread that can tell of its own end (CREATED, ADOPTED) does so under `mutex_`
+ * as its last act, so until then its handle is good.
  */
 class ThreadControl {
 public:
     enum Kind {
-        CREATED,  ///< made by the library: sets ended itself, is joined or detached here
-        ADOPTED,  ///< foreign, seen from inside: sets ended as it exits, never joined here
-        NAMED     ///< foreign, adopted by its handle from another thread: its end cannot be seen
+        CREATED,  ///< made by the library: tells of its end, is joined or detached here
+        ADOPTED,  ///< foreign, adopted by itself: tells of its end, never joined here
+        NAMED     ///< foreign, adopted by its handle: its end is looked for, never joined here
     };
 
-    explicit ThreadControl(Kind kind);
+    /** For a thread that is about to be created; setHandle() follows before anyone else sees this. */
+    ThreadControl();
+    /** For a foreign thread that exists. */
+    ThreadControl(Kind kind, pthread_t handle);
     ~ThreadControl();
     ThreadControl(const ThreadControl&) = delete;
     ThreadControl& operator=(const ThreadControl&) = delete;
 
-    Kind kind() const { return kind_; }
     void setHandle(pthread_t handle);
 
     /** Cancels the thread unless it has ended. */
     void cancel();
 
-    /** Waits for the end of the thread and reaps it; 0, or an error number as pthread_join gives it.
-     * Cancellable. */
-    int join();
+    /**
+     * Waits for the end of the thread, for ever if `ms` is -1, and reaps it if the library made it.
+     * Cancellable. Returns 0 when the thread has ended, EDEADLK on the thread itself, ETIMEDOUT.
+     */
+    int join(int ms);
 
-    /** The same without blocking for longer than `ms`, or for ever if -1. True when the thread has ended. */
-    bool joinWithin(int ms);
-
-    /** Called by the thread itself as its last act (by an adopted one: as it exits). */
+    /** The last act of the thread itself. */
     void markEnded();
-
-    /** A foreign thread that bears an ended one's id takes over its object. */
-    void revive();
 
     bool hasEnded();
 
@@ -54,15 +52,20 @@ public:
 
     bool isCallingThread() const;
 
+    /** In a forked child, which has the calling thread only: all others have ended, and nothing is locked. */
+    void startInChild();
+
 private:
-    bool waitEnded(int ms);
+    void initialize();
+    bool isGone();
+    bool waitUntilGone(int ms);
     int reap();
 
     const Kind kind_;
-    const pid_t process_;  // a thread does not exist in a forked child
-    pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
+    pthread_mutex_t mutex_;
     pthread_cond_t endedChanged_;
-    pthread_t handle_{};      // set before any other thread can see this object
+    pthread_t handle_{};
+    clockid_t clock_{};       // NAMED: the thread's own clock, which is gone as soon as the thread is
     bool ended_ = false;      // guarded by mutex_
     bool reaped_ = false;     // guarded by mutex_
     bool ownerGone_ = false;  // touched by the thread itself only

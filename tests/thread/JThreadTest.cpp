@@ -1,0 +1,1015 @@
+#include "thread/JThread.h"
+
+#include <cerrno>
+#include <chrono>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <memory>
+#include <signal.h>
+#include <string>
+#include <sys/stat.h>
+#include <vector>
+
+#include "support/Thread.h"
+#include "system/JSystem.h"
+#include "thread/detail/CancelOff.h"
+#include "thread/Job.h"
+#include "thread/JThreadInit.h"
+#include "thread/Pthreads.h"
+
+using jay::detail::CancelOff;
+using pthreads::callsOn;
+using support::eventually;
+using support::Thread;
+
+namespace {
+
+constexpr int FOR_EVER_MS = 3600000;
+
+void sleepForEver() {
+    for (;;) JThread::sleep(FOR_EVER_MS);
+}
+
+void spinUntil(const std::atomic<bool>& condition) {
+    while (!condition) sched_yield();
+}
+
+bool isRegistered(const JThread* thread) {
+    const std::lock_guard<JLock> held(*JThreadInit::_sync);
+    for (const JThreadInit::Node* node = JThreadInit::_tag; node != nullptr; node = node->next) {
+        if (node->thread == thread) return true;
+    }
+    return false;
+}
+
+/** A class of an application: its own run(), and a destructor that can be noticed. */
+class OwnRun : public JThread {
+public:
+    ~OwnRun() override {
+        finish();
+        if (deletions != nullptr) ++*deletions;
+    }
+    void run() override { ++runs; }
+    const JClass* getClass() const override { return &classOwnRun; }
+
+    static const JClass classOwnRun;
+    std::atomic<int> runs{0};
+    std::atomic<int>* deletions = nullptr;
+};
+
+const JClass OwnRun::classOwnRun = {"OwnRun", sizeof(OwnRun), &JThread::classJThread};
+
+/** A thread on a target, waiting for start(). */
+class Created {
+public:
+    explicit Created(std::function<void()> body = [] {})
+        : job(std::move(body)), thread(std::make_unique<JThread>(&job)) {}
+
+    Job job;
+    std::unique_ptr<JThread> thread;
+};
+
+/** A foreign thread that has adopted itself and then waits for the end of the scope. */
+class Foreign {
+public:
+    Foreign()
+        : thread([this] {
+              object = JThread::currentThread();
+              ready = true;
+              go.wait();
+          }) {
+        eventually([this] { return ready.load(); });
+    }
+    ~Foreign() { end(); }
+    void end() {
+        go.set();
+        thread.join();
+    }
+
+    JEvent go;
+    std::atomic<bool> ready{false};
+    JThread* object = nullptr;
+    Thread thread;
+};
+
+/** The entries of an object's table of virtual operations. */
+void** slotsOf(const void* object) {
+    return *static_cast<void** const*>(object);
+}
+
+template <typename Result, typename Object>
+Result callSlot(void* slot, Object* object) {
+    return reinterpret_cast<Result (*)(Object*)>(slot)(object);
+}
+
+}  // namespace
+
+// ---- class and layout ----
+
+TEST(JThread, HasItsOwnClassRecord) {
+    JThread thread;
+    EXPECT_EQ(thread.getClass(), &JThread::classJThread);
+    EXPECT_STREQ(JThread::classJThread.name, "JThread");
+    EXPECT_EQ(JThread::classJThread.size, static_cast<int>(sizeof(JThread)));
+    EXPECT_EQ(JThread::classJThread.superclass, &JObject::classJObject);
+    EXPECT_EQ(static_cast<JObject&>(thread).getClass(), &JThread::classJThread);
+}
+
+TEST(JThread, InheritsTheRootsOperations) {
+    JThread thread;
+    JThread other;
+    EXPECT_EQ(thread.hashCode(), 0);
+    EXPECT_EQ(thread.clone(), nullptr);
+    EXPECT_TRUE(thread.equals(other));
+    EXPECT_TRUE(thread.equals(static_cast<JObject*>(&other)));
+}
+
+TEST(JThread, IsARunnableFirstAndAnObjectSecond) {
+    JThread thread;
+    EXPECT_EQ(static_cast<void*>(static_cast<JRunnable*>(&thread)), static_cast<void*>(&thread));
+    EXPECT_EQ(reinterpret_cast<char*>(static_cast<JObject*>(&thread)) - reinterpret_cast<char*>(&thread),
+              static_cast<std::ptrdiff_t>(sizeof(JRunnable)));
+}
+
+TEST(JThread, KeepsTheOrderOfItsOperations) {
+    OwnRun thread;
+    void** const slots = slotsOf(&thread);
+    callSlot<void>(slots[2], &thread);
+    EXPECT_EQ(thread.runs, 1);
+    EXPECT_EQ(callSlot<const JClass*>(slots[3], &thread), &OwnRun::classOwnRun);
+}
+
+TEST(JThread, KeepsTheOrderOfTheRootsOperations) {
+    OwnRun thread;
+    JObject* const object = &thread;
+    void** const slots = slotsOf(object);
+    EXPECT_EQ(callSlot<int>(slots[4], object), 0);
+    EXPECT_EQ(callSlot<JObject*>(slots[5], object), nullptr);
+    EXPECT_EQ(callSlot<const JClass*>(slots[6], object), &OwnRun::classOwnRun);
+}
+
+TEST(JThread, DestructorsComeFirst_CompleteThenDeleting) {
+    std::atomic<int> deletions{0};
+    alignas(OwnRun) char place[sizeof(OwnRun)];
+    auto* const local = new (place) OwnRun;
+    local->deletions = &deletions;
+    callSlot<void>(slotsOf(local)[0], local);
+    EXPECT_EQ(deletions, 1);
+
+    auto* const allocated = new OwnRun;
+    allocated->deletions = &deletions;
+    callSlot<void>(slotsOf(allocated)[1], allocated);
+    EXPECT_EQ(deletions, 2);
+}
+
+TEST(JThread, KeepsTheOrderOfItsFields) {
+    JThread t;
+    const void* const fields[] = {&t.handle,     &t.id,           &t.runnable, &t.alive,
+                                  &t.autoDelete, &t.interrupted_, &t.state,    &t.startEvent};
+    for (std::size_t i = 1; i < std::size(fields); ++i) EXPECT_LT(fields[i - 1], fields[i]) << i;
+}
+
+// ---- construction ----
+
+TEST(JThread, IsNew_WaitingToBeStarted) {
+    JThread thread;
+    EXPECT_EQ(thread.state, 1);
+    EXPECT_TRUE(thread.isAlive());
+    EXPECT_NE(thread.getHandle(), 0u);
+    EXPECT_EQ(thread.getId(), thread.getHandle());
+    EXPECT_EQ(thread.runnable, nullptr);
+    EXPECT_FALSE(thread.autoDelete);
+    EXPECT_FALSE(thread.interrupted_);
+    EXPECT_TRUE(isRegistered(&thread));
+}
+
+TEST(JThread, IsNew_WithTheTargetItWasGiven) {
+    Created created;
+    EXPECT_EQ(created.thread->runnable, &created.job);
+    EXPECT_EQ(created.thread->state, 1);
+    EXPECT_EQ(created.job.runs, 0);
+}
+
+TEST(JThread, AdoptedThread_IsRunningFromTheStart) {
+    Thread foreign([] { sleepForEver(); });
+    foreign.fallsAsleep();
+    JThread adopted(foreign.handle(), foreign.handle());
+    EXPECT_EQ(adopted.state, 2);
+    EXPECT_TRUE(adopted.isAlive());
+    EXPECT_EQ(adopted.getHandle(), foreign.handle());
+    EXPECT_EQ(adopted.getId(), foreign.handle());
+    EXPECT_EQ(adopted.runnable, nullptr);
+    EXPECT_FALSE(adopted.autoDelete);
+    EXPECT_FALSE(adopted.interrupted_);
+    EXPECT_TRUE(isRegistered(&adopted));
+}
+
+TEST(JThread, AdoptedThread_BearsTheIdItIsGiven) {
+    JThread adopted(pthread_self(), 12345);
+    EXPECT_EQ(adopted.getHandle(), pthread_self());
+    EXPECT_EQ(adopted.getId(), 12345u);
+    EXPECT_TRUE(isRegistered(&adopted));
+    adopted.handle = 0;  // or the end of the scope would cancel the test
+}
+
+TEST(JThread, Initialize_StartsOverWithAnotherTarget) {
+    Job job;
+    JThread adopted(pthread_self(), pthread_self());
+    adopted.setAutoDelete(true);
+    adopted.interrupted_ = true;
+    adopted.initialize(&job);
+    EXPECT_FALSE(adopted.autoDelete);
+    EXPECT_FALSE(adopted.interrupted_);
+    EXPECT_EQ(adopted.runnable, &job);
+    EXPECT_EQ(adopted.state, 2);
+}
+
+TEST(JThread, CreationFails_LeavesAnObjectWithoutAThread) {
+    const int count = JThreadInit::_count;
+    pthreads::failNextCreate(EAGAIN);
+    Job job;
+    JThread thread(&job);
+    EXPECT_EQ(thread.getHandle(), 0u);
+    EXPECT_EQ(thread.getId(), 0u);
+    EXPECT_FALSE(thread.isAlive());
+    EXPECT_EQ(thread.state, 1);
+    EXPECT_EQ(thread.runnable, &job);
+    EXPECT_FALSE(isRegistered(&thread));
+    EXPECT_EQ(JThreadInit::_count, count);
+}
+
+TEST(JThread, CreationFails_StartOnlySetsTheEventAndJoinReturnsAtOnce) {
+    pthreads::failNextCreate(EAGAIN);
+    Job job;
+    JThread thread(&job);
+    thread.start();
+    EXPECT_EQ(thread.startEvent.count(), 1);
+    EXPECT_EQ(thread.state, 1);
+    EXPECT_EQ(thread.join(), 0);
+    EXPECT_EQ(job.runs, 0);
+}
+
+TEST(JThread, CreationFails_DestructionStillDeletesAnOwnedTarget) {
+    std::atomic<int> deletions{0};
+    Job* const job = new Job;
+    job->deletions = &deletions;
+    pthreads::failNextCreate(EAGAIN);
+    auto* const thread = new JThread(job);
+    thread->setAutoDelete(true);
+    delete thread;
+    EXPECT_EQ(deletions, 1);
+}
+
+// ---- start and run ----
+
+TEST(JThread, Start_RunsTheTargetOnAnotherThread) {
+    pthread_t runner = pthread_self();
+    Created created([&] { runner = pthread_self(); });
+    created.thread->start();
+    EXPECT_EQ(created.thread->join(), 0);
+    EXPECT_EQ(created.job.returns, 1);
+    EXPECT_EQ(runner, created.thread->getHandle());
+}
+
+TEST(JThread, Start_WithoutTargetRunsTheObjectsOwnRun) {
+    OwnRun thread;
+    thread.start();
+    EXPECT_EQ(thread.join(), 0);
+    EXPECT_EQ(thread.runs, 1);
+}
+
+TEST(JThread, Start_WithNeitherDoesNothing) {
+    JThread thread;
+    thread.start();
+    EXPECT_EQ(thread.join(), 0);
+    EXPECT_EQ(thread.state, 4);
+}
+
+TEST(JThread, StartTwice_RunsTheBodyOnce) {
+    Created created;
+    created.thread->start();
+    created.thread->start();
+    EXPECT_EQ(created.thread->join(), 0);
+    EXPECT_EQ(created.job.runs, 1);
+}
+
+TEST(JThread, Start_OnARunningThread_DoesNothing) {
+    JEvent go;
+    Running running([&] { go.wait(); });
+    ASSERT_TRUE(running.job.fallsAsleep());
+    running.thread->start();
+    EXPECT_EQ(running.thread->startEvent.count(), 0);
+    go.set();
+    EXPECT_EQ(running.thread->join(), 0);
+    EXPECT_EQ(running.job.runs, 1);
+}
+
+TEST(JThread, Start_OnAFinishedThread_DoesNothing) {
+    Running running([] {});
+    running.thread->join();
+    running.thread->start();
+    EXPECT_EQ(running.thread->startEvent.count(), 0);
+    EXPECT_EQ(running.job.runs, 1);
+    EXPECT_EQ(running.thread->state, 4);
+}
+
+TEST(JThread, Start_OnAnAdoptedThread_DoesNothing) {
+    JThread adopted(pthread_self(), pthread_self());
+    adopted.start();
+    EXPECT_EQ(adopted.startEvent.count(), 0);
+    EXPECT_EQ(adopted.state, 2);
+}
+
+TEST(JThread, State_Is2InTheBodyAnd4AfterIt) {
+    int stateInBody = 0;
+    bool aliveInBody = false;
+    Created created([&] {
+        stateInBody = JThread::currentThread()->state;
+        aliveInBody = JThread::currentThread()->isAlive();
+    });
+    created.thread->start();
+    created.thread->join();
+    EXPECT_EQ(stateInBody, 2);
+    EXPECT_TRUE(aliveInBody);
+    EXPECT_EQ(created.thread->state, 4);
+    EXPECT_FALSE(created.thread->isAlive());
+}
+
+TEST(JThread, IsAlive_OnceFalse_AllThatTheBodyDidIsSeen) {
+    int result = 0;
+    Created created([&] { result = 42; });
+    created.thread->start();
+    while (created.thread->isAlive()) sched_yield();
+    EXPECT_EQ(result, 42);
+}
+
+// ---- join ----
+
+TEST(JThread, Join_BlocksUntilSomeOtherThreadStartsTheThread) {
+    Created created;
+    int result = -1;
+    Thread joiner([&] { result = created.thread->join(); });
+    ASSERT_TRUE(joiner.fallsAsleep());
+    EXPECT_EQ(created.job.runs, 0);
+    created.thread->start();
+    joiner.join();
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(created.job.returns, 1);
+}
+
+TEST(JThread, Join_IgnoresItsTimeOut) {
+    for (const int timeout : {0, 1, -1, -2, 60000}) {
+        Created created;
+        int result = -1;
+        Thread joiner([&] { result = created.thread->join(timeout); });
+        ASSERT_TRUE(joiner.fallsAsleep());
+        const long sleeps = joiner.sleeps();
+        const timespec longer = {
+            0, 20000000};  // than the time-outs of 0 and 1 ms: nothing tells of their absence
+        nanosleep(&longer, nullptr);
+        EXPECT_FALSE(joiner.isFinished()) << timeout;
+        EXPECT_EQ(joiner.sleeps(), sleeps) << timeout;
+        created.thread->start();
+        joiner.join();
+        EXPECT_EQ(result, 0) << timeout;
+    }
+}
+
+TEST(JThread, Join_ReapsTheThread_AndTheDestructorDoesNotAgain) {
+    JEvent go;
+    Running running([&] { go.wait(); });
+    const pthread_t handle = running.thread->getHandle();
+    Thread joiner([&] { running.thread->join(); });
+    ASSERT_TRUE(joiner.fallsAsleep());
+    go.set();
+    joiner.join();
+    EXPECT_EQ(callsOn(handle).joins, 1);
+    running.destroy();
+    EXPECT_EQ(callsOn(handle).joins, 1);
+    EXPECT_EQ(callsOn(handle).cancels, 0);
+}
+
+TEST(JThread, Join_AfterTheEnd_ReturnsAtOnceAndLeavesTheReapingToTheDestructor) {
+    Running running([] {});
+    const pthread_t handle = running.thread->getHandle();
+    ASSERT_TRUE(eventually([&] { return !running.thread->isAlive(); }));
+    EXPECT_EQ(running.thread->join(), 0);
+    EXPECT_EQ(callsOn(handle).joins, 0);
+    running.destroy();
+    EXPECT_EQ(callsOn(handle).joins, 1);
+    EXPECT_EQ(callsOn(handle).cancels, 0);
+}
+
+TEST(JThread, Join_ByManyThreads_ReturnsZeroToAll) {
+    Created created;
+    std::vector<int> results(6, -1);
+    std::vector<std::unique_ptr<Thread>> joiners;
+    for (int& result : results) {
+        joiners.push_back(std::make_unique<Thread>([&] { result = created.thread->join(); }));
+        ASSERT_TRUE(joiners.back()->fallsAsleep());
+    }
+    created.thread->start();
+    for (auto& joiner : joiners) joiner->join();
+    for (const int result : results) EXPECT_EQ(result, 0);
+    EXPECT_EQ(callsOn(created.thread->getHandle()).joins, 1);
+}
+
+TEST(JThread, Join_OfTheCallingThread_IsRefused) {
+    int result = 0;
+    Running running([&] { result = JThread::currentThread()->join(); });
+    running.thread->join();
+    EXPECT_EQ(result, EDEADLK);
+    EXPECT_EQ(JThread::currentThread()->join(), EDEADLK);
+}
+
+TEST(JThread, Join_HoldsNoLockWhileItWaits) {
+    Created created;
+    Thread joiner([&] { created.thread->join(); });
+    ASSERT_TRUE(joiner.fallsAsleep());
+    ASSERT_EQ(pthread_mutex_trylock(&JThreadInit::_sync->mutex), 0);
+    pthread_mutex_unlock(&JThreadInit::_sync->mutex);
+    Running other([] {});
+    EXPECT_EQ(other.thread->join(), 0);
+    EXPECT_TRUE(created.thread->isAlive());
+    created.thread->start();
+}
+
+TEST(JThread, Join_OfAnAdoptedThread_WaitsAndLeavesTheReapingToItsMaker) {
+    Foreign foreign;
+    int result = -1;
+    Thread joiner([&] { result = foreign.object->join(); });
+    ASSERT_TRUE(joiner.fallsAsleep());
+    foreign.go.set();
+    joiner.join();
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(callsOn(foreign.thread.handle()).joins, 0);
+    EXPECT_EQ(foreign.object->join(), 0);
+}
+
+TEST(JThread, Join_OfAThreadAdoptedByItsHandle_WaitsAndLeavesTheReapingToItsMaker) {
+    JEvent go;
+    Thread foreign([&] { go.wait(); });
+    JThread adopted(foreign.handle(), foreign.handle());
+    int result = -1;
+    Thread joiner([&] { result = adopted.join(); });
+    ASSERT_TRUE(joiner.fallsAsleep());
+    EXPECT_FALSE(joiner.isFinished());
+    go.set();
+    joiner.join();
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(callsOn(foreign.handle()).joins, 0);
+}
+
+TEST(JThread, Join_OfAnAdoptedThreadThatItsMakerHasJoined_ReturnsZero) {
+    Foreign foreign;
+    Thread other([] {});
+    JThread named(other.handle(), other.handle());
+    foreign.end();
+    other.join();
+    EXPECT_EQ(foreign.object->join(), 0);
+    EXPECT_EQ(named.join(), 0);
+    EXPECT_TRUE(foreign.object->isAlive());  // kept: of an adopted thread it always is
+    EXPECT_TRUE(named.isAlive());
+}
+
+// ---- automatic deletion ----
+
+TEST(JThread, AutoDelete_DestroysTheObjectAndItsTargetAndReapsTheThread) {
+    std::atomic<int> deletions{0};
+    Job* const job = new Job;
+    job->deletions = &deletions;
+    auto* const thread = new JThread(job);
+    const pthread_t handle = thread->getHandle();
+    thread->setAutoDelete(true);
+    thread->start();
+    ASSERT_TRUE(eventually([&] { return callsOn(handle).detaches == 1; }));
+    EXPECT_EQ(deletions, 1);
+    EXPECT_FALSE(isRegistered(thread));
+    EXPECT_EQ(callsOn(handle).joins, 0);
+    EXPECT_EQ(callsOn(handle).cancels, 0);
+}
+
+TEST(JThread, AutoDelete_WithoutTarget_DestroysTheObject) {
+    std::atomic<int> deletions{0};
+    auto* const thread = new OwnRun;
+    thread->deletions = &deletions;
+    const pthread_t handle = thread->getHandle();
+    thread->setAutoDelete(true);
+    thread->start();
+    ASSERT_TRUE(eventually([&] { return callsOn(handle).detaches == 1; }));
+    EXPECT_EQ(deletions, 1);
+    EXPECT_FALSE(isRegistered(thread));
+}
+
+TEST(JThread, AutoDelete_MayBeSwitchedOnByTheBody) {
+    std::atomic<int> deletions{0};
+    Job* const job = new Job([] { JThread::currentThread()->setAutoDelete(true); });
+    job->deletions = &deletions;
+    (new JThread(job))->start();
+    EXPECT_TRUE(eventually([&] { return deletions == 1; }));
+}
+
+TEST(JThread, AutoDelete_SwitchedOffAgain_LeavesTheObjectAlone) {
+    Created created;
+    created.thread->setAutoDelete(true);
+    created.thread->setAutoDelete(false);
+    created.thread->start();
+    EXPECT_EQ(created.thread->join(), 0);
+    EXPECT_TRUE(isRegistered(created.thread.get()));
+}
+
+TEST(JThread, AutoDelete_Off_LeavesTheTargetAlone) {
+    std::atomic<int> deletions{0};
+    Job job;
+    job.deletions = &deletions;
+    delete new JThread(&job);
+    EXPECT_EQ(deletions, 0);
+    job.deletions = nullptr;
+}
+
+TEST(JThread, AutoDelete_WhoeverJoinsIsLetGo) {
+    Job* const job = new Job;
+    auto* const thread = new JThread(job);
+    thread->setAutoDelete(true);
+    std::vector<int> results(3, -1);
+    std::vector<std::unique_ptr<Thread>> joiners;
+    for (int& result : results) {
+        joiners.push_back(std::make_unique<Thread>([&, thread] { result = thread->join(); }));
+        ASSERT_TRUE(joiners.back()->fallsAsleep());
+    }
+    thread->start();
+    for (auto& joiner : joiners) joiner->join();
+    for (const int result : results) EXPECT_EQ(result, 0);
+}
+
+TEST(JThread, AutoDelete_OfManyThreads_LeavesNoneBehind) {
+    std::atomic<int> deletions{0};
+    for (int i = 0; i < 300; ++i) {
+        Job* const job = new Job;
+        job->deletions = &deletions;
+        auto* const thread = new JThread(job);
+        thread->setAutoDelete(true);
+        thread->start();
+    }
+    EXPECT_TRUE(eventually([&] { return deletions == 300; }));
+}
+
+// ---- destruction ----
+
+TEST(JThread, Destroyed_NeverStarted_RunsNothing) {
+    Created created;
+    const pthread_t handle = created.thread->getHandle();
+    created.thread.reset();
+    EXPECT_EQ(created.job.runs, 0);
+    EXPECT_EQ(callsOn(handle).joins, 1);
+}
+
+TEST(JThread, Destroyed_NeverStarted_DeletesAnOwnedTarget) {
+    std::atomic<int> deletions{0};
+    Job* const job = new Job;
+    job->deletions = &deletions;
+    auto* const thread = new JThread(job);
+    thread->setAutoDelete(true);
+    delete thread;
+    EXPECT_EQ(deletions, 1);
+}
+
+TEST(JThread, Destroyed_RightAfterStart_EitherRunsOrDoesNot) {
+    for (int i = 0; i < 200; ++i) {
+        Created created;
+        created.thread->start();
+        created.thread.reset();
+        EXPECT_LE(created.job.runs, 1);
+        EXPECT_EQ(created.job.runs, created.job.ends);
+    }
+}
+
+TEST(JThread, Destroyed_WhileItRuns_IsCancelledAndWaitedFor) {
+    Running running(sleepForEver);
+    const pthread_t handle = running.thread->getHandle();
+    ASSERT_TRUE(running.job.fallsAsleep());
+    running.destroy();
+    EXPECT_EQ(running.job.ends, 1);
+    EXPECT_EQ(running.job.returns, 0);
+    EXPECT_EQ(callsOn(handle).cancels, 1);
+    EXPECT_EQ(callsOn(handle).joins, 1);
+}
+
+TEST(JThread, Destroyed_WhileItCannotBeCancelled_IsWaitedFor) {
+    std::atomic<bool> stop{false};
+    std::atomic<bool> uncancellable{false};
+    Running running([&] {
+        const CancelOff off;
+        uncancellable = true;
+        spinUntil(stop);
+    });
+    spinUntil(uncancellable);
+    Thread destroyer([&] { running.destroy(); });
+    ASSERT_TRUE(destroyer.fallsAsleep());
+    EXPECT_FALSE(destroyer.isFinished());
+    stop = true;
+    destroyer.join();
+    EXPECT_EQ(running.job.returns, 1);
+}
+
+TEST(JThread, Destroyed_WhenFinished_IsOnlyReaped) {
+    Running running([] {});
+    const pthread_t handle = running.thread->getHandle();
+    ASSERT_TRUE(eventually([&] { return running.thread->state == 4; }));
+    running.destroy();
+    EXPECT_EQ(callsOn(handle).cancels, 0);
+    EXPECT_EQ(callsOn(handle).joins, 1);
+}
+
+TEST(JThread, Destroyed_WithoutAThread_TouchesNone) {
+    pthreads::failNextCreate(EAGAIN);
+    auto* const thread = new JThread;
+    delete thread;
+    EXPECT_EQ(callsOn(0).joins, 0);
+    EXPECT_EQ(callsOn(0).cancels, 0);
+}
+
+TEST(JThread, Destroyed_LeavesTheRegistry) {
+    auto thread = std::make_unique<JThread>();
+    const JThread* const address = thread.get();
+    ASSERT_TRUE(isRegistered(address));
+    const int count = JThreadInit::_count;
+    thread.reset();
+    EXPECT_FALSE(isRegistered(address));
+    EXPECT_EQ(JThreadInit::_count, count + 1);
+}
+
+TEST(JThread, Destroyed_AdoptedAndRunning_IsCancelledAndWaitedForButNotJoined) {
+    Job job(sleepForEver);
+    Thread foreign([&] { job.run(); });
+    ASSERT_TRUE(job.fallsAsleep());
+    delete new JThread(foreign.handle(), foreign.handle());
+    EXPECT_EQ(job.ends, 1);
+    EXPECT_EQ(callsOn(foreign.handle()).joins, 0);
+    EXPECT_TRUE(foreign.join());
+}
+
+TEST(JThread, Destroyed_AdoptedByItselfAndRunning_IsCancelledAndWaitedForButNotJoined) {
+    std::atomic<JThread*> object{nullptr};
+    Job job([&] {
+        object = JThread::currentThread();
+        sleepForEver();
+    });
+    Thread foreign([&] { job.run(); });
+    ASSERT_TRUE(job.fallsAsleep());
+    delete object.load();
+    EXPECT_EQ(job.ends, 1);
+    EXPECT_EQ(callsOn(foreign.handle()).joins, 0);
+    EXPECT_TRUE(foreign.join());
+}
+
+TEST(JThread, Destroyed_AdoptedAndEnded_TouchesNoThread) {
+    auto foreign = std::make_unique<Foreign>();
+    const pthread_t handle = foreign->thread.handle();
+    const auto named = std::make_unique<JThread>(handle, handle + 1);
+    JThread* const object = foreign->object;
+    foreign->end();
+    EXPECT_EQ(callsOn(handle).joins, 1);  // its maker's
+    delete object;
+    EXPECT_EQ(callsOn(handle).joins, 1);
+    EXPECT_EQ(callsOn(handle).cancels, 0);
+}
+
+TEST(JThread, Destroyed_SecondObjectOfTheMainThread_DoesNothing) {
+    const int count = JThreadInit::_count;
+    JThread* const self = JThread::currentThread();
+    { JThread second(pthread_self(), pthread_self()); }
+    pthread_testcancel();
+    EXPECT_EQ(JThread::currentThread(), self);
+    EXPECT_EQ(JThreadInit::_count, count);
+}
+
+TEST(JThread, Destroyed_SecondObjectOfACreatedThread_LeavesTheFirstInOrder) {
+    Running running([&] {
+        const CancelOff off;
+        JThread second(pthread_self(), pthread_self());  // cancels the thread as it goes
+    });
+    const pthread_t handle = running.thread->getHandle();
+    EXPECT_EQ(running.thread->join(), 0);
+    EXPECT_FALSE(running.thread->isAlive());
+    EXPECT_TRUE(isRegistered(running.thread));
+    running.destroy();
+    EXPECT_EQ(callsOn(handle).joins, 1);
+    EXPECT_EQ(callsOn(handle).detaches, 0);
+}
+
+TEST(JThread, Destroyed_ByItsOwnBody_IsCancelledAtTheNextChanceAndReaped) {
+    std::atomic<int> deletions{0};
+    Job job([] {
+        delete JThread::currentThread();
+        pthread_testcancel();
+        ADD_FAILURE() << "not cancelled";
+    });
+    auto* const thread = new JThread(&job);
+    const pthread_t handle = thread->getHandle();
+    thread->start();
+    ASSERT_TRUE(eventually([&] { return callsOn(handle).detaches == 1; }));
+    EXPECT_EQ(job.ends, 1);
+    EXPECT_EQ(callsOn(handle).joins, 0);
+}
+
+TEST(JThread, Destroyed_ByItsOwnBodyWhichReturns_IsReaped) {
+    Job job([] { delete JThread::currentThread(); });
+    auto* const thread = new JThread(&job);
+    const pthread_t handle = thread->getHandle();
+    thread->start();
+    ASSERT_TRUE(eventually([&] { return callsOn(handle).detaches == 1; }));
+    EXPECT_EQ(job.returns, 1);
+}
+
+TEST(JThread, Cancelled_FromOutside_IsNoLongerAliveAndCanBeJoined) {
+    Running running(sleepForEver);
+    ASSERT_TRUE(running.job.fallsAsleep());
+    pthread_cancel(running.thread->getHandle());
+    EXPECT_EQ(running.thread->join(), 0);
+    EXPECT_FALSE(running.thread->isAlive());
+    EXPECT_EQ(running.thread->state, 2);  // it did not finish
+    EXPECT_EQ(running.thread->join(), 0);
+}
+
+TEST(JThread, Cancelled_InTheEndOfASelfDeletingBody_StillDeletes) {
+    static std::atomic<int> deletions{0};
+    class Sleepy : public JThread {
+    public:
+        void run() override { pthread_cancel(pthread_self()); }
+        ~Sleepy() override {
+            JThread::sleep(1);  // a cancellation point in a destructor
+            ++deletions;
+        }
+    };
+    deletions = 0;
+    auto* const thread = new Sleepy;
+    const pthread_t handle = thread->getHandle();
+    thread->setAutoDelete(true);
+    thread->start();
+    ASSERT_TRUE(eventually([&] { return callsOn(handle).detaches == 1; }));
+    EXPECT_EQ(deletions, 1);
+}
+
+TEST(JThread, Finish_WaitsForTheBody) {
+    class Patient : public JThread {
+    public:
+        explicit Patient(std::atomic<bool>& done) : done_(done) {}
+        ~Patient() override {
+            stop_ = true;
+            finish();
+            EXPECT_TRUE(done_);
+        }
+        void run() override {
+            spinUntil(stop_);
+            done_ = true;
+        }
+        std::atomic<bool> stop_{false};
+        std::atomic<bool>& done_;
+    };
+    std::atomic<bool> done{false};
+    Patient* const started = new Patient(done);
+    started->start();
+    ASSERT_TRUE(eventually([&] { return started->state == 2; }));
+    delete started;
+}
+
+TEST(JThread, Finish_OnANeverStartedThread_RunsNothing) {
+    std::atomic<int> deletions{0};
+    OwnRun thread;
+    thread.finish();
+    EXPECT_EQ(thread.runs, 0);
+    EXPECT_EQ(thread.state, 3);
+    thread.start();
+    EXPECT_EQ(thread.startEvent.count(), 0);
+}
+
+// ---- cancellation in the waiting calls ----
+
+TEST(JThreadCancelledIn, EventWait_LeavesTheEventUsable) {
+    for (const int ms : {-1, FOR_EVER_MS}) {
+        JEvent event;
+        Running running([&] { event.wait(ms); });
+        ASSERT_TRUE(running.job.fallsAsleep());
+        running.destroy();
+        EXPECT_EQ(running.job.ends, 1);
+        EXPECT_EQ(running.job.returns, 0);
+        ASSERT_EQ(pthread_mutex_trylock(&event.mutex), 0);
+        pthread_mutex_unlock(&event.mutex);
+        event.set();
+        EXPECT_EQ(event.wait(0), 1);
+    }
+}
+
+TEST(JThreadCancelledIn, Sleep) {
+    Running running([] { JThread::sleep(FOR_EVER_MS); });
+    ASSERT_TRUE(running.job.fallsAsleep());
+    running.destroy();
+    EXPECT_EQ(running.job.returns, 0);
+}
+
+TEST(JThreadCancelledIn, Join_LeavesTheOtherThreadJoinable) {
+    Created created;
+    const pthread_t handle = created.thread->getHandle();
+    Running joiner([&] { created.thread->join(); });
+    ASSERT_TRUE(joiner.job.fallsAsleep());
+    joiner.destroy();
+    EXPECT_EQ(joiner.job.returns, 0);
+    created.thread->start();
+    EXPECT_EQ(created.thread->join(), 0);
+    EXPECT_EQ(created.job.returns, 1);
+    created.thread.reset();
+    EXPECT_EQ(callsOn(handle).joins, 1);
+}
+
+TEST(JThreadCancelledIn, JoinOfAnAdoptedThread_LeavesItWaitable) {
+    Foreign foreign;
+    Running joiner([&] { foreign.object->join(); });
+    ASSERT_TRUE(joiner.job.fallsAsleep());
+    joiner.destroy();
+    EXPECT_EQ(joiner.job.returns, 0);
+    foreign.end();
+    EXPECT_EQ(foreign.object->join(), 0);
+}
+
+TEST(JThreadCancelledIn, OneOfManyJoins_DoesNotHoldUpTheOthers) {
+    Created created;
+    Running cancelled([&] { created.thread->join(); });
+    int result = -1;
+    Thread other([&] { result = created.thread->join(); });
+    ASSERT_TRUE(cancelled.job.fallsAsleep());
+    ASSERT_TRUE(other.fallsAsleep());
+    cancelled.destroy();
+    created.thread->start();
+    other.join();
+    EXPECT_EQ(result, 0);
+}
+
+TEST(JThreadCancelledIn, WaitingForACommand_LeavesTheNextOneToWork) {
+    std::string directory = testing::TempDir() + "jay.XXXXXX";
+    ASSERT_NE(mkdtemp(&directory[0]), nullptr);
+    const std::string fifo = directory + "/fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    const std::string command = "read line <" + fifo;  // blocks until the fifo is opened for writing
+    Running running([&] { JSystem::exec(command.c_str(), JSystem::EXEC_WAIT); });
+    ASSERT_TRUE(running.job.fallsAsleep());
+    running.destroy();
+    EXPECT_EQ(running.job.ends, 1);
+    EXPECT_EQ(running.job.returns, 0);
+    EXPECT_EQ(JSystem::exec("exit 0", JSystem::EXEC_WAIT), 0);
+
+    int writer = -1;
+    EXPECT_TRUE(
+        eventually([&] { return (writer = open(fifo.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC)) >= 0; }));
+    close(writer);
+    unlink(fifo.c_str());
+    rmdir(directory.c_str());
+}
+
+TEST(JThreadCancelledIn, ANewThreadBeforeItsStart) {
+    Created created;
+    pthread_cancel(created.thread->getHandle());
+    EXPECT_EQ(created.thread->join(), 0);
+    created.thread->start();
+    EXPECT_EQ(created.thread->join(), 0);
+    created.thread.reset();
+    EXPECT_EQ(created.job.runs, 0);
+}
+
+// ---- sleep ----
+
+TEST(JThread, Sleep_TakesTheTimeInMilliseconds) {
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(JThread::sleep(30), 0);
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(30));
+}
+
+TEST(JThread, Sleep_GivesTheResultOfTheSystemsSleep) {
+    errno = 0;
+    EXPECT_EQ(JThread::sleep(-1), -1);
+    EXPECT_EQ(errno, EINVAL);
+}
+
+TEST(JThread, Sleep_IsCutShortByTheSignal) {
+    int result = 0;
+    int error = 0;
+    Running running([&] {
+        result = JThread::sleep(FOR_EVER_MS);
+        error = errno;
+    });
+    ASSERT_TRUE(running.job.fallsAsleep());
+    pthread_kill(running.thread->getHandle(), SIGHUP);
+    EXPECT_EQ(running.thread->join(), 0);
+    EXPECT_EQ(result, -1);
+    EXPECT_EQ(error, EINTR);
+}
+
+// ---- interrupt ----
+
+TEST(JThread, Interrupt_MarksTheCallingThreadForEver) {
+    int result = -1;
+    bool before = true;
+    bool after[3] = {};
+    Created created([&] {
+        before = JThread::interrupted();
+        result = JThread::interrupt();
+        for (bool& interrupted : after) interrupted = JThread::interrupted();
+    });
+    created.thread->start();
+    created.thread->join();
+    EXPECT_FALSE(before);
+    EXPECT_EQ(result, 0);
+    for (const bool interrupted : after) EXPECT_TRUE(interrupted);
+    EXPECT_TRUE(created.thread->interrupted_);
+}
+
+TEST(JThread, Interrupt_ActsOnTheCallingThreadOnly) {
+    Created other([] { EXPECT_FALSE(JThread::interrupted()); });
+    Created caller(
+        [&] { other.thread->interrupt(); });  // NOLINT: what applications write, and what it does not do
+    caller.thread->start();
+    caller.thread->join();
+    EXPECT_TRUE(caller.thread->interrupted_);
+    EXPECT_FALSE(other.thread->interrupted_);
+    other.thread->start();
+    other.thread->join();
+    EXPECT_FALSE(JThread::interrupted());
+}
+
+TEST(JThread, Interrupt_SendsTheSignalToTheCallingThread) {
+    bool pending = false;
+    Running running([&] {
+        sigset_t hangUp;
+        sigemptyset(&hangUp);
+        sigaddset(&hangUp, SIGHUP);
+        pthread_sigmask(SIG_BLOCK, &hangUp, nullptr);
+        JThread::interrupt();
+        timespec none = {0, 0};
+        pending = sigtimedwait(&hangUp, nullptr, &none) == SIGHUP;
+    });
+    running.thread->join();
+    EXPECT_TRUE(pending);
+}
+
+TEST(JThread, Interrupt_WorksInForeignThreads) {
+    bool interrupted = false;
+    Thread foreign([&] {
+        JThread::interrupt();
+        interrupted = JThread::interrupted();
+    });
+    foreign.join();
+    EXPECT_TRUE(interrupted);
+}
+
+// ---- storage ----
+
+TEST(JThread, IsMadeByEveryFormOfNew) {
+    struct alignas(64) Aligned : JThread {};
+    delete new JThread;
+    delete new (std::nothrow) JThread;
+    delete[] new JThread[2];
+    auto* const aligned = new Aligned;
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(aligned) % 64, 0u);
+    delete aligned;
+    alignas(JThread) char place[sizeof(JThread)];
+    (new (place) JThread)->~JThread();
+    std::make_shared<JThread>().reset();
+}
+
+TEST(JThread, ConstructorThatThrows_GivesTheMemoryBack) {
+    struct Throws : JThread {
+        Throws() { throw 1; }
+    };
+    EXPECT_THROW(new Throws, int);
+    EXPECT_THROW(new (std::nothrow) Throws, int);
+    Running afterwards([] {});
+    EXPECT_EQ(afterwards.thread->join(), 0);
+}
+
+// ---- the target's interface ----
+
+TEST(JRunnable, KeepsTheOrderOfItsOperations) {
+    std::atomic<int> deletions{0};
+    Job* const job = new Job;
+    job->deletions = &deletions;
+    JRunnable* const runnable = job;
+    callSlot<void>(slotsOf(runnable)[2], runnable);
+    EXPECT_EQ(job->runs, 1);
+    callSlot<void>(slotsOf(runnable)[1], runnable);
+    EXPECT_EQ(deletions, 1);
+}
+
+TEST(JRunnable, HoldsNoData) {
+    EXPECT_EQ(sizeof(JRunnable), sizeof(void*));
+}
+
+TEST(JRunnable, OneTargetMayServeManyThreads) {
+    Job job;
+    JThread first(&job);
+    JThread second(&job);
+    first.start();
+    second.start();
+    first.join();
+    second.join();
+    EXPECT_EQ(job.returns, 2);
+}

@@ -1,0 +1,25 @@
+/**
+ * @file The pthread calls of a whole program, the library's included: a call on the handle of a thread that is gone
+ * ends the program, and creation fails on demand. Linking Pthreads.cpp is enough for the first.
+ */
+#ifndef JAY_TESTS_THREAD_PTHREADS_H
+#define JAY_TESTS_THREAD_PTHREADS_H
+
+#include <pthread.h>
+
+namespace pthreads {
+
+/** Makes the next pthread_create of the calling thread fail with this error, having written a handle of no meaning. */
+void failNextCreate(int error);
+
+/** How often a thread was passed to these calls; created anew, it starts at zero. */
+struct Calls {
+    int joins;
+    int cancels;
+    int detaches;
+};
+Calls callsOn(pthread_t thread);
+
+}  // namespace pthreads
+
+#endif
