@@ -50,7 +50,7 @@ JHashtable::~JHashtable() {
 void JHashtable::initialize(int buckets, float factor) {
     if (buckets < 1) buckets = DEFAULT_CAPACITY;
     JHashEntry** const fresh = newBuckets<JHashEntry>(buckets);
-    if (table != nullptr) clear();
+    clear();
     delete[] table;
     table = fresh;
     capacity_ = buckets;
@@ -136,10 +136,10 @@ int JHashtable::capacity() const {
     return capacity_;
 }
 
-JEnumeration* JHashtable::keys() {
+JHashEnumerator* JHashtable::keys() {
     return new JHashEnumerator(table, capacity_, 1);
 }
-JEnumeration* JHashtable::elements() {
+JHashEnumerator* JHashtable::elements() {
     return new JHashEnumerator(table, capacity_, 0);
 }
 
@@ -173,7 +173,7 @@ int JHashEnumerator::hasMoreElements() {
     while (current == nullptr && bucket < capacity) {
         if (++bucket < capacity) current = table[bucket];
     }
-    following = current != nullptr && bucket < capacity ? current->next : nullptr;
+    following = current != nullptr ? current->next : nullptr;
     return current != nullptr ? 1 : 0;
 }
 

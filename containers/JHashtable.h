@@ -4,6 +4,8 @@
 #include "containers/JEnumeration.h"
 #include "core/JObject.h"
 
+class JHashEnumerator;
+
 /** One pair of a JHashtable. The table owns key and value; the destructor releases nothing. */
 class JAY_API JHashEntry : public JObject {
 public:
@@ -14,7 +16,7 @@ public:
 
     JHashEntry* next;  ///< the next entry of the same bucket, or null
     int hash;          ///< the key's full hashCode()
-    JObject* key;      ///< the table's own clone
+    JObject* key;      ///< the table's own clone, or null if the key does not clone
     JObject* value;    ///< the table's own clone, or null if the value does not clone
 };
 
@@ -23,10 +25,10 @@ public:
  * goes.
  *
  * What a key class must override: hashCode(), clone() and equals(const JObject*), which is the operation that
- * finds keys. The equals of JObject compares classes only, and JString overrides it nowhere (its own value
- * comparison is another operation): two different JStrings with the same hash code are ONE key (kept: callers
- * rely on it). JString's hash looks at every second byte, so "ab" and "ac" are one key. A key that tells all
- * texts apart:
+ * finds keys. (A key without a clone() is stored as null and never found.) The equals of JObject compares
+ * classes only, and JString overrides it nowhere (its own value comparison is another operation): two
+ * different JStrings with the same hash code are ONE key (kept: callers rely on it). JString's hash looks at
+ * every second byte, so "ab" and "ac" are one key. A key that tells all texts apart:
  *
  *     class Name : public JString {
  *     public:
@@ -94,8 +96,8 @@ public:
 
     /** Walks over the keys, or the values, bucket by bucket; the caller deletes the enumeration before the
      * table changes. */
-    JEnumeration* keys();
-    JEnumeration* elements();
+    JHashEnumerator* keys();
+    JHashEnumerator* elements();
 
     /**
      * The keys, size() of them, in the order of enumeration: the table's own objects in an array of the

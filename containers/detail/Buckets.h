@@ -19,10 +19,11 @@ inline int bucketOf(int hash, int capacity) {
 /** How many entries a bucket array takes before it grows: truncated, in single precision, and without bound
  * when out of range. */
 inline int thresholdOf(int capacity, float loadFactor) {
-    const volatile float product =
-        loadFactor * static_cast<float>(capacity);  // volatile: rounded to single precision everywhere
+    // volatile: rounded to single precision also where the processor calculates with more.
+    const volatile float buckets = static_cast<float>(capacity);
+    const volatile float product = loadFactor * buckets;
     const float limit = product;
-    const bool fits = limit > -2147483648.0F && limit < 2147483648.0F;
+    const bool fits = limit >= -2147483648.0F && limit < 2147483648.0F;
     return fits ? static_cast<int>(limit) : INT_MAX;
 }
 
@@ -34,7 +35,7 @@ Entry** newBuckets(int capacity) {
 /**
  * The link that holds the entry of a key, so that the entry can be unlinked; null if there is none. The
  * stored key's virtual equals(const JObject*) is asked, and only when the whole hashes agree. The first match
- * in chain order wins.
+ * in chain order wins. A stored key of null, which a key that does not clone leaves, matches nothing.
  */
 template <class Entry>
 Entry** findLink(Entry** buckets, int capacity, JObject& key, int hash) {
