@@ -142,10 +142,13 @@ void JCachetable::takeSlot() {
 
 void JCachetable::fillHead(JObject& key, JObject& value) {
     JCacheEntry* const entry = entries[mostRecent];
+    // Empty as a rule; not so where the index never held the slot, or gave its place to another.
+    drop(entry->key);
+    drop(entry->value);
     entry->next = nullptr;
     std::unique_ptr<JObject> keyClone(key.clone());
     std::unique_ptr<JObject> valueClone(value.clone());
-    addEntry(keyClone.get(), entry);
+    if (keyClone != nullptr) addEntry(keyClone.get(), entry);
     entry->key = keyClone.release();
     entry->value = valueClone.release();
     entry->useCount = 1;
@@ -284,7 +287,7 @@ int JCachetable::faults() const {
     return faults_;
 }
 
-JEnumeration* JCachetable::getEntries() {
+JCacheEntries* JCachetable::getEntries() {
     return new JCacheEntries(this);
 }
 

@@ -4,6 +4,8 @@
 #include "containers/JEnumeration.h"
 #include "core/JObject.h"
 
+class JCacheEntries;
+
 /** One slot of a JCachetable; it owns its key and value. */
 class JAY_API JCacheEntry : public JObject {
 public:
@@ -35,7 +37,8 @@ public:
  * Two lists run through the slots, which are all made at once:
  * - the recency list, in two index arrays: `following` leads from `mostRecent` towards `leastRecent`,
  * `previous` back, -1 ends both. It holds the slots 0 to count - 1, emptied ones included (slot 0 alone when
- * count is 0). A hit or a store moves a slot to the head; removing its pair moves it to the tail, where it is
+ * count is 0; but clear() leaves the links, so that empty slots may follow slot 0 until the next is taken). A
+ * hit or a store moves a slot to the head; removing its pair moves it to the tail, where it is
  * the first to be used again.
  * - the chains of the hash index, which hold the slots that have a key.
  *
@@ -107,7 +110,7 @@ public:
 
     /** Walks over the slots, JCacheEntry objects, from most to least recent; empty ones have a null key, and
      * a new cache shows slot 0 (kept). The caller deletes the enumeration. */
-    JEnumeration* getEntries();
+    JCacheEntries* getEntries();
 
 private:
     friend class JCacheEntries;
