@@ -80,7 +80,7 @@ void JObjectArray::resize(int n) {
     if (n >= capacity) {
         // At the capacity, too, and then for no more slots than there were: kept.
         if (n > INT_MAX - (STEP - 1)) throw std::bad_alloc();
-        const int larger = n > 0 ? (n + STEP - 1) / STEP * STEP : STEP;
+        const int larger = (n + STEP - 1) / STEP * STEP;
         JObject** slots = newSlots(larger);
         std::copy(elements, elements + std::min(length_, n), slots);
         delete[] elements;

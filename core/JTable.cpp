@@ -14,10 +14,8 @@ JTable::JTable(const JTable& other) : JTable(other.getRows(), other.getColumns()
 }
 
 JTable& JTable::operator=(const JTable& other) {
-    const int rowCount = other.getRows();
-    const int columnCount = other.getColumns();
     JObjectArray::operator=(other);
-    resize(rowCount, columnCount);
+    resize(other.getRows(), other.getColumns());
     return *this;
 }
 
