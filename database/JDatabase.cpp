@@ -35,6 +35,12 @@ int readInto(FILE* file, JByte& block) {
     return static_cast<int>(n);
 }
 
+/** A little-endian int. */
+int intFrom(const unsigned char* bytes) {
+    return static_cast<int>(bytes[0] | bytes[1] << 8 | bytes[2] << 16 |
+                            static_cast<unsigned>(bytes[3]) << 24);
+}
+
 JMessage twoInts(int first, int second) {
     JMessage message;
     message.addInt(first);
@@ -57,10 +63,10 @@ public:
     /** False when the next record's length could not be read whole. */
     bool next() {
         offset = following;
-        JByte word(WORD_SIZE);
-        bytesRead = readInto(file, word);
+        unsigned char word[WORD_SIZE];
+        bytesRead = static_cast<int>(std::fread(word, 1, sizeof word, file));
         if (bytesRead < WORD_SIZE) return false;
-        length = JMessage(word).getInt();
+        length = intFrom(word);
         const int left = fileSize - offset - WORD_SIZE;
         body.resize(std::max(0, std::min(length, left)));
         following = offset + WORD_SIZE + readInto(file, body);
@@ -69,7 +75,7 @@ public:
 
     /** Whether the record has an id at all. */
     bool hasId() const { return body.size() >= WORD_SIZE; }
-    int id() const { return JMessage(body).getInt(); }
+    int id() const { return intFrom(body); }
 
     JString text() const {
         JMessage reader(body);

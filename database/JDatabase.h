@@ -108,7 +108,8 @@ public:
      *
      * Where the length of a record that the header counts cannot be read whole, the file is repaired: an int
      * holding the number of bytes that were there is written in that place, `end` is put behind it and the
-     * count set to the records before it.
+     * count set to the records before it. That int stands where a length stands, so the next record added is
+     * seen only once another one follows it (kept).
      */
     JMessage find(int id);
 
