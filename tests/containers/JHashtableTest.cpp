@@ -364,7 +364,7 @@ TEST_F(JHashtableTest, AKeyThatDoesNotCloneIsNeverFound) {
     Key sound(1);
     table.put(sound, value);
     EXPECT_EQ(numberOf(table.get(sound)), 2);
-    const JObject* const* const list = table.keyList();
+    const std::unique_ptr<JObject*[]> list(table.keyList());  // clear() will forget it
     EXPECT_EQ(list[2], nullptr);
     table.reallocation();
     table.clear();
