@@ -145,6 +145,41 @@ public:
      */
     static JString getHomeDirectory();
 
+    // ---- character encodings: one character per call; the caller loops ----
+
+    /**
+     * Decodes one UTF-8 character, of up to six bytes as UTF-8 was first defined: values up to 0x7FFFFFFF, surrogates included.
+     *
+     * @param wc receives the value; unchanged unless a character was decoded.
+     * @param n  how many bytes may be read at `s`.
+     * @return the bytes used, 1 to 6; 0 when `n` is smaller than what the first byte announces (whatever follows it) or below
+     * 1; -1 for an invalid sequence, an overlong one included.
+     */
+    static int mbtowc(unsigned long* wc, unsigned char* s, int n);
+
+    /**
+     * Encodes one character as UTF-8.
+     *
+     * @param r receives the bytes, not terminated. @param n how many bytes there is room for.
+     * @return the bytes written, 1 to 6; 0, writing nothing, when `n` is too small; -1 when wc is 0x80000000 or more.
+     */
+    static int wctomb(unsigned char* r, int n, unsigned long wc);
+
+    /**
+     * Decodes one character of Korean double-byte text (EUC-KR with the extension of code page 949) to Unicode. The user-defined
+     * rows 0xC9 and 0xFE give the Private Use Area from U+E000. Pairs with a trail byte below 0x80 are not decoded (kept).
+     *
+     * @param wc receives the value; '?' for a pair that is invalid or not defined.
+     * @param s  the bytes; two must be readable when the first is 0x80 or more.
+     * @param n  not looked at (kept).
+     * @return the bytes used: 1 below 0x80, otherwise 2, for an invalid pair too.
+     */
+    static int kstowc(unsigned short* wc, unsigned char* s, int n);
+
+    /** Do nothing: kept, programs call them. */
+    static void C2W(JString& text, JByte& wide);
+    static void W2C(unsigned short* wide, JString& text);
+
     /** Self-check: builds the path of a file in the home directory and drops it. */
     static void Test();
 

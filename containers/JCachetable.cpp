@@ -1,0 +1,309 @@
+#include "containers/JCachetable.h"
+
+#include <algorithm>
+#include <memory>
+
+#include "containers/detail/Buckets.h"
+
+using namespace jay::detail;
+
+const JClass JCacheEntry::classJCacheEntry = {"JCacheEntry", sizeof(JCacheEntry), &JObject::classJObject};
+const JClass JCachetable::classJCachetable = {"JCachetable", sizeof(JCachetable), &JObject::classJObject};
+
+namespace {
+
+constexpr int INDEX_CAPACITY = 533;
+constexpr float INDEX_LOAD_FACTOR = 4.0F;
+constexpr int NONE = -1;
+
+/** Deletes an object that a field owns and empties the field. */
+void drop(JObject*& owned) {
+    delete owned;
+    owned = nullptr;
+}
+
+}  // namespace
+
+// ---- entry ----
+
+JCacheEntry::JCacheEntry(int number)
+    : next(nullptr), hash(0), slot(number), useCount(0), key(nullptr), value(nullptr) {
+}
+
+JCacheEntry::~JCacheEntry() {
+    delete key;
+    delete value;
+}
+
+const JClass* JCacheEntry::getClass() const {
+    return &classJCacheEntry;
+}
+
+// ---- life ----
+
+JCachetable::JCachetable() : JCachetable(DEFAULT_CAPACITY) {
+}
+
+JCachetable::JCachetable(int slots)
+    : requests_(0),
+      hits_(0),
+      faults_(0),
+      capacity_(0),
+      count(0),
+      mostRecent(0),
+      leastRecent(0),
+      previous(nullptr),
+      following(nullptr),
+      entries(nullptr),
+      indexCapacity(INDEX_CAPACITY),
+      indexCount(0),
+      duplicates(0),
+      indexThreshold(thresholdOf(INDEX_CAPACITY, INDEX_LOAD_FACTOR)),
+      indexLoadFactor(INDEX_LOAD_FACTOR),
+      index(nullptr) {
+    initialize(slots);
+}
+
+void JCachetable::initialize(int slots) {
+    const auto n = static_cast<size_t>(std::max(slots, 0));
+    // Held until all of them are there: a constructor that throws runs no destructor.
+    std::unique_ptr<int[]> previousLinks(new int[n]);
+    std::unique_ptr<int[]> followingLinks(new int[n]);
+    std::unique_ptr<std::unique_ptr<JCacheEntry>[]> made(new std::unique_ptr<JCacheEntry>[n]);
+    for (size_t i = 0; i < n; i++) made[i] = std::make_unique<JCacheEntry>(static_cast<int>(i));
+    std::unique_ptr<JCacheEntry*[]> slotArray(new JCacheEntry*[n]);
+    index = newBuckets<JCacheEntry>(indexCapacity);
+
+    std::fill_n(previousLinks.get(), n, NONE);
+    std::fill_n(followingLinks.get(), n, NONE);
+    for (size_t i = 0; i < n; i++) slotArray[i] = made[i].release();
+    previous = previousLinks.release();
+    following = followingLinks.release();
+    entries = slotArray.release();
+    capacity_ = slots;
+}
+
+JCachetable::~JCachetable() {
+    if (indexCount > 0) clear();
+    delete[] index;
+    delete[] previous;
+    delete[] following;
+    for (int i = 0; i < capacity_; i++) delete entries[i];
+    delete[] entries;
+}
+
+const JClass* JCachetable::getClass() const {
+    return &classJCachetable;
+}
+
+// ---- pairs ----
+
+JObject* JCachetable::getElement(JObject& key) {
+    requests_++;
+    JCacheEntry* const entry = getEntry(key);
+    if (entry == nullptr) {
+        faults_++;
+        return nullptr;
+    }
+    costMax(entry->slot);
+    entry->useCount++;
+    hits_++;
+    return entry->value;
+}
+
+void JCachetable::addElement(JObject& key, JObject& value) {
+    if (JCacheEntry* const entry = getEntry(key)) {
+        drop(entry->value);
+        entry->value = value.clone();
+        entry->useCount = 1;
+        addEntry(entry->key, entry);  // finds the entry itself, and counts that
+        costMax(entry->slot);
+    } else if (capacity_ > 0) {
+        takeSlot();
+        fillHead(key, value);
+    }
+}
+
+/** Brings a slot that is free, or freed here, to the head of the recency list. */
+void JCachetable::takeSlot() {
+    if (isFull()) {
+        JObject* const victim = entries[leastRecent]->key;
+        if (victim != nullptr) removeEntry(victim);  // null: emptied by removeElement()
+        costMax(leastRecent);
+    } else if (count > 0) {
+        previous[count] = leastRecent;
+        following[count] = NONE;
+        toHead(count);
+        count++;
+    } else {
+        count = 1;  // slot 0 is head and tail as it stands
+    }
+}
+
+void JCachetable::fillHead(JObject& key, JObject& value) {
+    JCacheEntry* const entry = entries[mostRecent];
+    // Empty as a rule; not so where the index never held the slot, or gave its place to another.
+    drop(entry->key);
+    drop(entry->value);
+    entry->next = nullptr;
+    std::unique_ptr<JObject> keyClone(key.clone());
+    std::unique_ptr<JObject> valueClone(value.clone());
+    if (keyClone != nullptr) addEntry(keyClone.get(), entry);
+    entry->key = keyClone.release();
+    entry->value = valueClone.release();
+    entry->useCount = 1;
+}
+
+void JCachetable::removeElement(JObject& key) {
+    JCacheEntry* const entry = getEntry(key);
+    if (entry == nullptr) return;
+    costMin(entry->slot);
+    removeEntry(entry->key);
+}
+
+JCacheEntry* JCachetable::getEntry(JObject& key) {
+    JCacheEntry** const link = findLink(index, indexCapacity, key, key.hashCode());
+    return link != nullptr ? *link : nullptr;
+}
+
+void JCachetable::clear() {
+    for (int i = 0; i < indexCapacity; i++) {
+        for (JCacheEntry* entry = index[i]; entry != nullptr; entry = entry->next) {
+            drop(entry->key);
+            drop(entry->value);
+            entry->hash = 0;
+            entry->useCount = 0;
+        }
+        index[i] = nullptr;
+    }
+    // The links stay as they are: they are written again as slots are taken again.
+    mostRecent = 0;
+    leastRecent = 0;
+    count = 0;
+    indexCount = 0;
+    duplicates = 0;
+    requests_ = 0;
+    hits_ = 0;
+    faults_ = 0;
+}
+
+// ---- hash index ----
+
+void JCachetable::addEntry(JObject* key, JCacheEntry* entry) {
+    const int hash = key->hashCode();
+    if (JCacheEntry** const link = findLink(index, indexCapacity, *key, hash)) {
+        duplicates++;
+        if (*link == entry) return;
+        entry->next = (*link)->next;
+        entry->hash = hash;
+        *link = entry;
+        return;
+    }
+    if (indexCount >= indexThreshold) reallocation();
+    entry->hash = hash;
+    linkAtHead(index, indexCapacity, entry);
+    indexCount++;
+}
+
+void JCachetable::removeEntry(JObject* key) {
+    JCacheEntry** const link = findLink(index, indexCapacity, *key, key->hashCode());
+    if (link == nullptr) return;
+    JCacheEntry* const entry = *link;
+    *link = entry->next;
+    drop(entry->key);
+    drop(entry->value);
+    entry->hash = 0;
+    entry->next = nullptr;
+    indexCount--;
+}
+
+void JCachetable::reallocation() {
+    growBuckets(index, indexCapacity);
+    indexThreshold = thresholdOf(indexCapacity, indexLoadFactor);
+}
+
+// ---- recency list ----
+
+/** Whether the recency list holds the slot: those taken so far, or slot 0 alone. */
+bool JCachetable::isListed(int slot) const {
+    return capacity_ > 0 && slot >= 0 && slot < std::max(count, 1);
+}
+
+/** Takes a slot that is not alone out of the list. */
+void JCachetable::unlink(int slot) {
+    const int before = previous[slot];
+    const int after = following[slot];
+    if (before != NONE) {
+        following[before] = after;
+    } else {
+        mostRecent = after;
+    }
+    if (after != NONE) {
+        previous[after] = before;
+    } else {
+        leastRecent = before;
+    }
+}
+
+void JCachetable::costMax(int slot) {
+    if (isListed(slot) && slot != mostRecent) toHead(slot);
+}
+
+void JCachetable::toHead(int slot) {
+    unlink(slot);
+    previous[slot] = NONE;
+    following[slot] = mostRecent;
+    previous[mostRecent] = slot;
+    mostRecent = slot;
+}
+
+void JCachetable::costMin(int slot) {
+    if (!isListed(slot) || slot == leastRecent) return;
+    unlink(slot);
+    previous[slot] = leastRecent;
+    following[slot] = NONE;
+    following[leastRecent] = slot;
+    leastRecent = slot;
+}
+
+// ---- counts ----
+
+bool JCachetable::isFull() const {
+    return count >= capacity_;
+}
+int JCachetable::size() const {
+    return count;
+}
+int JCachetable::capacity() const {
+    return capacity_;
+}
+int JCachetable::requests() const {
+    return requests_;
+}
+int JCachetable::hits() const {
+    return hits_;
+}
+int JCachetable::faults() const {
+    return faults_;
+}
+
+JCacheEntries* JCachetable::getEntries() {
+    return new JCacheEntries(this);
+}
+
+// ---- enumeration ----
+
+JCacheEntries::JCacheEntries(JCachetable* table)
+    : cache(table), cursor(table->capacity_ > 0 ? table->mostRecent : NONE) {
+}
+
+int JCacheEntries::hasMoreElements() {
+    return cursor != NONE ? 1 : 0;
+}
+
+JObject* JCacheEntries::nextElement() {
+    if (cursor == NONE) return nullptr;
+    JCacheEntry* const entry = cache->entries[cursor];
+    cursor = cache->following[cursor];
+    return entry;
+}

@@ -1,0 +1,21 @@
+#ifndef JAY_CONTAINERS_JENUMERATION_H
+#define JAY_CONTAINERS_JENUMERATION_H
+
+#include "core/JObject.h"
+
+/** A walk over objects: ask hasMoreElements() once before each nextElement(). */
+class JAY_API JEnumeration : public JObject {
+public:
+    static const JClass classJEnumeration;
+
+    const JClass* getClass() const override;
+
+    /** Non-zero while there is one more element. Whether it also moves on is told by the class that
+     * implements it. */
+    virtual int hasMoreElements() = 0;
+
+    /** The element; who owns it is told by the class that implements it. */
+    virtual JObject* nextElement() = 0;
+};
+
+#endif

@@ -1,0 +1,116 @@
+#include "core/JObjectArray.h"
+
+#include <algorithm>
+#include <climits>
+#include <new>
+
+const JClass JObjectArray::classJObjectArray = {"JObjectArray", sizeof(JObjectArray), &JObject::classJObject};
+
+namespace {
+
+constexpr int STEP = 8;  ///< slots by which the capacity grows
+
+JObject** newSlots(int n) {
+    return new JObject*[static_cast<size_t>(n)]();
+}
+
+}  // namespace
+
+JObjectArray::JObjectArray() : JObjectArray(static_cast<JSize*>(nullptr)) {
+}
+
+JObjectArray::JObjectArray(JSize* lengthCounter)
+    : length_(0), capacity(0), counter(lengthCounter), elements(nullptr) {
+}
+
+// Delegating: should a clone fail, the destructor releases those made before it.
+JObjectArray::JObjectArray(const JObjectArray& other) : JObjectArray() {
+    *this = other;
+}
+
+JObjectArray::~JObjectArray() {
+    clear();
+}
+
+JObjectArray& JObjectArray::operator=(const JObjectArray& other) {
+    clear();  // also when the other is this very array: kept
+    elements = newSlots(other.length_);
+    length_ = other.length_;
+    capacity = other.length_;
+    raiseCounter();
+    for (int i = 0; i < length_; i++) {
+        if (other.elements[i] != nullptr) elements[i] = other.elements[i]->clone();
+    }
+    return *this;
+}
+
+JObject* JObjectArray::clone() {
+    return new JObjectArray(*this);
+}
+
+const JClass* JObjectArray::getClass() const {
+    return &classJObjectArray;
+}
+
+JObject* JObjectArray::create() {
+    return new JObject;
+}
+
+int JObjectArray::length() const {
+    return length_;
+}
+
+JObject& JObjectArray::operator[](int i) {
+    i = std::max(i, 0);
+    if (i >= capacity) {
+        if (i == INT_MAX) throw std::bad_alloc();
+        resize(i + 1);
+    } else {
+        length_ = std::max(length_, i + 1);  // slots behind the length are null already
+    }
+    raiseCounter();
+    if (elements[i] == nullptr) elements[i] = create();
+    return *elements[i];
+}
+
+void JObjectArray::resize(int n) {
+    n = std::max(n, 0);  // no array has fewer than no elements
+    if (n == length_) return;
+    if (n < length_) deleteFrom(n);
+    if (n >= capacity) {
+        // At the capacity, too, and then for no more slots than there were: kept.
+        if (n > INT_MAX - (STEP - 1)) throw std::bad_alloc();
+        const int larger = (n + STEP - 1) / STEP * STEP;
+        JObject** slots = newSlots(larger);
+        std::copy(elements, elements + std::min(length_, n), slots);
+        delete[] elements;
+        elements = slots;
+        capacity = larger;
+    }
+    length_ = n;
+    raiseCounter();
+}
+
+void JObjectArray::clear() {
+    deleteFrom(0);
+    delete[] elements;
+    elements = nullptr;
+    length_ = 0;
+    capacity = 0;
+}
+
+void JObjectArray::replace(int i, JObject* element) {
+    delete elements[i];
+    elements[i] = element;
+}
+
+void JObjectArray::deleteFrom(int first) {
+    for (int i = first; i < length_; i++) {
+        delete elements[i];
+        elements[i] = nullptr;
+    }
+}
+
+void JObjectArray::raiseCounter() {
+    if (counter != nullptr && counter->size() < length_) counter->size(length_);
+}

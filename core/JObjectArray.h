@@ -1,0 +1,80 @@
+#ifndef JAY_CORE_JOBJECTARRAY_H
+#define JAY_CORE_JOBJECTARRAY_H
+
+#include "core/JObject.h"
+#include "core/JSize.h"
+
+/**
+ * A growing array of owned objects. Reading an element that does not exist yet makes the array longer and
+ * creates the element on the spot, through the virtual create():
+ *
+ *     JStringArray names;
+ *     names[5] = "Kim";       // length 6; elements 0 to 4 are made when they are first read
+ *
+ * Slots are allocated in steps of 8 and never given back by shrinking. An optional shared counter records the
+ * largest length that the arrays sharing it have reached; it is raised, never lowered.
+ *
+ * The array owns its elements: they are deleted with it, by clear() and by shrinking. Access takes constant
+ * time, growth linear time. Not thread-safe.
+ */
+class JAY_API JObjectArray : public JObject {
+public:
+    static const JClass classJObjectArray;
+
+    JObjectArray();
+
+    /** @param counter raised to this array's length whenever the length passes it; not owned; null for none.
+     */
+    explicit JObjectArray(JSize* counter);
+
+    /** No counter; the elements are clones, see operator=. */
+    JObjectArray(const JObjectArray& other);
+
+    ~JObjectArray() override;
+
+    /**
+     * Replaces the content by clones of the other's elements. Elements whose class does not clone come out as
+     * empty slots. The new capacity is exactly the other's length. Assigning an array to itself empties it
+     * (kept: callers rely on it).
+     */
+    JObjectArray& operator=(const JObjectArray& other);
+
+    /** A new plain JObjectArray with clones of the elements, also of a typed array. The caller owns it. */
+    JObject* clone() override;
+
+    const JClass* getClass() const override;
+
+    /** Makes the element for an empty slot; the array owns it. Typed arrays override it. Not null. */
+    virtual JObject* create();
+
+    int length() const;
+
+    /** The element at `i`, made if there is none; a negative `i` counts as 0. Good until it is deleted with
+     * its slot. */
+    JObject& operator[](int i);
+
+    /** Makes the array `n` long, a negative `n` counting as 0: deletes elements behind it, or adds empty
+     * slots. */
+    void resize(int n);
+
+    /** Deletes all elements and the slots. The counter stays. */
+    void clear();
+
+protected:
+    /** Stores an element in an existing slot, in place of the one that is there, which is deleted. */
+    void replace(int i, JObject* element);
+
+private:
+    void deleteFrom(int first);
+    void raiseCounter();
+
+    int length_;
+    int capacity;
+    JSize* counter;
+    JObject** elements;  // `capacity` slots, owned with what they point to; null behind length_
+};
+
+static_assert(sizeof(void*) != 4 || sizeof(JObjectArray) == 20,
+              "instance size is part of the 32-bit contract");
+
+#endif

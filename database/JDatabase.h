@@ -1,0 +1,140 @@
+#ifndef JAY_DATABASE_JDATABASE_H
+#define JAY_DATABASE_JDATABASE_H
+
+#include <cstdio>
+
+#include "bus/JMessage.h"
+#include "core/JObject.h"
+#include "core/JString.h"
+#include "core/JStringArray.h"
+
+/**
+ * Small numbered text records in flat files, one file per named database. Records are numbered from 1 in the
+ * order of addition and never removed; a new text is written in place when it fits the old space. Every
+ * operation that takes a name opens the file, works and closes it.
+ *
+ *     JDatabase* db = JDatabase::getDatabase();
+ *     db->addRecord("notes", "milk");
+ *     JString first = db->getRecord("notes", 1);
+ *     JDatabase::release();
+ *
+ * The file of database `name` is `_path` + "\\" + name + ".db", where `_path` is the home directory (see
+ * JSystem::getHomeDirectory()) + "\\db". The separators are backslashes on every platform (kept: existing
+ * files are found by exactly this name). With an empty home directory the file of "notes" is called
+ * \db\notes.db, in the current directory.
+ *
+ * The file: numRecords and end, then the records up to `end`; a record is its length (of what follows), its
+ * id and its text as JMessage writes them. Numbers are 32-bit little-endian. docs/database-format.md tells it
+ * byte by byte.
+ *
+ * Results: nothing reports an error. A record that is not there, or a file that can be neither opened nor
+ * made, gives an empty message, string or array, or no effect; a record that cannot be written whole is not
+ * counted in the header.
+ *
+ * Damaged files: a search that cannot read the length of a record that the header counts repairs the file
+ * there, see find(). A length that is negative counts as 0, one that reaches beyond the file is cut at its
+ * end, and a record of fewer than 4 bytes has no id and matches none; so no read leaves the file, none
+ * allocates what the file does not hold, and a search ends after at most one step for every 4 bytes of the
+ * file. getRecords() makes no more strings than the file has bytes, or 1024 if that is more. A new record is
+ * never written into the header, and `end` counts as damaged when it lies more than 1 MiB beyond the file:
+ * the record then goes to the file's end. A file of 2 GiB or more is not opened.
+ *
+ * Not thread-safe, and two processes must not use one file at the same time.
+ */
+class JAY_API JDatabase : public JObject {
+public:
+    static const JClass classJDatabase;
+
+    /** Sets `_path`. Most programs share the instance that getDatabase() gives. */
+    JDatabase();
+
+    /** Ends the object; an open file is not closed here (operations by name leave none open). */
+    ~JDatabase() override;
+    JDatabase(const JDatabase&) = delete;
+    JDatabase& operator=(const JDatabase&) = delete;
+
+    const JClass* getClass() const override;
+
+    /** The shared instance, made by the first holder. Every call wants one release(). */
+    static JDatabase* getDatabase();
+
+    /** Gives the shared instance back; the last one deletes it. @return the holders left; meaningless when
+     * there are none. */
+    static int release();
+
+    // ---- records by database name ----
+
+    /** How many records were ever added; abandoned ones count. */
+    int getNumRecords(const char* name);
+
+    /** The text of a record; empty if there is none. Reads through the file up to the record. */
+    JString getRecord(const char* name, int id);
+
+    /** All texts, that of record `id` at index id - 1; empty where there is none. Reads the file once. */
+    JStringArray getRecords(const char* name);
+
+    /** Appends a record. Its id is the new getNumRecords(). */
+    void addRecord(const char* name, const char* text);
+
+    /**
+     * Changes a record's text. When the text does not fit the old space, the record is abandoned and the text
+     * appended under a NEW id; `id` is empty afterwards (kept: callers rely on it). Nothing happens when
+     * there is no such record.
+     */
+    void setRecord(const char* name, int id, const char* text);
+
+    /** Does nothing: kept. */
+    void deleteRecord(const char* name, int id, const char* text);
+
+    /** Does nothing, no file is deleted: kept. */
+    void remove(const char* name);
+
+    // ---- one open file, for the operations above ----
+
+    /** Opens the database's file, making it if it is not there, and reads its header. */
+    void open(const char* name);
+
+    void close();
+
+    /** Reads numRecords and end; writes those of an empty database into a file without a whole header. */
+    void readHeader();
+
+    void writeHeader();
+
+    /**
+     * Looks a record up, from the start of the file. @return an empty message, or the record's file offset
+     * (int), its length (int) and its bytes behind the length: id (int) and text (string). The first record
+     * with the id wins.
+     *
+     * Where the length of a record that the header counts cannot be read whole, the file is repaired: an int
+     * holding the number of bytes that were there is written in that place, `end` is put behind it and the
+     * count set to the records before it. That int stands where a length stands, so the next record added is
+     * seen only once another one follows it (kept).
+     */
+    JMessage find(int id);
+
+    /** The bytes of one new record. */
+    JMessage make(int id, const char* text);
+
+    static JString _path;         ///< directory prefix of all files; empty until an instance was made
+    static JDatabase* _instance;  ///< the shared instance, or null
+    static int _ref;              ///< its holders
+
+private:
+    class Walk;
+
+    static JString fileName(const char* name);
+    void repair(int offset, int bytesRead, int recordsBefore);
+    bool writeAt(int offset, JMessage& bytes);
+    int appendOffset();
+    bool append(const char* text);
+    bool replace(int id, const char* text);
+
+    FILE* file;      // null between operations
+    int numRecords;  // as the header of the file last opened says
+    int end;
+};
+
+static_assert(sizeof(void*) != 4 || sizeof(JDatabase) == 16, "instance size is part of the 32-bit contract");
+
+#endif

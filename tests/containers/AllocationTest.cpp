@@ -1,0 +1,212 @@
+// What the containers allocate, and what remains when they cannot. All forms of new and delete are replaced
+// for the whole test program; they count, fail on demand, and do as always otherwise.
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <memory>
+#include <new>
+
+#include "containers/JCachetable.h"
+#include "containers/JHashtable.h"
+#include "Keys.h"
+
+using jay::test::Name;
+
+namespace {
+
+long allocations = 0;
+long blocks = 0;
+long untilFailure = 0;  // 0: none fails
+
+void* allocate(std::size_t size) {
+    allocations++;
+    if (untilFailure > 0 && --untilFailure == 0) throw std::bad_alloc();
+    void* const block = std::malloc(size > 0 ? size : 1);
+    if (block == nullptr) throw std::bad_alloc();
+    blocks++;
+    return block;
+}
+
+void release(void* block) {
+    if (block == nullptr) return;
+    blocks--;
+    std::free(block);
+}
+
+/** How many allocations an operation made. */
+template <class Operation>
+long allocationsOf(Operation operation) {
+    const long before = allocations;
+    operation();
+    return allocations - before;
+}
+
+/** Lets the first, the second, ... allocation of an operation fail until it succeeds; after each failure no
+ * block is left of it and `check` is called. Returns the number of failures. */
+template <class Operation, class Check>
+int failEachAllocation(Operation operation, Check check) {
+    for (int failures = 0;; failures++) {
+        const long before = blocks;
+        bool failed = false;
+        untilFailure = failures + 1;
+        try {
+            operation();
+        } catch (const std::bad_alloc&) {
+            failed = true;
+        }
+        untilFailure = 0;
+        if (!failed) return failures;
+        EXPECT_EQ(blocks, before) << "leaked at allocation " << failures + 1;
+        check();
+    }
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+    return allocate(size);
+}
+void* operator new[](std::size_t size) {
+    return allocate(size);
+}
+void operator delete(void* block) noexcept {
+    release(block);
+}
+void operator delete[](void* block) noexcept {
+    release(block);
+}
+void operator delete(void* block, std::size_t) noexcept {
+    release(block);
+}
+void operator delete[](void* block, std::size_t) noexcept {
+    release(block);
+}
+
+TEST(Allocation, TheHashTablesLookUpsAllocateNothing) {
+    JHashtable table;
+    Name known("known");
+    Name unknown("unknown");
+    EXPECT_GT(allocationsOf([&] { table.put(known, known); }), 0);
+    EXPECT_EQ(allocationsOf([&] {
+                  table.get(known);
+                  table.get(&known);
+                  table.getEntry(known);
+                  table.get(unknown);
+                  table.getEntry(&unknown);
+                  table.remove(unknown);
+                  table.remove(known);
+              }),
+              0);
+}
+
+TEST(Allocation, TheCachesLookUpsAllocateNothing) {
+    JCachetable cache;
+    Name known("known");
+    Name other("other");
+    Name unknown("unknown");
+    cache.addElement(known, known);
+    cache.addElement(other, other);
+    EXPECT_EQ(allocationsOf([&] {
+                  cache.getElement(known);
+                  cache.getElement(unknown);
+                  cache.getEntry(other);
+                  cache.removeElement(unknown);
+                  cache.removeElement(known);
+                  cache.clear();
+              }),
+              0);
+}
+
+TEST(Allocation, FailingAnywhereInPutLeavesTheTable) {
+    JHashtable table(1, 2.0F);
+    Name first("first");
+    Name second("second");
+    Name key("key");
+    Name value("value");
+    table.put(first, first);
+    table.put(second, second);
+    table.reallocation();
+    // The entry, the key and its text, the value and its text.
+    const int failures =
+        failEachAllocation([&] { table.put(key, value); },
+                           [&] {
+                               EXPECT_EQ(table.size(), 2);
+                               EXPECT_EQ(table.get(key), nullptr);
+                               EXPECT_STREQ(static_cast<JString&>(*table.get(first)), "first");
+                               EXPECT_STREQ(static_cast<JString&>(*table.get(second)), "second");
+                           });
+    EXPECT_EQ(failures, 5);
+    EXPECT_EQ(table.size(), 3);
+    EXPECT_STREQ(static_cast<JString&>(*table.get(key)), "value");
+}
+
+TEST(Allocation, FailingToGrowLeavesTheTable) {
+    JHashtable table(1, 1.0F);
+    Name first("first");
+    Name second("second");
+    table.put(first, first);
+    untilFailure = 1;
+    EXPECT_THROW(table.put(second, second), std::bad_alloc);
+    EXPECT_EQ(table.capacity(), 1);
+    EXPECT_EQ(table.threshold, 1);
+    EXPECT_EQ(table.size(), 1);
+    EXPECT_STREQ(static_cast<JString&>(*table.get(first)), "first");
+}
+
+TEST(Allocation, FailingToReplaceAValueKeepsTheOldOne) {
+    JHashtable table;
+    Name key("key");
+    Name value("value");
+    table.put(key, key);
+    const int failures = failEachAllocation(
+        [&] { table.put(key, value); }, [&] { EXPECT_STREQ(static_cast<JString&>(*table.get(key)), "key"); });
+    EXPECT_EQ(failures, 2);
+    EXPECT_STREQ(static_cast<JString&>(*table.get(key)), "value");
+}
+
+TEST(Allocation, FailingToInitializeLeavesTheTable) {
+    JHashtable table;
+    Name key("key");
+    table.put(key, key);
+    untilFailure = 1;
+    EXPECT_THROW(table.initialize(10, 1.0F), std::bad_alloc);
+    EXPECT_EQ(table.capacity(), 533);
+    EXPECT_EQ(table.size(), 1);
+    EXPECT_NE(table.get(key), nullptr);
+}
+
+TEST(Allocation, FailingAnywhereInTheConstructorsReleasesTheRest) {
+    EXPECT_EQ(failEachAllocation([] { JHashtable table(10); }, [] {}), 1);
+    // Two links, three slots in two arrays, and the index.
+    EXPECT_EQ(failEachAllocation([] { JCachetable cache(3); }, [] {}), 2 + 3 + 2 + 1);
+}
+
+TEST(Allocation, FailingAnywhereInAddElementLeavesTheOtherPairs) {
+    JCachetable cache(2);
+    Name first("first");
+    Name key("key");
+    cache.addElement(first, first);
+    const int failures = failEachAllocation([&] { cache.addElement(key, key); },
+                                            [&] {
+                                                EXPECT_EQ(cache.getEntry(key), nullptr);
+                                                EXPECT_EQ(cache.indexCount, 1);
+                                                cache.costMax(0);  // the empty slot is the next to be used
+                                            });
+    EXPECT_EQ(failures, 4);
+    EXPECT_STREQ(static_cast<JString&>(*cache.getElement(first)), "first");
+    EXPECT_STREQ(static_cast<JString&>(*cache.getElement(key)), "key");
+}
+
+TEST(Allocation, DestroyingReleasesEverything) {
+    const long before = blocks;
+    {
+        JHashtable table(3);
+        JCachetable cache(3);
+        Name key("key");
+        table.put(key, key);
+        cache.addElement(key, key);
+        table.keyList();  // the last one is the table's
+        cache.removeElement(key);
+        cache.addElement(key, key);
+    }
+    EXPECT_EQ(blocks, before);
+}

@@ -1,0 +1,69 @@
+#include <gtest/gtest.h>
+#include <memory>
+
+#include "core/JPointerArray.h"
+
+namespace {
+
+void* held(const JPointer& pointer) {
+    return pointer;
+}
+
+}  // namespace
+
+TEST(JPointerArray, HasARecordOfItsOwn) {
+    JPointerArray array;
+    EXPECT_EQ(array.getClass(), &JPointerArray::classJPointerArray);
+    EXPECT_STREQ(JPointerArray::classJPointerArray.name, "JPointerArray");
+    EXPECT_EQ(JPointerArray::classJPointerArray.size, static_cast<int>(sizeof(JObjectArray)));
+    EXPECT_EQ(JPointerArray::classJPointerArray.superclass, &JObjectArray::classJObjectArray);
+}
+
+TEST(JPointerArray, ReadingAnElementMakesANullPointer) {
+    JPointerArray array;
+    EXPECT_EQ(held(array[2]), nullptr);
+    EXPECT_EQ(array.length(), 3);
+    EXPECT_EQ(array.elements[0], nullptr);
+    EXPECT_EQ(array.elements[2]->getClass(), &JPointer::classJPointer);
+}
+
+TEST(JPointerArray, HoldsAddressesWithoutOwningThem) {
+    JObject object;
+    {
+        JPointerArray array;
+        array[1] = object;
+        EXPECT_EQ(held(array[1]), &object);
+    }
+    EXPECT_EQ(object.hashCode(), 0);
+}
+
+TEST(JPointerArray, RaisesItsCounter) {
+    JSize counter;
+    JPointerArray array(&counter);
+    array[6];
+    EXPECT_EQ(counter.size(), 7);
+}
+
+TEST(JPointerArray, ItsCopiesHaveEmptySlotsBecauseAPointerDoesNotClone) {
+    JObject object;
+    JPointerArray array;
+    array[1] = object;
+    JPointerArray copy(array);
+    EXPECT_EQ(copy.length(), 2);
+    EXPECT_EQ(copy.elements[1], nullptr);
+    EXPECT_EQ(held(copy[1]), nullptr);
+    JPointerArray assigned;
+    EXPECT_EQ(&(assigned = array), &assigned);
+    EXPECT_EQ(assigned.length(), 2);
+    EXPECT_EQ(&(assigned = static_cast<JObjectArray&>(array)), &assigned);
+    EXPECT_EQ(held(assigned[1]), nullptr);
+    EXPECT_EQ(held(array[1]), &object);
+}
+
+TEST(JPointerArray, ItsCloneIsAPlainArray) {
+    JPointerArray array;
+    array[1];
+    const std::unique_ptr<JObject> clone(array.clone());
+    EXPECT_EQ(clone->getClass(), &JObjectArray::classJObjectArray);
+    EXPECT_EQ(static_cast<JObjectArray&>(*clone).length(), 2);
+}

@@ -1,0 +1,128 @@
+#include <gtest/gtest.h>
+#include <memory>
+
+#include "core/JStringTable.h"
+
+namespace {
+
+void expectCounts(const JTable& table, int rows, int columns) {
+    EXPECT_EQ(table.getRows(), rows);
+    EXPECT_EQ(table.getColumns(), columns);
+}
+
+/** The row as the base has it, which makes nothing of it. */
+JObject* rowOf(const JStringTable& table, int row) {
+    return table.elements[row];
+}
+
+}  // namespace
+
+TEST(JStringTable, HasARecordOfItsOwn) {
+    JStringTable table;
+    EXPECT_EQ(table.getClass(), &JStringTable::classJStringTable);
+    EXPECT_STREQ(JStringTable::classJStringTable.name, "JStringTable");
+    EXPECT_EQ(JStringTable::classJStringTable.size, static_cast<int>(sizeof(JTable)));
+    EXPECT_EQ(JStringTable::classJStringTable.superclass, &JTable::classJTable);
+}
+
+TEST(JStringTable, StoresTheCountsItIsMadeWithAndMakesNoRow) {
+    expectCounts(JStringTable(), 0, 0);
+    const JStringTable table(3, 4);
+    expectCounts(table, 3, 4);
+    EXPECT_EQ(table.length(), 0);
+}
+
+TEST(JStringTable, ItsCellsAreEmptyStringsAtFirst) {
+    JStringTable table;
+    EXPECT_STREQ(table[2][4], "");
+    expectCounts(table, 3, 5);
+    table[0][1] = "x";
+    EXPECT_STREQ(table[0][1], "x");
+    expectCounts(table, 3, 5);
+    EXPECT_EQ(rowOf(table, 1), nullptr);
+}
+
+TEST(JStringTable, ARowIsAStringArrayThatCountsTheColumns) {
+    JStringTable table;
+    const JStringArray& row = table[-2];
+    EXPECT_EQ(row.getClass(), &JStringArray::classJStringArray);
+    EXPECT_EQ(row.counter, &table.columns);
+    EXPECT_EQ(&table[0], &row);
+    const std::unique_ptr<JObject> made(table.create());
+    ASSERT_EQ(made->getClass(), &JStringArray::classJStringArray);
+    EXPECT_EQ(static_cast<JStringArray&>(*made).counter, &table.columns);
+}
+
+TEST(JStringTable, MakesStringsAlsoWhenItIsReadAsATable) {
+    JStringTable table;
+    JTable& base = table;
+    EXPECT_EQ(base[1][1].getClass(), &JString::classJString);
+    expectCounts(table, 2, 2);
+}
+
+TEST(JStringTable, ACopyHasTheCountsAndNoElement) {
+    JStringTable table;
+    table[1][2] = "x";
+    JStringTable copy(table);
+    EXPECT_EQ(copy.getClass(), &JStringTable::classJStringTable);
+    expectCounts(copy, 2, 3);
+    EXPECT_EQ(copy.length(), 0);
+    EXPECT_STREQ(copy[1][2], "");
+}
+
+TEST(JStringTable, ACloneIsATableWithTheCounts) {
+    JStringTable table;
+    table[1][2] = "x";
+    const std::unique_ptr<JObject> clone(table.clone());
+    ASSERT_EQ(clone->getClass(), &JTable::classJTable);
+    expectCounts(static_cast<JTable&>(*clone), 2, 3);
+    EXPECT_EQ(static_cast<JTable&>(*clone).length(), 0);
+}
+
+TEST(JStringTable, AssigningClonesTheRowsAsPlainArraysOfTheStrings) {
+    JStringTable table;
+    table[1][2] = "x";
+    JStringTable target;
+    target[4][4] = "old";
+    EXPECT_EQ(&(target = table), &target);
+    expectCounts(target, 2, 3);
+    EXPECT_EQ(target.length(), 2);
+    EXPECT_EQ(rowOf(target, 0), nullptr);
+    ASSERT_EQ(rowOf(target, 1)->getClass(), &JObjectArray::classJObjectArray);
+    auto& row = static_cast<JObjectArray&>(*rowOf(target, 1));
+    EXPECT_STREQ(static_cast<JString&>(row[2]), "x");
+    table[1][2] = "changed";
+    EXPECT_STREQ(target[1][2], "x");
+}
+
+TEST(JStringTable, MakesMissingCellsOfAnAssignedRowAsStrings) {
+    JStringTable table;
+    table[1][2] = "x";
+    JStringTable target;
+    target = table;
+    EXPECT_STREQ(target[1][0], "");
+    target[1][9] = "y";
+    EXPECT_STREQ(target[1][9], "y");
+    EXPECT_STREQ(target[1][2], "x");
+    expectCounts(target, 2, 3);  // its rows count no columns
+    target[0][6] = "z";
+    expectCounts(target, 2, 7);
+}
+
+TEST(JStringTable, ANegativeIndexFindsTheAssignedFirstRow) {
+    JStringTable table;
+    table[0][0] = "x";
+    JStringTable target;
+    target = table;
+    EXPECT_STREQ(target[-1][-1], "x");
+    EXPECT_EQ(target.length(), 1);
+}
+
+TEST(JStringTable, AnAssignedRowStaysTheSameOnceItWasRead) {
+    JStringTable table;
+    table[0][0] = "x";
+    JStringTable target;
+    target = table;
+    const JStringArray& row = target[0];
+    EXPECT_EQ(&target[0], &row);
+}

@@ -1,0 +1,484 @@
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <map>
+#include <memory>
+#include <random>
+#include <signal.h>
+#include <string>
+#include <sys/resource.h>
+#include <unistd.h>
+#include <vector>
+
+#include "database/JDatabase.h"
+#include "system/JSystem.h"
+
+namespace {
+
+/** The bytes of a little-endian int. */
+std::string word(int value) {
+    std::string bytes;
+    for (int i = 0; i < 4; i++) bytes += static_cast<char>(static_cast<unsigned>(value) >> (8 * i));
+    return bytes;
+}
+
+std::string textField(const std::string& text) {
+    const auto n = static_cast<int>(text.size());
+    std::string length(1, static_cast<char>(n));
+    if (n >= 254) length = std::string("\xFE") + word(n).substr(0, 2);
+    if (n > 65535) length = std::string("\xFF") + word(n);
+    return length + text;
+}
+
+std::string record(int id, const std::string& text) {
+    const std::string field = textField(text);
+    return word(4 + static_cast<int>(field.size())) + word(id) + field;
+}
+
+std::string header(int numRecords, int end) {
+    return word(numRecords) + word(end);
+}
+
+/** A whole file of records 1, 2, ... */
+std::string fileOf(const std::vector<std::string>& texts) {
+    std::string records;
+    int id = 0;
+    for (const std::string& text : texts) records += record(++id, text);
+    return header(id, 8 + static_cast<int>(records.size())) + records;
+}
+
+int wordAt(const std::string& bytes, size_t offset) {
+    unsigned value = 0;
+    for (size_t i = 0; i < 4; i++)
+        value |= static_cast<unsigned>(static_cast<unsigned char>(bytes[offset + i])) << (8 * i);
+    return static_cast<int>(value);
+}
+
+/** A database in a directory of its own, of which every file image can be seen and set. */
+class JDatabaseTest : public testing::Test {
+protected:
+    JDatabaseTest() {
+        char pattern[] = "/tmp/jaydb.XXXXXX";
+        directory = mkdtemp(pattern);
+        JDatabase::_path = (directory + "/db").c_str();
+    }
+    ~JDatabaseTest() override {
+        for (const char* name : {"notes", "other"}) std::remove(path(name).c_str());
+        rmdir(directory.c_str());
+    }
+
+    std::string path(const char* name = "notes") const { return directory + "/db\\" + name + ".db"; }
+
+    std::string image(const char* name = "notes") const {
+        std::ifstream file(path(name), std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(file), {});
+    }
+
+    void setImage(const std::string& bytes) const {
+        std::ofstream file(path(), std::ios::binary | std::ios::trunc);
+        file << bytes;
+    }
+
+    std::string get(int id) { return static_cast<const char*>(db.getRecord("notes", id)); }
+
+    std::vector<std::string> all() {
+        JStringArray records = db.getRecords("notes");
+        std::vector<std::string> texts;
+        for (int i = 0; i < records.length(); i++) texts.emplace_back(static_cast<const char*>(records[i]));
+        return texts;
+    }
+
+    JDatabase db;
+    std::string directory;
+};
+
+using Texts = std::vector<std::string>;
+
+/** Lets no file of this process grow beyond a size, as a full disk would, for the length of a scope. */
+class FileSizeLimit {
+public:
+    explicit FileSizeLimit(rlim_t bytes) : handler_(signal(SIGXFSZ, SIG_IGN)) {
+        getrlimit(RLIMIT_FSIZE, &former_);
+        const rlimit limit{bytes, former_.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~FileSizeLimit() {
+        setrlimit(RLIMIT_FSIZE, &former_);
+        signal(SIGXFSZ, handler_);
+    }
+
+private:
+    void (*handler_)(int);
+    rlimit former_{};
+};
+
+}  // namespace
+
+// ---- the shared instance ----
+
+TEST(JDatabaseInstance, IsMadeByTheFirstHolderAndDeletedByTheLast) {
+    EXPECT_EQ(JDatabase::_instance, nullptr);
+    JDatabase* first = JDatabase::getDatabase();
+    EXPECT_EQ(JDatabase::getDatabase(), first);
+    EXPECT_EQ(JDatabase::_ref, 2);
+    EXPECT_EQ(JDatabase::release(), 1);
+    EXPECT_EQ(JDatabase::_instance, first);
+    JDatabase::release();
+    EXPECT_EQ(JDatabase::_instance, nullptr);
+    EXPECT_EQ(JDatabase::_ref, 0);
+}
+
+TEST(JDatabaseInstance, ASurplusReleaseIsHarmless) {
+    JDatabase::release();
+    EXPECT_EQ(JDatabase::_instance, nullptr);
+    JDatabase::_ref = 0;
+}
+
+TEST(JDatabaseInstance, EveryConstructionSetsThePathFromTheHomeDirectory) {
+    JDatabase::_path = "elsewhere";
+    const JDatabase db;
+    EXPECT_STREQ(JDatabase::_path, JSystem::getHomeDirectory() + "\\db");
+}
+
+TEST(JDatabaseInstance, HasItsOwnClassRecord) {
+    const JDatabase db;
+    EXPECT_EQ(db.getClass(), &JDatabase::classJDatabase);
+    EXPECT_STREQ(db.getClass()->name, "JDatabase");
+    EXPECT_EQ(db.getClass()->superclass, &JObject::classJObject);
+}
+
+// ---- records ----
+
+TEST_F(JDatabaseTest, AddRecord_WritesHeaderAndRecord) {
+    db.addRecord("notes", "abc");
+    EXPECT_EQ(image(), header(1, 20) + std::string("\x08\0\0\0\x01\0\0\0\x03"
+                                                   "abc",
+                                                   12));
+}
+
+TEST_F(JDatabaseTest, AddRecord_NumbersRecordsFromOne) {
+    for (const char* text : {"one", "two", "three"}) db.addRecord("notes", text);
+    EXPECT_EQ(image(), fileOf({"one", "two", "three"}));
+    EXPECT_EQ(db.getNumRecords("notes"), 3);
+    EXPECT_EQ(get(2), "two");
+}
+
+TEST_F(JDatabaseTest, AddRecord_KeepsTextsOfEveryLengthForm) {
+    const Texts texts = {"", std::string(253, 'a'), std::string(254, 'b'), std::string(65535, 'c'),
+                         std::string(65536, 'd')};
+    for (const std::string& text : texts) db.addRecord("notes", text.c_str());
+    EXPECT_EQ(image(), fileOf(texts));
+    EXPECT_EQ(all(), texts);
+}
+
+TEST_F(JDatabaseTest, AddRecord_TakesNullForTheEmptyText) {
+    db.addRecord("notes", nullptr);
+    EXPECT_EQ(image(), fileOf({""}));
+}
+
+TEST_F(JDatabaseTest, GetNumRecords_MakesAnEmptyDatabase) {
+    EXPECT_EQ(db.getNumRecords("notes"), 0);
+    EXPECT_EQ(image(), header(0, 8));
+}
+
+TEST_F(JDatabaseTest, GetRecord_IsEmptyForIdsThatAreNotThere) {
+    db.addRecord("notes", "abc");
+    const std::string before = image();
+    for (const int id : {0, -2, 2, INT_MAX, INT_MIN}) EXPECT_EQ(get(id), "") << id;
+    EXPECT_EQ(image(), before);
+}
+
+TEST_F(JDatabaseTest, SetRecord_WritesAShorterTextInPlace) {
+    for (const char* text : {"abcdef", "second"}) db.addRecord("notes", text);
+    db.setRecord("notes", 1, "xy");
+    EXPECT_EQ(image(), header(2, 38) + word(11) + word(1) +
+                           std::string("\x02xy"
+                                       "cdef",
+                                       7) +
+                           record(2, "second"));
+    EXPECT_EQ(all(), Texts({"xy", "second"}));
+}
+
+TEST_F(JDatabaseTest, SetRecord_WritesATextOfTheSameLengthInPlace) {
+    db.addRecord("notes", "abc");
+    db.setRecord("notes", 1, "xyz");
+    EXPECT_EQ(image(), fileOf({"xyz"}));
+}
+
+TEST_F(JDatabaseTest, SetRecord_UsesTheSlackOfALongerText) {
+    db.addRecord("notes", "abcdef");
+    db.setRecord("notes", 1, "x");
+    db.setRecord("notes", 1, "uvwxyz");
+    EXPECT_EQ(image(), fileOf({"uvwxyz"}));
+}
+
+TEST_F(JDatabaseTest, SetRecord_AppendsALongerTextUnderANewId) {
+    for (const char* text : {"abc", "second"}) db.addRecord("notes", text);
+    db.setRecord("notes", 1, "abcd");
+    EXPECT_EQ(image(), header(3, 48) + word(8) + word(-1) +
+                           std::string("\x03"
+                                       "abc") +
+                           record(2, "second") + record(3, "abcd"));
+    EXPECT_EQ(get(1), "");
+    EXPECT_EQ(all(), Texts({"", "second", "abcd"}));
+}
+
+TEST_F(JDatabaseTest, SetRecord_OfAnAbsentIdChangesNothing) {
+    db.addRecord("notes", "abc");
+    db.setRecord("notes", 2, "x");
+    EXPECT_EQ(image(), fileOf({"abc"}));
+}
+
+TEST_F(JDatabaseTest, DeleteRecordAndRemoveChangeNothing) {
+    db.addRecord("notes", "abc");
+    db.deleteRecord("notes", 1, "abc");
+    db.remove("notes");
+    EXPECT_EQ(image(), fileOf({"abc"}));
+}
+
+TEST_F(JDatabaseTest, DatabasesAreSeparateFiles) {
+    db.addRecord("notes", "abc");
+    db.addRecord("other", "xyz");
+    EXPECT_EQ(image(), fileOf({"abc"}));
+    EXPECT_EQ(image("other"), fileOf({"xyz"}));
+}
+
+TEST_F(JDatabaseTest, NoOperationLeavesTheFileOpen) {
+    db.addRecord("notes", "abc");
+    db.setRecord("notes", 1, "abcd");
+    get(1);
+    all();
+    EXPECT_EQ(db.file, nullptr);
+}
+
+TEST_F(JDatabaseTest, GetRecords_GivesTheFirstOfTwoRecordsWithOneId) {
+    setImage(header(2, 8 + 24) + record(1, "abc") + record(1, "xyz"));
+    EXPECT_EQ(all(), Texts({"abc", ""}));
+    EXPECT_EQ(get(1), "abc");
+}
+
+// ---- the parts of an operation ----
+
+TEST_F(JDatabaseTest, Find_GivesOffsetLengthAndBytes) {
+    for (const char* text : {"abc", "second"}) db.addRecord("notes", text);
+    db.open("notes");
+    JMessage found = db.find(2);
+    db.close();
+    EXPECT_EQ(found.getInt(), 20);
+    EXPECT_EQ(found.getInt(), 11);
+    EXPECT_EQ(found.getInt(), 2);
+    EXPECT_STREQ(found.getString(), "second");
+    EXPECT_EQ(found.size(), 8 + 11);
+}
+
+TEST_F(JDatabaseTest, Find_WithoutAnOpenFileIsEmpty) {
+    EXPECT_EQ(db.find(1).size(), 0);
+    db.close();
+    db.readHeader();
+    db.writeHeader();
+}
+
+TEST_F(JDatabaseTest, Make_GivesTheBytesOfARecord) {
+    JMessage made = db.make(7, "abc");
+    const JByte bytes = made.toByteArray();
+    EXPECT_EQ(std::string(static_cast<const char*>(bytes), static_cast<size_t>(bytes.size())),
+              record(7, "abc"));
+}
+
+TEST_F(JDatabaseTest, Open_OfAShortFileWritesAnEmptyHeader) {
+    setImage("abc");
+    EXPECT_EQ(db.getNumRecords("notes"), 0);
+    EXPECT_EQ(image(), header(0, 8));
+}
+
+// ---- damaged files ----
+
+TEST_F(JDatabaseTest, Find_RepairsAHeaderThatClaimsTooManyRecords) {
+    const std::string records = record(1, "abc") + record(2, "xyz");
+    setImage(header(5, 500) + records);
+    EXPECT_EQ(get(4), "");
+    EXPECT_EQ(image(), header(2, 36) + records + word(0));
+}
+
+TEST_F(JDatabaseTest, Find_RepairsALengthThatWasCut) {
+    const std::string whole = fileOf({"abc", "xyz"});
+    setImage(whole.substr(0, 20 + 3));
+    EXPECT_EQ(get(2), "");
+    EXPECT_EQ(image(), header(1, 24) + record(1, "abc") + word(3));
+}
+
+TEST_F(JDatabaseTest, Find_DoesNotRepairWhatItNeedNotRead) {
+    setImage(header(5, 500) + record(1, "abc"));
+    EXPECT_EQ(get(1), "abc");
+    EXPECT_EQ(image(), header(5, 500) + record(1, "abc"));
+}
+
+TEST_F(JDatabaseTest, AfterARepairTheNextRecordIsSeenOnceAnotherFollows) {
+    setImage(header(3, 500) + record(1, "abc"));
+    get(3);
+    db.addRecord("notes", "second");  // the repair's own word is counted in its place
+    EXPECT_EQ(get(2), "");
+    db.addRecord("notes", "third");
+    EXPECT_EQ(get(2), "second");
+    EXPECT_EQ(get(3), "");
+}
+
+TEST_F(JDatabaseTest, GetRecords_RepairsAndKeepsTheClaimedLength) {
+    setImage(header(5, 500) + record(1, "abc") + record(2, "xyz"));
+    EXPECT_EQ(all(), Texts({"abc", "xyz", "", "", ""}));
+    EXPECT_EQ(image(), header(2, 36) + record(1, "abc") + record(2, "xyz") + word(0));
+}
+
+TEST_F(JDatabaseTest, GetRecords_DropsIdsAboveTheRepairedCount) {
+    setImage(header(5, 500) + record(4, "abc"));
+    EXPECT_EQ(all(), Texts({"", "", "", "", ""}));
+}
+
+TEST_F(JDatabaseTest, ANegativeLengthIsARecordOfNothing) {
+    setImage(header(2, 100) + word(-5) + record(1, "abc"));
+    EXPECT_EQ(get(1), "abc");
+}
+
+TEST_F(JDatabaseTest, ALengthBeyondTheFileIsCutAtItsEnd) {
+    setImage(header(1, 100) + word(INT_MAX) + word(1) + textField("abc"));
+    EXPECT_EQ(get(1), "abc");
+}
+
+TEST_F(JDatabaseTest, AHugeRecordCountMakesNoHugeArray) {
+    setImage(header(INT_MAX, 20) + record(1, "abc"));
+    const Texts texts = all();
+    EXPECT_LE(texts.size(), 1024U);
+    EXPECT_EQ(texts[0], "abc");
+}
+
+TEST_F(JDatabaseTest, ADamagedEndIsNeverWrittenInTheHeaderOrFarBeyondTheFile) {
+    for (const int end : {INT_MIN, -1, 0, 7, 1 << 30, INT_MAX}) {
+        setImage(header(1, end) + record(1, "abc"));
+        db.addRecord("notes", "new");
+        EXPECT_EQ(image(), fileOf({"abc", "new"})) << end;
+    }
+}
+
+TEST_F(JDatabaseTest, AnEndSomewhatBeyondTheFileLeavesAGap) {
+    const std::string whole = fileOf({"abc"});
+    setImage(whole.substr(0, whole.size() - 2));
+    db.addRecord("notes", "new");
+    EXPECT_EQ(image(),
+              header(2, 32) + record(1, "abc").substr(0, 10) + std::string(2, '\0') + record(2, "new"));
+    EXPECT_EQ(get(2), "new");
+}
+
+TEST_F(JDatabaseTest, EveryCutOfAFileIsSurvived) {
+    const std::string whole = fileOf({"first", "", std::string(300, 'x'), "last"});
+    for (size_t size = 0; size <= whole.size(); size++) {
+        setImage(whole.substr(0, size));
+        for (int id = -1; id <= 5; id++) get(id);
+        all();
+        db.setRecord("notes", 2, "changed");
+        db.addRecord("notes", "added");
+        const std::string added = record(db.getNumRecords("notes"), "added");
+        const std::string bytes = image();
+        ASSERT_GE(bytes.size(), added.size());
+        ASSERT_EQ(bytes.substr(bytes.size() - added.size()), added) << size;
+    }
+}
+
+TEST_F(JDatabaseTest, EveryChangeOfAHeaderOrLengthByteIsSurvived) {
+    const std::string whole = fileOf({"first", "second", "third"});
+    const size_t words[] = {0, 4, 8, 8 + 14, 8 + 14 + 15};
+    for (const size_t at : words) {
+        for (size_t i = at; i < at + 4; i++) {
+            for (const int value : {0x00, 0x01, 0x04, 0x10, 0x7F, 0x80, 0xFE, 0xFF}) {
+                std::string damaged = whole;
+                damaged[i] = static_cast<char>(value);
+                setImage(damaged);
+                for (int id = 0; id <= 4; id++) get(id);
+                const Texts texts = all();
+                ASSERT_LE(texts.size(), 1024U);
+                db.setRecord("notes", 1, "a longer text");
+                ASSERT_LT(image().size(), (1U << 20) + 256U);
+            }
+        }
+    }
+}
+
+TEST_F(JDatabaseTest, ADirectoryThatDoesNotExistMakesEveryOperationANoOp) {
+    JDatabase::_path = (directory + "/none/db").c_str();
+    db.addRecord("notes", "abc");
+    db.setRecord("notes", 1, "abc");
+    EXPECT_EQ(db.getNumRecords("notes"), 0);
+    EXPECT_EQ(get(1), "");
+    EXPECT_TRUE(all().empty());
+}
+
+TEST_F(JDatabaseTest, AFullDiskLeavesTheDatabaseAsItWas) {
+    db.addRecord("notes", "abc");
+    {
+        const FileSizeLimit limit(22);
+        db.addRecord("notes", "does not fit");
+        db.setRecord("notes", 1, "neither does this");
+    }
+    EXPECT_EQ(image().substr(0, 20), fileOf({"abc"}));
+    db.addRecord("notes", "now");
+    EXPECT_EQ(image().substr(0, 32), fileOf({"abc", "now"}));
+    EXPECT_EQ(all(), Texts({"abc", "now"}));
+}
+
+// ---- against a model ----
+
+namespace {
+
+/** The operations in their plainest form, on a string instead of a file. */
+class Model {
+public:
+    std::string bytes = header(0, 8);
+
+    void add(const std::string& text) {
+        const int id = wordAt(bytes, 0) + 1;
+        bytes += record(id, text);
+        bytes.replace(0, 8, header(id, static_cast<int>(bytes.size())));
+    }
+
+    void set(int id, const std::string& text) {
+        size_t at = 8;
+        while (at < bytes.size() && wordAt(bytes, at + 4) != id)
+            at += 4 + static_cast<size_t>(wordAt(bytes, at));
+        if (at >= bytes.size()) return;
+        const int length = wordAt(bytes, at);
+        const std::string image = word(length) + word(id) + textField(text);
+        if (length < static_cast<int>(image.size()) - 4) {
+            bytes.replace(at + 4, 4, word(-1));
+            add(text);
+        } else {
+            bytes.replace(at, image.size(), image);
+        }
+    }
+};
+
+}  // namespace
+
+TEST_F(JDatabaseTest, ThousandsOfRandomOperationsGiveTheModelsBytes) {
+    std::mt19937 random(20);
+    Model model;
+    std::map<int, std::string> expected;
+    for (int i = 0; i < 3000; i++) {
+        const std::string text(random() % 12 == 0 ? random() % 400 : random() % 20,
+                               static_cast<char>('a' + random() % 26));
+        if (random() % 3 == 0) {
+            model.add(text);
+            db.addRecord("notes", text.c_str());
+        } else {
+            const auto id = static_cast<int>(random() % 60);
+            model.set(id, text);
+            db.setRecord("notes", id, text.c_str());
+        }
+        if (i % 100 != 0) continue;
+        ASSERT_EQ(image(), model.bytes) << i;
+    }
+    EXPECT_EQ(image(), model.bytes);
+    const Texts texts = all();
+    for (size_t i = 0; i < texts.size(); i += 7) EXPECT_EQ(texts[i], get(static_cast<int>(i) + 1));
+}

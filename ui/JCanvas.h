@@ -1,0 +1,115 @@
+#ifndef JAY_UI_JCANVAS_H
+#define JAY_UI_JCANVAS_H
+
+#include "core/JObject.h"
+#include "core/JPointerArray.h"
+#include "ui/JGraphics.h"
+#include "ui/JLayout.h"
+
+/**
+ * The base of a screen: a size, the tree that describes it and the nodes that the last layout registered,
+ * against which it answers hit tests. An application derives from it, builds its tree in createLayout() and
+ * draws in paint():
+ *
+ *     void MyScreen::createLayout() {
+ *         layout = new JLayout(1, "screen", JLayout::COLUMN);
+ *         layout->add(2, "status", JLayout::LEAF)->setHeight(20);
+ *         layout->add(3, "list", JLayout::LEAF);
+ *     }
+ *     void MyScreen::adjust(JGraphics&) {
+ *         active.clear();             // nothing else empties it
+ *         layout->setWidth(width);
+ *         layout->setHeight(height);
+ *         layout->adjust(*this);
+ *     }
+ *
+ * Not thread-safe: one thread works on a canvas and its tree.
+ */
+class JAY_API JCanvas : public JObject {
+public:
+    static const JClass classJCanvas;
+
+    /** 280 by 320 pixels, without a tree. @param handle the platform's handle for the screen. */
+    explicit JCanvas(unsigned int handle);
+
+    /** Deletes the tree. */
+    ~JCanvas() override;
+    JCanvas(const JCanvas&) = delete;
+    JCanvas& operator=(const JCanvas&) = delete;
+
+    const JClass* getClass() const override;
+
+    // ---- hooks for the application, in the order of their slots; the defaults do what is said ----
+
+    /** Ends the pending repaint and makes sure that there is a tree; draws nothing. */
+    virtual void paint(JGraphics& g);
+
+    /** A key was pressed. Nothing. */
+    virtual void keyPressed(int key);
+
+    /** The screen has a new size in pixels. Stores it. */
+    virtual void resize(int w, int h);
+
+    /** Builds `layout`. Nothing. */
+    virtual void createLayout();
+
+    /** Lays the tree out. Nothing. */
+    virtual void adjust(JGraphics& g);
+
+    /** Looks at a node that is about to be laid out, once or more, and may change it. Nothing. */
+    virtual void queryLayout(JLayout& node);
+
+    /** For applications: whether a point hits a node. 0; hit() does not ask it. */
+    virtual int queryHit(JLayout& node, int x, int y);
+
+    // ---- properties ----
+
+    void setHandle(unsigned int newHandle);
+    void setWidth(int w);
+    int getWidth();
+    void setHeight(int h);
+    int getHeight();
+
+    // ---- painting ----
+
+    /** Asks for a repaint of everything: the rectangle is not kept. @return 1. */
+    int repaint(int x, int y, int w, int h);
+
+    /** Nothing. */
+    void serviceRepaints();
+
+    /**
+     * Draws sides of a rectangle: left 1, right 2, top 4, bottom 8, in this order. Lines end one pixel beyond
+     * the rectangle, and the right and bottom ones lie one pixel inside it (kept: themes rely on it).
+     * @param color 0xRRGGBB.
+     */
+    void drawBorder(JGraphics& g, JLayout::Rectangle& r, unsigned int color, int sides);
+
+    /** Fills a rectangle with red. */
+    void check(JGraphics& g, JLayout::Rectangle& r);
+
+    // ---- nodes ----
+
+    /** Registers a node as active. It is not owned and must outlive its place in `active`. */
+    void addActive(JLayout* node);
+
+    /** The active node at a point, the one registered last if there are several; null if none. Right and
+     * bottom edges are outside. */
+    JLayout* hit(int x, int y);
+
+    /** Node::setVisible() and setVisibleOnly() of the node with this id, if there is one. */
+    void setVisible(int id, bool v);
+    void setVisibleOnly(int id, bool v);
+
+protected:
+    int width;
+    int height;
+    unsigned int handle;
+    bool repaintPending;
+    bool flag;             // true; nothing in the library reads it
+    JLayout* layout;       // owned; null until createLayout()
+    JLayout* lastHit;      // what hit() found last
+    JPointerArray active;  // in the order of registration
+};
+
+#endif

@@ -1,0 +1,71 @@
+#ifndef JAY_UI_JFONT_H
+#define JAY_UI_JFONT_H
+
+#include "core/JObject.h"
+#include "core/JString.h"
+
+/**
+ * A font by face, style and size, and its measures. The operations marked as platform hooks have weak, empty
+ * definitions in ui/JPlatformHooks.cpp; a platform layer defines them (docs/platform.md).
+ */
+class JAY_API JFont : public JObject {
+public:
+    static const JClass classJFont;
+
+    /** Made by JFont() when the library is loaded: setFont() is called that early. */
+    static JFont DEFAULT_FONT;
+
+    /** Face, style and size 0. */
+    JFont();
+    JFont(int face, int style, int size);
+
+    /** Shares the other's platform font and does not own it. */
+    JFont(const JFont& f);
+
+    /** Copies face, style and size and calls setFont() with the other's platform font, which is not kept here
+     * (kept so). */
+    JFont& operator=(const JFont& f);
+
+    const JClass* getClass() const override;
+
+    static JFont getFont(int face, int style, int size);
+
+    /** A font of size 32 to 39, by the low three bits of `spec`; face and style are 0 (kept). */
+    static JFont getFont(int spec);
+
+    /** A copy of DEFAULT_FONT. */
+    static JFont getDefaultFont();
+
+    int getFace();
+    int getStyle();
+    int getSize();
+
+    /** The width of a text, of a string, of part of a string: by charsWidth(), in pixels. */
+    int stringWidth(const char* s);
+    int stringWidth(const JString& s);
+    int substringWidth(const JString& s, int offset, int length);
+
+    // ---- platform hooks: 0, or nothing ----
+
+    int charWidth(char c);
+    int charsWidth(const char* s, int offset, int length);
+    int getHeight();
+    int getBaselinePosition();
+    int isBold();
+    int isItalic();
+    int isPlain();
+    int isUnderlined();
+    void setFont(unsigned int* font);
+
+private:
+    int face;
+    int style;
+    int size;
+    bool ownsFont;               // false in a copy
+    unsigned int* platformFont;  // the platform layer's
+    int reserved[2];             // the platform layer's, 0 at first
+};
+
+static_assert(sizeof(void*) != 4 || sizeof(JFont) == 32, "instance size is part of the 32-bit contract");
+
+#endif

@@ -1,0 +1,53 @@
+#ifndef JAY_UI_JGRAPHICS_H
+#define JAY_UI_JGRAPHICS_H
+
+#include "core/JObject.h"
+#include "core/JString.h"
+#include "ui/JFont.h"
+#include "ui/JImage.h"
+
+/**
+ * What a canvas draws with. The operations marked as platform hooks have weak, empty definitions in
+ * ui/JPlatformHooks.cpp; a platform layer defines them (docs/platform.md). Pixels; (0, 0) is the top-left
+ * corner.
+ */
+class JAY_API JGraphics : public JObject {
+public:
+    static const JClass classJGraphics;
+
+    /** @param handle the platform's; handed to attach(), which may store it: nothing here does. */
+    explicit JGraphics(unsigned int* handle);
+    JGraphics(const JGraphics&) = delete;
+    JGraphics& operator=(const JGraphics&) = delete;
+
+    const JClass* getClass() const override;
+
+    JFont& getFont();
+
+    /** Assigns the font, then tells it the platform's handle by JFont::setFont(). */
+    void setFont(const JFont& f);
+
+    /** Draws a text: drawChars() over all of it. */
+    void drawString(const JString& s, int x, int y, int anchor);
+
+    // ---- platform hooks: nothing, or 0 ----
+
+    /** Called by the constructor with its argument. */
+    void attach(unsigned int* newHandle);
+    void setColor(int r, int g, int b);
+    void drawLine(int x1, int y1, int x2, int y2);
+    void drawRect(int x, int y, int w, int h);
+    void fillRect(int x, int y, int w, int h);
+    void fillRoundRect(int x, int y, int w, int h, int arcW, int arcH);
+    void drawChars(const char* s, int offset, int length, int x, int y, int anchor);
+    void setStrokeStyle(int style);
+    int getStrokeStyle();
+
+private:
+    [[maybe_unused]] void* state;  // the platform layer's
+    JImage image;
+    unsigned int* handle;  // the platform layer's; null until it stores one
+    JFont font;
+};
+
+#endif

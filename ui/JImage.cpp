@@ -1,0 +1,4 @@
+#include "ui/JImage.h"
+
+JImage::JImage() = default;
+JImage::~JImage() = default;

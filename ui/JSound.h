@@ -1,0 +1,37 @@
+#ifndef JAY_UI_JSOUND_H
+#define JAY_UI_JSOUND_H
+
+#include "core/JObject.h"
+#include "core/JString.h"
+
+/** A sound in a file. Playing it is the platform's: play() is a hook with a weak, empty definition
+ * (docs/platform.md). */
+class JAY_API JSound : public JObject {
+public:
+    static const JClass classJSound;
+
+    JSound();
+
+    /** @param fileName path below the home directory; null is empty. */
+    JSound(const char* fileName);
+    JSound(const JSound& other);
+    JSound& operator=(const JSound& other);
+
+    const JClass* getClass() const override;
+
+    /**
+     * Plays the file: home directory + "\\" + the file name, in which every "/" becomes a backslash (kept:
+     * sound files are found by exactly this name).
+     */
+    void start();
+
+    /** Platform hook: nothing. @param path the file to play. */
+    void play(const JString& path);
+
+private:
+    JString fileName;
+};
+
+static_assert(sizeof(void*) != 4 || sizeof(JSound) == 20, "instance size is part of the 32-bit contract");
+
+#endif
