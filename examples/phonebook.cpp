@@ -18,7 +18,8 @@ public:
     explicit Name(const JString& s) : JString(s) {}
     using JString::equals;
     bool equals(const JObject* other) override {
-        return JObject::equals(*other) && JString::equals(static_cast<const JString&>(*static_cast<const Name*>(other)));
+        return JObject::equals(*other) &&
+               JString::equals(static_cast<const JString&>(*static_cast<const Name*>(other)));
     }
     JObject* clone() override { return new Name(*this); }
 };
@@ -68,7 +69,8 @@ public:
         const std::unique_ptr<JEnumeration> names(index.keys());
         while (names->hasMoreElements()) {
             const auto& name = *static_cast<JString*>(names->nextElement());
-            std::printf("%s  %s\n", static_cast<const char*>(toUtf8(name)), static_cast<const char*>(number(name)));
+            std::printf("%s  %s\n", static_cast<const char*>(toUtf8(name)),
+                        static_cast<const char*>(number(name)));
         }
     }
 
@@ -78,7 +80,7 @@ private:
     static JString nameOf(const JString& record) { return record.substring(0, record.indexOf('=')); }
 
     void fill() {
-        db->addRecord("phonebook", "\xB1\xE8\xB9\xCE\xC1\xD8=02-312-4455");  // Kim Min-jun
+        db->addRecord("phonebook", "\xB1\xE8\xB9\xCE\xC1\xD8=02-312-4455");   // Kim Min-jun
         db->addRecord("phonebook", "\xC0\xCC\xBC\xAD\xBF\xAC=031-204-7781");  // Lee Seo-yeon
         db->addRecord("phonebook", "\xB9\xDA\xB5\xB5\xC0\xB1=051-747-0312");  // Park Do-yun
     }

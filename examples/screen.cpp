@@ -63,24 +63,29 @@ void draw(FILE* svg, Screen& screen, int left) {
     for (int i = 0; i < screen.count(); i++) {
         const JLayout& node = screen.node(i);
         const JLayout::Rectangle& r = node.area;
-        std::fprintf(svg, "<rect x='%d' y='%d' width='%d' height='%d' fill='#%s' stroke='#456'/>\n", left + r.x, r.y, r.width,
-                     r.height, node.id == DIALOG ? "fec" : "eef");
+        std::fprintf(svg, "<rect x='%d' y='%d' width='%d' height='%d' fill='#%s' stroke='#456'/>\n",
+                     left + r.x, r.y, r.width, r.height, node.id == DIALOG ? "fec" : "eef");
         std::fprintf(svg, "<text x='%d' y='%d' font-size='11'>%s</text>\n", left + r.x + 3, r.y + 14,
                      static_cast<const char*>(node.name));
-        std::printf("%-8s x %3d  y %3d  width %3d  height %3d\n", static_cast<const char*>(node.name), r.x, r.y, r.width,
-                    r.height);
+        std::printf("%-8s x %3d  y %3d  width %3d  height %3d\n", static_cast<const char*>(node.name), r.x,
+                    r.y, r.width, r.height);
     }
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    FILE* svg = argc == 2 ? std::fopen(argv[1], "w") : nullptr;
-    if (svg == nullptr) {
-        std::fprintf(stderr, argc == 2 ? "screen: cannot write %s\n" : "usage: screen OUTPUT.svg\n", argv[argc - 1]);
+    if (argc != 2) {
+        std::fprintf(stderr, "usage: screen OUTPUT.svg\n");
         return 2;
     }
-    std::fprintf(svg, "<svg xmlns='http://www.w3.org/2000/svg' width='860' height='330' font-family='sans-serif'>\n");
+    FILE* svg = std::fopen(argv[1], "w");
+    if (svg == nullptr) {
+        std::perror(argv[1]);
+        return 1;
+    }
+    std::fprintf(
+        svg, "<svg xmlns='http://www.w3.org/2000/svg' width='860' height='330' font-family='sans-serif'>\n");
     Screen screen;
     JGraphics graphics(nullptr);
     const int sizes[][2] = {{240, 320}, {176, 220}, {400, 240}};
@@ -90,10 +95,12 @@ int main(int argc, char** argv) {
         screen.show(graphics, size[0], size[1], withDialog);
         std::printf("%d x %d\n", size[0], size[1]);
         draw(svg, screen, left);
-        const int points[][2] = {{5, 5}, {size[0] - 1, 100}, {size[0] / 2, size[1] / 2}, {5, size[1] - 1}, {size[0], 0}};
+        const int points[][2] = {
+            {5, 5}, {size[0] - 1, 100}, {size[0] / 2, size[1] / 2}, {5, size[1] - 1}, {size[0], 0}};
         for (const auto& p : points) {
             JLayout* hit = screen.hit(p[0], p[1]);
-            std::printf("at %3d,%3d: %s\n", p[0], p[1], hit != nullptr ? static_cast<const char*>(hit->name) : "nothing");
+            std::printf("at %3d,%3d: %s\n", p[0], p[1],
+                        hit != nullptr ? static_cast<const char*>(hit->name) : "nothing");
         }
         left += size[0] + 12;
     }

@@ -1,7 +1,7 @@
+#include "ui/JCanvas.h"
+
 #include <climits>
 #include <gtest/gtest.h>
-
-#include "ui/JCanvas.h"
 
 namespace {
 

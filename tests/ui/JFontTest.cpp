@@ -1,6 +1,6 @@
-#include <gtest/gtest.h>
-
 #include "ui/JFont.h"
+
+#include <gtest/gtest.h>
 
 TEST(JFont, DefaultFontHasFaceStyleAndSizeZero) {
     JFont font;

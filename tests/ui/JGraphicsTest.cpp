@@ -1,6 +1,6 @@
-#include <gtest/gtest.h>
-
 #include "ui/JGraphics.h"
+
+#include <gtest/gtest.h>
 
 TEST(JGraphics, StoresNoHandleByItself) {
     unsigned int platform = 0;

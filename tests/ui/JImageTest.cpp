@@ -1,8 +1,9 @@
+#include "ui/JImage.h"
+
 #include <gtest/gtest.h>
 #include <type_traits>
 
 #include "core/JObject.h"
-#include "ui/JImage.h"
 
 TEST(JImage, IsAClassOfItsOwnWithAVirtualDestructor) {
     EXPECT_FALSE((std::is_base_of<JObject, JImage>::value));

@@ -1,3 +1,5 @@
+#include "ui/JLayout.h"
+
 #include <climits>
 #include <gtest/gtest.h>
 #include <random>
@@ -5,7 +7,6 @@
 #include <vector>
 
 #include "ui/JCanvas.h"
-#include "ui/JLayout.h"
 
 namespace {
 
@@ -87,7 +88,6 @@ TEST(JLayout, HasItsOwnClassRecord) {
     EXPECT_EQ(node.getClass(), &JLayout::classJLayout);
     EXPECT_STREQ(node.getClass()->name, "JLayout");
     EXPECT_EQ(node.getClass()->superclass, &JObject::classJObject);
-    EXPECT_EQ(JLayoutArray().getClass()->superclass, &JObjectArray::classJObjectArray);
 }
 
 TEST(JLayout, Add_AppendsAChildWithZeroRectangles) {
@@ -139,20 +139,6 @@ TEST(JLayout, Copy_IsVisibleUnplacedAndWithoutText) {
     EXPECT_EQ(copy.parent, &parent);
     ASSERT_EQ(copy.getCount(), 1);
     EXPECT_EQ(copy[0].getId(), -1);  // nodes do not clone: a default one takes the place
-}
-
-TEST(JLayoutArray, MakesDefaultNodesAndPlainClones) {
-    JLayoutArray array;
-    EXPECT_EQ(array[2].getId(), -1);
-    EXPECT_EQ(array.length(), 3);
-    std::unique_ptr<JObject> clone(array.clone());
-    EXPECT_EQ(clone->getClass(), &JObjectArray::classJObjectArray);
-    JSize counter;
-    JLayoutArray counted(&counter);
-    counted[4];
-    EXPECT_EQ(counter.size(), 5);
-    counted = array;
-    EXPECT_EQ(counted.length(), 3);
 }
 
 // ---- properties ----

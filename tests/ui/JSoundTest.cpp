@@ -1,6 +1,6 @@
-#include <gtest/gtest.h>
-
 #include "ui/JSound.h"
+
+#include <gtest/gtest.h>
 
 TEST(JSound, KeepsItsFileName) {
     JSound sound("a/b.wav");

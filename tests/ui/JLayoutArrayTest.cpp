@@ -1,0 +1,27 @@
+#include "ui/JLayoutArray.h"
+
+#include <gtest/gtest.h>
+#include <memory>
+
+#include "ui/JLayout.h"
+
+TEST(JLayoutArray, HasItsOwnClassRecord) {
+    const JLayoutArray array;
+    EXPECT_EQ(array.getClass(), &JLayoutArray::classJLayoutArray);
+    EXPECT_STREQ(array.getClass()->name, "JLayoutArray");
+    EXPECT_EQ(array.getClass()->superclass, &JObjectArray::classJObjectArray);
+}
+
+TEST(JLayoutArray, MakesDefaultNodesAndPlainClones) {
+    JLayoutArray array;
+    EXPECT_EQ(array[2].getId(), -1);
+    EXPECT_EQ(array.length(), 3);
+    std::unique_ptr<JObject> clone(array.clone());
+    EXPECT_EQ(clone->getClass(), &JObjectArray::classJObjectArray);
+    JSize counter;
+    JLayoutArray counted(&counter);
+    counted[4];
+    EXPECT_EQ(counter.size(), 5);
+    counted = array;
+    EXPECT_EQ(counted.length(), 3);
+}
