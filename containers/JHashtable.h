@@ -25,10 +25,10 @@ public:
  * goes.
  *
  * What a key class must override: hashCode(), clone() and equals(const JObject*), which is the operation that
- * finds keys. (A key without a clone() is stored as null and never found.) The equals of JObject compares
- * classes only, and JString overrides it nowhere (its own value comparison is another operation): two
- * different JStrings with the same hash code are ONE key (kept: callers rely on it). JString's hash looks at
- * every second byte, so "ab" and "ac" are one key. A key that tells all texts apart:
+ * finds keys. (A key whose clone() is null is stored without one and never found.) The equals of JObject
+ * compares classes only, and JString overrides it nowhere (its own value comparison is another operation):
+ * two different JStrings with the same hash code are ONE key (kept: callers rely on it). JString's hash looks
+ * at every second byte, so "ab" and "ac" are one key. A key that tells all texts apart:
  *
  *     class Name : public JString {
  *     public:
