@@ -1,3 +1,5 @@
+#include "containers/JCachetable.h"
+
 #include <algorithm>
 #include <climits>
 #include <gtest/gtest.h>
@@ -7,7 +9,6 @@
 #include <utility>
 #include <vector>
 
-#include "containers/JCachetable.h"
 #include "core/JString.h"
 #include "Keys.h"
 

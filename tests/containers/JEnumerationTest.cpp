@@ -1,9 +1,9 @@
+#include "containers/JEnumeration.h"
+
 #include <cstdint>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <type_traits>
-
-#include "containers/JEnumeration.h"
 
 namespace {
 

@@ -1,3 +1,5 @@
+#include "containers/JHashtable.h"
+
 #include <cfloat>
 #include <climits>
 #include <cmath>
@@ -10,7 +12,6 @@
 #include <vector>
 
 #include "containers/detail/Buckets.h"
-#include "containers/JHashtable.h"
 #include "core/JInteger.h"
 #include "core/JString.h"
 #include "Keys.h"

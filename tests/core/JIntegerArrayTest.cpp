@@ -1,9 +1,9 @@
+#include "core/JIntegerArray.h"
+
 #include <cstdint>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <memory>
-
-#include "core/JIntegerArray.h"
 
 TEST(JIntegerArray, HasARecordOfItsOwn) {
     JIntegerArray array;

@@ -1,3 +1,5 @@
+#include "core/JObjectArray.h"
+
 #include <climits>
 #include <cstdint>
 #include <cstring>
@@ -7,7 +9,6 @@
 #include <random>
 #include <vector>
 
-#include "core/JObjectArray.h"
 #include "core/JString.h"
 #include "support/Counted.h"
 

@@ -1,7 +1,7 @@
+#include "core/JPointerArray.h"
+
 #include <gtest/gtest.h>
 #include <memory>
-
-#include "core/JPointerArray.h"
 
 namespace {
 

@@ -1,10 +1,10 @@
+#include "core/JStringArray.h"
+
 #include <gtest/gtest.h>
 #include <memory>
 #include <random>
 #include <string>
 #include <vector>
-
-#include "core/JStringArray.h"
 
 TEST(JStringArray, HasARecordOfItsOwn) {
     JStringArray array;

@@ -1,7 +1,7 @@
+#include "core/JStringTable.h"
+
 #include <gtest/gtest.h>
 #include <memory>
-
-#include "core/JStringTable.h"
 
 namespace {
 

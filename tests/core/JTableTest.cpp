@@ -1,3 +1,5 @@
+#include "core/JTable.h"
+
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <map>
@@ -7,7 +9,6 @@
 #include <utility>
 
 #include "core/JString.h"
-#include "core/JTable.h"
 #include "support/Counted.h"
 
 using jay::test::Counted;

@@ -1,6 +1,6 @@
-#include <gtest/gtest.h>
-
 #include "core/JVector.h"
+
+#include <gtest/gtest.h>
 
 TEST(JVector, IsAnEmptyClassWithARecordOfItsOwn) {
     JVector vector;

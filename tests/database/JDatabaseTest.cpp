@@ -1,3 +1,5 @@
+#include "database/JDatabase.h"
+
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -13,7 +15,6 @@
 #include <unistd.h>
 #include <vector>
 
-#include "database/JDatabase.h"
 #include "system/JSystem.h"
 
 namespace {
