@@ -65,8 +65,10 @@ void draw(FILE* svg, Screen& screen, int left) {
         const JLayout::Rectangle& r = node.area;
         std::fprintf(svg, "<rect x='%d' y='%d' width='%d' height='%d' fill='#%s' stroke='#456'/>\n",
                      left + r.x, r.y, r.width, r.height, node.id == DIALOG ? "fec" : "eef");
-        std::fprintf(svg, "<text x='%d' y='%d' font-size='11'>%s</text>\n", left + r.x + 3, r.y + 14,
-                     static_cast<const char*>(node.name));
+        if (r.width > 30) {
+            std::fprintf(svg, "<text x='%d' y='%d' font-size='11'>%s</text>\n", left + r.x + 3, r.y + 14,
+                         static_cast<const char*>(node.name));
+        }
         std::printf("%-8s x %3d  y %3d  width %3d  height %3d\n", static_cast<const char*>(node.name), r.x,
                     r.y, r.width, r.height);
     }
