@@ -81,8 +81,8 @@ protected:
     void fill(std::initializer_list<int> priorities) {
         unsigned n = 0;
         for (const int priority : priorities) {
-            M m = bus::message(to(5).urgency(priority).about(n++));
-            ca->bands[std::min(priority, 2)]->put(m);
+            auto* const m = new M(bus::message(to(5).urgency(priority).about(n++)));
+            ca->bands[std::min(priority, 2)]->adopt(m);
         }
     }
 
@@ -90,9 +90,9 @@ protected:
     std::unique_ptr<support::Thread> blockedWriter() {
         const int small = 4096;
         ca->socket->setSendBufferSize(small);
-        auto writer = std::make_unique<support::Thread>([this] {
+        auto writer = std::make_unique<support::Thread>([client = ca.get()] {
             const Wire some = to(7).from(5).says(std::string(60000, '#'));
-            for (int i = 0; i < 1000 && put(*ca, some) == 1 && ca->socket->isConnected();) i++;
+            while (put(*client, some) == 1) continue;
         });
         EXPECT_TRUE(eventually([&] { return !isFree(ca->lock) && isStuck(); }));
         return writer;
@@ -589,7 +589,14 @@ TEST_F(CATest, Destructor_LeavesNoDescriptorsOpen) {
 
 // ---- cancellation of an application's thread ----
 
+#ifdef __SANITIZE_THREAD__
+constexpr bool UNWINDING_IS_SEEN = false;  // what a cancelled thread does while it is unwound
+#else
+constexpr bool UNWINDING_IS_SEEN = true;
+#endif
+
 TEST_F(CATest, AThreadCancelledInPut_LeavesTheLockFree) {
+    if (!UNWINDING_IS_SEEN) GTEST_SKIP() << "ThreadSanitizer misses what is unlocked then";
     connect();
     const auto writer = blockedWriter();
     writer->cancel();
@@ -608,6 +615,7 @@ TEST_F(CATest, AThreadCancelledInWait_LeavesTheEventAsItWas) {
 }
 
 TEST(CA, AThreadCancelledInConnect_LeavesTheLockFree) {
+    if (!UNWINDING_IS_SEEN) GTEST_SKIP() << "ThreadSanitizer misses what is unlocked then";
     const net::SilentPort silent;
     CA client(5, "127.0.0.1", silent.port());
     support::Thread connecting([&] { client.connect(); });

@@ -26,8 +26,8 @@ namespace bus {
 /** How long the end of a server may take at most; one that waits for a client would take ten seconds or sixty. */
 constexpr long long PROMPT_MS = 2000;
 
-#if defined(__SANITIZE_THREAD__)
-constexpr int SLOWNESS = 10;  ///< by how much fewer rounds a test of many rounds does
+#if defined(__SANITIZE_THREAD__) || defined(__arm__)
+constexpr int SLOWNESS = 4;  ///< by how much fewer rounds a test of many rounds does: watched, or emulated
 #else
 constexpr int SLOWNESS = 1;
 #endif

@@ -35,6 +35,7 @@ bool hasEnded(int pid) {
 }
 
 void killAndReap(int pid) {
+    ASSERT_GT(pid, 0) << "kill would mean other processes";
     kill(pid, SIGKILL);
     waitpid(pid, nullptr, 0);
 }
@@ -199,6 +200,7 @@ TEST(JSystemExec, Wait_WhenTheApplicationReapsTheChild_ReturnsMinusOne) {
     int result = UNTOUCHED;
     Thread waiter([&] { result = runAndWait("echo $$" + pipe.redirection() + "; exec sleep 1000"); });
     const int pid = std::stoi(pipe.readLine());
+    ASSERT_GT(pid, 0);
     // Whoever asks first gets the status. Blocking here is quicker than looking every 100 ms.
     kill(pid, SIGTERM);
     const bool reapedHere = waitpid(pid, nullptr, 0) == pid;

@@ -132,14 +132,16 @@ TEST(JEvent, Reset_WithoutSignals_LeavesZero) {
 }
 
 TEST(JEvent, Reset_WakesWaitersWhichSleepOn) {
-    JEvent event;
-    Thread waiter([&] { event.wait(); });
-    ASSERT_TRUE(waiter.fallsAsleep());
-    const long before = waiter.sleeps();
-    event.reset();
-    EXPECT_TRUE(eventually([&] { return waiter.sleeps() > before && waiter.isAsleep(); }));
-    EXPECT_FALSE(waiter.isFinished());
-    event.set();
+    for (const int ms : {-1, 600000}) {
+        JEvent event;
+        Thread waiter([&] { event.wait(ms); });
+        ASSERT_TRUE(waiter.fallsAsleep());
+        const long before = waiter.sleeps();
+        event.reset();
+        EXPECT_TRUE(eventually([&] { return waiter.sleeps() > before && waiter.isAsleep(); })) << ms;
+        EXPECT_FALSE(waiter.isFinished()) << ms;
+        event.set();
+    }
 }
 
 // ---- wait: what it consumes ----
@@ -293,6 +295,21 @@ TEST(JEvent, Wait_ForTheLargestTime_WaitsUntilSet) {
     event.set();
     waiters.threads[0]->join();
     EXPECT_EQ(waiters.results[0], 1);
+}
+
+TEST(JEvent, SignalThatComesTogetherWithTheTimeOut_Counts) {
+    JEvent event;
+    Waiters waiters(event, 1, 1000);
+    ASSERT_TRUE(waiters.fallAsleep());
+    pthread_mutex_lock(&event.mutex);
+    event.count_ = 1;  // without a wake-up: the waiter finds it when its time is up and it gets the lock
+    const long before = waiters.threads[0]->sleeps();
+    EXPECT_TRUE(
+        eventually([&] { return waiters.threads[0]->sleeps() > before && waiters.threads[0]->isAsleep(); }));
+    pthread_mutex_unlock(&event.mutex);
+    waiters.threads[0]->join();
+    EXPECT_EQ(waiters.results[0], 1);
+    EXPECT_EQ(event.count(), 0);
 }
 
 // ---- several waiters ----
