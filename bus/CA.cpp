@@ -30,7 +30,12 @@ CA::CA(int clientId, const char* hostName, int portNumber)
 CA::~CA() {
     const jay::detail::CancelOff off;
     stopFlag = 1;
-    socket->wakeUp();  // another thread that is stuck in put() gives the lock back
+    // Another thread that is stuck in put() or connect() gives the lock back.
+    if (socket->isConnected()) {
+        socket->wakeUp();
+    } else {
+        socket->close();
+    }
     {
         const ScopedLock guard(lock);
         callback = nullptr;
@@ -141,18 +146,32 @@ void CA::setEventCallback(void (*fn)(CA*)) {
 
 // ---- the reading thread ----
 
-void CA::run() {
+/** Lets the destructor tell run() that the client is gone, for as long as run() is there to be told. */
+class CA::Watch {
+public:
+    explicit Watch(CA& client) : client_(client) { client_.destroyed = &gone; }
+    ~Watch() {
+        if (!gone) client_.destroyed = nullptr;
+    }
+    Watch(const Watch&) = delete;
+    Watch& operator=(const Watch&) = delete;
+
     bool gone = false;
-    destroyed = &gone;
+
+private:
+    CA& client_;
+};
+
+void CA::run() {
+    const Watch watch(*this);
     while (stopFlag == 0) {
         if (socket->isConnected()) {
             readMessages();
         } else {
             connectEvent.wait();
         }
-        if (gone) return;
+        if (watch.gone) return;
     }
-    destroyed = nullptr;
     doneFlag = 1;
 }
 

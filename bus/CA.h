@@ -40,7 +40,11 @@ public:
      *  @param port the server's TCP port. */
     CA(int id, const char* host, int port);
 
-    /** Closes the connection and waits for the reading thread. Messages not taken are lost. */
+    /**
+     * Closes the connection and waits for the reading thread, a callback in progress included. Messages not
+     * taken are lost. No other thread may call in any more; one that is stuck in put() meanwhile is let go
+     * within moments, with 0.
+     */
     ~CA() override;
 
     /** The reading loop, on the client's own thread. */
@@ -87,6 +91,8 @@ public:
     void stop();
 
 private:
+    class Watch;
+
     static constexpr int BANDS = 3;
 
     void readMessages();

@@ -104,7 +104,10 @@ void CM::endGreeting() {
     greeted = nullptr;
 }
 
-/** Connections left behind whose peer has gone since: nobody can see that they are released. */
+/**
+ * Connections left behind whose peer has closed, or has said that it will send nothing more, since: the descriptors of
+ * those would never come back.
+ */
 void CM::releaseLeftBehind() {
     const auto gone = std::partition(leftBehind.begin(), leftBehind.end(),
                                      [](JSocket* socket) { return !socket->isPeerClosed(); });

@@ -309,6 +309,7 @@ void SA::received(M* m) {
 }
 
 SA::SAReader::SAReader(SA* owner) : agent(owner), stopFlag(0), idleFlag(1) {
+    event.setAutoReset(true);  // however many connections were announced, the newest is read
 }
 
 SA::SAReader::~SAReader() = default;

@@ -80,7 +80,8 @@ public:
     /** Asks client 0 to bring this client up: a SYNC message from reqid() about this id. */
     void sync();
 
-    /** Who asks: the sender of the first message in the queue, or this id when the queue is empty. */
+    /** Who asks: the sender of the first message in the queue, or this id when the queue is empty. For the
+     *  agent's own thread, which is the one that takes messages out. */
     int reqid();
 
     /** Wakes the sending loop. */

@@ -99,8 +99,8 @@ JSocket::Attempt JSocket::connectOnce() {
     connectTimedOut = false;
 
     const Descriptor::Use use(*descriptor);
-    if (sys_connect(use.fd(), reinterpret_cast<sockaddr*>(&address), sizeof address, connectTimeout * 1000) <
-        0) {
+    auto* const to = reinterpret_cast<sockaddr*>(&address);
+    if (sys_connect(use.fd(), to, sizeof address, connectTimeout * 1000) < 0) {
         if (errno == EISCONN) return Attempt::ALREADY_CONNECTED;
         if (errno == ETIMEDOUT) {
             connectTimedOut = true;
@@ -132,16 +132,17 @@ bool JSocket::openDescriptor() {
 
 bool JSocket::resolveHost() {
     in_addr found{};
-    if (jay::detail::parseDotted(host, found) && std::strlen(host) < sizeof hostAddress) {
+    const bool dotted = jay::detail::parseDotted(host, found);
+    if (dotted && std::strlen(host) < sizeof hostAddress) {
         store(hostAddress, host);
         return true;
     }
-    if (!jay::detail::parseDotted(host, found) && !jay::detail::lookUpName(host, found)) {
+    if (!dotted && !jay::detail::lookUpName(host, found)) {
         fail("unknown host!");
         return false;
     }
-    store(hostAddress,
-          jay::detail::dottedForm(found).c_str());  // also for a dotted text too long for its field
+    // The address of a name, or a dotted text too long for its field in its short form.
+    store(hostAddress, jay::detail::dottedForm(found).c_str());
     return true;
 }
 

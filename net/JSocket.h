@@ -57,7 +57,9 @@ public:
      * Connects, closing a former connection first. Blocks for up to 10 s, and for as long as a name look-up
      * takes.
      * @return false for an unknown host, after a time-out (isConnectTimeout()), and without a descriptor. A
-     * refused connection or an unreachable network gives true (kept: the first read or write then fails).
+     * refused connection or an unreachable network gives true (kept: the first read or write then fails), and
+     * so does a thread that is interrupted while it waits, and a second attempt while the system still works
+     * on the first, which a time-out does not break off.
      */
     bool connect();
 

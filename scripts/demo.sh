@@ -38,4 +38,4 @@ if ! build >"$log" 2>&1; then
     echo "demo.sh: it does not build; see $log" >&2
     exit 1
 fi
-exec python3 scripts/demo.py "$build_dir"
+exec python3 -B scripts/demo.py "$build_dir"

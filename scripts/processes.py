@@ -86,7 +86,7 @@ class Process:
     def __init__(self, *command, **options):
         self.command = [str(word) for word in command]
         pipes = {"stdin": subprocess.PIPE, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE, **options}
-        self._popen = subprocess.Popen(EMULATOR + self.command, start_new_session=True, **pipes)
+        self._popen = subprocess.Popen(self.command, start_new_session=True, **pipes)
         self.out = Stream(self._popen.stdout) if self._popen.stdout else None
         self.err = Stream(self._popen.stderr) if self._popen.stderr else None
 
@@ -114,7 +114,7 @@ class Process:
         try:
             return self._popen.wait(limit)
         except subprocess.TimeoutExpired:
-            raise TimeUp(f"{Path(self.command[0]).name} has not ended within {limit:g} s") from None
+            raise TimeUp(f"'{' '.join(self.command)}' has not ended within {limit:g} s") from None
 
     def stop(self, number=signal.SIGTERM, limit=LIMIT):
         self.send_signal(number)
@@ -152,7 +152,8 @@ class Programs:
         raise FileNotFoundError(f"no {name} in {self.build_dir}: is it built?")
 
     def start(self, name, *arguments, **options):
-        process = Process(self.path(name), *arguments, **options)
+        path = self.path(name)
+        process = Process(*runner_of(path), path, *arguments, **options)
         self._processes.append(process)
         return process
 
@@ -172,6 +173,12 @@ class Programs:
     def kill_all(self):
         for process in self._processes:
             process.kill()
+
+
+def runner_of(path):
+    """What a file of the build is run with: a script needs nothing."""
+    with open(path, "rb") as file:
+        return EMULATOR if file.read(4) == b"\x7fELF" else []
 
 
 def random_port():

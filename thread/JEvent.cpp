@@ -27,6 +27,18 @@ private:
     pthread_mutex_t* mutex_;
 };
 
+/** Counts a thread among those that wait, also until it is unwound. Under the event's mutex. */
+class Waiting {
+public:
+    explicit Waiting(int& waiters) : waiters_(waiters) { ++waiters_; }
+    ~Waiting() { --waiters_; }
+    Waiting(const Waiting&) = delete;
+    Waiting& operator=(const Waiting&) = delete;
+
+private:
+    int& waiters_;
+};
+
 /**
  * The time of day plus ms, nanoseconds not carried into the seconds (intended). From 1,000,000,000 up, or
  * below zero for a negative ms, they make a deadline that pthread_cond_timedwait refuses at once with EINVAL.
@@ -43,12 +55,18 @@ timespec deadlineIn(int ms) {
 
 }  // namespace
 
-JEvent::JEvent() : count_(0), autoReset(false) {
+JEvent::JEvent() : count_(0), autoReset(false), waiters(0) {
     pthread_mutex_init(&mutex, nullptr);
     pthread_cond_init(&condition, nullptr);
 }
 
 JEvent::~JEvent() {
+    {
+        // A condition that somebody waits on cannot be destroyed without waiting for him, for ever perhaps. That
+        // happens as the process ends around waiting threads, and in a forked child, which has none of them.
+        const MutexGuard held(mutex);
+        if (waiters > 0) return;
+    }
     pthread_cond_destroy(&condition);
     pthread_mutex_destroy(&mutex);
 }
@@ -90,6 +108,7 @@ int JEvent::wait() {
 
 int JEvent::wait(int ms) {
     const MutexGuard held(mutex);
+    const Waiting counted(waiters);
     if (ms == -1) {
         while (count_ == 0) pthread_cond_wait(&condition, &mutex);
     } else if (count_ == 0 && !waitUntil(deadlineIn(ms))) {

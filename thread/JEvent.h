@@ -80,6 +80,8 @@ private:
     // Written without the mutex while other threads wait. Relaxed: it orders nothing, a wait takes either
     // value.
     std::atomic<bool> autoReset;
+
+    int waiters;  // threads inside wait(); guarded by mutex
 };
 
 #endif

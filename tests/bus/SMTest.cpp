@@ -570,4 +570,34 @@ TEST(SM, Destructor_LeavesNoDescriptorsOpen) {
     EXPECT_EQ(net::openDescriptors(), before);
 }
 
+// ---- the end of the process ----
+
+/** Ends the process while the server serves. */
+void exitWhileServing(SM& sm) {
+    sm.start();
+    if (sm.waitUntilListening(30000) != 0) std::exit(2);
+    Client client = Client::connectedTo(sm.port);
+    client.send(to(0).from(5).bytes() + to(6).from(5).bytes() + to(5).from(5).says("echo").bytes());
+    Client silent = Client::connectedTo(sm.port);
+    std::exit(client.receive().payload == "echo" ? 0 : 3);
+}
+
+class SMDeathTest : public testing::Test {
+protected:
+    SMDeathTest() { testing::FLAGS_gtest_death_test_style = "threadsafe"; }
+};
+
+TEST_F(SMDeathTest, ExitWithAServerMadeWithNew_EndsItOrderly) {
+    EXPECT_EXIT(exitWhileServing(*new SM(net::freePort())), testing::ExitedWithCode(0), "SM>> stop SM");
+}
+
+TEST_F(SMDeathTest, ExitWithAServerOnTheStack_EndsItsThreads) {
+    EXPECT_EXIT(
+        {
+            SM sm(net::freePort());
+            exitWhileServing(sm);
+        },
+        testing::ExitedWithCode(0), "CA.5. connected OK");
+}
+
 }  // namespace

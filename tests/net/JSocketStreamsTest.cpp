@@ -199,6 +199,13 @@ TEST_F(JSocketInputStreamTest, Read_OfNothingInTime_TimesOutAndLeavesTheSocketOp
     peer.expectNothing();
 }
 
+TEST_F(JSocketInputStreamTest, Read_OfADescriptorThatBlocks_TimesOutAllTheSame) {
+    fcntl(number(), F_SETFL, 0);
+    socket.readTimeout = 0;
+    EXPECT_EQ(readOne(), -1);
+    EXPECT_TRUE(socket.isReadTimeout());
+}
+
 TEST(JSocketInputStreamSlow, Read_OfNothing_TimesOutAfterSixtySeconds) {
     net::Listener listener;
     JSocket socket(net::LOOPBACK, listener.port());
@@ -729,6 +736,14 @@ TEST_F(JSocketOutputStreamTest, Write_ThatIsNotTakenInTime_TimesOutAndLeavesTheS
     EXPECT_TRUE(socket.isWriteTimeout());
     EXPECT_TRUE(socket.isConnected());
     EXPECT_TRUE(isOpen(number()));
+}
+
+TEST_F(JSocketOutputStreamTest, Write_ToADescriptorThatBlocks_TimesOutAllTheSame) {
+    fillTheWay();
+    fcntl(number(), F_SETFL, 0);
+    socket.writeTimeout = 0;
+    EXPECT_EQ(writeALot(), -1);
+    EXPECT_TRUE(socket.isWriteTimeout());
 }
 
 TEST(JSocketOutputStreamSlow, Write_ToAPeerThatDoesNotRead_TimesOutAfterTenSeconds) {

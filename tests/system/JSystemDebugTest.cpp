@@ -126,7 +126,7 @@ TEST_F(JSystemDebug, Debug_FlushesAndPrintfDoesNot) {
 
 TEST(JSystemDebugWrites, Debug_ReachesStandardErrorInOneWriteWhateverItsLength) {
     StderrWrites output;
-    for (const size_t length : {1, 510, 511, 512, 513, 5000, 20000}) {
+    for (const size_t length : {1u, 510u, 511u, 512u, 513u, 5000u, 20000u}) {
         const std::string text(length, 'x');
         JSystem::debug("%s", text.c_str());
         EXPECT_EQ(output.writes(), Lines{text}) << length;

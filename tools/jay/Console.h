@@ -7,7 +7,8 @@
 /** A line for the user, on standard error, headed "jay: ". */
 void complain(const std::string& line);
 
-/** Writes a line of data to standard output at once. @return 0, or the errno of what went wrong. */
+/** Writes a line of data to standard output at once. @return 0, or the errno of what went wrong: EINTR when a signal
+ * asked to end while nobody read. */
 int writeLine(const std::string& line);
 
 #endif

@@ -90,3 +90,13 @@ bool Inbox::wait(int ms, int output) {
     if (entries[0].revents != 0) forgetWakeUps();
     return (entries[1].revents & (POLLERR | POLLHUP)) == 0;
 }
+
+bool Inbox::waitForRoom(int output) {
+    pollfd entries[] = {{wakeUpFd, POLLIN, 0}, {output, POLLOUT, 0}};
+    while (!isStopped()) {
+        if (poll(entries, 2, -1) <= 0) continue;
+        if (entries[1].revents != 0) return true;
+        forgetWakeUps();  // a message: it is looked for before the next wait
+    }
+    return false;
+}

@@ -45,6 +45,9 @@ public:
      */
     bool wait(int ms, int output);
 
+    /** Waits until a write of up to PIPE_BUF bytes does not block. @return false when a signal asks to end first. */
+    bool waitForRoom(int output);
+
 private:
     Inbox();
 
