@@ -708,8 +708,8 @@ TEST(JThread, Destroyed_ByItsOwnBody_IsCancelledAtTheNextChanceAndReaped) {
     auto* const thread = new JThread(&job);
     const pthread_t handle = thread->getHandle();
     thread->start();
-    ASSERT_TRUE(eventually([&] { return callsOn(handle).detaches == 1; }));
-    EXPECT_EQ(job.ends, 1);
+    ASSERT_TRUE(eventually([&] { return job.ends == 1; }));
+    EXPECT_TRUE(eventually([&] { return callsOn(handle).detaches == 1; }));
     EXPECT_EQ(callsOn(handle).joins, 0);
 }
 
@@ -718,7 +718,8 @@ TEST(JThread, Destroyed_ByItsOwnBodyWhichReturns_IsReaped) {
     auto* const thread = new JThread(&job);
     const pthread_t handle = thread->getHandle();
     thread->start();
-    ASSERT_TRUE(eventually([&] { return callsOn(handle).detaches == 1; }));
+    ASSERT_TRUE(eventually([&] { return job.ends == 1; }));
+    EXPECT_TRUE(eventually([&] { return callsOn(handle).detaches == 1; }));
     EXPECT_EQ(job.returns, 1);
 }
 

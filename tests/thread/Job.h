@@ -15,6 +15,19 @@
 #include "thread/JRunnable.h"
 #include "thread/JThread.h"
 
+/** Whether a thread, named as the kernel does, sleeps in a system call right now. */
+inline bool isAsleep(int thread) {
+    char path[64];
+    std::snprintf(path, sizeof path, "/proc/self/task/%d/stat", thread);
+    std::FILE* const in = thread == 0 ? nullptr : std::fopen(path, "re");
+    if (in == nullptr) return false;
+    char text[1024];
+    text[std::fread(text, 1, sizeof text - 1, in)] = '\0';
+    std::fclose(in);
+    const char* const state = std::strstr(text, ") ");
+    return state != nullptr && state[2] == 'S';
+}
+
 /** A target that runs a function and remembers how that ended. */
 class Job : public JRunnable {
 public:
@@ -33,7 +46,7 @@ public:
 
     /** Waits until the body sleeps in a system call. */
     bool fallsAsleep() const {
-        return support::eventually([this] { return isAsleep(); });
+        return support::eventually([this] { return isAsleep(id_); });
     }
 
     std::atomic<int> runs{0};
@@ -46,18 +59,6 @@ private:
         Job& job;
         ~Unwinding() { ++job.ends; }
     };
-
-    bool isAsleep() const {
-        char path[64];
-        std::snprintf(path, sizeof path, "/proc/self/task/%d/stat", id_.load());
-        std::FILE* const in = id_ == 0 ? nullptr : std::fopen(path, "re");
-        if (in == nullptr) return false;
-        char text[1024];
-        text[std::fread(text, 1, sizeof text - 1, in)] = '\0';
-        std::fclose(in);
-        const char* const state = std::strstr(text, ") ");
-        return state != nullptr && state[2] == 'S';
-    }
 
     std::function<void()> body_;
     std::atomic<int> id_{0};

@@ -46,9 +46,12 @@ void sleepForEver() {
     for (;;) JThread::sleep(FOR_EVER_MS);
 }
 
+std::atomic<bool> runsForEver{false};
+
 /** Cannot be cancelled, and uses the registry all the while. */
 void runForEver() {
     const CancelOff off;
+    runsForEver = true;
     for (;;) {
         if (JThread::interrupted()) std::abort();
         std::this_thread::yield();
@@ -209,6 +212,7 @@ void uncancellablePatient() {
         void run() override { runForEver(); }
     };
     (new Stubborn)->start();
+    eventually([] { return runsForEver.load(); });
     worker(sleepForEver);
     end();
 }
@@ -272,9 +276,14 @@ void inThread() {
     for (;;) pause();
 }
 
+void callExitWhileMainSleeps() {
+    eventually([] { return isAsleep(getpid()); });
+    end();
+}
+
 /** The main thread waits for a thread that the end cancels: it must not go on from there. */
 void inThreadWhileMainJoins() {
-    const auto ender = std::make_unique<Worker>(callExit);
+    const auto ender = std::make_unique<Worker>(callExitWhileMainSleeps);
     const auto other = std::make_unique<Worker>(sleepForEver);
     other->startAndSee();
     ender->start();
@@ -283,7 +292,7 @@ void inThreadWhileMainJoins() {
 }
 
 void inThreadOnStackWhileMainJoins() {
-    Worker ender(callExit);
+    Worker ender(callExitWhileMainSleeps);
     Worker other(sleepForEver);
     other.startAndSee();
     ender.start();
@@ -291,15 +300,19 @@ void inThreadOnStackWhileMainJoins() {
     say("main goes on");
 }
 
+/** The main thread waits in a destructor when the end comes. */
 void inThreadWhileMainDestroys() {
-    const auto ender = std::make_unique<Worker>(callExit);
-    auto other = std::make_unique<Worker>([] {
+    static Worker* other;
+    other = worker([] {
         const CancelOff off;
         while (!JThreadInit::unloading) std::this_thread::yield();
     });
-    other->startAndSee();
+    const auto ender = std::make_unique<Worker>([] {
+        while (!other->deletionClaimed) std::this_thread::yield();
+        end();
+    });
     ender->start();
-    other.reset();
+    delete other;
     say("main goes on");
 }
 
