@@ -37,8 +37,9 @@ int readInto(FILE* file, JByte& block) {
 
 /** A little-endian int. */
 int intFrom(const unsigned char* bytes) {
-    return static_cast<int>(bytes[0] | bytes[1] << 8 | bytes[2] << 16 |
-                            static_cast<unsigned>(bytes[3]) << 24);
+    unsigned value = 0;
+    for (int i = WORD_SIZE - 1; i >= 0; i--) value = value << 8 | bytes[i];
+    return static_cast<int>(value);
 }
 
 JMessage twoInts(int first, int second) {
