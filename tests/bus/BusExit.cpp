@@ -39,14 +39,19 @@ private:
     CA* client_;
 };
 
+bool serves(SM& server) {
+    server.start();
+    return server.waitUntilListening(30000) == 0;
+}
+
 }  // namespace
 
 int main() {
     JSystem::debug(false);
     const int port = freePort();
     SM* server = new SM(port);
-    server->start();
-    if (server->waitUntilListening(10000) != 0) return 1;
+    SM serverOnStack(freePort());
+    if (!serves(*server) || !serves(serverOnStack)) return 1;
 
     CA* client = new CA(5, "127.0.0.1", port);
     client->start();
@@ -55,6 +60,8 @@ int main() {
     onStack.start();
     onStack.connect();
     (new Waiter(client))->start();
+
+    (new CA(8, "127.0.0.1", 1))->start();  // never connected
 
     const ca_handle open = ca_open(7, "127.0.0.1", port);
     unsigned char message[16] = {16, 0, 7, 0, 5, 0};

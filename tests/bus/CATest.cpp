@@ -587,29 +587,6 @@ TEST_F(CATest, Destructor_LeavesNoDescriptorsOpen) {
     EXPECT_EQ(net::openDescriptors(), before);
 }
 
-/** Ends the process while a client is connected, and another one is not. */
-void exitWithClients(CA& client, net::Listener& listener) {
-    CA* const lonely = new CA(6, "127.0.0.1", 1);
-    lonely->start();
-    client.start();
-    client.connect();
-    Client server(listener.accept());
-    std::exit(server.receive().src == 5 ? 0 : 2);
-}
-
-TEST(CADeathTest, Exit_EndsTheClientsThatAreLeft) {
-    testing::FLAGS_gtest_death_test_style = "threadsafe";
-    net::Listener listener;
-    EXPECT_EXIT(exitWithClients(*new CA(5, "127.0.0.1", listener.port()), listener),
-                testing::ExitedWithCode(0), "");
-    EXPECT_EXIT(
-        {
-            CA client(5, "127.0.0.1", listener.port());
-            exitWithClients(client, listener);
-        },
-        testing::ExitedWithCode(0), "");
-}
-
 // ---- cancellation of an application's thread ----
 
 #ifdef __SANITIZE_THREAD__

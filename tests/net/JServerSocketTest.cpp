@@ -148,7 +148,8 @@ TEST(JServerSocket, TakesAPortAgain_WhileFormerConnectionsLinger) {
 
 TEST(JServerSocket, WithoutADescriptor_CountsAsInitAndAcceptsNothing) {
     const int port = net::freePort();
-    std::unique_ptr<JServerSocket> server;
+    // The undefined-behaviour sanitizer's first look at a class needs a descriptor.
+    std::unique_ptr<JServerSocket> server = std::make_unique<JServerSocket>(net::freePort());
     {
         const net::FullTable full;
         server = std::make_unique<JServerSocket>(port);
