@@ -142,7 +142,9 @@ void JCachetable::takeSlot() {
 
 void JCachetable::fillHead(JObject& key, JObject& value) {
     JCacheEntry* const entry = entries[mostRecent];
-    // Empty as a rule; not so where the index never held the slot, or gave its place to another.
+    // Empty as a rule. Not so where the index never held the slot, gave its place to another, or, with keys whose
+    // equals() is not symmetric, found another slot under this one's key.
+    if (entry->key != nullptr) unindex(entry);
     drop(entry->key);
     drop(entry->value);
     entry->next = nullptr;
@@ -152,6 +154,15 @@ void JCachetable::fillHead(JObject& key, JObject& value) {
     entry->key = keyClone.release();
     entry->value = valueClone.release();
     entry->useCount = 1;
+}
+
+/** Takes a slot out of the index, if it is in there, whatever its key equals. */
+void JCachetable::unindex(const JCacheEntry* entry) {
+    JCacheEntry** link = &index[bucketOf(entry->hash, indexCapacity)];
+    while (*link != nullptr && *link != entry) link = &(*link)->next;
+    if (*link == nullptr) return;
+    *link = entry->next;
+    indexCount--;
 }
 
 void JCachetable::removeElement(JObject& key) {

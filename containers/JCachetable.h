@@ -121,6 +121,7 @@ private:
     void toHead(int slot);
     void takeSlot();
     void fillHead(JObject& key, JObject& value);
+    void unindex(const JCacheEntry* entry);
 
     int requests_;
     int hits_;

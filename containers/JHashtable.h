@@ -40,6 +40,8 @@ public:
  *         JObject* clone() override { return new Name(*this); }
  *     };
  *
+ * Use keys of one class in a table: a key's equals() must be symmetric, and Name and JString share a class record.
+ *
  * Look-ups allocate nothing and take constant time on average. Past `capacity * loadFactor` entries the next
  * new key first grows the table to 2n+1 buckets, which asks no key for its hash again; it never shrinks.
  * Newer entries come first within a bucket. Not thread-safe.

@@ -35,7 +35,8 @@ public:
     /**
      * Replaces the content by clones of the other's elements. Elements whose class does not clone come out as
      * empty slots. The new capacity is exactly the other's length. Assigning an array to itself empties it
-     * (kept: callers rely on it).
+     * (kept: callers rely on it), and `other` must not be an element of
+     * this array.
      */
     JObjectArray& operator=(const JObjectArray& other);
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <utility>
 #include <vector>
 
 #include "system/JSystem.h"
@@ -42,6 +43,14 @@ int intFrom(const unsigned char* bytes) {
     return static_cast<int>(value);
 }
 
+/** The text of a record as find() gives it: behind offset, length and id. */
+JString textOf(JMessage found) {
+    found.getInt();
+    found.getInt();
+    found.getInt();
+    return found.getString();
+}
+
 JMessage twoInts(int first, int second) {
     JMessage message;
     message.addInt(first);
@@ -78,11 +87,7 @@ public:
     bool hasId() const { return body.size() >= WORD_SIZE; }
     int id() const { return intFrom(body); }
 
-    JString text() const {
-        JMessage reader(body);
-        reader.getInt();
-        return reader.getString();
-    }
+    JString text() const { return textOf(message()); }
 
     /** The record as find() gives it. */
     JMessage message() const {
@@ -139,17 +144,14 @@ JString JDatabase::getRecord(const char* name, int id) {
     open(name);
     JMessage found = find(id);
     close();
-    found.getInt();  // offset, length and id
-    found.getInt();
-    found.getInt();
-    return found.getString();
+    return textOf(found);
 }
 
 JStringArray JDatabase::getRecords(const char* name) {
     JStringArray texts;
     open(name);
     if (file == nullptr) return texts;
-    const int listed = std::min(std::max(numRecords, 0), std::max(sizeOf(file), LEAST_LISTED));
+    const int listed = std::min(std::max(numRecords, 0), std::max(sizeOf(file) / WORD_SIZE, LEAST_LISTED));
     texts.resize(listed);
     std::vector<bool> seen(static_cast<size_t>(listed), false);  // the first record with an id wins
 
@@ -165,7 +167,9 @@ JStringArray JDatabase::getRecords(const char* name) {
         texts[index] = walk.text();
     }
     // A repaired file has no ids above its new count.
-    for (int index = std::max(numRecords, 0); index < listed; index++) texts[index] = "";
+    for (int index = std::max(numRecords, 0); index < listed; index++) {
+        if (seen[static_cast<size_t>(index)]) texts[index] = "";
+    }
     close();
     return texts;
 }
@@ -209,8 +213,8 @@ void JDatabase::open(const char* name) {
 }
 
 void JDatabase::close() {
-    if (file != nullptr) std::fclose(file);
-    file = nullptr;
+    FILE* const closing = std::exchange(file, nullptr);  // first: fclose may be where a thread is cancelled
+    if (closing != nullptr) std::fclose(closing);
 }
 
 void JDatabase::readHeader() {
@@ -289,7 +293,7 @@ bool JDatabase::append(const char* text) {
     if (file == nullptr || numRecords == INT_MAX) return false;
     JMessage record = make(numRecords + 1, text);
     const int offset = appendOffset();
-    if (record.size() > INT_MAX - offset || !writeAt(offset, record)) return false;
+    if (record.size() > GREATEST_SIZE - offset || !writeAt(offset, record)) return false;
     numRecords++;
     end = offset + record.size();
     writeHeader();
@@ -305,7 +309,10 @@ bool JDatabase::replace(int id, const char* text) {
     image.addString(text);
     if (length >= image.size() - WORD_SIZE) return writeAt(offset, image);
 
-    // Appended before the old record is abandoned: on a full disk the old text stays.
     JMessage mark = twoInts(length, ABANDONED);
-    return append(text) && writeAt(offset, mark);
+    if (!writeAt(offset, mark)) return false;
+    if (append(text)) return true;
+    JMessage former = twoInts(length, id);  // the disk is full: the old text stays
+    writeAt(offset, former);
+    return false;
 }

@@ -35,7 +35,8 @@
  * there, see find(). A length that is negative counts as 0, one that reaches beyond the file is cut at its
  * end, and a record of fewer than 4 bytes has no id and matches none; so no read leaves the file, none
  * allocates what the file does not hold, and a search ends after at most one step for every 4 bytes of the
- * file. getRecords() makes no more strings than the file has bytes, or 1024 if that is more. A new record is
+ * file. getRecords() has no more elements than a quarter of the file's bytes, or
+ * 1024 if that is more. A new record is
  * never written into the header, and `end` counts as damaged when it lies more than 1 MiB beyond the file:
  * the record then goes to the file's end. A file of 2 GiB or more is not opened.
  *

@@ -170,7 +170,7 @@ private:
     JRunnable* runnable;
     std::atomic<bool> alive;
     std::atomic<bool> autoDelete;
-    bool interrupted_;  // touched by the thread itself only
+    std::atomic<bool> interrupted_;  // atomic for a signal handler's sake, in which interrupt() may be called
     std::atomic<int> state;
     JEvent startEvent;
 

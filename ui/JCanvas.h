@@ -112,4 +112,6 @@ protected:
     JPointerArray active;  // in the order of registration
 };
 
+static_assert(sizeof(void*) != 4 || sizeof(JCanvas) == 48, "instance size is part of the 32-bit contract");
+
 #endif

@@ -140,4 +140,6 @@ public:
     int vkey;  ///< the key code that goes with the node
 };
 
+static_assert(sizeof(void*) != 4 || sizeof(JLayout) == 136, "instance size is part of the 32-bit contract");
+
 #endif

@@ -50,15 +50,19 @@ int main() {
     JSystem::debug(false);
     const int port = freePort();
     SM* server = new SM(port);
-    SM serverOnStack(freePort());
-    if (!serves(*server) || !serves(serverOnStack)) return 1;
+    if (!serves(*server)) return 1;
 
     CA* client = new CA(5, "127.0.0.1", port);
     client->start();
     client->connect();
+#ifndef __SANITIZE_THREAD__
+    // Their threads are cancelled, and ThreadSanitizer misses what a cancelled thread unlocks while it is unwound.
+    SM serverOnStack(freePort());
     CA onStack(6, "127.0.0.1", port);
+    if (!serves(serverOnStack)) return 1;
     onStack.start();
     onStack.connect();
+#endif
     (new Waiter(client))->start();
 
     (new CA(8, "127.0.0.1", 1))->start();  // never connected

@@ -97,9 +97,10 @@ protected:
         EXPECT_TRUE(eventually([&] { return !isFree(ca->lock) && isStuck(); }));
         return writer;
     }
+    /** Whether the system takes nothing more, and goes on taking nothing for a moment. */
     bool isStuck() const {
         pollfd entry{ca->socket->fd, POLLOUT, 0};
-        return ::poll(&entry, 1, 0) == 0;
+        return ::poll(&entry, 1, 500) == 0;
     }
 
     long long destroy() {

@@ -348,6 +348,44 @@ TEST_F(JDatabaseTest, ALengthBeyondTheFileIsCutAtItsEnd) {
     EXPECT_EQ(get(1), "abc");
 }
 
+TEST_F(JDatabaseTest, SetRecord_AbandonsTheOldRecordBeforeItAppends) {
+    setImage(header(2, 8) + record(1, "abc") + record(2, "xyz"));  // an end that lies among the records
+    db.setRecord("notes", 1, "abcdefgh");
+    EXPECT_EQ(image().substr(0, 25), header(3, 25) + record(3, "abcdefgh"));
+}
+
+TEST_F(JDatabaseTest, GetRecords_GivesWhatGetRecordGives_ForTextsBeyondTheirRecords) {
+    for (const int length : {0, 1, 3, 4, 100, 253, 254, 255}) {
+        std::string damaged = fileOf({"abc", "xyz"});
+        damaged[8 + 8] = static_cast<char>(length);
+        setImage(damaged);
+        JStringArray records = db.getRecords("notes");
+        const std::string after = image();
+        setImage(damaged);
+        for (int id = 1; id <= 2; id++) {
+            const JString text = db.getRecord("notes", id);
+            EXPECT_EQ(records[id - 1].length(), text.length()) << length;
+            EXPECT_TRUE(records[id - 1] == text) << length;
+        }
+        EXPECT_EQ(image(), after);
+    }
+}
+
+TEST_F(JDatabaseTest, ANegativeRecordCountIsCountedOn) {
+    setImage(header(-5, 8));
+    EXPECT_EQ(db.getNumRecords("notes"), -5);
+    EXPECT_TRUE(all().empty());
+    db.addRecord("notes", "abc");
+    EXPECT_EQ(image(), header(-4, 20) + record(-4, "abc"));
+}
+
+TEST_F(JDatabaseTest, GetRecords_MakesNoStringForARecordThatIsNotThere) {
+    setImage(header(INT_MAX, 8) + std::string(1 << 20, '\0'));
+    JStringArray records = db.getRecords("notes");
+    EXPECT_LE(records.length(), 1 << 18);
+    for (int i = 0; i < records.length(); i++) ASSERT_EQ(records.elements[i], nullptr);
+}
+
 TEST_F(JDatabaseTest, AHugeRecordCountMakesNoHugeArray) {
     setImage(header(INT_MAX, 20) + record(1, "abc"));
     const Texts texts = all();

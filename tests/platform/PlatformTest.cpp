@@ -77,6 +77,17 @@ TEST(Platform, SetFont_TellsTheFontItsPlatformFontAndThenTheDisplay) {
     EXPECT_EQ(platform::take(), Calls({"setFont 5", "setFont 77"}));
 }
 
+TEST(Platform, ACopiedOrAssignedFontIsToldThePlatformFont) {
+    unsigned int platformFont = 5;
+    JFont font(1, 2, 3);
+    font.platformFont = &platformFont;
+    platform::take();
+    JFont copy(font);
+    EXPECT_EQ(platform::take(), Calls({"setFont 5"}));
+    copy = font;
+    EXPECT_EQ(platform::take(), Calls({"setFont 5"}));
+}
+
 TEST(Platform, Start_PlaysTheFileBelowTheHomeDirectoryWithBackslashes) {
     JSound sound("beeps/short/a.wav");
     platform::take();

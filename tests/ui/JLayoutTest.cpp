@@ -340,6 +340,41 @@ TEST(JLayout, Adjust_QueriesAPlacedChildThreeTimesAndDoesNotMoveIt) {
     EXPECT_EQ(canvas.registered(), Ids({2}));
 }
 
+TEST(JLayout, Adjust_AsksTheCanvasBeforeItLooksAtAStacksChild) {
+    class Deciding : public JCanvas {
+    public:
+        Deciding() : JCanvas(0) {}
+        void queryLayout(JLayout& node) override {
+            if (node.id == 2) node.visible = false;
+            if (node.id == 3 && ++asked == 2) node.preset.x = 9;
+        }
+        int asked = 0;
+    } canvas;
+    JLayout top = root(JLayout::STACK, 100, 50);
+    top.add(2, "hidden", JLayout::LEAF);
+    JLayout* placed = top.add(3, "placed", JLayout::LEAF);
+    placed->placement = JLayout::PLACED;
+    placed->preset = {1, 2, 3, 4};
+    top.adjust(canvas);
+    ASSERT_EQ(canvas.active.length(), 1);
+    EXPECT_EQ(areaOf(*placed), Area({9, 2, 3, 4}));
+}
+
+TEST(JLayout, Adjust_AlignsInsideAStackThatLiesElsewhere_AndRegistersARowOnce) {
+    JLayout top = root(JLayout::STACK, 100, 50);
+    top.area = {5, 6, 0, 0};
+    JLayout* row = top.add(2, "row", JLayout::ROW);
+    row->placement = JLayout::ALIGNED;
+    row->alignment = JLayout::RIGHT;
+    row->preset = {0, 3, 20, 10};
+    row->add(3, "leaf", JLayout::LEAF);
+    Recorder canvas;
+    top.adjust(canvas);
+    EXPECT_EQ(areaOf(*row), Area({85, 9, 20, 10}));
+    EXPECT_EQ(areaOf((*row)[0]), Area({85, 9, 20, 10}));
+    EXPECT_EQ(canvas.registered(), Ids({2, 3}));
+}
+
 TEST(JLayout, Adjust_SkipsOtherPlacementsAndTypes) {
     JLayout top = root(JLayout::STACK, 100, 50);
     top.add(2, "child", JLayout::LEAF)->placement = 3;
