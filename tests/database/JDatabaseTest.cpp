@@ -382,7 +382,7 @@ TEST_F(JDatabaseTest, ANegativeRecordCountIsCountedOn) {
 TEST_F(JDatabaseTest, GetRecords_MakesNoStringForARecordThatIsNotThere) {
     setImage(header(INT_MAX, 8) + std::string(1 << 20, '\0'));
     JStringArray records = db.getRecords("notes");
-    EXPECT_LE(records.length(), 1 << 18);
+    EXPECT_LE(records.length(), (8 + (1 << 20)) / 4);
     for (int i = 0; i < records.length(); i++) ASSERT_EQ(records.elements[i], nullptr);
 }
 
