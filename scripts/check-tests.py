@@ -47,6 +47,14 @@ def check_everything_is_built(root, build_dir, report):
                        "CMakeLists.txt, or remove it")
 
 
+def check_python_tests_run(root, report):
+    """The integration tests are taken from tests/integration/*Test.py, and from nowhere else."""
+    for path in sorted((root / "tests").rglob("*.py")):
+        runs = path.parent == root / "tests" / "integration" and path.name.endswith("Test.py")
+        if not runs and re.search(r"^\s+def test_", path.read_text(), re.MULTILINE):
+            report(f"{path.relative_to(root)}: nothing runs its tests; name it tests/integration/<Subject>Test.py")
+
+
 def needs_test(header):
     """A class, or functions with a source of their own; a header of constants or macros needs no test."""
     declares_class = re.search(rf"^class (\w+ )?{re.escape(header.stem)}\b[^;]*$", header.read_text(), re.MULTILINE)
@@ -94,6 +102,7 @@ def main():
     root = Path(sys.argv[2] if len(sys.argv) > 2 else Path(__file__).parent.parent).resolve()
     problems = []
     check_everything_is_built(root, build_dir, problems.append)
+    check_python_tests_run(root, problems.append)
     check_every_class_has_a_test(root, problems.append)
     check_nothing_is_switched_off(root, problems.append)
     print("\n".join(problems) or "tests: all there, all built, none switched off")

@@ -1,53 +1,34 @@
 #include "thread/JRunnable.h"
 
+#include <atomic>
 #include <gtest/gtest.h>
-#include <type_traits>
 
-#include "core/JObject.h"
+#include "thread/Job.h"
 #include "thread/JThread.h"
+#include "thread/Slots.h"
 
-namespace {
+TEST(JRunnable, KeepsTheOrderOfItsOperations) {
+    std::atomic<int> deletions{0};
+    Job* const job = new Job;
+    job->deletions = &deletions;
+    JRunnable* const runnable = job;
+    callSlot<void>(slotsOf(runnable)[2], runnable);
+    EXPECT_EQ(job->runs, 1);
+    callSlot<void>(slotsOf(runnable)[1], runnable);
+    EXPECT_EQ(deletions, 1);
+}
 
-/** Counts its runs and reports its destruction. */
-class Target : public JRunnable {
-public:
-    explicit Target(bool& destroyed) : destroyed_(destroyed) {}
-    ~Target() override { destroyed_ = true; }
-    void run() override { runs++; }
-
-    int runs = 0;
-
-private:
-    bool& destroyed_;
-};
-
-}  // namespace
-
-TEST(JRunnable, IsAnInterfaceAndNoJObject) {
-    EXPECT_TRUE(std::is_abstract<JRunnable>::value);
-    EXPECT_FALSE((std::is_base_of<JObject, JRunnable>::value));
+TEST(JRunnable, HoldsNoData) {
     EXPECT_EQ(sizeof(JRunnable), sizeof(void*));
 }
 
-TEST(JRunnable, IsDestroyedThroughTheInterface) {
-    bool destroyed = false;
-    JRunnable* target = new Target(destroyed);
-    delete target;
-    EXPECT_TRUE(destroyed);
-}
-
-TEST(JRunnable, AThreadRunsItOnceAndDoesNotOwnIt) {
-    bool destroyed = false;
-    Target target(destroyed);
-    {
-        JThread thread(&target);
-        thread.start();
-        thread.join();
-    }
-    EXPECT_EQ(target.runs, 1);
-    EXPECT_FALSE(destroyed);
-}
-
-TEST(JRunnable, AThreadIsATargetToo) {
-    EXPECT_TRUE((std::is_base_of<JRunnable, JThread>::value));
+TEST(JRunnable, OneTargetMayServeManyThreads) {
+    Job job;
+    JThread first(&job);
+    JThread second(&job);
+    first.start();
+    second.start();
+    first.join();
+    second.join();
+    EXPECT_EQ(job.returns, 2);
 }

@@ -16,6 +16,7 @@
 #include "thread/Job.h"
 #include "thread/JThreadInit.h"
 #include "thread/Pthreads.h"
+#include "thread/Slots.h"
 
 using jay::detail::CancelOff;
 using pthreads::callsOn;
@@ -91,16 +92,6 @@ public:
     JThread* object = nullptr;
     Thread thread;
 };
-
-/** The entries of an object's table of virtual operations. */
-void** slotsOf(const void* object) {
-    return *static_cast<void** const*>(object);
-}
-
-template <typename Result, typename Object>
-Result callSlot(void* slot, Object* object) {
-    return reinterpret_cast<Result (*)(Object*)>(slot)(object);
-}
 
 }  // namespace
 
@@ -985,32 +976,4 @@ TEST(JThread, ConstructorThatThrows_GivesTheMemoryBack) {
     EXPECT_THROW(new (std::nothrow) Throws, int);
     Running afterwards([] {});
     EXPECT_EQ(afterwards.thread->join(), 0);
-}
-
-// ---- the target's interface ----
-
-TEST(JRunnable, KeepsTheOrderOfItsOperations) {
-    std::atomic<int> deletions{0};
-    Job* const job = new Job;
-    job->deletions = &deletions;
-    JRunnable* const runnable = job;
-    callSlot<void>(slotsOf(runnable)[2], runnable);
-    EXPECT_EQ(job->runs, 1);
-    callSlot<void>(slotsOf(runnable)[1], runnable);
-    EXPECT_EQ(deletions, 1);
-}
-
-TEST(JRunnable, HoldsNoData) {
-    EXPECT_EQ(sizeof(JRunnable), sizeof(void*));
-}
-
-TEST(JRunnable, OneTargetMayServeManyThreads) {
-    Job job;
-    JThread first(&job);
-    JThread second(&job);
-    first.start();
-    second.start();
-    first.join();
-    second.join();
-    EXPECT_EQ(job.returns, 2);
 }
