@@ -22,6 +22,27 @@ namespace {
 
 class JSocketTest : public net::ConnectionTest {};
 
+/** A thread whose call waits, and which counts its waits. */
+class PatientWaiter {
+public:
+    explicit PatientWaiter(const std::function<int()>& call)
+        : waiter_([this, call] {
+              const net::AsWaitsBegin event([this] { waits_++; });
+              return call();
+          }) {}
+    bool waitsForLong() const {
+        return support::eventually([this] { return waits_ >= 2; });
+    }
+    int join() {
+        waiter_.thread.join();
+        return waiter_.result;
+    }
+
+private:
+    std::atomic<int> waits_{0};
+    Waiter waiter_;
+};
+
 std::string dotted(JInetAddress address) {
     return static_cast<const char*>(address.getHostAddress());
 }
@@ -363,6 +384,28 @@ TEST(JSocket, Connect_ThatAnotherThreadCloses_Fails) {
     EXPECT_FALSE(isOpen(number));
 }
 
+TEST(JSocket, Connect_ThatAnotherThreadCloses_LeavesWhatGetsTheNumberNextAlone) {
+    const net::SilentPort silent;
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends), 0);
+    const Fd other(ends[0]);
+    const Fd source(ends[1]);
+    ASSERT_EQ(write(source.number(), "ready", 5), 5);
+    JSocket socket(LOOPBACK, silent.port());
+    Waiter waiter([&] { return socket.connect(); });
+    ASSERT_TRUE(waiter.waits());
+    const int number = socket.fd;
+    socket.close();
+    Fd reused;  // gets the number as soon as it is free
+    ASSERT_TRUE(support::eventually([&] {
+        reused = Fd(fcntl(other.number(), F_DUPFD_CLOEXEC, number));
+        return reused.number() == number;
+    }));
+    waiter.thread.join();
+    EXPECT_EQ(waiter.result, 0);
+    EXPECT_TRUE(net::isNonBlocking(number)) << "connecting switches that on and off";
+}
+
 TEST(JSocket, Connect_Cancelled_LeavesNothingHeld) {
     const net::SilentPort silent;
     const int before = net::openDescriptors();
@@ -537,6 +580,36 @@ TEST_F(JSocketTest, Close_UnderAWriter_EndsItsWriteSoon) {
     EXPECT_FALSE(isOpen(before));
 }
 
+// The first look of a wait is short in any case: these are beyond it.
+TEST_F(JSocketTest, Close_UnderThreadsThatHaveWaitedForAWhile_EndsThemSoon) {
+    fillTheWay();
+    PatientWaiter reader([this] { return readOne(); });
+    PatientWaiter writer([this] { return writeALot(); });
+    ASSERT_TRUE(reader.waitsForLong() && writer.waitsForLong());
+    const net::Stopwatch watch;
+    socket.close();
+    EXPECT_EQ(reader.join(), -1);
+    EXPECT_EQ(writer.join(), -1);
+    EXPECT_LT(watch.ms(), net::LATE_MS);
+    EXPECT_FALSE(socket.isReadTimeout());
+    EXPECT_FALSE(socket.isWriteTimeout());
+}
+
+TEST_F(JSocketTest, WakeUp_OfThreadsThatHaveWaitedForAWhile_EndsTheirWaitsSoon) {
+    fillTheWay();
+    PatientWaiter reader([this] { return readOne(); });
+    PatientWaiter writer([this] { return writeALot(); });
+    ASSERT_TRUE(reader.waitsForLong() && writer.waitsForLong());
+    const net::Stopwatch watch;
+    socket.wakeUp();
+    EXPECT_EQ(reader.join(), -1);
+    EXPECT_EQ(writer.join(), -1);
+    EXPECT_LT(watch.ms(), net::LATE_MS);
+    EXPECT_TRUE(socket.isReadTimeout());
+    EXPECT_TRUE(socket.isWriteTimeout());
+    EXPECT_TRUE(socket.isConnected());
+}
+
 TEST_F(JSocketTest, Close_UnderAReader_KeepsTheNumberUntilItHasLeft) {
     arrives("x");
     const int before = number();
@@ -669,11 +742,11 @@ TEST_F(JSocketTest, WakeUp_LastsUntilTheNextConnection) {
     socket.wakeUp();
     ASSERT_TRUE(socket.connect());
     peer = listener.accept();
-    Waiter reader([this] { return readOne(); });
-    ASSERT_TRUE(reader.waits());
-    peer.send("x");
-    reader.thread.join();
-    EXPECT_EQ(reader.result, 1);
+    int waits = 0;
+    const net::AsWaitsBegin event([&] {
+        if (++waits == 2) arrives("x");  // a read that was to end would have looked up by then
+    });
+    EXPECT_EQ(readOne(), 1);
 }
 
 TEST(JSocket, WakeUp_WithoutAConnection_DoesNothing) {
