@@ -137,7 +137,8 @@ public:
     /** Self-check: starts three threads that print and count down, and sleeps 6 seconds. */
     static void Test();
 
-    /** These remember which objects were made with `new`: only they are deleted at the end of the process. */
+    /** These remember which objects were made with `new`: only they are deleted at the end of the process.
+     * Objects of over-aligned classes are not among them. */
     static void* operator new(std::size_t size);
     static void* operator new(std::size_t size, const std::nothrow_t&) noexcept;
     static void* operator new(std::size_t size, std::align_val_t alignment);
@@ -170,7 +171,7 @@ private:
     JRunnable* runnable;
     std::atomic<bool> alive;
     std::atomic<bool> autoDelete;
-    std::atomic<bool> interrupted_;  // atomic for a signal handler's sake, in which interrupt() may be called
+    std::atomic<bool> interrupted_;  // set by the thread itself; others may look at it
     std::atomic<int> state;
     JEvent startEvent;
 

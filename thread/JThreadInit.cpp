@@ -106,7 +106,7 @@ JThreadInit::~JThreadInit() {
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
     unloader = pthread_self();
     unloadDeadline = monotonicMilliseconds() + UNLOAD_PATIENCE_MS;
-    unloading = true;
+    unloading = true;  // who is registered from here on is left alone, or this might not come to an end
     while (endNext()) {
     }
 }
@@ -201,7 +201,7 @@ void JThreadInit::takeOver(Node* node) {
     thread->id = pthread_self();
     thread->interrupted_ = false;
     thread->control = controlOfCallingThread();
-    node->visited = false;
+    node->visited = unloading;
 }
 
 /** What is known of a thread that is about to be adopted. */
@@ -220,7 +220,7 @@ void JThreadInit::add(JThread* thread) {
     if (find(thread->id) != nullptr) return;
     Node** end = &_tag;
     while (*end != nullptr) end = &(*end)->next;
-    *end = new Node{nullptr, thread, false, false};
+    *end = new Node{nullptr, thread, false, unloading};
     _count++;
 }
 

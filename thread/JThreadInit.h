@@ -29,7 +29,7 @@ public:
         Node* next;
         JThread* thread;
         bool owned;    ///< adopted by currentThread(); another thread may take it over
-        bool visited;  ///< the end of the process has dealt with it, or leaves it to the parent process
+        bool visited;  ///< the end of the process has dealt with it, or leaves it alone
     };
 
     JThreadInit(const JThreadInit&) = delete;
