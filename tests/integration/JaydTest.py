@@ -3,7 +3,6 @@ import os
 import signal
 import socket
 import time
-import unittest
 from pathlib import Path
 
 from cases import BUILD_DIR, STOP_LIMIT, Case, eventually, main, tcp_connections
@@ -240,8 +239,6 @@ class JaydEnd(Case):
             client.round_trip()
         self.end(server)
 
-    @unittest.skipIf("-fsanitize=thread" in os.environ.get("JAY_CXX", ""),
-                     "ThreadSanitizer keeps the signal that ends the patience from a thread that waits")
     def test_it_ends_although_what_it_says_has_filled_a_pipe(self):
         reading, writing = os.pipe()
         port = self.closed_port()

@@ -1,13 +1,16 @@
 /** @file jayd: the bus server as a program that stays in the foreground until it is told to end. */
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <future>
+#include <memory>
 #include <poll.h>
 #include <pthread.h>
 #include <signal.h>
 #include <string>
-#include <sys/time.h>
 #include <unistd.h>
+#include <utility>
 
 #include "bus/SM.h"
 #include "system/JSystem.h"
@@ -19,7 +22,7 @@ namespace {
 enum Status { DONE = 0, CANNOT_SERVE = 1, WRONG_USE = 2 };
 
 constexpr int LISTEN_PATIENCE_MS = 5000;
-constexpr int STOP_PATIENCE_MS = 1500;
+constexpr std::chrono::milliseconds STOP_PATIENCE(1500);
 
 const char HELP[] =
     R"(jayd - the bus server: passes messages between up to 32 client programs on this machine
@@ -93,9 +96,9 @@ std::string whyNot(int error, int port) {
     }
 }
 
-/** The end of the patience with the server's threads. One of them may hang in a write to a standard error that
- * nobody reads any more; nobody would see the line then, and it must not hang, too. */
-void leave(int) {
+/** A thread may hang in a write to a standard error that nobody reads any more; nobody would see the line then, and
+ * it must not hang, too. */
+[[noreturn]] void leaveWithoutThreads() {
     static const char line[] = "jayd: some threads did not end in time, leaving without them\n";
     pollfd out{STDERR_FILENO, POLLOUT, 0};
     if (poll(&out, 1, 0) == 1) {
@@ -105,12 +108,10 @@ void leave(int) {
     _exit(DONE);
 }
 
-void limitPatience() {
-    signal(SIGALRM, leave);
-    itimerval limit{};
-    limit.it_value.tv_sec = STOP_PATIENCE_MS / 1000;
-    limit.it_value.tv_usec = STOP_PATIENCE_MS % 1000 * 1000;
-    setitimer(ITIMER_REAL, &limit, nullptr);
+/** Ends the server's threads, but does not wait for ever. */
+void end(std::unique_ptr<SM> server) {
+    const auto ending = std::async(std::launch::async, [&server] { server.reset(); });
+    if (ending.wait_for(STOP_PATIENCE) != std::future_status::ready) leaveWithoutThreads();
 }
 
 int serve(const Options& options) {
@@ -119,9 +120,9 @@ int serve(const Options& options) {
     ignoreBrokenPipes();
     JSystem::debug(!options.quiet);
 
-    SM server(options.port);
-    server.start();
-    const int error = server.waitUntilListening(LISTEN_PATIENCE_MS);
+    auto server = std::make_unique<SM>(options.port);
+    server->start();
+    const int error = server->waitUntilListening(LISTEN_PATIENCE_MS);
     if (error != 0) {
         JSystem::debug(false);  // the one line that follows says it all
         std::fprintf(stderr, "jayd: %s\n", whyNot(error, options.port).c_str());
@@ -129,7 +130,7 @@ int serve(const Options& options) {
     }
     std::fprintf(stderr, "jayd: listening on port %d\n", options.port);
     takeStopSignal(held);
-    limitPatience();
+    end(std::move(server));
     return DONE;
 }
 
