@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 
 #include "bus/JMessage.h"
 #include "bus/M.h"
@@ -49,7 +50,9 @@ void CM::run() {
             return;
         }
         releaseLeftBehind();
-        if (socket != nullptr) {
+        if (socket != nullptr && refuses(*socket)) {
+            delete socket;
+        } else if (socket != nullptr) {
             greet(socket);
         } else if (error != 0) {
             JSystem::sleep(FAILURE_PAUSE_MS);  // no descriptor left, or no port: it would fail again at once
@@ -65,6 +68,22 @@ bool CM::openListener() {
         serverSocket = new JServerSocket(port);
     }
     sm->listening(serverSocket->getError());
+    return true;
+}
+
+/**
+ * The system lets no packet in that comes from elsewhere with an address of this machine as its sender, so a peer that has
+ * our end's address, or one of loopback, is here.
+ */
+bool CM::isFromHere(JSocket& socket) {
+    const char* const peer = socket.getHost();
+    return std::strncmp(peer, "127.", 4) == 0 ||
+           std::strcmp(peer, socket.getLocalAddress().getHostAddress()) == 0;
+}
+
+bool CM::refuses(JSocket& socket) {
+    if (!sm->localOnly || isFromHere(socket)) return false;
+    JSystem::debug("CM>> %s is another machine, closed!!!\n", socket.getHost());
     return true;
 }
 

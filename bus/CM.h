@@ -21,6 +21,9 @@ class SM;
  * (kept: such a peer gets no answer, not even a close). It is released when its peer goes, or with the
  * listener.
  *
+ * A manager that serves its own machine only (SM::setLocalOnly()) has connections from others closed instead of
+ * greeted; the debug output tells their addresses.
+ *
  * Made, started and destroyed by the manager. Threads: stop() may be called by any thread.
  */
 class JAY_API CM : public JThread {
@@ -39,6 +42,8 @@ public:
 
 private:
     bool openListener();
+    static bool isFromHere(JSocket& socket);
+    bool refuses(JSocket& socket);
     void greet(JSocket* socket);
     void beginGreeting(JSocket* socket);
     void endGreeting();

@@ -50,3 +50,8 @@ bool LQ::isEmpty() {
     const ScopedLock guard(lock);
     return jay::detail::allEmpty(bands);
 }
+
+int LQ::size() {
+    const ScopedLock guard(lock);
+    return closed ? 0 : jay::detail::total(bands);
+}

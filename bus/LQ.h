@@ -40,6 +40,9 @@ public:
 
     bool isEmpty();
 
+    /** How many messages wait, in all bands; 0 once the destructor has begun. */
+    int size();
+
 private:
     static constexpr int BANDS = 3;
 

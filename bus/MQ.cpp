@@ -52,3 +52,8 @@ bool MQ::isEmpty() {
     const ScopedLock guard(lock);
     return jay::detail::allEmpty(bands);
 }
+
+int MQ::size() {
+    const ScopedLock guard(lock);
+    return closed ? 0 : jay::detail::total(bands);
+}

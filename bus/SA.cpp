@@ -1,5 +1,6 @@
 #include "bus/SA.h"
 
+#include <cstdio>
 #include <memory>
 #include <mutex>
 #include <utility>
@@ -289,6 +290,18 @@ bool SA::destroySocket() {
     delete closed;
     JSystem::debug("SA(%d)>> close socket OK!!!\n", id);
     return true;
+}
+
+/** Without `lock`, which is held while a message is written. */
+void SA::tell(SM::ClientStatus& status) {
+    status.queued = lq->size();
+    status.in = in;
+    const ScopedLock guard(socketLock);
+    status.state = state;
+    if (socket == nullptr || !socket->isConnected())
+        return;  // one given up after a TIMED message is still open
+    std::snprintf(status.host, sizeof status.host, "%s", socket->getHost());
+    status.port = socket->getPort();
 }
 
 // ---- the reader ----

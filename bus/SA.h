@@ -4,13 +4,13 @@
 #include <atomic>
 
 #include "bus/M.h"
+#include "bus/SM.h"
 #include "thread/JEvent.h"
 #include "thread/JLock.h"
 #include "thread/JThread.h"
 
 class JSocket;
 class LQ;
-class SM;
 
 /**
  * The server's agent of one client: keeps the client's outbound queue, sends what is in it while the client
@@ -111,6 +111,7 @@ private:
     bool stopping();
     bool replaceable();
     void closeFormer();
+    void tell(SM::ClientStatus& status);
     bool attach(JSocket* s);
 
     int id;

@@ -31,7 +31,8 @@ SM::SM(int listenPort)
       in(0),
       out(0),
       port(listenPort),
-      listenResult(NOT_YET) {
+      listenResult(NOT_YET),
+      localOnly(false) {
     event.setAutoReset(true);  // it only wakes a loop that looks at its queue anyway
 }
 
@@ -86,7 +87,7 @@ void SM::run() {
         if (stopFlag) break;
         if (M* m = mq->get()) route(m);
     }
-    JSystem::debug("SM>> stop SM(in:%d, out:%d)\n", in.load(), static_cast<int>(out));
+    JSystem::debug("SM>> stop SM(in:%d, out:%d)\n", in.load(), static_cast<int>(out.load()));
 }
 
 void SM::route(M* message) {
@@ -95,7 +96,7 @@ void SM::route(M* message) {
     const int src = m->getSrcId();
     const int flag = m->getFlag();
     const int priority = m->getPriority();
-    const auto number = static_cast<int>(out);
+    const auto number = static_cast<int>(out.load());
 
     if ((flag & M::M_FLAG_SYNC) != 0) {
         dest = 0;  // the message itself keeps its destination
@@ -112,7 +113,8 @@ void SM::route(M* message) {
         agentFor(dest)->adopt(m.release());
         JSystem::debug("SM>> q%d(%d) : %d <-- %d\n", priority, number, dest, src);
     }
-    out++;
+    out.store(out.load(std::memory_order_relaxed) + 1,
+              std::memory_order_relaxed);  // no other thread counts it
 }
 
 void SM::broadcast(M& m) {
@@ -166,6 +168,21 @@ int SM::notify() {
 void SM::stop() {
     stopFlag = true;
     notify();
+}
+
+void SM::setLocalOnly(bool on) {
+    localOnly = on;
+}
+
+SM::Status SM::status() {
+    Status status;
+    status.in = in;
+    status.out = static_cast<int>(out.load());
+    status.waiting = mq->size();
+    for (int client = 0; client < MAX_CLIENTS; client++) {
+        if (SA* agent = agentAt(client)) agent->tell(status.clients[client]);
+    }
+    return status;
 }
 
 /** Called by the listener once it knows. */

@@ -30,12 +30,29 @@ class SA;
  * Owns its inbound queue, its listener and one agent per client id that has been seen; all of them live as
  * long as it. Diagnostics go to the debug output, prefixed "SM>> ", "SA(id)>> " and "CM>> ".
  *
- * Threads: add(), set(), notify() and stop() may be called by any thread; the destructor when no other thread
+ * Threads: add(), set(), status(), notify() and stop() may be called by any thread; the destructor when no other thread
  * calls in. Locks: slotLock guards the table of agents only and is never held while an agent is called.
  */
 class JAY_API SM : public JThread {
 public:
     static constexpr int MAX_CLIENTS = 32;  ///< client ids are 0..31
+
+    /** What the server tells of one client; see status(). */
+    struct ClientStatus {
+        int state = -1;      ///< -1: never seen, the rest is empty; 0..4: see the table at SA
+        int queued = 0;      ///< messages that wait for it
+        int in = 0;          ///< messages that ever came for it, those that wait included
+        char host[16] = "";  ///< the address of its end of the connection, dotted; empty without a connection
+        int port = 0;        ///< the port of that end; 0 without a connection
+    };
+
+    /** What the server tells of itself; see status(). */
+    struct Status {
+        int in = 0;       ///< messages that came to the manager, its own wake-ups for client 0 included
+        int out = 0;      ///< messages that it has routed
+        int waiting = 0;  ///< messages that came and are not routed yet
+        ClientStatus clients[MAX_CLIENTS];
+    };
 
     /** @param port TCP port to listen on, 1..65535. Nothing happens before start(). */
     explicit SM(int port);
@@ -62,6 +79,22 @@ public:
      * server is stopping, and the socket is neither used nor closed.
      */
     int set(int client, JSocket* socket);
+
+    /**
+     * Whether connections from other machines are closed as soon as they are accepted, before a byte is read from
+     * them. False unless set; to be set before start(), later it counts from the next connection on. From this machine
+     * is a connection whose peer has an address of 127.0.0.0/8, or the very address that it has connected to (a client
+     * that was given the machine's own name); from another one is every other. The server listens on every address
+     * either way, and one connection is looked at after the other (see CM).
+     */
+    void setLocalOnly(bool on);
+
+    /**
+     * What the server is doing, for people to look at. Each number is right at the moment when it is read; together
+     * they need not fit, because nothing is held up for it: no routing, and no agent, also not one that waits in a
+     * write. Takes each queue's lock for as long as counting takes. Any thread may ask.
+     */
+    Status status();
 
     /** Wakes the routing loop. */
     int notify();
@@ -92,12 +125,13 @@ private:
     JEvent event;
     SA* slots[MAX_CLIENTS];  // guarded by slotLock
     std::atomic<bool> stopFlag;
-    std::atomic<int> in;  // counted by many threads; nothing depends on the order
-    unsigned out;
+    std::atomic<int> in;        // counted by many threads; nothing depends on the order
+    std::atomic<unsigned> out;  // counted by the manager's thread alone
     JLock slotLock;
     int port;
 
     std::atomic<int> listenResult;  // what waitUntilListening() returns
+    std::atomic<bool> localOnly;
 };
 
 #endif

@@ -20,6 +20,14 @@ bool allEmpty(JQueue* (&bands)[COUNT]) {
     return firstFilled(bands).isEmpty();
 }
 
+/** How many items all bands hold together. */
+template <int COUNT>
+int total(JQueue* const (&bands)[COUNT]) {
+    int items = 0;
+    for (const JQueue* band : bands) items += band->size();
+    return items;
+}
+
 }  // namespace jay::detail
 
 #endif

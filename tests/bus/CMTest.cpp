@@ -2,6 +2,8 @@
 
 #include <ctime>
 #include <gtest/gtest.h>
+#include <ifaddrs.h>
+#include <net/if.h>
 #include <netinet/tcp.h>
 #include <sys/ioctl.h>
 #include <vector>
@@ -161,6 +163,109 @@ TEST(CM, ARefusedConnection_IsReleasedWhenItsPeerGoes) {
         EXPECT_EQ(net::openDescriptors(), descriptors + 20);
     }
     EXPECT_TRUE(eventually([&] { return net::openDescriptors() == descriptors; }));
+}
+
+// ---- this machine only ----
+
+/** An address of this machine that is not one of loopback, in network order; 0 if it has none. */
+in_addr_t outerAddress() {
+    ifaddrs* all = nullptr;
+    in_addr_t found = 0;
+    if (getifaddrs(&all) != 0) return 0;
+    for (const ifaddrs* one = all; one != nullptr && found == 0; one = one->ifa_next) {
+        if (one->ifa_addr == nullptr || one->ifa_addr->sa_family != AF_INET || (one->ifa_flags & IFF_UP) == 0)
+            continue;
+        const auto& address = reinterpret_cast<const sockaddr_in*>(one->ifa_addr)->sin_addr;
+        if ((ntohl(address.s_addr) >> 24) != IN_LOOPBACKNET) found = address.s_addr;
+    }
+    freeifaddrs(all);
+    return found;
+}
+
+/** A connection within this machine, from one of its addresses to another. */
+Client connectedBetween(in_addr_t from, in_addr_t to, int port) {
+    Client client(net::Peer(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)));
+    sockaddr_in near{};
+    near.sin_family = AF_INET;
+    near.sin_addr.s_addr = from;
+    EXPECT_EQ(::bind(client.fd(), net::raw(near), sizeof near), 0);
+    sockaddr_in far = net::loopback(port);
+    far.sin_addr.s_addr = to;
+    EXPECT_EQ(::connect(client.fd(), net::raw(far), sizeof far), 0);
+    return client;
+}
+
+const in_addr_t LOOPBACK = htonl(INADDR_LOOPBACK);
+
+TEST(CM, ForThisMachineOnly_ServesEveryLoopbackAddress) {
+    Server server;
+    server->setLocalOnly(true);
+    int id = 0;
+    for (const char* from : {"127.0.0.1", "127.0.0.2", "127.255.255.254"}) {
+        Client client = connectedBetween(inet_addr(from), LOOPBACK, server.port());
+        client.greet(++id);
+        server.log.expect(listenerLine(id));
+        server.expectNothingElse(client, id);
+    }
+}
+
+TEST(CM, ForThisMachineOnly_ServesAClientThatConnectsToTheMachinesOwnAddress) {
+    const in_addr_t outer = outerAddress();
+    if (outer == 0) GTEST_SKIP() << "this machine has loopback addresses only";
+    Server server;
+    server->setLocalOnly(true);
+    Client client = connectedBetween(outer, outer, server.port());
+    client.greet(7);
+    server.log.expect(listenerLine(7));
+    server.expectNothingElse(client, 7);
+}
+
+TEST(CM, ForThisMachineOnly_ClosesAConnectionFromAnyOtherAddressAtOnce) {
+    const in_addr_t outer = outerAddress();
+    if (outer == 0) GTEST_SKIP() << "this machine has loopback addresses only";
+    Server server;
+    server->setLocalOnly(true);
+    const int descriptors = net::openDescriptors();
+    for (int i = 0; i < 3; i++) {
+        Client stranger = connectedBetween(outer, LOOPBACK, server.port());
+        stranger.expectClosed();  // although it has not greeted
+        server.log.expect(
+            std::string("CM>> ") + inet_ntoa(in_addr{outer}) + " is another machine, closed!!!\n", i + 1);
+    }
+    EXPECT_TRUE(eventually([&] { return net::openDescriptors() == descriptors; }));
+    Client client = server.connect(7);
+    server.expectNothingElse(client, 7);
+}
+
+TEST(CM, ByDefault_EveryAddressIsServed) {
+    const in_addr_t outer = outerAddress();
+    if (outer == 0) GTEST_SKIP() << "this machine has loopback addresses only";
+    Server server;
+    Client client = connectedBetween(outer, LOOPBACK, server.port());
+    client.greet(7);
+    server.log.expect(listenerLine(7));
+    server.expectNothingElse(client, 7);
+}
+
+TEST(CM, FromHere_IsAPeerWithALoopbackAddressOrOurOwn) {
+    net::Listener listener;
+    const net::Peer near = net::Peer::connectedTo(listener.port());
+    JSocket socket(listener.accept().release());
+    EXPECT_TRUE(CM::isFromHere(socket));
+    for (const char* here : {"127.0.0.0", "127.0.0.1", "127.1.2.3", "127.255.255.255"}) {
+        socket.setHost(here);
+        EXPECT_TRUE(CM::isFromHere(socket)) << here;
+    }
+    for (const char* elsewhere : {"128.0.0.1", "126.255.255.255", "12.7.0.1", "1.127.0.0", "10.0.0.1",
+                                  "192.168.127.1", "0.0.0.0", "255.255.255.255", "invalid_socket", ""}) {
+        socket.setHost(elsewhere);
+        EXPECT_FALSE(CM::isFromHere(socket)) << elsewhere;
+    }
+}
+
+TEST(CM, FromHere_IsNotAPeerThatCannotBeTold) {
+    JSocket unconnected(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    EXPECT_FALSE(CM::isFromHere(unconnected));
 }
 
 // ---- trouble ----

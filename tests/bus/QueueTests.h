@@ -168,6 +168,27 @@ TYPED_TEST_P(BusQueue, IsEmpty_OnlyWhenEveryBandIs) {
     }
 }
 
+TYPED_TEST_P(BusQueue, Size_CountsTheMessagesOfAllBands) {
+    int expected = 0;
+    EXPECT_EQ(this->queue->size(), 0);
+    for (const Wire& w : QueueOwner<TypeParam>::oneForEachBand()) {
+        for (int i = 0; i < 3; i++) {
+            this->add(w);
+            EXPECT_EQ(this->queue->size(), ++expected);
+        }
+    }
+    while (this->get() != nullptr) EXPECT_EQ(this->queue->size(), --expected);
+    EXPECT_EQ(expected, 0);
+}
+
+TYPED_TEST_P(BusQueue, Size_OfAClosedQueueIs0) {
+    this->add(0, 0, 1);
+    this->queue->closed = true;
+    EXPECT_EQ(this->queue->size(), 0);
+    this->queue->closed = false;
+    EXPECT_EQ(this->queue->size(), 1);
+}
+
 TYPED_TEST_P(BusQueue, SlowConsumer_LosesNothing) {
     std::mt19937 random(1);
     std::vector<std::vector<int>> expected(TypeParam::BANDS);
@@ -263,10 +284,8 @@ TYPED_TEST_P(BusQueue, Destructor_WhileItRunsNothingComesInOrOut) {
 TYPED_TEST_P(BusQueue, Lock_IsHeldByEveryOperation) {
     M m;
     const std::vector<std::function<void()>> operations = {
-        [&] { this->queue->add(m); },
-        [&] { this->get(); },
-        [&] { this->queue->isEmpty(); },
-        [&] { this->queue.reset(); },
+        [&] { this->queue->add(m); }, [&] { this->get(); },         [&] { this->queue->isEmpty(); },
+        [&] { this->queue->size(); }, [&] { this->queue.reset(); },
     };
     for (const std::function<void()>& operation : operations) {
         JLock& lock = this->queue->lock;
@@ -326,7 +345,8 @@ REGISTER_TYPED_TEST_SUITE_P(
     Add_QueuesACopyAndLeavesTheMessageToItsOwner, Add_NotifiesTheOwnerOfEachMessageAndReturnsItsResult,
     Add_NotifiesTheOwnerAlsoWhenTheBandRefuses, Get_ServesTheBandsInOrderAndEachInOrderOfArrival,
     Get_TakesTheMostUrgentOfWhatIsThereNow, Get_HandsTheMessageOver, IsEmpty_OnlyWhenEveryBandIs,
-    SlowConsumer_LosesNothing, FlaggedMessageBehind5000Others_IsTakenFirst, Adopt_TakesTheMessageItself,
+    Size_CountsTheMessagesOfAllBands, Size_OfAClosedQueueIs0, SlowConsumer_LosesNothing,
+    FlaggedMessageBehind5000Others_IsTakenFirst, Adopt_TakesTheMessageItself,
     Adopt_DestroysAMessageThatIsNotQueued, Closed_QueuesAndYieldsNothingButStillNotifies,
     Destructor_DestroysWhatIsStillQueuedBandByBand, Destructor_WhileItRunsNothingComesInOrOut,
     Lock_IsHeldByEveryOperation, Lock_IsFreeWhenTheOwnerIsNotified,

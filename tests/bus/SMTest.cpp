@@ -75,6 +75,103 @@ TEST(SM, WaitUntilListening_GivesMinusOneWhenTheTimeIsUp) {
     EXPECT_LT(watch.ms(), 900);
 }
 
+// ---- status ----
+
+TEST(SM, Status_OfANewServerIsEmpty) {
+    IdleManager server;
+    const SM::Status status = server->status();
+    EXPECT_EQ(status.in, 0);
+    EXPECT_EQ(status.out, 0);
+    EXPECT_EQ(status.waiting, 0);
+    for (const SM::ClientStatus& client : status.clients) {
+        EXPECT_EQ(client.state, -1);
+        EXPECT_EQ(client.queued, 0);
+        EXPECT_EQ(client.in, 0);
+        EXPECT_STREQ(client.host, "");
+        EXPECT_EQ(client.port, 0);
+    }
+}
+
+TEST(SM, Status_CountsWhatIsNotRoutedYet) {
+    IdleManager server;
+    server.add(to(7));
+    server.add(to(7).flagged(SYNC));
+    EXPECT_EQ(server->status().in, 2);
+    EXPECT_EQ(server->status().waiting, 2);
+    EXPECT_EQ(server->status().out, 0);
+    server.take();
+    EXPECT_EQ(server->status().waiting, 1);
+}
+
+TEST(SM, Status_TellsWhereAClientIsConnectedFrom) {
+    Server server;
+    Client client = server.connect(31);
+    server.expectNothingElse(client, 31);
+    const SM::ClientStatus status = server->status().clients[31];
+    EXPECT_EQ(status.state, 2);
+    EXPECT_EQ(status.queued, 0);
+    EXPECT_EQ(status.in, 1);
+    EXPECT_STREQ(status.host, "127.0.0.1");
+    EXPECT_EQ(status.port, client.port());
+    EXPECT_EQ(server->status().clients[30].state, -1);
+}
+
+TEST(SM, Status_CountsWhatWaitsForAClientThatIsAway) {
+    Server server;
+    for (int i = 0; i < 3; i++) server.add(to(7).from(5));
+    server.expectState(7, 1);
+    const SM::ClientStatus status = server->status().clients[7];
+    EXPECT_EQ(status.state, 1);
+    EXPECT_EQ(status.queued, 3);
+    EXPECT_EQ(status.in, 3);
+    EXPECT_STREQ(status.host, "");
+    EXPECT_EQ(status.port, 0);
+}
+
+TEST(SM, Status_OfAClientThatHasGone_TellsNoAddress) {
+    Server server;
+    Client client = server.connect(7);
+    client.close();
+    server.log.expect(agentLine(7, "close socket OK!!!"));
+    const SM::ClientStatus status = server->status().clients[7];
+    EXPECT_EQ(status.state, 4);
+    EXPECT_STREQ(status.host, "");
+    EXPECT_EQ(status.port, 0);
+}
+
+TEST(SM, Status_DoesNotWaitForAClientThatDoesNotRead) {
+    Server server;
+    Client client = server.attach(7);
+    const int sent = server.stall(7);
+    const net::Stopwatch watch;
+    const SM::ClientStatus status = server->status().clients[7];
+    EXPECT_LT(watch.ms(), 1000) << "it has waited for the agent, which waits for its client for ten seconds";
+    EXPECT_EQ(status.in, sent);
+    EXPECT_GT(status.queued, 0);
+    EXPECT_LT(status.queued, sent);
+}
+
+TEST(SM, Status_WhileClientsComeAndGo_IsSafe) {
+    Server server;
+    std::atomic<bool> over{false};
+    support::Thread asker([&] {
+        while (!over) {
+            const SM::Status status = server->status();
+            for (const SM::ClientStatus& client : status.clients)
+                EXPECT_EQ(client.host[0] == 0, client.port == 0);
+        }
+    });
+    for (int round = 0; round < 20; round++) {
+        const int id = round % 4;
+        Client client = server.connect(id);
+        client.send(to(id).from(id).says("hello"));
+        client.receive();
+    }
+    over = true;
+    asker.join();
+    EXPECT_EQ(server->status().waiting, 0);
+}
+
 // ---- add ----
 
 TEST(SM, Add_CountsAndQueuesACopy) {
