@@ -1,0 +1,340 @@
+"""Pages of documentation and their code blocks, and what runs them. The convention is told in docs/testing.md."""
+import json
+import os
+import re
+import shlex
+import signal
+import subprocess
+import tempfile
+import time
+from collections import namedtuple
+from pathlib import Path
+
+from processes import LIMIT, Stream, TimeUp
+
+# number: the line of the opening fence; before: what an HTML comment "<!-- before: ... -->" just above it holds.
+Block = namedtuple("Block", "number language words text before")
+
+# Blocks in these languages show something that no program here reads.
+SHOWN = {"text", "bytes", "mermaid", "ini", "lua"}
+RUN = {"sh", "console", "c", "cpp", "cmake"}
+
+FENCE = re.compile(r"^```(.*)$")
+BEFORE = re.compile(r"<!-- before:\s(.*?)-->\s*\Z", re.DOTALL)
+LINK = re.compile(r"\]\(([^)#\s]+)[^)]*\)")
+PRESETS = ("debug", "release")
+WARNINGS = ["-Wall", "-Wextra", "-Wpedantic", "-Wshadow", "-Werror"]
+
+
+class PageError(AssertionError):
+    """A block that does not do what the page says, or that nobody would run."""
+
+
+def parse(text):
+    """The fenced blocks of a page, in their order. A block that is only indented has no language, and is refused."""
+    blocks, opening, above, lines = [], None, "", text.splitlines()
+    for number, line in enumerate(lines, 1):
+        fence = FENCE.match(line)
+        if opening is None and fence:
+            opening = (number, fence.group(1).strip())
+        elif opening is not None and line == "```":
+            start, info = opening
+            words = info.split()
+            before = BEFORE.search(above)
+            blocks.append(Block(start, words[0] if words else "", words[1:], "\n".join(lines[start:number - 1]) + "\n",
+                                before.group(1) if before else ""))
+            opening, above = None, ""
+        elif opening is None:
+            if line.startswith("    ") and is_indented_code(lines, number - 1):
+                raise PageError(f"line {number}: an indented block, which nobody runs; put it between ``` and name its language")
+            above += line + "\n"
+    if opening:
+        raise PageError(f"line {opening[0]}: this block has no end")
+    return blocks
+
+
+def is_indented_code(lines, index):
+    """Indented behind an empty line, and not the continuation of a list."""
+    if index == 0 or lines[index - 1].strip():
+        return False
+    before = next((line for line in reversed(lines[:index]) if line.strip()), "")
+    return not re.match(r"\s|[-*] |\d+\. ", before)
+
+
+def missing_links(page, text):
+    """Links of a page to files that are not there."""
+    prose = re.sub(r"^```.*?^```", "", text, flags=re.DOTALL | re.MULTILINE)
+    return [link for link in LINK.findall(prose)
+            if not re.match(r"[a-z]+:", link) and not (page.parent / link).exists()]
+
+
+class Folder:
+    """A scratch folder that looks like a checkout with a build in it, and a PATH on which the build's tools come first."""
+
+    def __init__(self, root, build_dir, port, other_port):
+        self.ports = {"23117": str(port), "7000": str(other_port)}
+        self._temporary = tempfile.TemporaryDirectory()
+        top = Path(self._temporary.name)
+        self.path, self._bin = top / "jay", top / "bin"
+        self.path.mkdir()
+        self._bin.mkdir()
+        for name in subprocess.run(["git", "-C", root, "ls-files"], check=True, capture_output=True,
+                                   text=True).stdout.splitlines():
+            first = name.split("/")[0]
+            if not (self.path / first).exists() and (root / first).exists():
+                (self.path / first).symlink_to(root / first)
+        (self.path / "build").mkdir()
+        for preset in PRESETS:
+            (self.path / "build" / preset).symlink_to(build_dir)
+        self._add_tools(build_dir, port)
+        self.environment = {**os.environ, "PATH": f"{self._bin}:{os.environ['PATH']}", "HOME": str(top), "LC_ALL": "C.UTF-8"}
+
+    def _add_tools(self, build_dir, port):
+        """The tools, told of the port of this folder where the page leaves it to the default; the compilers of the build."""
+        given = 'case " $* " in *" --port"*|*" -p "*) exec "$real" "$@" ;; esac\n'
+        self._add_tool("jayd", f'real={shlex.quote(str(build_dir / "tools/jayd"))}\n{given}exec "$real" --port {port} "$@"\n')
+        self._add_tool("jay", f'real={shlex.quote(str(build_dir / "tools/jay"))}\n{given}'
+                       'case ${1:-} in send|listen|request|ping|echo|bench|wake) ;; *) exec "$real" "$@" ;; esac\n'
+                       f'command=$1; shift\nexec "$real" "$command" --port {port} "$@"\n')
+        self._add_tool("c++", f'exec {os.environ.get("JAY_CXX", "g++")} "$@"\n')
+        self._add_tool("cc", f'exec {os.environ.get("JAY_CC", "gcc")} "$@"\n')
+
+    def _add_tool(self, name, text):
+        (self._bin / name).write_text("#!/bin/sh\n" + text)
+        (self._bin / name).chmod(0o755)
+
+    def with_ports(self, text):
+        """The text with the ports of this folder in place of those that pages name."""
+        return re.sub(r"\b(23117|7000)\b", lambda match: self.ports[match.group()], text)
+
+    def remove(self):
+        self._temporary.cleanup()
+
+
+class Sessions:
+    """Shells, each in a session of its own; what they leave running ends with them."""
+
+    def __init__(self, folder):
+        self.folder = folder
+        self._shells = []
+
+    def start(self, command, **options):
+        shell = subprocess.Popen(command, cwd=self.folder.path, env=self.folder.environment, start_new_session=True, **options)
+        self._shells.append(shell)
+        return shell
+
+    def end(self):
+        for shell in self._shells:
+            try:
+                os.killpg(shell.pid, signal.SIGKILL)
+            except ProcessLookupError:
+                pass  # nothing of it is left
+            shell.wait()
+
+
+class Transcript:
+    """A shell that is typed into, and whose output, with that of its background jobs, is read line by line."""
+
+    # Descriptor 9 brings the commands, so that no program reads them as its input.
+    LOOP = ('exec 2>&1; was=0; back() { return "$1"; }; while IFS= read -r -d "" -u 9 typed; do '
+            'back "$was"; eval "$typed" 9<&- </dev/null; was=$?; echo "@done $was"; done')
+
+    def __init__(self, sessions):
+        commands, self._commands = os.pipe()
+        self._shell = sessions.start(["bash", "-c", f"exec 9<&{commands}; exec {commands}<&-; " + self.LOOP],
+                                     stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, pass_fds=[commands])
+        os.close(commands)
+        self._out = Stream(self._shell.stdout)
+        self._ended = True
+
+    def close(self):
+        os.close(self._commands)
+
+    def type(self, command, expected):
+        """Runs a command and waits for what it should print, itself or through a job in the background; its status."""
+        os.write(self._commands, command.encode() + b"\0")
+        pattern, seen, status = pattern_of(expected), "", None
+        deadline = time.monotonic() + 3 * LIMIT
+        while status is None or not pattern.fullmatch(seen):
+            try:
+                line = self._out.next_line(min(LIMIT if status is not None else 3 * LIMIT, max(0, deadline - time.monotonic())))
+            except TimeUp:
+                self._fail(command, expected, seen, "the command has not ended" if status is None else "nothing more came")
+            if line is None:
+                self._fail(command, expected, seen, "the shell has ended")
+            text, done, number = line.partition("@done ")
+            if done:
+                status = int(number)
+            if text or not done:
+                seen += text + "\n"
+        return status
+
+    @staticmethod
+    def _fail(command, expected, seen, why):
+        shown = "\n".join(expected)
+        raise PageError(f"$ {command}\n{why}; the page shows\n{shown}\n--- and it printed\n{seen}---")
+
+
+def pattern_of(expected):
+    """'...' alone on a line stands for any lines, within a line for any characters."""
+    parts = []
+    for line in expected:
+        if line.strip() in ("...", "…"):
+            parts.append(r"(?:.*\n)*?")
+        else:
+            parts.append(".*?".join(re.escape(piece) for piece in re.split(r"\.\.\.|…", line.rstrip())) + r"[ \t]*\n")
+    return re.compile("".join(parts))
+
+
+def steps_of(text):
+    """The commands of a transcript, each with the lines shown behind it."""
+    steps = []
+    for line in text.splitlines():
+        if line.startswith("$ "):
+            steps.append([line[2:], []])
+        elif line.startswith("> ") and steps and not steps[-1][1]:
+            steps[-1][0] += "\n" + line[2:]
+        elif steps:
+            steps[-1][1].append(line)
+        else:
+            raise PageError(f"a transcript begins with '$ ' and a command, not with '{line}'")
+    return steps
+
+
+class Page:
+    """A page whose blocks are run in their order, in one folder."""
+
+    def __init__(self, text, folder, root, build_dir):
+        self.blocks = parse(text)
+        self.folder, self.root, self.build_dir = folder, root, build_dir
+        self.sessions = Sessions(folder)
+        self._transcript = None
+
+    def run(self):
+        try:
+            for index, block in enumerate(self.blocks):
+                try:
+                    self._run_block(block, self.blocks[index + 1:])
+                except (PageError, TimeUp) as error:
+                    raise PageError(f"line {block.number}: {error}") from None
+        finally:
+            self.sessions.end()
+            if self._transcript:
+                self._transcript.close()
+
+    def _run_block(self, block, following):
+        if block.language not in SHOWN | RUN:
+            raise PageError(f"'```{block.language}': name the language; known are {', '.join(sorted(SHOWN | RUN))}")
+        if block.words[:1] in (["no-run"], ["no-run:"]):
+            if block.words[0] == "no-run" or len(block.words) < 3:
+                raise PageError("'no-run' wants a reason behind a colon, as in 'sh no-run: it would fill the disk'")
+            return
+        if block.language == "sh" and block.words == ["sources"]:
+            check_commands(block.text, self.root, self.build_dir)
+        elif block.language == "sh":
+            self._run_script(block.text)
+        elif block.language == "console":
+            self._run_transcript(block.text)
+        else:
+            name = self._write_file(block)
+            if block.language in ("c", "cpp"):
+                self._compile(block, name, following)
+
+    def _run_script(self, text):
+        with tempfile.TemporaryFile() as output:
+            shell = self.sessions.start(["bash", "-eu", "-o", "pipefail", "-c", self.folder.with_ports(text)],
+                                        stdin=subprocess.DEVNULL, stdout=output, stderr=output)
+            try:
+                status = shell.wait(6 * LIMIT)
+            except subprocess.TimeoutExpired:
+                status = "no end"
+            if status != 0:
+                output.seek(0)
+                raise PageError(f"the script ends with {status}:\n{text}---\n{output.read().decode(errors='backslashreplace')}")
+
+    def _run_transcript(self, text):
+        self._transcript = self._transcript or Transcript(self.sessions)
+        steps = steps_of(self.folder.with_ports(text))
+        for index, (command, expected) in enumerate(steps):
+            status = self._transcript.type(command, expected)
+            told = index + 1 < len(steps) and steps[index + 1][0] == "echo $?"
+            if status != 0 and not told:
+                raise PageError(f"$ {command}\nends with status {status}, and the page does not show it with 'echo $?'")
+
+    def _write_file(self, block):
+        """What has a name is a file of the folder."""
+        if not block.words:
+            return None
+        name = block.words[0]
+        path = self.folder.path / name
+        if len(block.words) > 1 or path.is_symlink() or not re.fullmatch(r"[\w.-]+", name):
+            raise PageError(f"'{' '.join(block.words)}' is no name for a new file")
+        path.write_text(self.folder.with_ports(block.text), encoding="utf-8")
+        return name
+
+    def _compile(self, block, name, following):
+        if re.search(r"\bmain\(", block.text):
+            if not name:
+                raise PageError(f"a program wants a file name, as in '```{block.language} hello.{block.language}'")
+            started = f"./{Path(name).stem}"
+            if not any(b.language in ("sh", "console") and started in b.text.split() for b in following):
+                raise PageError(f"nothing below starts {started}")
+        compiler = (os.environ.get("JAY_CXX", "g++") + " -std=c++17" if block.language == "cpp"
+                    else os.environ.get("JAY_CC", "gcc") + " -std=c99")
+        done = subprocess.run([*shlex.split(compiler), *WARNINGS, f"-I{self.root}", "-fsyntax-only", "-x",
+                               "c++" if block.language == "cpp" else "c", "-"],
+                              input=block.before + block.text, capture_output=True, text=True, check=False)
+        if done.returncode != 0:
+            raise PageError(f"does not compile:\n{done.stderr}")
+
+
+def check_commands(text, root, build_dir):
+    """Commands that would install packages or build everything: they are not run, but what they name must exist."""
+    syntax = subprocess.run(["bash", "-n", "-c", text], capture_output=True, text=True, check=False)
+    if syntax.returncode != 0:
+        raise PageError(syntax.stderr)
+    lines = re.sub(r"\\\n", " ", text).splitlines()
+    for command in (part for line in lines for part in re.split(r"&&|\|\|?|;", re.sub(r"(^|\s)#.*", "", line))):
+        words = shlex.split(command)
+        while words and (re.fullmatch(r"\w+=.*", words[0]) or words[0] == "sudo"):
+            words.pop(0)
+        if words:
+            check_command(words, root, build_dir)
+
+
+def check_command(words, root, build_dir):
+    program = root / words[0]
+    if words[0].startswith("scripts/"):
+        if not os.access(program, os.X_OK):
+            raise PageError(f"there is no {words[0]}")
+        source = program.read_text(encoding="utf-8")
+        for option in (word for word in words if word.startswith("--")):
+            if option.partition("=")[0] not in source:
+                raise PageError(f"{words[0]} knows no {option}")
+    elif words[0] == "cmake":
+        check_cmake(words, root)
+    elif "/" in words[0] and not is_built(words[0], root, build_dir):
+        raise PageError(f"no build makes {words[0]}")
+    for word in words[1:]:
+        first = word.split("/")[0]
+        if "/" in word and not word.startswith("/") and first != "build" and (root / first).is_dir() and not (root / word).exists():
+            raise PageError(f"there is no {word}")
+
+
+def check_cmake(words, root):
+    presets = json.loads((root / "CMakePresets.json").read_text(encoding="utf-8"))
+    kind = "buildPresets" if "--build" in words else "configurePresets"
+    known = {preset["name"] for preset in presets[kind] if not preset.get("hidden")}
+    lists = "".join(path.read_text(encoding="utf-8") for path in [root / "CMakeLists.txt", *root.glob("*/CMakeLists.txt")])
+    for word, value in zip(words, words[1:] + [""]):
+        if word == "--preset" and value not in known:
+            raise PageError(f"there is no preset {value}")
+        variable = re.match(r"-D(JAY_\w+)=", word)
+        if variable and variable.group(1) not in lists:
+            raise PageError(f"nothing reads {variable.group(1)}")
+
+
+def is_built(path, root, build_dir):
+    """build/PRESET/x/y: there, or a fuzz target, which other builds make."""
+    build, _, inside = path.split("/", 2) if path.count("/") >= 2 else (path, "", "")
+    return build == "build" and ((build_dir / inside).exists() or (root / f"{inside}.cpp").exists())
