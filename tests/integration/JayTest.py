@@ -306,17 +306,17 @@ class JayListen(JayCase):
         self.assertEqual([line[-8:] for line in listener.out.text().splitlines()], [f"waited {i}" for i in range(3)])
 
     def test_a_time_without_messages_ends_it_with_status_1(self):
-        self.assertEqual(self.jay("listen", "--id", "7", "--timeout", "0.2")[:2], (1, ""))
+        self.assertEqual(self.jay("listen", "--id", "7", "--timeout", "200")[:2], (1, ""))
         self.assertEqual(self.jay("listen", "--id", "7", "--timeout", "0")[:2], (1, ""))
 
     def test_a_time_without_messages_ends_it_with_status_1_before_the_count_is_full(self):
         self.send("--id", "5", "--to", "7", "one")
-        status, out, _ = self.jay("listen", "--id", "7", "--count", "2", "--timeout", "0.2")
+        status, out, _ = self.jay("listen", "--id", "7", "--count", "2", "--timeout", "200")
         self.assertEqual((status, out.count("\n")), (1, 1))
 
     def test_with_a_time_and_no_count_one_message_is_enough(self):
         self.send("--id", "5", "--to", "7", "one")
-        status, out, _ = self.jay("listen", "--id", "7", "--timeout", "0.2")
+        status, out, _ = self.jay("listen", "--id", "7", "--timeout", "200")
         self.assertEqual((status, out.count("\n")), (0, 1))
 
     def test_signals_end_it_with_status_0(self):
@@ -344,7 +344,7 @@ class JayListen(JayCase):
         self.assertEqual(self.shown(listener)[6], "text last words")
         self.server.kill()
         self.assertEqual(listener.wait(), 3)
-        self.assertIn(f"jay: lost the bus server at 127.0.0.1:{self.port}\n", listener.err.text())
+        self.assertIn(f"jay: lost the bus server at 127.0.0.1:{self.port}; ", listener.err.text())
 
     def test_it_ends_at_once_when_the_reader_of_its_output_goes(self):
         reading, writing = os.pipe()
@@ -383,7 +383,7 @@ class JayListen(JayCase):
 
     def test_the_debug_output_stays_off_unless_asked_for(self):
         self.assertEqual(self.listen(7).stop(signal.SIGINT), 0)
-        self.listen(7, "--verbose")
+        self.listen(7, "--debug")
 
 
 def pipe_is_full(reading):

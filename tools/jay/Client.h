@@ -3,19 +3,37 @@
 
 #include <CLI/CLI.hpp>
 #include <string>
+#include <vector>
 
 #include "tools/common/DefaultPort.h"
 
-/** Who the tool is on the bus, and where the server is: what every command that connects is told. */
+/** Who the tool is on the bus, where the server is, and how long it waits: what every command that connects is told. */
 struct Client {
-    int id = 0;  ///< 0..31
+    static constexpr int FOR_EVER = -1;
+
+    std::vector<int> ids;  ///< 0..31; none twice, never empty once the command line is read
     std::string host = "127.0.0.1";
     int port = DEFAULT_PORT;
+    int timeout = FOR_EVER;  ///< milliseconds
 
-    void describe(CLI::App& app);
+    /** --host, --port, --id and --timeout, whose meaning the command tells. @param timeoutText default included. */
+    void describe(CLI::App& app, const std::string& timeoutMeaning, const std::string& timeoutText = "MS");
+
+    /** The same, but --id may name several: separated by commas, or given repeatedly. */
+    void describeSeveral(CLI::App& app, const std::string& timeoutMeaning,
+                         const std::string& timeoutText = "MS");
+
+    int id() const { return ids.front(); }
+
+    /** "client 7", or "clients 5, 7". */
+    std::string name() const;
 
     /** "host:port" for messages to the user. */
     std::string server() const;
+
+private:
+    void add(int id);
+    void describeRest(CLI::App& app, const std::string& timeoutMeaning, const std::string& timeoutText);
 };
 
 #endif

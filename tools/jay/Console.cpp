@@ -7,9 +7,10 @@
 #include <unistd.h>
 
 #include "tools/jay/Inbox.h"
+#include "tools/jay/Text.h"
 
 void complain(const std::string& line) {
-    std::fprintf(stderr, "jay: %s\n", line.c_str());
+    std::fprintf(stderr, "jay: %s\n", harmless(line).c_str());
 }
 
 int writeLine(const std::string& line) {

@@ -4,7 +4,7 @@
 
 #include <string>
 
-/** A line for the user, on standard error, headed "jay: ". */
+/** A line for the user, on standard error, headed "jay: "; what could harm a terminal in it is escaped. */
 void complain(const std::string& line);
 
 /** Writes a line of data to standard output at once. @return 0, or the errno of what went wrong: EINTR when a signal

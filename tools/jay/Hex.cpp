@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 
-#include "tools/jay/Payload.h"
+#include "tools/jay/Text.h"
 
 namespace {
 

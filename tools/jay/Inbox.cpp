@@ -42,7 +42,9 @@ Inbox::Inbox() {
     wakeUpFd = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
 }
 
-void Inbox::attach(CA& client) {
+void Inbox::attach(CA& client, int id) {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    ids_[&client] = id;
     client.setEventCallback(receive);
 }
 
@@ -51,13 +53,17 @@ void Inbox::receive(CA* client) {
     Arrival arrival;
     arrival.message.reset(client->get());
     arrival.time = JSystem::getMilliseconds();
+    arrival.moment = std::chrono::steady_clock::now();
     if (arrival.message == nullptr) return;
     Inbox& inbox = get();
+    bool first = false;
     {
         const std::lock_guard<std::mutex> guard(inbox.mutex_);
+        arrival.client = inbox.ids_[client];
+        first = inbox.arrivals_.empty();
         inbox.arrivals_.push_back(std::move(arrival));
     }
-    wakeUp();
+    if (first) wakeUp();  // whoever waits has found nothing to take before
 }
 
 bool Inbox::take(Arrival& arrival) {
@@ -92,7 +98,15 @@ bool Inbox::wait(int ms, int output) {
 }
 
 bool Inbox::waitForRoom(int output) {
-    pollfd entries[] = {{wakeUpFd, POLLIN, 0}, {output, POLLOUT, 0}};
+    return waitFor(output, POLLOUT);
+}
+
+bool Inbox::waitForInput(int input) {
+    return waitFor(input, POLLIN);
+}
+
+bool Inbox::waitFor(int descriptor, short what) {
+    pollfd entries[] = {{wakeUpFd, POLLIN, 0}, {descriptor, what, 0}};
     while (!isStopped()) {
         if (poll(entries, 2, -1) <= 0) continue;
         if (entries[1].revents != 0) return true;

@@ -1,22 +1,26 @@
 #ifndef JAY_TOOLS_JAY_INBOX_H
 #define JAY_TOOLS_JAY_INBOX_H
 
+#include <chrono>
 #include <deque>
+#include <map>
 #include <memory>
 #include <mutex>
 
 #include "bus/CA.h"
 #include "bus/M.h"
 
-/** A message and when it came. */
+/** A message, to whom of us it came, and when. */
 struct Arrival {
     std::unique_ptr<M> message;
-    long long time = 0;  ///< milliseconds since 1970
+    int client = 0;  ///< the id of ours that received it; broadcasts apart, the message may name another one
+    long long time = 0;                            ///< milliseconds since 1970
+    std::chrono::steady_clock::time_point moment;  ///< the same by a clock that is never set
 };
 
 /**
  * What has come for this process and waits for the main thread: messages, in the order of their arrival, and the
- * signals that ask it to end. There is one, because neither the callback of a bus client nor a signal handler
+ * signals that ask it to end. There is one, because neither the callback of bus clients nor a signal handler
  * has an argument of its own. It lives as long as the process.
  *
  * A bus client keeps messages itself, but hands them out band by band in turn, and nothing that waits for it
@@ -26,8 +30,8 @@ class Inbox {
 public:
     static Inbox& get();
 
-    /** Takes over every message that the client receives from now on. */
-    void attach(CA& client);
+    /** Takes over every message that the client receives from now on. Before the client is started. */
+    void attach(CA& client, int id);
 
     /** From now on SIGINT, SIGTERM and SIGHUP are noted instead of ending the process. Main thread. */
     void noteSignals();
@@ -48,14 +52,20 @@ public:
     /** Waits until a write of up to PIPE_BUF bytes does not block. @return false when a signal asks to end first. */
     bool waitForRoom(int output);
 
+    /** Waits until a read of `input` does not block, which it does not at its end either. @return false when a signal
+     * asks to end first. */
+    bool waitForInput(int input);
+
 private:
     Inbox();
 
     static void receive(CA* client);
     static void note(int signalNumber);
+    bool waitFor(int descriptor, short what);
 
-    std::mutex mutex_;  // guards arrivals_, which the client's thread fills
+    std::mutex mutex_;  // guards all below, which the clients' threads use
     std::deque<Arrival> arrivals_;
+    std::map<CA*, int> ids_;
 };
 
 #endif

@@ -9,7 +9,7 @@
 
 #include "bus/JMessage.h"
 #include "tools/jay/Hex.h"
-#include "tools/jay/Payload.h"
+#include "tools/jay/Text.h"
 
 namespace {
 

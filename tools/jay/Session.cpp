@@ -8,6 +8,7 @@
 
 #include "system/JSystem.h"
 #include "tools/jay/Console.h"
+#include "tools/jay/MessageView.h"
 
 using std::chrono::ceil;
 using std::chrono::milliseconds;
@@ -15,21 +16,17 @@ using std::chrono::steady_clock;
 
 namespace {
 
-constexpr int CONFIRM_PATIENCE_MS = 10000;
+constexpr int LEAST_PATIENCE_MS = 2000;
+constexpr int USUAL_PATIENCE_MS = 10000;
 constexpr std::chrono::milliseconds LOOK_UP(
     100);  ///< how often a wait looks whether the connection is still there
 
 /** What the messages to ourselves begin with: also of those that an earlier run was ended before it could take. */
 const char PROBE[] = "jay: is anybody there? ";
 
-std::string probeText() {
-    return PROBE + std::to_string(getpid()) + " " + std::to_string(JSystem::getMilliseconds());
-}
-
-std::string payloadOf(M& m) {
-    m.setPos(M::HEADER_SIZE);
-    const JByte bytes = m.getBytes(m.size() - M::HEADER_SIZE);
-    return std::string(static_cast<const char*>(bytes), static_cast<size_t>(bytes.size()));
+std::string probeText(int id) {
+    return PROBE + std::to_string(getpid()) + " " + std::to_string(JSystem::getMilliseconds()) + " " +
+           std::to_string(id);
 }
 
 bool isProbe(M& m) {
@@ -56,44 +53,79 @@ private:
 
 Session::Session(const Client& client) : client_(client) {
     const SignalsHeld held;
-    bus_ = std::make_unique<CA>(client.id, client.host.c_str(), client.port);
-    Inbox::get().attach(*bus_);
-    bus_->start();
+    for (const int id : client.ids) {
+        buses_.push_back(std::make_unique<CA>(id, client.host.c_str(), client.port));
+        Inbox::get().attach(*buses_.back(), id);
+        buses_.back()->start();
+    }
 }
+
+Session::~Session() = default;
 
 bool Session::connect() {
     signal(SIGHUP, SIG_DFL);  // the library has it ignored
-    bus_->connect();
+    for (const auto& bus : buses_) {
+        bus->connect();
+        if (!bus->isConnected()) break;
+    }
     Inbox::get().noteSignals();
-    if (bus_->isConnected()) return true;
-    tell(LOST);
+    if (isConnected()) return true;
+    tell(LOST, 0);
     return false;
+}
+
+bool Session::isConnected() {
+    return std::all_of(buses_.begin(), buses_.end(), [](const auto& bus) { return bus->isConnected(); });
 }
 
 bool Session::send(M& message) {
-    message.setSrcId(client_.id);
-    return bus_->put(message) != 0 && bus_->isConnected();
+    message.setSrcId(client_.id());
+    return sendOver(client_.id(), message);
 }
 
-bool Session::confirm() {
-    const std::string text = probeText();
-    M probe;
-    probe.setDestId(client_.id);
-    probe.addBytes(text.data(), 0, static_cast<int>(text.size()));
-    send(probe);  // if it fails, the connection is lost, which receive() finds out
+bool Session::sendOver(int id, M& message) {
+    const auto place = std::find(client_.ids.begin(), client_.ids.end(), id) - client_.ids.begin();
+    CA& bus = *buses_.at(static_cast<std::size_t>(place));
+    return bus.put(message) != 0 && bus.isConnected();
+}
 
+int Session::patience() const {
+    if (client_.timeout == FOR_EVER) return USUAL_PATIENCE_MS;
+    return std::clamp(client_.timeout, LEAST_PATIENCE_MS, USUAL_PATIENCE_MS);
+}
+
+bool Session::confirm(int ms) {
+    std::vector<std::string> missing = sendProbes();
     Arrival arrival;
-    Event event = MESSAGE;
-    while ((event = receive(arrival, CONFIRM_PATIENCE_MS, -1)) == MESSAGE) {
+    while (!missing.empty()) {
+        const Event event = receive(arrival, ms, -1);
+        if (event != MESSAGE) {
+            tell(event, ms);
+            return false;
+        }
         proven_ = true;
-        if (!isProbe(*arrival.message)) {
+        if (isProbe(*arrival.message)) {
+            const auto found = std::find(missing.begin(), missing.end(), payloadOf(*arrival.message));
+            if (found != missing.end()) missing.erase(found);
+        } else {
             early_.push_back(std::move(arrival));
-        } else if (payloadOf(*arrival.message) == text) {
-            return true;
         }
     }
-    tell(event);
-    return false;
+    return true;
+}
+
+/** One for each id. What fails is a lost connection, which receive() finds out. */
+std::vector<std::string> Session::sendProbes() {
+    std::vector<std::string> texts;
+    for (const int id : client_.ids) {
+        texts.push_back(probeText(id));
+        M probe;
+        probe.setSrcId(id);
+        probe.setDestId(id);
+        probe.addBytes(texts.back().data(), 0, static_cast<int>(texts.back().size()));
+        sendOver(id, probe);
+    }
+    return texts;
 }
 
 Session::Event Session::next(Arrival& arrival, int ms) {
@@ -103,7 +135,7 @@ Session::Event Session::next(Arrival& arrival, int ms) {
         return MESSAGE;
     }
     const Event event = receive(arrival, ms, STDOUT_FILENO);
-    if (event == LOST) tell(event);
+    if (event == LOST) tell(event, 0);
     return event;
 }
 
@@ -111,11 +143,15 @@ int Session::leftOver() const {
     return static_cast<int>(early_.size());
 }
 
+Status Session::failure() {
+    return Inbox::get().isStopped() ? UNFINISHED : NO_SERVER;
+}
+
 Session::Event Session::receive(Arrival& arrival, int ms, int output) {
     Inbox& inbox = Inbox::get();
     const auto deadline = steady_clock::now() + milliseconds(ms);
     for (;;) {
-        const bool connected = bus_->isConnected();  // before the look for a message: none comes behind it
+        const bool connected = isConnected();  // before the look for a message: none comes behind it
         if (inbox.isStopped()) return STOPPED;
         if (inbox.take(arrival)) return MESSAGE;
         if (!connected) return LOST;
@@ -126,14 +162,14 @@ Session::Event Session::receive(Arrival& arrival, int ms, int output) {
     }
 }
 
-void Session::tell(Event event) const {
+void Session::tell(Event event, int ms) const {
     if (event == STOPPED || event == OUTPUT_GONE) return;
     if (event == TIME_UP) {
-        complain(
-            "no answer from " + client_.server() +
-            " within 10 seconds; is it a bus server, and is it kept waiting by a client that says nothing?");
+        complain("no answer from " + client_.server() + " within " + std::to_string(ms) +
+                 " ms; is it a bus server, and is it kept waiting by a client that says nothing?");
     } else if (proven_) {
-        complain("lost the bus server at " + client_.server());
+        complain("lost the bus server at " + client_.server() +
+                 "; has it ended, or does another program use the id of " + client_.name() + "?");
     } else {
         complain("cannot reach a bus server at " + client_.server() + "; is jayd running?");
     }

@@ -5,6 +5,7 @@
 #include "system/JSystem.h"
 #include "tools/common/Startup.h"
 #include "tools/jay/Command.h"
+#include "tools/jay/Text.h"
 
 namespace {
 
@@ -23,7 +24,7 @@ exit status: 0 done; 1 nothing came in time, or interrupted; 2 wrong use; 3 no s
 std::string explain(const CLI::App* app, const CLI::Error& error) {
     std::string command = "jay";
     for (const CLI::App* used : app->get_subcommands()) command += " " + used->get_name();
-    return "jay: " + std::string(error.what()) + "; '" + command + " --help' shows what can be said\n";
+    return "jay: " + harmless(error.what()) + "; '" + command + " --help' shows what can be said\n";
 }
 
 Status runUsed(const std::vector<std::unique_ptr<Command>>& commands, const CLI::App& app) {
@@ -40,15 +41,15 @@ int main(int argc, char** argv) {
     ignoreBrokenPipes();
 
     CLI::App app(ABOUT, "jay");
-    bool verbose = false;
-    app.add_flag("-v,--verbose", verbose, "Show the library's debug output");
+    bool debug = false;
+    app.add_flag("--debug", debug, "Show the library's debug output");
     app.set_version_flag("--version", "jay " JAY_VERSION, "Print the version");
     app.footer(FOOTER);
     app.require_subcommand(0, 1);  // without any, the unknown word is what an error should name
     app.callback([&app] {
         if (app.get_subcommands().empty()) throw CLI::RequiredError("A command");
     });
-    app.fallthrough();  // --verbose may stand behind the command, too
+    app.fallthrough();  // --debug and --version may stand behind the command, too
     app.failure_message(explain);
 
     const auto commands = allCommands();
@@ -60,6 +61,6 @@ int main(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? DONE : WRONG_USE;
     }
-    JSystem::debug(verbose);
+    JSystem::debug(debug);
     return runUsed(commands, app);
 }

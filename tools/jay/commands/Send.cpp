@@ -34,7 +34,9 @@ public:
     const char* summary() const override { return "Be a client, and send one message"; }
 
     void describe(CLI::App& app) override {
-        client_.describe(app);
+        client_.describe(app, "How long the server may take to say that it has the message",
+                         "MS (default 10000)");
+        client_.timeout = 10000;
         app.add_option("--to", to_, "The client it is for; with --sync, the one that it is about")
             ->option_text("0..31")
             ->check(CLI::Range(0, SM::MAX_CLIENTS - 1));
@@ -59,7 +61,7 @@ public:
         if (!session.connect()) return failed();
         M message = build();
         session.send(message);  // whether it arrived is what confirm() finds out
-        if (!session.confirm()) return failed();
+        if (!session.confirm(client_.timeout)) return failed();
         tellOfLeftOver(session.leftOver());
         return DONE;
     }
@@ -94,7 +96,7 @@ private:
 
     void tellOfLeftOver(int count) const {
         if (count == 0) return;
-        complain(std::to_string(count) + " message(s) for client " + std::to_string(client_.id) +
+        complain(std::to_string(count) + " message(s) for client " + std::to_string(client_.id()) +
                  " came meanwhile and are lost; send with an id that nobody else uses");
     }
 

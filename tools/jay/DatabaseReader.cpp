@@ -1,0 +1,109 @@
+#include "tools/jay/DatabaseReader.h"
+
+#include <algorithm>
+#include <cstdint>
+
+namespace {
+
+constexpr std::size_t HEADER_SIZE = 8;
+constexpr std::size_t WORD_SIZE = 4;
+
+std::uint32_t numberAt(std::string_view bytes, std::size_t at, std::size_t size) {
+    std::uint32_t value = 0;
+    for (std::size_t i = size; i-- > 0;) value = value << 8 | static_cast<unsigned char>(bytes[at + i]);
+    return value;
+}
+
+int intAt(std::string_view bytes, std::size_t at) {
+    return static_cast<int>(numberAt(bytes, at, WORD_SIZE));
+}
+
+std::string bytesLeft(std::size_t n) {
+    return n == 1 ? "1 byte is" : std::to_string(n) + " bytes are";
+}
+
+}  // namespace
+
+DatabaseReader::DatabaseReader(std::string_view bytes)
+    : bytes_(bytes), end_(HEADER_SIZE), offset_(HEADER_SIZE) {
+    if (bytes.empty()) return;  // what the first use makes a database of
+    if (bytes.size() < HEADER_SIZE) {
+        offset_ = 0;
+        damage_ = "the header is cut: " + bytesLeft(bytes.size()) + " left of " + std::to_string(HEADER_SIZE);
+        return;
+    }
+    count_ = intAt(bytes, 0);
+    end_ = intAt(bytes, WORD_SIZE);
+}
+
+bool DatabaseReader::next(StoredRecord& record) {
+    if (!damage_.empty()) return false;
+    if (read_ >= count_) return finish();
+    const std::string which = "record " + std::to_string(read_ + 1) + " of " + std::to_string(count_);
+    const std::size_t left = offset_ < bytes_.size() ? bytes_.size() - offset_ : 0;
+    if (left == 0) return fail(which + " is missing: the file ends here");
+    if (left < WORD_SIZE)
+        return fail("the length of " + which + " is cut: " + bytesLeft(left) + " left of " +
+                    std::to_string(WORD_SIZE));
+    const int length = intAt(bytes_, offset_);
+    if (length < 0) return fail("the length of " + which + " is negative: " + std::to_string(length));
+    const auto size = static_cast<std::size_t>(length);
+    if (size > left - WORD_SIZE)
+        return fail(which + " is cut: its length is " + std::to_string(length) + ", but " +
+                    bytesLeft(left - WORD_SIZE) + " left");
+    record = StoredRecord();
+    record.offset = offset_;
+    record.length = length;
+    readBody(record, bytes_.substr(offset_ + WORD_SIZE, size));
+    offset_ += WORD_SIZE + size;
+    read_++;
+    return true;
+}
+
+void DatabaseReader::readBody(StoredRecord& record, std::string_view body) const {
+    record.hasId = body.size() >= WORD_SIZE;
+    if (!record.hasId) {
+        record.fault = "too short for an id, as a repair leaves it";
+        return;
+    }
+    record.id = intAt(body, 0);
+    if (record.id != StoredRecord::ABANDONED && (record.id < 1 || record.id > count_))
+        record.fault = "its id is none of 1.." + std::to_string(count_);
+    body.remove_prefix(WORD_SIZE);
+
+    const auto first = static_cast<unsigned char>(body.empty() ? 0 : body[0]);
+    const std::size_t start = first < 254 ? 1 : first == 254 ? 3 : 5;
+    const bool whole = body.size() >= start;
+    const std::size_t length = !whole ? 0 : start == 1 ? first : numberAt(body, 1, start - 1);
+    if (!whole || length > body.size() - start) {
+        record.fault = "its text does not fit into it";
+        record.text = body.substr(std::min(start, body.size()));
+        return;
+    }
+    record.text = body.substr(start, length);
+    record.slack = body.size() - start - length;
+}
+
+/** What can be told of the header once the records are known. */
+bool DatabaseReader::finish() {
+    const auto size = static_cast<long long>(std::max(bytes_.size(), HEADER_SIZE));
+    const auto here = static_cast<long long>(offset_);
+    if (count_ < 0) {
+        offset_ = 0;
+        return fail("the header counts " + std::to_string(count_) + " records");
+    }
+    if (end_ > size) {
+        offset_ = WORD_SIZE;
+        return fail("the header has the records end at offset " + std::to_string(end_) +
+                    ", beyond the file's " + std::to_string(bytes_.size()) + " bytes");
+    }
+    if (end_ == here) return false;
+    const bool repaired = end_ == here + static_cast<long long>(WORD_SIZE);
+    return fail("the records end here, but at offset " + std::to_string(end_) + " for the header" +
+                (repaired ? ", as a repair leaves it" : ""));
+}
+
+bool DatabaseReader::fail(const std::string& damage) {
+    damage_ = damage;
+    return false;
+}

@@ -1,0 +1,61 @@
+#include "tools/jay/Files.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "tools/jay/Text.h"
+
+namespace {
+
+/** A descriptor that is closed at the end, unless it is standard input. */
+class Source {
+public:
+    explicit Source(const std::string& path)
+        : fd_(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY)) {}
+    ~Source() {
+        if (fd_ > STDERR_FILENO) close(fd_);
+    }
+    Source(const Source&) = delete;
+    Source& operator=(const Source&) = delete;
+
+    bool isOpen() const { return fd_ >= 0; }
+
+    /** As read(2), but a signal that lets the process live does not end it. */
+    ssize_t read(char* to, std::size_t size) const {
+        ssize_t n = 0;
+        do {
+            n = ::read(fd_, to, size);
+        } while (n < 0 && errno == EINTR);
+        return n;
+    }
+
+private:
+    int fd_;
+};
+
+Parsed cannotRead(const std::string& path) {
+    return Parsed::failed("cannot read " + shownPath(path) + ": " + std::strerror(errno));
+}
+
+}  // namespace
+
+Parsed readInput(const std::string& path) {
+    const Source source(path);
+    if (!source.isOpen()) return cannotRead(path);
+    Parsed input;
+    std::string block(std::size_t(64) << 10, '\0');
+    ssize_t n = 0;
+    while ((n = source.read(block.data(), block.size())) > 0) {
+        input.bytes.append(block, 0, static_cast<std::size_t>(n));
+        if (input.bytes.size() > LARGEST_INPUT)
+            return Parsed::failed(shownPath(path) + " is larger than " + std::to_string(LARGEST_INPUT >> 20) +
+                                  " MiB; cut out what is to be looked at");
+    }
+    return n < 0 ? cannotRead(path) : input;
+}
+
+std::string shownPath(const std::string& path) {
+    return path == "-" ? "standard input" : "'" + harmless(path) + "'";
+}

@@ -1,0 +1,135 @@
+#include "tools/jay/MessageView.h"
+
+#include <ctime>
+
+#include "tools/jay/Hex.h"
+#include "tools/jay/Items.h"
+
+namespace {
+
+struct FlagName {
+    int bit;
+    const char* text;
+};
+
+constexpr FlagName FLAG_NAMES[] = {
+    {M::M_FLAG_SYNC, "sync"}, {M::M_FLAG_BROADCAST, "broadcast"}, {M::M_FLAG_TIMED, "timed"}};
+
+/** A string item's text in UTF-8, if it is text. */
+std::string textOfItem(const Item& item, Encoding encoding) {
+    return textOf(item.text, encoding, Blanks::WITH_LINES).value_or(std::string(item.text));
+}
+
+std::string shownItems(const Guess& guess, Encoding encoding) {
+    std::string shown = "items";
+    for (Item item : guess.items) {
+        const std::string text = textOfItem(item, encoding);
+        item.text = text;
+        shown += ' ' + itemText(item);
+    }
+    return shown;
+}
+
+std::string shown(const std::string& payload, const PayloadView& view) {
+    if (view.decode && !payload.empty()) {
+        const Guess guess = guessItems(payload);
+        if (guess.fits) return shownItems(guess, view.encoding);
+    }
+    return shownPayload(payload, view.encoding);
+}
+
+Json itemsJson(const Guess& guess, Encoding encoding) {
+    Json items = Json::array();
+    for (const Item& item : guess.items) {
+        Json object;
+        object["type"] = item.name();
+        if (item.kind == Item::STRING) {
+            object["value"] = textOfItem(item, encoding);
+        } else {
+            object["value"] = item.number;
+        }
+        items.push_back(object);
+    }
+    return items;
+}
+
+std::string row(const char* name, const std::string& value) {
+    constexpr std::size_t WIDTH = 13;
+    std::string text = "    " + std::string(name);
+    return text.append(WIDTH - std::string(name).size(), ' ') + value + '\n';
+}
+
+}  // namespace
+
+std::string payloadOf(M& message) {
+    const int before = message.setPos(M::HEADER_SIZE);
+    const JByte bytes = message.getBytes(message.size() - M::HEADER_SIZE);
+    message.setPos(before);
+    return std::string(static_cast<const char*>(bytes), static_cast<std::size_t>(bytes.size()));
+}
+
+std::string flagNames(int flag) {
+    std::string names;
+    for (const FlagName& name : FLAG_NAMES) {
+        if ((flag & name.bit) == 0) continue;
+        names += (names.empty() ? "" : "+") + std::string(name.text);
+        flag &= ~name.bit;
+    }
+    if (flag != 0) names += (names.empty() ? "" : "+") + std::to_string(flag);
+    return names.empty() ? "none" : names;
+}
+
+std::string clockTime(long long ms) {
+    const auto seconds = static_cast<std::time_t>(ms / 1000);
+    std::tm local{};
+    localtime_r(&seconds, &local);
+    char text[32];
+    const std::size_t n = std::strftime(text, sizeof text, "%H:%M:%S", &local);
+    std::snprintf(text + n, sizeof text - n, ".%03d", static_cast<int>(ms % 1000));
+    return text;
+}
+
+std::string messageLine(M& m, const PayloadView& view) {
+    return std::to_string(m.getSrcId()) + " -> " + std::to_string(m.getDestId()) + "  flag " +
+           flagNames(m.getFlag()) + "  priority " + std::to_string(m.getPriority()) + "  section " +
+           std::to_string(m.getSection()) + "  length " + std::to_string(m.size()) + "  " +
+           shown(payloadOf(m), view);
+}
+
+std::string messageBlock(M& m, const PayloadView& view) {
+    const std::string payload = payloadOf(m);
+    std::string block =
+        row("length",
+            std::to_string(m.size()) + " (header 16, payload " + std::to_string(payload.size()) + ")") +
+        row("destination", std::to_string(m.getDestId())) + row("source", std::to_string(m.getSrcId())) +
+        row("flag", std::to_string(m.getFlag()) + " (" + flagNames(m.getFlag()) + ")") +
+        row("priority", std::to_string(m.getPriority())) +
+        row("time stamp", std::to_string(m.getTimestamp())) + row("section", std::to_string(m.getSection()));
+    const std::string text = shown(payload, view);
+    if (text.rfind("hex ", 0) != 0) block += row("payload", text);
+    block += hexDump(payload, "    ");
+    block.pop_back();  // the last line end
+    return block;
+}
+
+Json messageJson(M& m, const PayloadView& view) {
+    Json object;
+    object["source"] = m.getSrcId();
+    object["destination"] = m.getDestId();
+    object["flag"] = m.getFlag();
+    object["flags"] = Json::array();
+    for (const FlagName& name : FLAG_NAMES) {
+        if ((m.getFlag() & name.bit) != 0) object["flags"].push_back(name.text);
+    }
+    object["priority"] = m.getPriority();
+    object["timestamp"] = m.getTimestamp();
+    object["section"] = m.getSection();
+    object["length"] = m.size();
+    const std::string payload = payloadOf(m);
+    addBytes(object, payload, view.encoding);
+    if (view.decode && !payload.empty()) {
+        const Guess guess = guessItems(payload);
+        if (guess.fits) object["items"] = itemsJson(guess, view.encoding);
+    }
+    return object;
+}

@@ -1,0 +1,50 @@
+#ifndef JAY_TOOLS_JAY_OUTPUT_H
+#define JAY_TOOLS_JAY_OUTPUT_H
+
+#include <CLI/CLI.hpp>
+#include <string>
+
+#include "tools/jay/Json.h"
+#include "tools/jay/Status.h"
+#include "tools/jay/Text.h"
+
+/**
+ * What a command writes, and the options --json, --encoding and --quiet that say how: data to standard output, a line or
+ * an object at a time, and notes to standard error. Every command has one:
+ *
+ *     if (!output_.line("3 records")) return output_.status();
+ *
+ * Lines are written at once, so that whoever reads the output of a command that runs on sees them.
+ */
+class Output {
+public:
+    void describe(CLI::App& app);
+
+    bool isJson() const { return json_; }
+    bool isQuiet() const { return quiet_; }
+    Encoding encoding() const { return encoding_; }
+
+    /**
+     * Writes a line of data, or several with line ends between them. The text must be safe to show; see Text.h.
+     * @return false when nothing more can be written, which has been told: the command ends with status().
+     */
+    bool line(const std::string& text);
+
+    /** Writes an object as one line of JSON. */
+    bool object(const Json& json);
+
+    /** A line for the user on standard error, unless --quiet. What is wrong is told by complain() instead. */
+    void note(const std::string& text) const;
+
+    /** What became of the lines: DONE as long as all were written, and when the reader of the output has gone, as
+     * `head` does; UNFINISHED when they cannot be written, or a signal came while nobody read. */
+    Status status() const { return status_; }
+
+private:
+    bool json_ = false;
+    bool quiet_ = false;
+    Encoding encoding_ = Encoding::UTF_8;
+    Status status_ = DONE;
+};
+
+#endif

@@ -1,0 +1,150 @@
+#include "tools/jay/Text.h"
+
+#include <map>
+
+#include "system/JSystem.h"
+#include "tools/jay/Hex.h"
+
+namespace {
+
+constexpr unsigned long HIGHEST_CHARACTER = 0x10FFFF;
+
+/** What stands at the head of some bytes: a character and its length, or a byte that is none. */
+struct Head {
+    bool isCharacter = false;
+    unsigned long character = 0;
+    std::size_t length = 1;
+};
+
+unsigned char* unsignedBytes(std::string_view bytes) {
+    // The library's decoders only read.
+    return reinterpret_cast<unsigned char*>(const_cast<char*>(bytes.data()));
+}
+
+Head headOfUtf8(std::string_view bytes) {
+    constexpr std::size_t LONGEST = 6;
+    unsigned long c = 0;
+    const int n =
+        JSystem::mbtowc(&c, unsignedBytes(bytes), static_cast<int>(bytes.substr(0, LONGEST).size()));
+    if (n <= 0) return {};
+    return {true, c, static_cast<std::size_t>(n)};
+}
+
+Head headOfKorean(std::string_view bytes) {
+    // The decoder reads two bytes without asking, and says '?' where a pair is no character.
+    const bool pair = static_cast<unsigned char>(bytes[0]) >= 0x80;
+    if (pair && bytes.size() < 2) return {};
+    unsigned short c = 0;
+    const int n = JSystem::kstowc(&c, unsignedBytes(bytes), 2);
+    if (pair && c == '?') return {};
+    return {true, c, static_cast<std::size_t>(n)};
+}
+
+Head headOf(std::string_view bytes, Encoding encoding) {
+    const auto first = static_cast<unsigned char>(bytes[0]);
+    if (first < 0x80) return {true, first, 1};
+    if (encoding == Encoding::UTF_8) return headOfUtf8(bytes);
+    if (encoding == Encoding::EUC_KR) return headOfKorean(bytes);
+    return {};
+}
+
+bool isShowable(unsigned long c) {
+    const bool control = c < 0x20 || (c >= 0x7F && c <= 0x9F);
+    const bool surrogate = c >= 0xD800 && c <= 0xDFFF;
+    return !control && !surrogate && c <= HIGHEST_CHARACTER;
+}
+
+std::string utf8(unsigned long c) {
+    unsigned char bytes[6];
+    const int n = JSystem::wctomb(bytes, sizeof bytes, c);
+    return std::string(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(n));
+}
+
+bool isLineOrTab(unsigned long c) {
+    return c == '\n' || c == '\r' || c == '\t';
+}
+
+std::string escape(char byte) {
+    return "\\x" + hexBytes({&byte, 1});
+}
+
+std::string escapeAll(std::string_view bytes, Encoding encoding, const char* backslash) {
+    std::string shown;
+    while (!bytes.empty()) {
+        const Head head = headOf(bytes, encoding);
+        if (head.isCharacter && head.character == '\\') {
+            shown += backslash;
+        } else if (head.isCharacter && isShowable(head.character)) {
+            shown += utf8(head.character);
+        } else {
+            for (const char byte : bytes.substr(0, head.length)) shown += escape(byte);
+        }
+        bytes.remove_prefix(head.length);
+    }
+    return shown;
+}
+
+/** The Korean code the other way round: by character, the pair of bytes. */
+std::map<unsigned long, std::string> koreanPairs() {
+    std::map<unsigned long, std::string> pairs;
+    for (int lead = 0xA1; lead <= 0xFE; lead++) {
+        for (int trail = 0x80; trail <= 0xFE; trail++) {
+            const std::string pair = {static_cast<char>(lead), static_cast<char>(trail)};
+            const Head head = headOfKorean(pair);
+            if (head.isCharacter) pairs.emplace(head.character, pair);
+        }
+    }
+    return pairs;
+}
+
+}  // namespace
+
+std::optional<std::string> textOf(std::string_view bytes, Encoding encoding, Blanks blanks) {
+    std::string text;
+    while (!bytes.empty()) {
+        const Head head = headOf(bytes, encoding);
+        if (!head.isCharacter) return std::nullopt;
+        const bool blank = blanks == Blanks::WITH_LINES && isLineOrTab(head.character);
+        if (!blank && !isShowable(head.character)) return std::nullopt;
+        text += utf8(head.character);
+        bytes.remove_prefix(head.length);
+    }
+    return text;
+}
+
+bool isPlainText(std::string_view bytes) {
+    return textOf(bytes, Encoding::UTF_8).has_value();
+}
+
+std::string shownText(std::string_view bytes, Encoding encoding) {
+    return escapeAll(bytes, encoding, "\\\\");
+}
+
+std::string shownPayload(std::string_view bytes, Encoding encoding) {
+    if (bytes.empty()) return "empty";
+    const auto text = textOf(bytes, encoding);
+    return text ? "text " + *text : "hex " + hexBytes(bytes);
+}
+
+std::optional<std::string> encoded(std::string_view text, Encoding encoding) {
+    if (encoding != Encoding::EUC_KR) return std::string(text);
+    static const std::map<unsigned long, std::string> pairs = koreanPairs();
+    std::string bytes;
+    while (!text.empty()) {
+        const Head head = headOf(text, Encoding::UTF_8);
+        if (!head.isCharacter) return std::nullopt;
+        if (head.character < 0x80) {
+            bytes += static_cast<char>(head.character);
+        } else {
+            const auto pair = pairs.find(head.character);
+            if (pair == pairs.end()) return std::nullopt;
+            bytes += pair->second;
+        }
+        text.remove_prefix(head.length);
+    }
+    return bytes;
+}
+
+std::string harmless(std::string_view line) {
+    return escapeAll(line, Encoding::UTF_8, "\\");
+}

@@ -1,0 +1,202 @@
+#include <map>
+#include <string>
+
+#include "tools/jay/commands/registry.h"
+#include "tools/jay/Console.h"
+#include "tools/jay/DatabaseReader.h"
+#include "tools/jay/Files.h"
+#include "tools/jay/Format.h"
+#include "tools/jay/Hex.h"
+#include "tools/jay/MessageView.h"
+#include "tools/jay/Output.h"
+#include "tools/jay/WireReader.h"
+
+namespace {
+
+const char EXAMPLES[] =
+    R"(Shows what is in a file, and never changes it. A capture holds what one end of a connection sent, as bytes or
+in hex; one line is printed for each message, and the line tells the offset of its first byte:
+
+  offset 16  stamp 595925115  5 -> 7  flag none  priority 1  section 42  length 21  text hello
+
+Of a record database, one line for each record, abandoned ones included:
+
+  offset 20  record 2  length 13  slack 4  text salt
+
+What is damaged is shown up to the damage, which is told on standard error with its offset. In hex, offsets
+count the bytes that the digits stand for; what dumps by other programs hold besides them is left out.
+
+examples:
+  jay dump capture.bin                       what is in it is found out
+  jay dump --decode capture.bin              payloads as typed items, where they look like some
+  jay dump --verbose --format wire capture.bin
+  echo 10000700050001000000000000000000 | jay dump -
+  jay dump '\db\notes.db'
+exit status: 0 all of it was shown; 1 it is damaged, or the output could not be written; 2 wrong use, or no file
+that could be read)";
+
+const std::map<std::string, Format> FORMATS = {
+    {"wire", Format::WIRE}, {"hex", Format::HEX}, {"db", Format::DB}};
+
+class Dump : public Command {
+public:
+    const char* name() const override { return "dump"; }
+    const char* summary() const override {
+        return "Show what is in a capture of the wire, or in a database file";
+    }
+
+    void describe(CLI::App& app) override {
+        app.add_option("FILE", path_, "The file; - is standard input")->required()->option_text(" ");
+        app.add_option("--format", format_, "What the file holds")
+            ->option_text("auto|wire|hex|db (default auto)")
+            ->check(CLI::IsMember({"auto", "wire", "hex", "db"}));
+        app.add_flag("--keep-going", keepGoing_,
+                     "In a capture, take headers that can hardly be any as a receiver would");
+        app.add_flag("-v,--verbose", verbose_, "Show all of a message's header, and hex dumps");
+        app.add_flag("--decode", view_.decode, "Show a payload as typed items if it looks like some");
+        output_.describe(app);
+        app.footer(EXAMPLES);
+    }
+
+    Status run() override {
+        Parsed input = readInput(path_);
+        if (!input.ok()) return refuse(input.error);
+        const auto format = format_ == "auto" ? recognise(input.bytes) : FORMATS.at(format_);
+        if (!format && input.bytes.empty()) return refuse(shownPath(path_) + " is empty");
+        if (!format)
+            return refuse(shownPath(path_) +
+                          " looks neither like a capture nor like a database; say --format if it is one");
+        if (*format == Format::HEX) {
+            input = parseHex(input.bytes);
+            if (!input.ok()) return refuse(shownPath(path_) + " is no capture in hex: " + input.error);
+        }
+        view_.encoding = output_.encoding();
+        return *format == Format::DB ? showDatabase(input.bytes) : showWire(input.bytes);
+    }
+
+private:
+    static Status refuse(const std::string& why) {
+        complain(why);
+        return WRONG_USE;
+    }
+
+    // ---- captures ----
+
+    Status showWire(const std::string& bytes) {
+        WireReader reader(bytes, keepGoing_ ? WireReader::AS_A_RECEIVER : WireReader::STOP_AT_DAMAGE);
+        std::string_view message;
+        while (reader.next(message)) {
+            if (!showMessage(reader, message)) return output_.status();
+            if (!reader.oddity().empty()) tellDamage(reader.offset(), reader.oddity());
+        }
+        if (!reader.damage().empty()) tellDamage(reader.offset(), reader.damage());
+        return damaged_ ? UNFINISHED : output_.status();
+    }
+
+    bool showMessage(const WireReader& reader, std::string_view bytes) {
+        M message(const_cast<char*>(bytes.data()), 0, static_cast<int>(bytes.size()));  // copied from
+        if (output_.isJson()) {
+            Json object = {{"offset", reader.offset()}};
+            object.update(messageJson(message, view_));
+            const std::string meaning = meaningOf(message, reader.offset());
+            if (!meaning.empty()) object["meaning"] = meaning;
+            return output_.object(object);
+        }
+        std::string meaning = meaningOf(message, reader.offset());
+        if (!meaning.empty()) meaning = "  (" + meaning + ")";
+        const std::string start = "offset " + std::to_string(reader.offset());
+        if (verbose_) return output_.line(start + meaning + '\n' + messageBlock(message, view_));
+        return output_.line(start + "  stamp " + std::to_string(message.getTimestamp()) + "  " +
+                            messageLine(message, view_) + meaning);
+    }
+
+    /** What a message without payload says to the server, or the server to client 0. */
+    static std::string meaningOf(M& m, std::size_t offset) {
+        const bool bare = m.size() == M::HEADER_SIZE && m.getPriority() == 0 && m.getSection() == 0;
+        if (!bare) return "";
+        if (m.getFlag() == M::M_FLAG_SYNC && m.getTimestamp() == 0)
+            return "a request to wake client " + std::to_string(m.getDestId()) + " up";
+        if (offset == 0 && m.getFlag() == 0 && m.getDestId() == 0)
+            return "the greeting of client " + std::to_string(m.getSrcId());
+        return "";
+    }
+
+    // ---- databases ----
+
+    Status showDatabase(const std::string& bytes) {
+        DatabaseReader reader(bytes);
+        if (!showHeader(reader, bytes.size())) return output_.status();
+        StoredRecord record;
+        while (reader.next(record)) {
+            if (!showRecord(record)) return output_.status();
+            if (!record.fault.empty()) tellDamage(record.offset, "the record: " + record.fault);
+        }
+        if (!reader.damage().empty()) tellDamage(reader.offset(), reader.damage());
+        tellUnused(reader, bytes.size());
+        return damaged_ ? UNFINISHED : output_.status();
+    }
+
+    bool showHeader(const DatabaseReader& reader, std::size_t size) {
+        if (output_.isJson())
+            return output_.object(
+                {{"offset", 0}, {"records", reader.count()}, {"end", reader.end()}, {"size", size}});
+        return output_.line("offset 0  header  records " + std::to_string(reader.count()) + "  end " +
+                            std::to_string(reader.end()) + "  (file " + std::to_string(size) + ")");
+    }
+
+    bool showRecord(const StoredRecord& record) {
+        if (output_.isJson()) return output_.object(jsonOf(record));
+        std::string line = "offset " + std::to_string(record.offset) + "  " + idOf(record) + "  length " +
+                           std::to_string(record.length) + "  slack " + std::to_string(record.slack);
+        if (!verbose_) return output_.line(line + "  " + textOf(record));
+        line += "\n    " + textOf(record) + '\n' + hexDump(record.text, "    ");
+        line.pop_back();
+        return output_.line(line);
+    }
+
+    static std::string idOf(const StoredRecord& record) {
+        if (!record.hasId) return "no record";
+        if (record.id == StoredRecord::ABANDONED) return "abandoned";
+        return "record " + std::to_string(record.id);
+    }
+
+    std::string textOf(const StoredRecord& record) const {
+        return shownPayload(record.text, output_.encoding());
+    }
+
+    Json jsonOf(const StoredRecord& record) const {
+        Json object = {{"offset", record.offset}, {"length", record.length}, {"slack", record.slack}};
+        if (record.hasId) object["record"] = record.id;
+        if (record.hasId && record.id == StoredRecord::ABANDONED) object["abandoned"] = true;
+        addBytes(object, record.text, output_.encoding());
+        return object;
+    }
+
+    /** Not damage: a program that was ended between writing a record and counting it leaves such bytes. */
+    void tellUnused(const DatabaseReader& reader, std::size_t size) const {
+        const auto end = static_cast<std::size_t>(std::max(reader.end(), 0));
+        if (reader.damage().empty() && size > end)
+            output_.note(std::to_string(size - end) + " bytes from offset " + std::to_string(end) +
+                         " on belong to no record");
+    }
+
+    void tellDamage(std::size_t offset, const std::string& what) {
+        damaged_ = true;
+        complain(shownPath(path_) + " is damaged at offset " + std::to_string(offset) + ": " + what);
+        if (output_.isJson()) output_.object({{"offset", offset}, {"damage", what}});
+    }
+
+    std::string path_;
+    std::string format_ = "auto";
+    bool keepGoing_ = false;
+    bool verbose_ = false;
+    PayloadView view_;
+    Output output_;
+    bool damaged_ = false;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> makeDump() {
+    return std::make_unique<Dump>();
+}
