@@ -1,0 +1,63 @@
+# Run by CPack on what it is about to pack: adds and changes what Debian wants otherwise than `cmake --install` does.
+cmake_minimum_required(VERSION 3.20)
+set(ROOT ${CMAKE_CURRENT_LIST_DIR}/..)
+
+function(compress file)
+    execute_process(COMMAND gzip -9nf ${file} COMMAND_ERROR_IS_FATAL ANY)
+endfunction()
+
+# In /usr the loader finds the library by itself.
+function(forget_where_the_library_is usr)
+    file(GLOB programs ${usr}/bin/*)
+    foreach(program ${programs})
+        file(RPATH_REMOVE FILE ${program})
+    endforeach()
+endfunction()
+
+function(move_zsh_completions usr)
+    if(EXISTS ${usr}/share/zsh/site-functions)
+        file(RENAME ${usr}/share/zsh/site-functions ${usr}/share/zsh/vendor-completions)
+    endif()
+endfunction()
+
+function(compress_manual_pages usr)
+    file(GLOB pages ${usr}/share/man/man*/*.[1-8])
+    foreach(page ${pages})
+        compress(${page})
+    endforeach()
+endfunction()
+
+# Every package tells its licence and what has changed in it.
+function(add_copyright_and_changelog usr package)
+    set(folder ${usr}/share/doc/${package})
+    file(MAKE_DIRECTORY ${folder})
+    file(READ ${ROOT}/LICENSE licence)
+    string(REGEX REPLACE "^MIT License\n\nCopyright[^\n]*\n\n" "" licence "${licence}")
+    string(REGEX REPLACE "\n\n" "\n.\n" licence "${licence}")
+    string(REGEX REPLACE "\n([^\n])" "\n \\1" licence "${licence}")
+    file(WRITE ${folder}/copyright "Format: https://www.debian.org/doc/packaging-manuals/copyright-format/1.0/
+Upstream-Name: jay
+
+Files: *
+Copyright: 2026 The Jay authors
+License: Expat
+ ${licence}")
+    string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
+    file(WRITE ${folder}/changelog "jay (${CPACK_PACKAGE_VERSION}) unstable; urgency=medium
+
+  * What has changed is told in CHANGELOG.md, which is in the package jay-doc.
+
+ -- ${CPACK_PACKAGE_CONTACT}  ${date}
+")
+    compress(${folder}/changelog)
+endfunction()
+
+foreach(package ${CPACK_COMPONENTS_ALL})
+    set(usr ${CPACK_TEMPORARY_DIRECTORY}/${package}/usr)
+    add_copyright_and_changelog(${usr} ${package})
+    if(package STREQUAL jay-tools)
+        forget_where_the_library_is(${usr})
+        move_zsh_completions(${usr})
+        compress_manual_pages(${usr})
+    endif()
+endforeach()

@@ -1,0 +1,58 @@
+# What `cmake --install` puts where. The result can be moved as a whole: nothing in it names the folder it stands in.
+# The components are those of the Debian packages: libjay1, libjay-dev, jay-tools, jay-doc.
+include(CMakePackageConfigHelpers)
+
+# ---- the library and its headers ----
+install(TARGETS jay EXPORT jayTargets
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT libjay1 NAMELINK_COMPONENT libjay-dev
+        INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/jay)
+
+# Only what an application includes: the folders named detail/ stay here.
+install(FILES jay.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/jay COMPONENT libjay-dev)
+foreach(folder ${JAY_FOLDERS})
+    file(GLOB headers CONFIGURE_DEPENDS ${folder}/*.h)
+    install(FILES ${headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/jay/${folder} COMPONENT libjay-dev)
+endforeach()
+
+# ---- how an application finds them: find_package(jay) and pkg-config ----
+set(JAY_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/jay)
+configure_package_config_file(cmake/jayConfig.cmake.in ${CMAKE_BINARY_DIR}/cmake/jayConfig.cmake
+                              INSTALL_DESTINATION ${JAY_CMAKE_DIR}
+                              NO_SET_AND_CHECK_MACRO NO_CHECK_REQUIRED_COMPONENTS_MACRO)
+write_basic_package_version_file(${CMAKE_BINARY_DIR}/cmake/jayConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_BINARY_DIR}/cmake/jayConfig.cmake ${CMAKE_BINARY_DIR}/cmake/jayConfigVersion.cmake
+        DESTINATION ${JAY_CMAKE_DIR} COMPONENT libjay-dev)
+install(EXPORT jayTargets NAMESPACE jay:: DESTINATION ${JAY_CMAKE_DIR} COMPONENT libjay-dev)
+
+file(RELATIVE_PATH JAY_PREFIX_FROM_PC /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+string(REGEX REPLACE "/$" "" JAY_PREFIX_FROM_PC ${JAY_PREFIX_FROM_PC})
+configure_file(cmake/jay.pc.in ${CMAKE_BINARY_DIR}/cmake/jay.pc @ONLY)
+install(FILES ${CMAKE_BINARY_DIR}/cmake/jay.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT libjay-dev)
+
+# ---- the tools, and what belongs to them ----
+if(JAY_TOOLS)
+    file(RELATIVE_PATH JAY_LIB_FROM_BIN /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
+    foreach(tool jayd jay_tool)
+        if(TARGET ${tool})
+            set_target_properties(${tool} PROPERTIES INSTALL_RPATH "$ORIGIN/${JAY_LIB_FROM_BIN}")
+            install(TARGETS ${tool} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT jay-tools)
+        endif()
+    endforeach()
+
+    foreach(section 1 8)
+        file(GLOB pages CONFIGURE_DEPENDS man/*.${section})
+        install(FILES ${pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section} COMPONENT jay-tools)
+    endforeach()
+    install(FILES completions/bash/jay completions/bash/jayd
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT jay-tools)
+    install(FILES completions/zsh/_jay completions/zsh/_jayd
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions COMPONENT jay-tools)
+    install(FILES tools/jayd/systemd/jayd.service DESTINATION lib/systemd/system COMPONENT jay-tools OPTIONAL)
+    install(FILES tools/jayd/systemd/jayd.sysusers DESTINATION lib/sysusers.d RENAME jayd.conf COMPONENT jay-tools OPTIONAL)
+    install(FILES tools/wireshark/jaybus.lua DESTINATION ${CMAKE_INSTALL_DATADIR}/jay/wireshark COMPONENT jay-tools OPTIONAL)
+endif()
+
+# ---- what one reads ----
+install(FILES README.md CHANGELOG.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT jay-doc)
+install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT jay-doc)
+install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT jay-doc PATTERN CMakeLists.txt EXCLUDE)
