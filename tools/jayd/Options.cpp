@@ -9,11 +9,14 @@ namespace {
 
 constexpr int HIGHEST_PORT = 65535;
 
-constexpr option LONG_OPTIONS[] = {{"port", required_argument, nullptr, 'p'},
-                                   {"quiet", no_argument, nullptr, 'q'},
-                                   {"version", no_argument, nullptr, 'V'},
-                                   {"help", no_argument, nullptr, 'h'},
-                                   {nullptr, 0, nullptr, 0}};
+// Options without a letter have numbers that no letter has.
+enum LongOnly { LOCAL_ONLY = 256, LOG, PID_FILE };
+
+constexpr option LONG_OPTIONS[] = {
+    {"port", required_argument, nullptr, 'p'}, {"local-only", no_argument, nullptr, LOCAL_ONLY},
+    {"log", required_argument, nullptr, LOG},  {"pid-file", required_argument, nullptr, PID_FILE},
+    {"quiet", no_argument, nullptr, 'q'},      {"version", no_argument, nullptr, 'V'},
+    {"help", no_argument, nullptr, 'h'},       {nullptr, 0, nullptr, 0}};
 
 /** The text as a port, 0 if it is none. */
 int portOf(const char* text) {
@@ -33,8 +36,12 @@ Options refuse(const char* format, const char* text) {
     return options;
 }
 
-/** getopt_long() tells which option is unknown in two ways: a letter, or the argument that it stopped behind. */
+/**
+ * getopt_long() tells what it does not take in three ways: the number of an option that takes no value, a letter, or
+ * nothing but the argument that it stopped behind.
+ */
 Options refuseUnknown(char** argv) {
+    if (optopt >= LOCAL_ONLY) return refuse("'%s' takes no value", argv[optind - 1]);
     const char letter[] = {'-', static_cast<char>(optopt), '\0'};
     return refuse("there is no option '%s', or it takes no value", optopt != 0 ? letter : argv[optind - 1]);
 }
@@ -54,6 +61,17 @@ Options Options::parse(int argc, char** argv) {
                 options.port = portOf(optarg);
                 if (options.port == 0)
                     return refuse("'%s' is no port: give a number from 1 to 65535", optarg);
+                break;
+            case LOCAL_ONLY:
+                options.localOnly = true;
+                break;
+            case LOG:
+                options.log = optarg;
+                if (options.log.empty()) return refuse("'%s' wants the name of a file", "--log");
+                break;
+            case PID_FILE:
+                options.pidFile = optarg;
+                if (options.pidFile.empty()) return refuse("'%s' wants the name of a file", "--pid-file");
                 break;
             case 'q':
                 options.quiet = true;

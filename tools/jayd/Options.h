@@ -1,6 +1,8 @@
 #ifndef JAY_TOOLS_JAYD_OPTIONS_H
 #define JAY_TOOLS_JAYD_OPTIONS_H
 
+#include <string>
+
 #include "tools/common/DefaultPort.h"
 
 /** What the command line of jayd asks for. */
@@ -14,7 +16,10 @@ struct Options {
 
     Action action = SERVE;
     int port = DEFAULT_PORT;  ///< 1..65535
+    bool localOnly = false;   ///< closes connections from other machines
     bool quiet = false;       ///< no debug lines
+    std::string log;          ///< the file for what it says; empty: standard error
+    std::string pidFile;      ///< empty: none
 
     static Options parse(int argc, char** argv);
 };

@@ -1,0 +1,51 @@
+#include "tools/jayd/Log.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+#include <utility>
+
+namespace {
+
+constexpr mode_t LOG_MODE = 0640;  // what clients send each other is not everybody's business
+
+/** Does not wait for somebody who reads it where the file is a named pipe: that fails. */
+int openToAppend(const char* path) {
+    const int fd = ::open(path, O_WRONLY | O_APPEND | O_CREAT | O_NOCTTY | O_NONBLOCK | O_CLOEXEC, LOG_MODE);
+    if (fd >= 0) fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) & ~O_NONBLOCK);
+    return fd;
+}
+
+}  // namespace
+
+Log::Log(std::string file) : path(std::move(file)), starter(-1) {
+}
+
+Log::~Log() {
+    started();
+}
+
+std::string Log::open() {
+    if (path.empty()) return "";
+    const int fd = openToAppend(path.c_str());
+    if (fd < 0) {
+        const char* const why = std::strerror(errno);
+        return "cannot write the log '" + path + "': " + why + "; name a file that can be written with --log";
+    }
+    if (starter < 0) starter = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    dup2(fd, STDERR_FILENO);  // in one step: who writes meanwhile writes to the one or to the other
+    ::close(fd);
+    return "";
+}
+
+void Log::complain(const std::string& line) {
+    std::fprintf(stderr, "%s\n", line.c_str());
+    if (starter >= 0) dprintf(starter, "%s\n", line.c_str());
+}
+
+void Log::started() {
+    if (starter >= 0) ::close(starter);
+    starter = -1;
+}
