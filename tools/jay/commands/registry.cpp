@@ -4,5 +4,6 @@ std::vector<std::unique_ptr<Command>> allCommands() {
     std::vector<std::unique_ptr<Command>> commands;
     commands.push_back(makeListen());
     commands.push_back(makeSend());
+    commands.push_back(makeDump());
     return commands;
 }

@@ -6,6 +6,7 @@
 #include "tools/jay/Command.h"
 
 // One line per file of this folder.
+std::unique_ptr<Command> makeDump();
 std::unique_ptr<Command> makeListen();
 std::unique_ptr<Command> makeSend();
 
