@@ -25,7 +25,7 @@ packages_of() {
     case $1 in
     build) echo g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev ;;
     demo) echo python3 ;;
-    test) echo googletest clang clang-format libclang-rt-14-dev python3 git tshark doxygen ;;
+    test) echo googletest clang clang-format libclang-rt-14-dev python3 git tshark doxygen abigail-tools dpkg-dev file mandoc zsh ;;
     test-all)
         echo clang-tidy g++-arm-linux-gnueabihf qemu-user
         # The metapackage g++-multilib excludes the ARM compiler; the versioned package behind it does not.

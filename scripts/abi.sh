@@ -1,0 +1,113 @@
+#!/usr/bin/env bash
+# Keeps the list of what programs compiled against the library rely on, and says when it is broken.
+set -euo pipefail
+export LC_ALL=C
+root=$(realpath "$(dirname "${BASH_SOURCE[0]}")/..")
+
+usage() {
+    cat <<'TXT'
+usage: scripts/abi.sh --check [LIBRARY]              compares; exit status 1 if there is any difference
+       scripts/abi.sh --update [--break] [LIBRARY]   brings the list up to date
+       --list FOLDER                                 the list is there, not in abi/
+
+A program that was compiled against an older libjay.so.1 must run with a newer one. What it relies on is written down in
+
+  abi/libjay.so.1.symbols   every symbol that leaves the library; of an object, the size too
+  abi/libjay.so.1.classes   of every public class: size, bases, members with their places, slots of the virtual
+                            functions, and what each function returns
+
+Each line stands for itself. One more is an addition: --update writes it down, and you commit the list with what you
+have added. One that is gone, or reads otherwise than before, breaks programs: --update refuses. Then either
+
+  - keep what was there: leave the old function beside the new one, put a member behind the others of a class that
+    programs neither derive from nor create, a virtual function into a new class; or
+  - give the library a new SONAME (JAY_SOVERSION in CMakeLists.txt, the node in cmake/libjay.map, the major number of
+    the version). The list of the new one starts empty, and that of the old one is removed; or
+  - as long as no version with this SONAME has been released, write --update --break.
+
+A private function counts too: an inline function of a header may call it. What should not leave the library at all is
+hidden in cmake/libjay.map.
+
+LIBRARY is a 64-bit x86 build with debug information, build/debug/libjay.so if none is given. Needs abidw (Debian's
+abigail-tools).
+TXT
+}
+
+die() {
+    echo "abi.sh: $*; 'scripts/abi.sh --help' tells more" >&2
+    exit 2
+}
+
+action=
+may_break=no
+list=$root/abi
+library=$root/build/debug/libjay.so
+while (($# > 0)); do
+    case $1 in
+    --check | --update) action=$1 ;;
+    --break) may_break=yes ;;
+    --list)
+        (($# > 1)) || die "--list wants a folder"
+        list=$2
+        shift
+        ;;
+    --help | -h) usage; exit 0 ;;
+    -*) die "no option '$1'" ;;
+    *) library=$1 ;;
+    esac
+    shift
+done
+[[ -n $action ]] || die "say --check or --update"
+[[ -f $library ]] || die "no library '$library': build it first"
+command -v abidw >/dev/null || die "no abidw here: scripts/deps.sh test installs it"
+readelf -hW "$library" 2>/dev/null | grep -q 'Machine:.*X86-64' || die "'$library' is not for 64-bit x86, for which the list is"
+[[ -n $(readelf -SW "$library" | grep -F .debug_info) ]] || die "'$library' has no debug information"
+soname=$(readelf -dW "$library" | sed -n 's/.*SONAME.*\[\(.*\)\]/\1/p')
+
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+# lines_only_in FIRST SECOND: what is in the first and not in the second; a missing file is an empty one.
+lines_only_in() { comm -23 <(sort "$1" 2>/dev/null) <(sort "$2" 2>/dev/null); }
+
+# tell FILE SIGN: its lines, each behind the sign
+tell() { sed "s/^/  $2 /" "$1"; }
+
+# fail_broken TEXT: shows what is gone, and what may stand in its place.
+fail_broken() {
+    echo "abi: $1:"
+    tell "$work/gone" -
+    tell "$work/new" +
+    echo "abi: 'scripts/abi.sh --help' tells what to do"
+    exit 1
+}
+
+check() {
+    if [[ ! -e $list/$soname.symbols ]]; then
+        echo "abi: nothing is written down about $soname yet; scripts/abi.sh --update does it"
+        exit 1
+    fi
+    [[ ! -s $work/gone ]] || fail_broken "programs compiled against $soname rely on what is gone or reads otherwise now"
+    if [[ -s $work/new ]]; then
+        echo "abi: added, and to be written down by scripts/abi.sh --update:"
+        tell "$work/new" +
+        exit 1
+    fi
+    echo "abi: $soname is as it is written down, in $(cat "$list/$soname".* | wc -l) lines"
+}
+
+update() {
+    [[ ! -s $work/gone || $may_break == yes ]] || fail_broken "not written, for this would break programs compiled against $soname"
+    mkdir -p "$list"
+    cp "$work/$soname.symbols" "$work/$soname.classes" "$list"
+    echo "abi: wrote $list/$soname.symbols and .classes: $(wc -l <"$work/new") new lines, $(wc -l <"$work/gone") gone"
+}
+
+for part in symbols classes; do
+    python3 -B "$root/scripts/abi-describe.py" $part "$library" >"$work/$soname.$part"
+    [[ -s $work/$soname.$part ]] || die "found no $part in '$library'"
+    lines_only_in "$list/$soname.$part" "$work/$soname.$part" >>"$work/gone"
+    lines_only_in "$work/$soname.$part" "$list/$soname.$part" >>"$work/new"
+done
+
+if [[ $action == --check ]]; then check; else update; fi
