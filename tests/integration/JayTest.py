@@ -102,7 +102,9 @@ class JayCommandLine(Case):
             self.assertIn(option, self.refuse("listen", "--id", "5", option, value))
 
     def test_a_text_longer_than_a_message_is_refused(self):
-        self.assertIn("65519", self.refuse("send", "--id", "5", "--to", "7", "x" * 65520))
+        status, out, err = self.run_program("jay", "send", "--id", "5", "--to", "7", "x" * 65520)
+        self.assertEqual((status, out), (2, ""))
+        self.assert_one_line(err, "longer than the 65519 bytes")
 
 
 class JayWithoutServer(Case):

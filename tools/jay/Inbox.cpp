@@ -15,6 +15,8 @@ namespace {
 volatile sig_atomic_t stopped = 0;
 int wakeUpFd = -1;
 
+constexpr int FOR_EVER = -1;
+
 /** Ends the wait of the main thread, or its next one. */
 void wakeUp() {
     const int before = errno;
@@ -98,19 +100,21 @@ bool Inbox::wait(int ms, int output) {
 }
 
 bool Inbox::waitForRoom(int output) {
-    return waitFor(output, POLLOUT);
-}
-
-bool Inbox::waitForInput(int input) {
-    return waitFor(input, POLLIN);
-}
-
-bool Inbox::waitFor(int descriptor, short what) {
-    pollfd entries[] = {{wakeUpFd, POLLIN, 0}, {descriptor, what, 0}};
     while (!isStopped()) {
-        if (poll(entries, 2, -1) <= 0) continue;
-        if (entries[1].revents != 0) return true;
-        forgetWakeUps();  // a message: it is looked for before the next wait
+        if (waitFor(output, POLLOUT, FOR_EVER)) return true;
     }
+    return false;
+}
+
+bool Inbox::waitForInput(int input, int ms) {
+    return !isStopped() && waitFor(input, POLLIN, ms);
+}
+
+/** False when the time is up, or something else has come. */
+bool Inbox::waitFor(int descriptor, short what, int ms) {
+    pollfd entries[] = {{wakeUpFd, POLLIN, 0}, {descriptor, what, 0}};
+    if (poll(entries, 2, ms) <= 0) return false;
+    if (entries[1].revents != 0) return true;
+    forgetWakeUps();  // a message: it is looked for before the next wait
     return false;
 }

@@ -53,15 +53,15 @@ public:
     bool waitForRoom(int output);
 
     /** Waits until a read of `input` does not block, which it does not at its end either. @return false when a signal
-     * asks to end first. */
-    bool waitForInput(int input);
+     * asks to end first, or the time is up. */
+    bool waitForInput(int input, int ms);
 
 private:
     Inbox();
 
     static void receive(CA* client);
     static void note(int signalNumber);
-    bool waitFor(int descriptor, short what);
+    bool waitFor(int descriptor, short what, int ms);
 
     std::mutex mutex_;  // guards all below, which the clients' threads use
     std::deque<Arrival> arrivals_;

@@ -35,6 +35,8 @@ public:
      * there is no connection. */
     bool connect();
 
+    bool isConnected();
+
     /** Sends a message from our first id. @return false when the connection is lost. */
     bool send(M& message);
 
@@ -65,7 +67,6 @@ public:
 
 private:
     int patience() const;
-    bool isConnected();
     std::vector<std::string> sendProbes();
     Event receive(Arrival& arrival, int ms, int output);
     void tell(Event event, int ms) const;

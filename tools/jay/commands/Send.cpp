@@ -1,21 +1,28 @@
-#include <limits>
+#include <cerrno>
+#include <cstring>
 #include <string>
+#include <unistd.h>
 
-#include "bus/SM.h"
 #include "tools/jay/Client.h"
 #include "tools/jay/commands/registry.h"
 #include "tools/jay/Console.h"
+#include "tools/jay/Header.h"
+#include "tools/jay/LineReader.h"
+#include "tools/jay/MessageView.h"
+#include "tools/jay/Output.h"
+#include "tools/jay/PayloadSource.h"
 #include "tools/jay/Session.h"
 
 namespace {
 
-constexpr int HIGHEST_PRIORITY_NUMBER = 255;
-constexpr std::size_t LONGEST_TEXT = M::MAX_SIZE - M::HEADER_SIZE;
+constexpr int USUAL_TIMEOUT_MS = 10000;
+constexpr std::size_t LONGEST_LINE = 1 << 20;  // hex of a longest payload is shorter
 
 const char EXAMPLES[] =
-    R"(The payload is the text, byte for byte: no length before it, no NUL behind it. A message for a client that is not
-connected waits in the server, and client 0 is told. The command ends when the server has the message.
-A text that begins with a dash stands behind --.
+    R"(The payload is the text, byte for byte: no length before it, no NUL behind it. With --encoding euc-kr it is turned
+from UTF-8 into Korean code. - stands for standard input: each of its lines is the payload of a message.
+A message for a client that is not connected waits in the server, and client 0 is told. The command ends when the
+server has all messages; --json shows what was sent. A text that begins with a dash stands behind --.
 To the server we are the client with that id: it closes the connection of the one that had it until now, and
 delivers to us what waits for it.
 
@@ -25,89 +32,103 @@ examples:
   jay send --id 5 --broadcast 'everybody who is connected, but not we ourselves'
   jay send --id 5 --sync --to 7 'client 0: please look after client 7'
   jay send --id 0 --to 7 --timed 5000 'answer within 5 seconds, or client 0 is told'
+  jay send --id 5 --to 7 --hex 05 68 65 6c 6c 6f
+  jay send --id 5 --to 7 --items str:hello var:300 word:7 byte:1 int:-5
+  jay send --id 5 --to 7 --file picture.bin
+  tail -f log | jay send --id 5 --to 7 -
   jay send --id 5 --to 7 -- -1
 exit status: 0 the server has the message; 1 interrupted; 2 wrong use; 3 no server, or lost it)";
 
 class Send : public Command {
 public:
     const char* name() const override { return "send"; }
-    const char* summary() const override { return "Be a client, and send one message"; }
+    const char* summary() const override { return "Be a client, and send messages"; }
 
     void describe(CLI::App& app) override {
-        client_.describe(app, "How long the server may take to say that it has the message",
+        client_.timeout = USUAL_TIMEOUT_MS;
+        client_.describe(app, "How long the server may take to show that it has the message",
                          "MS (default 10000)");
-        client_.timeout = 10000;
-        app.add_option("--to", to_, "The client it is for; with --sync, the one that it is about")
-            ->option_text("0..31")
-            ->check(CLI::Range(0, SM::MAX_CLIENTS - 1));
-        app.add_option("--priority", priority_, "0 is delivered first")
-            ->option_text("0..255 (default 0)")
-            ->check(CLI::Range(0, HIGHEST_PRIORITY_NUMBER));
-        app.add_option("--section", section_, "A number that goes with the message untouched")
-            ->option_text("NUMBER (default 0)")
-            ->check(CLI::Range(std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
-        app.add_flag("--sync", sync_, "For client 0, before all others");
-        app.add_flag("--broadcast", broadcast_, "For every other client that is connected");
-        app.add_option("--timed", patience_, "The client has to send something within this time")
-            ->option_text("MILLISECONDS")
-            ->check(CLI::Range(1, std::numeric_limits<int>::max()));
-        app.add_option("TEXT", text_, "The payload")->required()->option_text(" ");
+        header_.describe(app);
+        source_.describe(app);
+        output_.describe(app);
         app.footer(EXAMPLES);
-        app.callback([this] { check(); });
+        app.callback([this] {
+            header_.check();
+            source_.check();
+        });
     }
 
     Status run() override {
+        Parsed payload;
+        if (!source_.isInput()) payload = source_.payload(output_.encoding());
+        if (!payload.ok()) {
+            complain(payload.error);
+            return WRONG_USE;
+        }
         Session session(client_);
         if (!session.connect()) return failed();
-        M message = build();
-        session.send(message);  // whether it arrived is what confirm() finds out
+        const Status status = source_.isInput() ? sendLines(session) : send(session, payload.bytes);
+        // Also after a line that was wrong: those before it are to arrive.
         if (!session.confirm(client_.timeout)) return failed();
         tellOfLeftOver(session.leftOver());
-        return DONE;
+        return status;
     }
 
 private:
-    /** What no single option can tell. */
-    void check() const {
-        if (broadcast_ && patience_ > 0) throw CLI::ExcludesError("--timed", "--broadcast");
-        if (to_ < 0 && !sync_ && !broadcast_) throw CLI::RequiredError("--to, --sync or --broadcast");
-        if (text_.size() > LONGEST_TEXT)
-            throw CLI::ValidationError(
-                "TEXT", "longer than the " + std::to_string(LONGEST_TEXT) + " bytes that fit into a message");
+    /** Whether it arrived is what confirm() finds out. */
+    Status send(Session& session, const std::string& payload) {
+        M message = header_.message(payload, client_.id());
+        session.sendOver(client_.id(), message);
+        sent_++;
+        if (output_.isJson() && !output_.object(messageJson(message, {output_.encoding(), false}))) {
+            return output_.status();
+        }
+        return DONE;
     }
 
-    M build() const {
-        M m;
-        m.setDestId(to_ < 0 ? 0 : to_);
-        m.setFlag((sync_ ? M::M_FLAG_SYNC : 0) | (broadcast_ ? M::M_FLAG_BROADCAST : 0) |
-                  (patience_ > 0 ? M::M_FLAG_TIMED : 0));
-        m.setPriority(priority_);
-        m.setTimestamp(patience_);  // kept if the message is timed, else replaced by the time of sending
-        m.setSection(section_);
-        m.addBytes(text_.data(), 0, static_cast<int>(text_.size()));
-        return m;
+    Status sendLines(Session& session) {
+        LineReader input(STDIN_FILENO, LONGEST_LINE, [&session] { return session.isConnected(); });
+        std::string line;
+        LineReader::Result result = LineReader::LINE;
+        while ((result = input.next(line)) == LineReader::LINE) {
+            const Parsed payload = source_.payload(line, output_.encoding());
+            if (!payload.ok()) return wrongLine(payload.error);
+            const Status status = send(session, payload.bytes);
+            if (status != DONE || !session.isConnected()) return status;
+        }
+        if (result == LineReader::TOO_LONG) return wrongLine("far longer than a message");
+        if (result == LineReader::FAILED) {
+            complain(std::string("cannot read standard input: ") + std::strerror(errno));
+            return UNFINISHED;
+        }
+        return DONE;
+    }
+
+    Status wrongLine(const std::string& error) const {
+        complain("line " + std::to_string(sent_ + 1) + " of standard input: " + error + "; the " +
+                 std::to_string(sent_) + " before it were sent");
+        return WRONG_USE;
     }
 
     Status failed() const {
-        if (!Inbox::get().isStopped()) return NO_SERVER;
-        complain("interrupted before the server had confirmed the message");
-        return UNFINISHED;
+        if (Inbox::get().isStopped()) {
+            complain("interrupted before the server had confirmed " +
+                     std::string(sent_ == 1 ? "the message" : "all messages"));
+        }
+        return Session::failure();
     }
 
     void tellOfLeftOver(int count) const {
         if (count == 0) return;
-        complain(std::to_string(count) + " message(s) for client " + std::to_string(client_.id()) +
-                 " came meanwhile and are lost; send with an id that nobody else uses");
+        output_.note(std::to_string(count) + " message(s) for client " + std::to_string(client_.id()) +
+                     " came meanwhile and are lost; send with an id that nobody else uses");
     }
 
     Client client_;
-    int to_ = -1;
-    int priority_ = 0;
-    int section_ = 0;
-    int patience_ = 0;  // milliseconds; 0: not timed
-    bool sync_ = false;
-    bool broadcast_ = false;
-    std::string text_;
+    Header header_;
+    PayloadSource source_;
+    Output output_;
+    long sent_ = 0;
 };
 
 }  // namespace
