@@ -47,9 +47,10 @@ if(JAY_TOOLS)
             DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT jay-tools)
     install(FILES completions/zsh/_jay completions/zsh/_jayd
             DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions COMPONENT jay-tools)
-    install(FILES tools/jayd/systemd/jayd.service DESTINATION lib/systemd/system COMPONENT jay-tools OPTIONAL)
-    install(FILES tools/jayd/systemd/jayd.sysusers DESTINATION lib/sysusers.d RENAME jayd.conf COMPONENT jay-tools OPTIONAL)
-    install(FILES tools/wireshark/jaybus.lua DESTINATION ${CMAKE_INSTALL_DATADIR}/jay/wireshark COMPONENT jay-tools OPTIONAL)
+    install(FILES tools/jayd/systemd/jayd.service DESTINATION lib/systemd/system COMPONENT jay-tools)
+    install(FILES tools/jayd/systemd/jayd.sysusers DESTINATION lib/sysusers.d RENAME jayd.conf COMPONENT jay-tools)
+    install(FILES tools/jayd/systemd/jayd.logrotate DESTINATION ${CMAKE_INSTALL_DATADIR}/jay COMPONENT jay-tools)
+    install(FILES tools/wireshark/jaybus.lua DESTINATION ${CMAKE_INSTALL_DATADIR}/jay/wireshark COMPONENT jay-tools)
 endif()
 
 # ---- what one reads ----

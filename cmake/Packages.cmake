@@ -56,7 +56,7 @@ foreach(component LIBJAY1 JAY-TOOLS)
     set(CPACK_DEBIAN_${component}_PACKAGE_SHLIBDEPS ON)
 endforeach()
 set(CPACK_DEBIAN_JAY-DOC_PACKAGE_ARCHITECTURE all)
-set(CPACK_DEBIAN_JAY-TOOLS_PACKAGE_RECOMMENDS bash-completion)
+set(CPACK_DEBIAN_JAY-TOOLS_PACKAGE_RECOMMENDS "bash-completion, systemd | systemd-standalone-sysusers")
 
 # What runs when a package is installed or removed. A program of somebody else's needs this version of the library or a
 # later one of the same SONAME; the loader's cache is renewed.
