@@ -82,6 +82,7 @@ public:
      *  @return how many were signalled since the last wait, or -1 when the time was up. */
     int wait(int ms);
 
+    /** Whether the connection stands, as far as is known: a loss is noticed when something is read or written. */
     bool isConnected();
 
     /** Calls `fn` after each message received; null for none. */

@@ -41,6 +41,7 @@ public:
     /** A copy of the `len` bytes at `p + off`; null or a negative `len` gives an empty message. */
     JMessage(void* p, int off, int len);
 
+    /** A copy of the block's bytes. */
     explicit JMessage(const JByte& b);
 
     /** Copies the bytes; the copy's read cursor is at the start. */
@@ -76,10 +77,10 @@ public:
 
     // ---- writers: append at the write cursor ----
 
-    void addByte(int v);
-    void addWord(int v);
-    void addInt(int v);
-    void addVarInt(int v);
+    void addByte(int v);    ///< the low 8 bits
+    void addWord(int v);    ///< the low 16 bits, 2 bytes
+    void addInt(int v);     ///< 4 bytes
+    void addVarInt(int v);  ///< 1, 3 or 5 bytes; not for negative numbers (above)
 
     /** The bytes up to the NUL; null is written as the empty string. */
     void addString(const char* s);
@@ -90,6 +91,7 @@ public:
     /** `len` bytes from `p` itself: `off` is not applied (kept: callers rely on it). Null or a negative `len`
      * adds nothing. */
     void addBytes(const void* p, int off, int len);
+    /** The block's bytes, without their number. */
     void addBytes(const JByte& b);
 
     // ---- readers: take from the read cursor ----
@@ -99,10 +101,12 @@ public:
     int getInt();     ///< signed 32 bits
     int getVarInt();  ///< as written by addVarInt()
 
+    /// @{
     /** A string; empty, or a copy of `def`, at the end and for a length of 0 (or below). */
     JString getString();
     JString getString(const char* def);
     JString getString(const JString& def);
+    /// @}
 
     /** A block of `n` bytes; empty at the end. */
     JByte getBytes(int n);

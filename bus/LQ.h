@@ -38,7 +38,7 @@ public:
     /** The next message, still owned by the queue and good until it is taken; null when there is none. */
     M* peek();
 
-    bool isEmpty();
+    bool isEmpty();  ///< whether no message waits
 
     /** How many messages wait, in all bands; 0 once the destructor has begun. */
     int size();

@@ -35,27 +35,29 @@ public:
 
     /** A received message: a copy of the `len` bytes at `p + off`. */
     M(void* p, int off, int len);
+    /** A received message: a copy of the block's bytes. */
     explicit M(const JByte& b);
 
     /** A copy; its read cursor is at the start. */
     M(const M& m);
+    /** Copies the bytes; the read cursor is at the start. */
     M& operator=(const M& m) = default;
     ~M() override;
 
-    int getLength();
-    void setLength(int n);  ///< the low 16 bits
-    int getDestId();
-    void setDestId(int id);  ///< the low 16 bits
-    int getSrcId();
-    void setSrcId(int id);  ///< the low 16 bits
-    int getFlag();
-    void setFlag(int flag);  ///< the low 8 bits
-    int getPriority();
-    void setPriority(int priority);  ///< the low 8 bits
-    int getTimestamp();
+    int getLength();                  ///< of the whole message, header included
+    void setLength(int n);            ///< the low 16 bits
+    int getDestId();                  ///< the client it is for
+    void setDestId(int id);           ///< the low 16 bits
+    int getSrcId();                   ///< the client that sent it
+    void setSrcId(int id);            ///< the low 16 bits
+    int getFlag();                    ///< a sum of M_FLAG_SYNC, M_FLAG_BROADCAST, M_FLAG_TIMED
+    void setFlag(int flag);           ///< the low 8 bits
+    int getPriority();                ///< 0..255; 0 is the most urgent
+    void setPriority(int priority);   ///< the low 8 bits
+    int getTimestamp();               ///< milliseconds
     void setTimestamp(long long ms);  ///< the low 31 bits: wraps every 24.9 days
-    int getSection();
-    void setSection(int section);
+    int getSection();                 ///< the application's number
+    void setSection(int section);     ///< all 32 bits
 
     /** Sets the length field to size(), of which 16 bits count, and returns all bytes. */
     JByte toByteArray();

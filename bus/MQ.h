@@ -34,7 +34,7 @@ public:
     /** The next message, owned by the caller; null when there is none. */
     M* get();
 
-    bool isEmpty();
+    bool isEmpty();  ///< whether no message waits
 
     /** How many messages wait, in all bands; 0 once the destructor has begun. */
     int size();

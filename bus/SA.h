@@ -134,7 +134,7 @@ private:
 /** The thread that reads one client's messages. Belongs to its agent. */
 class JAY_API SA::SAReader : public JThread {
 public:
-    explicit SAReader(SA* agent);
+    explicit SAReader(SA* agent);  ///< reads what comes for `agent`, which must outlive it
     ~SAReader() override;
 
     void run() override;

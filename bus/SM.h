@@ -51,7 +51,7 @@ public:
         int in = 0;       ///< messages that came to the manager, its own wake-ups for client 0 included
         int out = 0;      ///< messages that it has routed
         int waiting = 0;  ///< messages that came and are not routed yet
-        ClientStatus clients[MAX_CLIENTS];
+        ClientStatus clients[MAX_CLIENTS];  ///< by client id
     };
 
     /** @param port TCP port to listen on, 1..65535. Nothing happens before start(). */

@@ -9,6 +9,7 @@
  */
 class JAY_API JDataInputStream : public JInputStream {
 public:
+    /** Reads `in`. */
     explicit JDataInputStream(JInputStream* in);
 
     const JClass* getClass() const override;

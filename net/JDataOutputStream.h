@@ -9,6 +9,7 @@
  */
 class JAY_API JDataOutputStream : public JOutputStream {
 public:
+    /** Writes to `out`. */
     explicit JDataOutputStream(JOutputStream* out);
 
     const JClass* getClass() const override;

@@ -74,6 +74,8 @@ public:
      */
     void wakeUp();
 
+    /** Whether connect() gave true, or the descriptor was an accepted one, and nobody has closed the socket
+     * since, a failed read or write included. */
     bool isConnected();
 
     /** Whether the peer has closed its side or reset the connection, seen without reading and without
@@ -81,35 +83,46 @@ public:
      * does. */
     bool isPeerClosed();
 
+    /** Whether the last connect() ended because its time was up. */
     bool isConnectTimeout();
+
+    /** Whether the last read did. */
     bool isReadTimeout();
+
+    /** Whether the last write did. */
     bool isWriteTimeout();
 
-    const char* getHost();
-    void setHost(const char* name);
-    int getPort();
-    void setPort(int number);
+    const char* getHost();           ///< as given, or the address of an accepted peer; the socket's own
+    void setHost(const char* name);  ///< for the next connect(); copied, cut at 255 bytes
+    int getPort();                   ///< the peer's
+    void setPort(int number);        ///< for the next connect()
 
+    /// @{
     /** 0, and nothing: inert, kept. */
     int getSoTimeout();
     void setSoTimeout(int ms);
+    /// @}
 
-    /** The stream of this socket, always the same one; owned by the socket. */
+    /** The stream to read from, always the same one; owned by the socket. */
     JSocketInputStream* getInputStream();
+
+    /** The stream to write to, always the same one; owned by the socket. */
     JSocketOutputStream* getOutputStream();
 
+    /// @{
     /** Shuts one direction down. @return whether the socket still counts as connected: the other direction is
      * open. */
     bool shutdownInput();
     bool shutdownOutput();
+    /// @}
 
     // ---- options: setters return setsockopt's result ----
 
-    int setTcpNoDelay(bool on);
-    int setSoLinger(bool on, int seconds);
-    int setSendBufferSize(int bytes);
-    int setReceiveBufferSize(int bytes);
-    int setKeepAlive(bool on);
+    int setTcpNoDelay(bool on);             ///< off: small writes wait to be sent together
+    int setSoLinger(bool on, int seconds);  ///< SO_LINGER; see close()
+    int setSendBufferSize(int bytes);       ///< the system may round it
+    int setReceiveBufferSize(int bytes);    ///< the system may round it
+    int setKeepAlive(bool on);              ///< probe a silent connection
 
     /** Always false: the option is asked for with a length of 0, so nothing is read. Kept. */
     bool getTcpNoDelay();
@@ -117,10 +130,13 @@ public:
     /** Seconds, 0 when lingering is off, -1 on failure. */
     int getSoLinger();
 
+    /// @{
     /** Bytes as the system counts them, 0 on failure. */
     int getSendBufferSize();
     int getReceiveBufferSize();
+    /// @}
 
+    /** Whether a silent connection is probed; false on failure, too. */
     bool getKeepAlive();
 
     // ---- addresses ----
@@ -172,7 +188,7 @@ private:
 /** Reads a socket. The owner makes and deletes it. One thread at a time. */
 class JAY_API JSocket::JSocketInputStream : public JInputStream {
 public:
-    explicit JSocketInputStream(JSocket* owner);
+    explicit JSocketInputStream(JSocket* owner);  ///< reads `owner`, which must outlive it
     ~JSocketInputStream() override;
     JSocketInputStream(const JSocketInputStream&) = delete;
     JSocketInputStream& operator=(const JSocketInputStream&) = delete;
@@ -230,7 +246,7 @@ private:
 /** Writes to a socket. The owner makes and deletes it. One thread at a time. */
 class JAY_API JSocket::JSocketOutputStream : public JOutputStream {
 public:
-    explicit JSocketOutputStream(JSocket* owner);
+    explicit JSocketOutputStream(JSocket* owner);  ///< writes to `owner`, which must outlive it
 
     /** Closes the socket. */
     int close() override;
