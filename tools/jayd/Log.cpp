@@ -20,7 +20,7 @@ int openToAppend(const char* path) {
 
 }  // namespace
 
-Log::Log(std::string file) : path(std::move(file)), starter(-1) {
+Log::Log(std::string file) : path(std::move(file)), starting(true), starter(-1) {
 }
 
 Log::~Log() {
@@ -34,7 +34,7 @@ std::string Log::open() {
         const char* const why = std::strerror(errno);
         return "cannot write the log '" + path + "': " + why + "; name a file that can be written with --log";
     }
-    if (starter < 0) starter = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    if (starting && starter < 0) starter = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     dup2(fd, STDERR_FILENO);  // in one step: who writes meanwhile writes to the one or to the other
     ::close(fd);
     return "";
@@ -48,4 +48,5 @@ void Log::complain(const std::string& line) {
 void Log::started() {
     if (starter >= 0) ::close(starter);
     starter = -1;
+    starting = false;
 }

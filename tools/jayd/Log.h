@@ -30,7 +30,8 @@ public:
 
 private:
     std::string path;
-    int starter;  // the former standard error; -1 when there is none beside the present one
+    bool starting;  // until started()
+    int starter;  // the standard error at the start, while starting, if a file has taken its place; otherwise -1
 };
 
 #endif
