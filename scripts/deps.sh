@@ -27,7 +27,7 @@ packages_of() {
     demo) echo python3 ;;
     test) echo googletest clang clang-format libclang-rt-14-dev python3 git tshark doxygen abigail-tools dpkg-dev file mandoc zsh ;;
     test-all)
-        echo clang-tidy g++-arm-linux-gnueabihf qemu-user
+        echo clang-tidy g++-arm-linux-gnueabihf qemu-user systemd logrotate
         # The metapackage g++-multilib excludes the ARM compiler; the versioned package behind it does not.
         if [[ $(uname -m) == x86_64 ]]; then echo g++-12-multilib; fi
         ;;
