@@ -1,5 +1,7 @@
 """jayd as a service: its log, its pid file, its service manager, its status, its unit, and who may connect."""
+import grp
 import os
+import pwd
 import re
 import shutil
 import signal
@@ -603,7 +605,19 @@ class JaydUnit(ServiceCase):
         self.assertIn("\nUser=jay\n", (UNIT_FOLDER / "jayd.service").read_text())
 
     def test_logrotate_takes_its_rules(self):
-        self.run_if_there("logrotate", "--debug", "--state", self.folder / "state", UNIT_FOLDER / "jayd.logrotate")
+        text = (UNIT_FOLDER / "jayd.logrotate").read_text()
+        self.assertEqual(text.count("/var/log/jay/jayd.log {") + text.count("su jay jay"), 2)
+        self.log.write_text("something\n")
+        rules = self.folder / "rules"  # with a log and a user that this machine has
+        rules.write_text(text.replace("/var/log/jay/jayd.log {", f"{self.log} {{").replace("su jay jay", "su " + self.user()))
+        rules.chmod(0o644)
+        said = self.run_if_there("logrotate", "--debug", "--state", self.folder / "state", rules)
+        self.assertIn(f"considering log {self.log}", said)
+        self.assertNotIn("error:", said)
+
+    @staticmethod
+    def user():
+        return f"{pwd.getpwuid(os.getuid()).pw_name} {grp.getgrgid(os.getgid()).gr_name}"
 
 
 if __name__ == "__main__":
