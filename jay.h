@@ -1,4 +1,7 @@
-/** @file Every public header of the library. The C interface of the bus, bus/ca.h, is in here too. */
+/**
+ * @file
+ * Every public header of the library. The C interface of the bus, bus/ca.h, is in here too.
+ */
 #ifndef JAY_JAY_H
 #define JAY_JAY_H
 

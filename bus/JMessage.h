@@ -101,12 +101,10 @@ public:
     int getInt();     ///< signed 32 bits
     int getVarInt();  ///< as written by addVarInt()
 
-    /// @{
     /** A string; empty, or a copy of `def`, at the end and for a length of 0 (or below). */
     JString getString();
     JString getString(const char* def);
     JString getString(const JString& def);
-    /// @}
 
     /** A block of `n` bytes; empty at the end. */
     JByte getBytes(int n);

@@ -48,7 +48,7 @@ class JAY_API JCachetable : public JObject {
 public:
     static const JClass classJCachetable;
 
-    static constexpr int DEFAULT_CAPACITY = 20;
+    static constexpr int DEFAULT_CAPACITY = 20;  ///< pairs that a cache holds, unless told otherwise
 
     JCachetable();
 
@@ -101,12 +101,12 @@ public:
 
     // ---- counts ----
 
-    bool isFull() const;
-    int size() const;  ///< slots taken so far; removing a pair does not lower it (kept)
-    int capacity() const;
-    int requests() const;
-    int hits() const;
-    int faults() const;
+    bool isFull() const;   ///< whether the next new key takes the place of the least recent one
+    int size() const;      ///< slots taken so far; removing a pair does not lower it (kept)
+    int capacity() const;  ///< pairs that it can hold
+    int requests() const;  ///< look-ups so far
+    int hits() const;      ///< those that found their key
+    int faults() const;    ///< those that did not
 
     /** Walks over the slots, JCacheEntry objects, from most to least recent; empty ones have a null key, and
      * a new cache shows slot 0 (kept). The caller deletes the enumeration. */
@@ -145,7 +145,7 @@ private:
  * the end. */
 class JAY_API JCacheEntries : public JEnumeration {
 public:
-    explicit JCacheEntries(JCachetable* cache);
+    explicit JCacheEntries(JCachetable* cache);  ///< over `cache`, which must outlive it
 
     int hasMoreElements() override;
     JObject* nextElement() override;

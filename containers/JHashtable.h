@@ -50,8 +50,8 @@ class JAY_API JHashtable : public JObject {
 public:
     static const JClass classJHashtable;
 
-    static constexpr int DEFAULT_CAPACITY = 533;
-    static constexpr float DEFAULT_LOAD_FACTOR = 4.0F;
+    static constexpr int DEFAULT_CAPACITY = 533;        ///< buckets at first
+    static constexpr float DEFAULT_LOAD_FACTOR = 4.0F;  ///< entries per bucket at which the table grows
 
     JHashtable();
 
@@ -82,6 +82,7 @@ public:
     JObject* get(JObject& key);
     JObject* get(JObject* key);
 
+    /** The key's entry, owned by the table, or null. */
     JHashEntry* getEntry(JObject& key);
     JHashEntry* getEntry(JObject* key);
 
@@ -92,9 +93,9 @@ public:
     /** Deletes all entries; the buckets stay. An array that keyList() handed out stays its holder's. */
     void clear();
 
-    int isEmpty() const;
-    int size() const;
-    int capacity() const;
+    int isEmpty() const;   ///< 1 or 0
+    int size() const;      ///< entries
+    int capacity() const;  ///< buckets
 
     /** Walks over the keys, or the values, bucket by bucket; the caller deletes the enumeration before the
      * table changes. */

@@ -27,6 +27,7 @@ public:
     JByte(const char* p, int offset, int len);
     JByte(void* p, int offset, int len);
 
+    /** A copy of the bytes. */
     JByte(const JByte& other);
     virtual ~JByte();
 
@@ -42,7 +43,7 @@ public:
      */
     char* resize(int n);
 
-    int size() const { return size_; }
+    int size() const { return size_; }  ///< how many bytes
 
     /** The byte at `i` as a signed number. `i` is not checked. */
     signed char operator[](int i) const { return static_cast<signed char>(data[i]); }

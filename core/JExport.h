@@ -1,4 +1,7 @@
-/** @file The one export macro: what carries JAY_API leaves the shared library, nothing else does. */
+/**
+ * @file
+ * The one export macro: what carries JAY_API leaves the shared library, nothing else does.
+ */
 #ifndef JAY_CORE_JEXPORT_H
 #define JAY_CORE_JEXPORT_H
 

@@ -16,13 +16,16 @@ public:
     static const JClass classJInteger;
 
     JInteger() = default;
+    /** The number `n`. */
     JInteger(int n) : value(n) {}
     JInteger(const JInteger&) = default;
 
-    JInteger& operator=(int n);
+    JInteger& operator=(int n);  ///< takes the number over
     JInteger& operator=(const JInteger&) = default;
+    /** Adds; what overflows wraps around. */
     JInteger& operator+=(int n);
     JInteger& operator+=(const JInteger& n);
+    /** The number. */
     operator int() const { return value; }
 
     /**

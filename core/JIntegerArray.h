@@ -17,9 +17,11 @@ public:
     static const JClass classJIntegerArray;
 
     JIntegerArray();
-    explicit JIntegerArray(JSize* counter);
+    explicit JIntegerArray(JSize* counter);  ///< the array counts in `counter`; see JObjectArray
+    /** A copy, elements included. */
     JIntegerArray(const JIntegerArray& other);
 
+    /** Takes over copies of the other's elements. */
     JIntegerArray& operator=(const JObjectArray& other);
     JIntegerArray& operator=(const JIntegerArray& other);
 

@@ -1,4 +1,7 @@
-/** @file Integers as text. Both functions are independent of the locale and safe to call from any thread. */
+/**
+ * @file
+ * Integers as text. Both functions are independent of the locale and safe to call from any thread.
+ */
 #ifndef JAY_CORE_JNUMBER_H
 #define JAY_CORE_JNUMBER_H
 

@@ -48,7 +48,7 @@ public:
     /** Makes the element for an empty slot; the array owns it. Typed arrays override it. Not null. */
     virtual JObject* create();
 
-    int length() const;
+    int length() const;  ///< slots, empty ones included
 
     /** The element at `i`, made if there is none; a negative `i` counts as 0. Good until it is deleted with
      * its slot. */

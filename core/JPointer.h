@@ -24,15 +24,16 @@ public:
     JPointer(const JPointer&) = default;
 
     JPointer& operator=(const JPointer&) = default;
-    JPointer& operator=(JObject& object);
-    JPointer& operator=(void* address);
+    JPointer& operator=(JObject& object);  ///< its address
+    JPointer& operator=(void* address);    ///< the address itself
 
+    /** The address. JPointer does not know what it points to: it must be what the caller says. */
     operator JLayout*() { return static_cast<JLayout*>(pointer); }
     operator JObject*() { return static_cast<JObject*>(pointer); }
     operator void*() { return pointer; }
 
-    // Beside, not instead of, the forms above: next to the JPointer* below, the const forms alone would
-    // lose every choice.
+    /** The same. Beside, not instead of, the forms above: next to the JPointer* below, the const forms alone
+     * would lose every choice. */
     operator JLayout*() const { return static_cast<JLayout*>(pointer); }
     operator JObject*() const { return static_cast<JObject*>(pointer); }
     operator void*() const { return pointer; }

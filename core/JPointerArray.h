@@ -10,7 +10,8 @@ public:
     static const JClass classJPointerArray;
 
     JPointerArray();
-    explicit JPointerArray(JSize* counter);
+    explicit JPointerArray(JSize* counter);  ///< the array counts in `counter`; see JObjectArray
+    /** A copy, elements included. */
     JPointerArray(const JPointerArray& other);
 
     /** The base's assignment: the other's elements should be JPointer objects. */
@@ -20,6 +21,7 @@ public:
     const JClass* getClass() const override;
     JObject* create() override;
 
+    /** The element at `i`, made if there is none, with every slot before it. */
     JPointer& operator[](int i);
 };
 

@@ -14,14 +14,15 @@ public:
     JSize() = default;
     JSize(const JSize&) = default;
 
-    JSize& operator=(int n);
+    JSize& operator=(int n);  ///< stores `n`
     JSize& operator=(const JSize&) = default;
 
-    int size() const { return value; }
+    int size() const { return value; }  ///< the number
 
     /** Stores `n` and returns the value before it. */
     int size(int n);
 
+    /** The number. */
     operator int() const { return value; }
 
     const JClass* getClass() const override;

@@ -97,7 +97,7 @@ public:
     operator const void*() const { return data; }
     char* toCharArray() const { return data; }
 
-    int length() const { return length_; }
+    int length() const { return length_; }  ///< bytes before the terminator
 
     /** The byte at `i` as a signed number. `i` is not checked. */
     signed char operator[](int i) const { return static_cast<signed char>(data[i]); }
@@ -151,8 +151,8 @@ public:
     bool equals(const JString* other) const;
     bool equals(const JString& other) const;
 
-    // The same again: next to equals(JObject&), the const forms alone would make calls on a string that is
-    // not const ambiguous.
+    /** The same again: next to equals(JObject&), the const forms alone would make calls on a string that is
+     * not const ambiguous. */
     bool equals(const char* s);
     bool equals(const JString* other);
     bool equals(const JString& other);
@@ -202,7 +202,7 @@ public:
     JString substring(int begin, int end) const;
     JString substring(int begin) const;
 
-    /** Without the blanks (space, \t, \r, \n) at both ends. */
+    /** Without the blanks (space, tab, carriage return, newline) at both ends. */
     JString trim() const;
 
     /**
@@ -282,6 +282,7 @@ public:
     // JString converts to char*, so the built-in comparison of two char* would make these ambiguous.
     // Templates, so that in `s == 0` the literal still means a null const char*.
 
+    /** Compare(a, b) against 0. */
     template <class A, class B>
     friend jay::detail::IfStringAndBuffer<A, B> operator==(const A& a, const B& b) {
         return Compare(a, b) == 0;

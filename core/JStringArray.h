@@ -10,7 +10,8 @@ public:
     static const JClass classJStringArray;
 
     JStringArray();
-    explicit JStringArray(JSize* counter);
+    explicit JStringArray(JSize* counter);  ///< the array counts in `counter`; see JObjectArray
+    /** A copy, elements included. */
     JStringArray(const JStringArray& other);
 
     /** The base's assignment: the other's elements should be JString objects. */
@@ -20,6 +21,7 @@ public:
     const JClass* getClass() const override;
     JObject* create() override;
 
+    /** The element at `i`, made if there is none, with every slot before it. */
     JString& operator[](int i);
 };
 

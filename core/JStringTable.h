@@ -10,11 +10,12 @@ public:
     static const JClass classJStringTable;
 
     JStringTable();
-    JStringTable(int rows, int columns);
+    JStringTable(int rows, int columns);  ///< so many rows and columns are counted; none is made yet
 
     /** Copies the counts, and no element: kept. */
     JStringTable(const JStringTable& other);
 
+    /** Copies the counts, and no element: kept. */
     JStringTable& operator=(const JStringTable& other);
 
     const JClass* getClass() const override;

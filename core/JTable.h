@@ -40,8 +40,8 @@ public:
     /** The row at `row`, made if there is none, with every slot before it. */
     JObjectArray& operator[](int row);
 
-    int getRows() const;
-    int getColumns() const;
+    int getRows() const;     ///< see resize(); more when a row behind it was made
+    int getColumns() const;  ///< see resize(); more when a cell behind it was made
 
     /** Sets the counts and changes nothing else. */
     void resize(int rows, int columns);
@@ -49,8 +49,8 @@ public:
     using JObjectArray::resize;
 
 protected:
-    JSize rows;
-    JSize columns;
+    JSize rows;     ///< counts the rows
+    JSize columns;  ///< counts the columns of every row
 };
 
 static_assert(sizeof(void*) != 4 || sizeof(JTable) == 36, "instance size is part of the 32-bit contract");

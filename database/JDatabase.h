@@ -21,7 +21,7 @@
  * The file of database `name` is `_path` + "\\" + name + ".db", where `_path` is the home directory (see
  * JSystem::getHomeDirectory()) + "\\db". The separators are backslashes on every platform (kept: existing
  * files are found by exactly this name). With an empty home directory the file of "notes" is called
- * \db\notes.db, in the current directory.
+ * `\\db\\notes.db`, in the current directory.
  *
  * The file: numRecords and end, then the records up to `end`; a record is its length (of what follows), its
  * id and its text as JMessage writes them. Numbers are 32-bit little-endian. docs/database-format.md tells it
@@ -95,11 +95,13 @@ public:
     /** Opens the database's file, making it if it is not there, and reads its header. */
     void open(const char* name);
 
+    /** Closes the file that open() opened, if there is one. */
     void close();
 
     /** Reads numRecords and end; writes those of an empty database into a file without a whole header. */
     void readHeader();
 
+    /** Writes numRecords and end. */
     void writeHeader();
 
     /**

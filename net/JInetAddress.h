@@ -41,12 +41,10 @@ public:
 
     using JObject::equals;
 
-    /// @{
     /** Whether `other` is an address with the same bytes. Through a const reference only classes are compared
      * (kept: these do not override JObject's const forms). */
     virtual bool equals(JObject& other);
     virtual bool equals(JObject* other);
-    /// @}
 
     /** Always false: kept. */
     bool isMulticastAddress();

@@ -49,11 +49,9 @@ public:
     /** The port given to the constructor. */
     int getLocalPort();
 
-    /// @{
     /** 0, and nothing: inert, kept. */
     int getSoTimeout();
     void setSoTimeout(int ms);
-    /// @}
 
     /** The address listened on, 0.0.0.0 normally and on failure. */
     JInetAddress getInetAddress();

@@ -97,11 +97,9 @@ public:
     int getPort();                   ///< the peer's
     void setPort(int number);        ///< for the next connect()
 
-    /// @{
     /** 0, and nothing: inert, kept. */
     int getSoTimeout();
     void setSoTimeout(int ms);
-    /// @}
 
     /** The stream to read from, always the same one; owned by the socket. */
     JSocketInputStream* getInputStream();
@@ -109,12 +107,10 @@ public:
     /** The stream to write to, always the same one; owned by the socket. */
     JSocketOutputStream* getOutputStream();
 
-    /// @{
     /** Shuts one direction down. @return whether the socket still counts as connected: the other direction is
      * open. */
     bool shutdownInput();
     bool shutdownOutput();
-    /// @}
 
     // ---- options: setters return setsockopt's result ----
 
@@ -130,11 +126,9 @@ public:
     /** Seconds, 0 when lingering is off, -1 on failure. */
     int getSoLinger();
 
-    /// @{
     /** Bytes as the system counts them, 0 on failure. */
     int getSendBufferSize();
     int getReceiveBufferSize();
-    /// @}
 
     /** Whether a silent connection is probed; false on failure, too. */
     bool getKeepAlive();

@@ -45,8 +45,8 @@ public:
         JQueueEntry(const JQueueEntry&) = delete;
         JQueueEntry& operator=(const JQueueEntry&) = delete;
 
-        JQueueEntry* next;
-        JObject** slots;
+        JQueueEntry* next;  ///< the segment behind this one; null in the last
+        JObject** slots;    ///< the items
     };
 
     /**
@@ -99,7 +99,7 @@ public:
      * empty. */
     JObject* peek() const;
 
-    bool isEmpty() const;
+    bool isEmpty() const;  ///< whether no item waits
     /** Whether put() would refuse an item now: the capacity is reached, or an item was refused and the queue
      * not yet resumed. */
     bool isFull() const;

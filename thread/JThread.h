@@ -107,6 +107,7 @@ public:
     /** The thread's identity in the registry: its handle for created threads, 0 when creation failed. */
     unsigned long getId();
 
+    /** The system's handle of the thread. */
     pthread_t getHandle();
 
     /** With true, the object deletes itself when its body ends, and its destructor deletes the target. False

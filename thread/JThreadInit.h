@@ -26,10 +26,10 @@ class JAY_API JThreadInit : public JObject {
 public:
     /** One entry of the registry. */
     struct Node {
-        Node* next;
-        JThread* thread;
-        bool owned;    ///< adopted by currentThread(); another thread may take it over
-        bool visited;  ///< the end of the process has dealt with it, or leaves it alone
+        Node* next;       ///< the entry behind this one; null in the last
+        JThread* thread;  ///< registered, not owned
+        bool owned;       ///< adopted by currentThread(); another thread may take it over
+        bool visited;     ///< the end of the process has dealt with it, or leaves it alone
     };
 
     JThreadInit(const JThreadInit&) = delete;

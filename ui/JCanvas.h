@@ -64,11 +64,11 @@ public:
 
     // ---- properties ----
 
-    void setHandle(unsigned int newHandle);
-    void setWidth(int w);
-    int getWidth();
-    void setHeight(int h);
-    int getHeight();
+    void setHandle(unsigned int newHandle);  ///< the platform's handle of the display
+    void setWidth(int w);                    ///< pixels
+    int getWidth();                          ///< pixels
+    void setHeight(int h);                   ///< pixels
+    int getHeight();                         ///< pixels
 
     // ---- painting ----
 
@@ -102,14 +102,14 @@ public:
     void setVisibleOnly(int id, bool v);
 
 protected:
-    int width;
-    int height;
-    unsigned int handle;
-    bool repaintPending;
-    bool flag;             // true; nothing in the library reads it
-    JLayout* layout;       // owned; null until createLayout()
-    JLayout* lastHit;      // what hit() found last
-    JPointerArray active;  // in the order of registration
+    int width;             ///< pixels
+    int height;            ///< pixels
+    unsigned int handle;   ///< the platform's; the library only keeps it
+    bool repaintPending;   ///< repaint() was called and the paint is still to come
+    bool flag;             ///< true; nothing in the library reads it
+    JLayout* layout;       ///< owned; null until createLayout()
+    JLayout* lastHit;      ///< what hit() found last
+    JPointerArray active;  ///< in the order of registration
 };
 
 static_assert(sizeof(void*) != 4 || sizeof(JCanvas) == 48, "instance size is part of the 32-bit contract");

@@ -17,6 +17,7 @@ public:
 
     /** Face, style and size 0. */
     JFont();
+    /** A font without a platform font. */
     JFont(int face, int style, int size);
 
     /** Shares the other's platform font and does not own it. */
@@ -28,6 +29,7 @@ public:
 
     const JClass* getClass() const override;
 
+    /** JFont(face, style, size). */
     static JFont getFont(int face, int style, int size);
 
     /** A font of size 32 to 39, by the low three bits of `spec`; face and style are 0 (kept). */
@@ -36,9 +38,9 @@ public:
     /** A copy of DEFAULT_FONT. */
     static JFont getDefaultFont();
 
-    int getFace();
-    int getStyle();
-    int getSize();
+    int getFace();   ///< as the constructor was told
+    int getStyle();  ///< as the constructor was told
+    int getSize();   ///< as the constructor was told
 
     /** The width of a text, of a string, of part of a string: by charsWidth(), in pixels. */
     int stringWidth(const char* s);
@@ -47,15 +49,15 @@ public:
 
     // ---- platform hooks: 0, or nothing ----
 
-    int charWidth(char c);
-    int charsWidth(const char* s, int offset, int length);
-    int getHeight();
-    int getBaselinePosition();
-    int isBold();
-    int isItalic();
-    int isPlain();
-    int isUnderlined();
-    void setFont(unsigned int* font);
+    int charWidth(char c);                                  ///< pixels
+    int charsWidth(const char* s, int offset, int length);  ///< pixels, of `length` bytes from `s + offset`
+    int getHeight();                                        ///< pixels, of a line
+    int getBaselinePosition();                              ///< pixels, from the top of a line
+    int isBold();                                           ///< 1 or 0
+    int isItalic();                                         ///< 1 or 0
+    int isPlain();                                          ///< 1 or 0
+    int isUnderlined();                                     ///< 1 or 0
+    void setFont(unsigned int* font);                       ///< the platform font becomes `font`
 
 private:
     int face;

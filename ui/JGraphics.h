@@ -22,7 +22,7 @@ public:
 
     const JClass* getClass() const override;
 
-    JFont& getFont();
+    JFont& getFont();  ///< the current font, this object's own
 
     /** Assigns the font, then tells it the platform's handle by JFont::setFont(). */
     void setFont(const JFont& f);
@@ -34,14 +34,15 @@ public:
 
     /** Called by the constructor with its argument. */
     void attach(unsigned int* newHandle);
-    void setColor(int r, int g, int b);
-    void drawLine(int x1, int y1, int x2, int y2);
-    void drawRect(int x, int y, int w, int h);
-    void fillRect(int x, int y, int w, int h);
-    void fillRoundRect(int x, int y, int w, int h, int arcW, int arcH);
+    void setColor(int r, int g, int b);             ///< 0..255 each; of what is drawn next
+    void drawLine(int x1, int y1, int x2, int y2);  ///< both ends included
+    void drawRect(int x, int y, int w, int h);      ///< an outline
+    void fillRect(int x, int y, int w, int h);      ///< an area
+    void fillRoundRect(int x, int y, int w, int h, int arcW, int arcH);  ///< an area with rounded corners
+    /** `length` bytes from `s + offset`; `anchor` is the application's. */
     void drawChars(const char* s, int offset, int length, int x, int y, int anchor);
-    void setStrokeStyle(int style);
-    int getStrokeStyle();
+    void setStrokeStyle(int style);  ///< how lines are drawn
+    int getStrokeStyle();            ///< as set
 
 private:
     [[maybe_unused]] void* state;  // the platform layer's

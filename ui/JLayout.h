@@ -32,12 +32,13 @@ public:
 
     /** Pixels; the top-left corner in canvas coordinates. */
     struct Rectangle {
-        int x;
-        int y;
-        int width;
-        int height;
+        int x;       ///< left edge
+        int y;       ///< top edge
+        int width;   ///< may be 0 or negative
+        int height;  ///< may be 0 or negative
     };
 
+    /** How a node lays out its children; a LEAF has none. */
     enum Type : int { LEAF = 0, STACK = 1, ROW = 2, COLUMN = 3 };
 
     /** Values of `placement`. */
@@ -52,6 +53,7 @@ public:
 
     /** A LEAF without a name, id -1. */
     JLayout();
+    /** A node without children, visible. */
     JLayout(int id, const JString& name, Type type);
 
     /** A copy that is visible, with placement 0 and an empty text (kept); its children come out as default
@@ -66,7 +68,7 @@ public:
     /** Appends a new child, which this node owns. */
     JLayout* add(int id, const JString& name, Type type);
 
-    int getCount();
+    int getCount();  ///< children
 
     /** Child `i`; throws "array out of boundary!!!" unless 0 <= i < getCount(). */
     JLayout& operator[](int i);
@@ -78,12 +80,12 @@ public:
 
     // ---- properties ----
 
-    int getId();
-    Type getType();
-    void setType(Type newType);
-    void setVisible(bool v);
-    void setText(const JString& newText);
-    int getVKey();
+    int getId();                           ///< as the constructor or add() was told
+    Type getType();                        ///< LEAF, STACK, ROW or COLUMN
+    void setType(Type newType);            ///< from the next adjust() on
+    void setVisible(bool v);               ///< from the next adjust() on
+    void setText(const JString& newText);  ///< for the application; the library does not draw it
+    int getVKey();                         ///< the key code that goes with the node
 
     /** The preset width and height in pixels; 0 takes what the parent leaves. */
     void setWidth(int w);
@@ -115,13 +117,13 @@ public:
      */
     void adjust(JCanvas& canvas);
 
-    Type type;
-    JString name;
-    JString text;
-    int id;
-    JLayout* parent;  ///< null at the root; not owned
-    JLayoutArray children;
-    bool visible;
+    Type type;              ///< LEAF, STACK, ROW or COLUMN
+    JString name;           ///< for find()
+    JString text;           ///< for the application
+    int id;                 ///< for find(); -1 without
+    JLayout* parent;        ///< null at the root; not owned
+    JLayoutArray children;  ///< owned
+    bool visible;           ///< a STACK passes over children that are not
     int placement;  ///< how a STACK parent places this node: a Placement; with any other value it is not laid
                     ///< out
     int alignment;  ///< Alignment flags, with placement ALIGNED

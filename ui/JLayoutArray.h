@@ -11,7 +11,8 @@ public:
     static const JClass classJLayoutArray;
 
     JLayoutArray();
-    explicit JLayoutArray(JSize* counter);
+    explicit JLayoutArray(JSize* counter);  ///< the array counts in `counter`; see JObjectArray
+    /** A copy; a JLayout does not clone, so the elements come out as empty slots (kept). */
     JLayoutArray(const JLayoutArray& other);
 
     /** The base's assignment. A JLayout does not clone, so the elements come out as empty slots (kept). */
@@ -21,6 +22,7 @@ public:
     const JClass* getClass() const override;
     JObject* create() override;
 
+    /** The node at `i`, made if there is none, with every slot before it. */
     JLayout& operator[](int i);
 };
 

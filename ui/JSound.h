@@ -14,7 +14,9 @@ public:
 
     /** @param fileName path below the home directory; null is empty. */
     JSound(const char* fileName);
+    /** A copy of the file's name. */
     JSound(const JSound& other);
+    /** Takes over the file's name. */
     JSound& operator=(const JSound& other);
 
     const JClass* getClass() const override;

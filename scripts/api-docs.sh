@@ -1,0 +1,27 @@
+#!/usr/bin/env bash
+# Makes the API reference from the public headers, with Doxygen. Fails on every warning, such as an operation without a comment.
+set -euo pipefail
+
+usage() {
+    cat <<'TXT'
+usage: scripts/api-docs.sh [FOLDER]
+
+Writes the API reference as HTML into FOLDER, build/api unless told otherwise; FOLDER/index.html is the first page.
+Exit status 0 only if Doxygen had nothing to complain of. Needs Debian's doxygen (scripts/deps.sh test).
+TXT
+}
+
+case ${1:-} in
+--help | -h) usage; exit 0 ;;
+-*) echo "api-docs.sh: no option '$1'" >&2; usage >&2; exit 2 ;;
+esac
+if ! command -v doxygen >/dev/null; then
+    echo "api-docs.sh: there is no doxygen here; 'scripts/deps.sh test' installs it" >&2
+    exit 1
+fi
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+folder=$(realpath -m "${1:-$root/build/api}")
+mkdir -p "$folder"
+cd "$root"
+{ cat docs/api/Doxyfile; echo "OUTPUT_DIRECTORY = \"$folder\""; } | doxygen -
+echo "API reference: $folder/index.html"
