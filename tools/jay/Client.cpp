@@ -27,6 +27,7 @@ void Client::describe(CLI::App& app, const std::string& timeoutMeaning, const st
 void Client::describeSeveral(CLI::App& app, const std::string& timeoutMeaning,
                              const std::string& timeoutText) {
     const auto addAll = [this](const std::vector<int>& given) {
+        ids.clear();
         for (const int id : given) add(id);
     };
     app.add_option_function<std::vector<int>>("--id", addAll, "Our id, or several; no other client uses them")
@@ -43,12 +44,16 @@ void Client::add(int id) {
     if (std::find(ids.begin(), ids.end(), id) == ids.end()) ids.push_back(id);
 }
 
-void Client::describeRest(CLI::App& app, const std::string& timeoutMeaning, const std::string& timeoutText) {
+void Client::describeServer(CLI::App& app) {
     app.add_option("--host", host, "Name or address of the machine that jayd runs on")
         ->option_text("HOST (default " + host + ")");
     app.add_option("--port", port, "The port that jayd listens on")
         ->option_text("1..65535 (default " + std::to_string(port) + ")")
         ->check(CLI::Range(1, HIGHEST_PORT));
+}
+
+void Client::describeRest(CLI::App& app, const std::string& timeoutMeaning, const std::string& timeoutText) {
+    describeServer(app);
     app.add_option("--timeout", timeout, timeoutMeaning)
         ->option_text(timeoutText)
         ->check(CLI::Range(0, std::numeric_limits<int>::max()));

@@ -23,6 +23,9 @@ struct Client {
     void describeSeveral(CLI::App& app, const std::string& timeoutMeaning,
                          const std::string& timeoutText = "MS");
 
+    /** --host and --port alone, for a command whose id is settled. */
+    void describeServer(CLI::App& app);
+
     int id() const { return ids.front(); }
 
     /** "client 7", or "clients 5, 7". */

@@ -1,20 +1,13 @@
-#include <chrono>
-#include <limits>
 #include <string>
 
 #include "tools/jay/Client.h"
 #include "tools/jay/commands/registry.h"
+#include "tools/jay/Limits.h"
 #include "tools/jay/MessageView.h"
 #include "tools/jay/Output.h"
 #include "tools/jay/Session.h"
 
-using std::chrono::ceil;
-using std::chrono::milliseconds;
-using std::chrono::steady_clock;
-
 namespace {
-
-constexpr int NO_LIMIT = -1;
 
 const char EXAMPLES[] = R"(Prints one line for each message, in the order of arrival:
 
@@ -44,12 +37,7 @@ public:
 
     void describe(CLI::App& app) override {
         client_.describeSeveral(app, "End when no message has come for so long");
-        app.add_option("--count", count_, "End after so many messages; what else has come by then is lost")
-            ->option_text("NUMBER")
-            ->check(CLI::PositiveNumber);
-        app.add_option("--for", duration_, "End after so long, whatever comes")
-            ->option_text("MS")
-            ->check(CLI::Range(0, std::numeric_limits<int>::max()));
+        limits_.describe(app, "End after so many messages; what else has come by then is lost");
         app.add_flag("-v,--verbose", verbose_, "Show all of the header, and the payload as a hex dump");
         app.add_flag("--decode", view_.decode, "Show a payload as typed items if it looks like some");
         output_.describe(app);
@@ -66,22 +54,14 @@ public:
 
 private:
     Status printMessages(Session& session) {
-        const auto end = steady_clock::now() + milliseconds(duration_);
+        limits_.start();
         Arrival arrival;
-        for (int printed = 0; printed < count_ || count_ == 0; printed++) {
-            const Session::Event event = session.next(arrival, wait(end));
-            if (event != Session::MESSAGE) return ended(event, printed);
+        for (int printed = 0; !limits_.isReached(printed); printed++) {
+            const Session::Event event = session.next(arrival, limits_.wait(client_.timeout));
+            if (event != Session::MESSAGE) return limits_.ended(event, printed);
             if (!print(arrival)) return output_.status();
         }
         return DONE;
-    }
-
-    /** How long the next message may keep us waiting. */
-    int wait(steady_clock::time_point end) const {
-        if (duration_ == NO_LIMIT) return client_.timeout;
-        const auto left = ceil<milliseconds>(end - steady_clock::now()).count();
-        const int rest = static_cast<int>(left > 0 ? left : 0);
-        return client_.timeout == Session::FOR_EVER ? rest : std::min(rest, client_.timeout);
     }
 
     bool print(Arrival& arrival) {
@@ -99,18 +79,10 @@ private:
         return output_.line(text);
     }
 
-    Status ended(Session::Event event, int printed) const {
-        if (event == Session::LOST) return NO_SERVER;
-        if (event == Session::OUTPUT_GONE) return DONE;
-        if (event == Session::STOPPED && count_ == 0) return DONE;
-        return count_ == 0 && printed > 0 ? DONE : UNFINISHED;
-    }
-
     Client client_;
+    Limits limits_;
     Output output_;
     PayloadView view_;
-    int count_ = 0;  // 0: no end
-    int duration_ = NO_LIMIT;
     bool verbose_ = false;
 };
 

@@ -4,6 +4,10 @@ std::vector<std::unique_ptr<Command>> allCommands() {
     std::vector<std::unique_ptr<Command>> commands;
     commands.push_back(makeListen());
     commands.push_back(makeSend());
+    commands.push_back(makeRequest());
+    commands.push_back(makePing());
+    commands.push_back(makeEcho());
+    commands.push_back(makeBench());
     commands.push_back(makeDump());
     return commands;
 }

@@ -1,0 +1,104 @@
+#include <string>
+
+#include "tools/jay/Client.h"
+#include "tools/jay/commands/registry.h"
+#include "tools/jay/Limits.h"
+#include "tools/jay/MessageView.h"
+#include "tools/jay/Output.h"
+#include "tools/jay/Session.h"
+
+namespace {
+
+const char EXAMPLES[] =
+    R"(Sends every message back to the client that sent it: with the same payload, priority and section number, so that
+'jay ping' and 'jay request' find their answers. Prints nothing unless --verbose or --json asks for it.
+Not answered: the server's requests to wake a client up, which come for client 0, and what says that it is from
+ourselves. Two clients that echo must not write to each other: that would go on for ever.
+
+examples:
+  jay echo --id 7
+  jay echo --id 7 --verbose             print what comes, as 'jay listen' does
+  jay echo --id 7,8 --for 60000 --quiet
+exit status: as that of 'jay listen')";
+
+class Echo : public Command {
+public:
+    const char* name() const override { return "echo"; }
+    const char* summary() const override { return "Be a client, and answer every message to its sender"; }
+
+    void describe(CLI::App& app) override {
+        client_.describeSeveral(app, "End when no message has come for so long");
+        limits_.describe(app, "End after so many answers");
+        app.add_flag("-v,--verbose", verbose_, "Print what comes, a line each");
+        output_.describe(app);
+        app.footer(EXAMPLES);
+    }
+
+    Status run() override {
+        Session session(client_);
+        if (!session.open()) return Session::failure();
+        output_.note("answering as " + client_.name() + " at " + client_.server());
+        int answered = 0;
+        const Status status = answerAll(session, answered);
+        output_.note(std::to_string(answered) + " message(s) answered");
+        return status;
+    }
+
+private:
+    Status answerAll(Session& session, int& answered) {
+        limits_.start();
+        Arrival arrival;
+        while (!limits_.isReached(answered)) {
+            const Session::Event event = session.next(arrival, limits_.wait(client_.timeout));
+            if (event != Session::MESSAGE) return limits_.ended(event, answered);
+            const bool wanted = isWanted(arrival);
+            if (wanted) answer(session, arrival);  // if it fails, next() tells
+            if (wanted) answered++;
+            if (!print(arrival, wanted)) return output_.status();
+        }
+        // Only the server's own echo shows that it has the last answer: a connection closed too soon may lose it.
+        return session.confirm(USUAL_PATIENCE_MS) ? DONE : Session::failure();
+    }
+
+    bool isWanted(const Arrival& arrival) const {
+        M& m = *arrival.message;
+        const bool wakeUp = (m.getFlag() & M::M_FLAG_SYNC) != 0 && m.size() <= M::HEADER_SIZE;
+        return !wakeUp && m.getSrcId() != arrival.client;
+    }
+
+    void answer(Session& session, const Arrival& arrival) const {
+        M& m = *arrival.message;
+        const std::string payload = payloadOf(m);
+        M reply;
+        reply.setDestId(m.getSrcId());
+        reply.setSrcId(arrival.client);
+        reply.setPriority(m.getPriority());
+        reply.setSection(m.getSection());
+        reply.addBytes(payload.data(), 0, static_cast<int>(payload.size()));
+        session.sendOver(arrival.client, reply);
+    }
+
+    bool print(const Arrival& arrival, bool answered) {
+        const PayloadView view = {output_.encoding(), false};
+        if (output_.isJson()) {
+            Json object = {{"time", arrival.time}, {"client", arrival.client}, {"answered", answered}};
+            object.update(messageJson(*arrival.message, view));
+            return output_.object(object);
+        }
+        if (!verbose_) return true;
+        return output_.line(clockTime(arrival.time) + "  " + messageLine(*arrival.message, view));
+    }
+
+    static constexpr int USUAL_PATIENCE_MS = 10000;
+
+    Client client_;
+    Limits limits_;
+    Output output_;
+    bool verbose_ = false;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> makeEcho() {
+    return std::make_unique<Echo>();
+}

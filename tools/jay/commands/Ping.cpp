@@ -1,0 +1,232 @@
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <deque>
+#include <limits>
+#include <string>
+
+#include "bus/SM.h"
+#include "system/JSystem.h"
+#include "tools/jay/Client.h"
+#include "tools/jay/commands/registry.h"
+#include "tools/jay/Output.h"
+#include "tools/jay/PayloadSource.h"
+#include "tools/jay/Session.h"
+#include "tools/jay/Timings.h"
+
+using std::chrono::ceil;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+namespace {
+
+constexpr int USUAL_TIMEOUT_MS = 2000;
+constexpr int LONGEST_SIZE = static_cast<int>(PayloadSource::LONGEST);
+constexpr int HIGHEST_INT = std::numeric_limits<int>::max();
+
+const char EXAMPLES[] =
+    R"(Measures round trips through the server to a client that runs 'jay echo', until Ctrl-C or --count.
+Messages for a client that is not connected wait in the server: it gets those that were lost here when it connects.
+
+examples:
+  jay echo --id 7 &
+  jay ping --id 5 --to 7 --count 5
+  jay ping --id 5 --to 7 --interval 0 --count 1000 --size 1000 --quiet      the summary alone
+exit status: 0 answered at least once; 1 no answer; 2 wrong use; 3 no server, or lost it)";
+
+template <typename... Values>
+std::string format(const char* pattern, Values... values) {
+    char text[160];
+    std::snprintf(text, sizeof text, pattern, values...);
+    return text;
+}
+
+class Ping : public Command {
+public:
+    const char* name() const override { return "ping"; }
+    const char* summary() const override { return "Be a client, and measure round trips to one that echoes"; }
+
+    void describe(CLI::App& app) override {
+        client_.timeout = USUAL_TIMEOUT_MS;
+        client_.describe(app, "An answer that takes longer counts as lost", "MS (default 2000)");
+        app.add_option("--to", to_, "The client that runs 'jay echo'")
+            ->option_text("0..31 (required)")
+            ->required()
+            ->check(CLI::Range(0, SM::MAX_CLIENTS - 1));
+        app.add_option("--count", count_, "End after so many")
+            ->option_text("NUMBER")
+            ->check(CLI::PositiveNumber);
+        app.add_option("--interval", interval_,
+                       "Time from one to the next; 0: as soon as the answer is there")
+            ->option_text("MS (default 1000)")
+            ->check(CLI::Range(0, HIGHEST_INT));
+        app.add_option("--size", size_, "Bytes of payload")
+            ->option_text("0.." + std::to_string(LONGEST_SIZE) + " (default " + std::to_string(size_) + ")")
+            ->check(CLI::Range(0, LONGEST_SIZE));
+        output_.describe(app);
+        app.footer(EXAMPLES);
+    }
+
+    Status run() override {
+        Session session(client_);
+        if (!session.open()) return Session::failure();
+        begin_ = next_ = steady_clock::now();
+        firstSection_ = static_cast<std::uint32_t>(JSystem::getMilliseconds());
+        const Session::Event event = exchange(session);
+        if (event == Session::OUTPUT_GONE) return DONE;
+        summarize();
+        if (event == Session::LOST) return NO_SERVER;
+        return timings_.isEmpty() ? UNFINISHED : output_.status();
+    }
+
+private:
+    struct Question {
+        int number;
+        steady_clock::time_point sent;
+    };
+
+    /** Until all is sent and answered or lost: TIME_UP; or what came between. */
+    Session::Event exchange(Session& session) {
+        Arrival arrival;
+        while (!isFinished()) {
+            if (isDue()) send(session);  // if it fails, next() tells
+            const Session::Event event = session.next(arrival, pause());
+            if (event == Session::MESSAGE) {
+                take(arrival);
+            } else if (event != Session::TIME_UP) {
+                return event;
+            }
+            giveUpOld();
+            if (unwritable_) return output_.status() == DONE ? Session::OUTPUT_GONE : Session::STOPPED;
+        }
+        return Session::TIME_UP;
+    }
+
+    bool isAllSent() const { return count_ != 0 && sent_ == count_; }
+    bool isFinished() const { return isAllSent() && waiting_.empty(); }
+
+    bool isDue() const {
+        if (isAllSent()) return false;
+        return interval_ == 0 ? waiting_.empty() : steady_clock::now() >= next_;
+    }
+
+    /** Up to the next that is to be sent, or to be given up. */
+    int pause() const {
+        auto until = steady_clock::time_point::max();
+        if (!isAllSent() && interval_ > 0) until = next_;
+        if (!waiting_.empty()) until = std::min(until, waiting_.front().sent + milliseconds(client_.timeout));
+        const auto left = ceil<milliseconds>(until - steady_clock::now());
+        return static_cast<int>(std::max(left, milliseconds(0)).count());
+    }
+
+    void send(Session& session) {
+        static const std::string pattern = "abcdefghijklmnopqrstuvwxyz";
+        std::string payload;
+        for (int i = 0; i < size_; i++) payload += pattern[static_cast<std::size_t>(i) % pattern.size()];
+        M m;
+        m.setDestId(to_);
+        m.setSection(static_cast<int>(firstSection_ + static_cast<std::uint32_t>(sent_)));
+        m.addBytes(payload.data(), 0, size_);
+        next_ += milliseconds(interval_);
+        waiting_.push_back({++sent_, steady_clock::now()});
+        session.send(m);
+    }
+
+    void take(const Arrival& arrival) {
+        M& m = *arrival.message;
+        if (m.getSrcId() != to_) return;
+        const std::uint32_t place = static_cast<std::uint32_t>(m.getSection()) - firstSection_;
+        const auto question = std::find_if(waiting_.begin(), waiting_.end(), [place](const Question& q) {
+            return static_cast<std::uint32_t>(q.number) == place + 1;
+        });
+        if (question == waiting_.end()) return;  // given up already, or no answer at all
+        const auto took = arrival.moment - question->sent;
+        timings_.add(took);
+        tellAnswer(question->number, m.size() - M::HEADER_SIZE, Timings::milliseconds(took));
+        waiting_.erase(question);
+    }
+
+    void giveUpOld() {
+        const auto oldest = steady_clock::now() - milliseconds(client_.timeout);
+        while (!waiting_.empty() && waiting_.front().sent <= oldest) {
+            tellLost(waiting_.front().number);
+            waiting_.pop_front();
+            lost_++;
+        }
+    }
+
+    void tellAnswer(int number, int size, double ms) {
+        if (output_.isQuiet()) return;
+        if (output_.isJson()) {
+            tell(Json{{"seq", number}, {"client", to_}, {"size", size}, {"ms", ms}});
+        } else {
+            tell(format("%d bytes from client %d: seq=%d time=%.3f ms", size, to_, number, ms));
+        }
+    }
+
+    void tellLost(int number) {
+        if (output_.isQuiet()) return;
+        if (output_.isJson()) {
+            tell(Json{{"seq", number}, {"client", to_}, {"lost", true}});
+        } else {
+            tell(format("nothing from client %d: seq=%d within %d ms", to_, number, client_.timeout));
+        }
+    }
+
+    void tell(const std::string& line) { unwritable_ = unwritable_ || !output_.line(line); }
+    void tell(const Json& object) { unwritable_ = unwritable_ || !output_.object(object); }
+
+    void summarize() {
+        const int answered = sent_ - lost_ - static_cast<int>(waiting_.size());
+        const int settled = answered + lost_;
+        const double loss = settled == 0 ? 0 : 100.0 * lost_ / settled;
+        const double duration = Timings::milliseconds(steady_clock::now() - begin_);
+        if (output_.isJson()) {
+            summarizeJson(answered, loss, duration);
+        } else {
+            tell(format("--- client %d ---", to_));
+            tell(format("%d sent, %d answered, %.1f%% lost, %.0f ms", sent_, answered, loss, duration));
+            if (answered > 0) {
+                const Timings::Summary ms = timings_.summary();
+                tell(format("round trip min/median/p99/max = %.3f/%.3f/%.3f/%.3f ms", ms.least, ms.median,
+                            ms.percentile99, ms.most));
+            }
+        }
+        if (answered == 0) output_.note("no answer; is 'jay echo --id " + std::to_string(to_) + "' running?");
+    }
+
+    void summarizeJson(int answered, double loss, double duration) {
+        Json object = {{"client", to_}, {"sent", sent_},        {"answered", answered},
+                       {"lost", lost_}, {"loss_percent", loss}, {"duration_ms", duration}};
+        if (answered > 0) {
+            const Timings::Summary times = timings_.summary();
+            object["min_ms"] = times.least;
+            object["median_ms"] = times.median;
+            object["p99_ms"] = times.percentile99;
+            object["max_ms"] = times.most;
+        }
+        tell(object);
+    }
+
+    Client client_;
+    Output output_;
+    int to_ = 0;
+    int count_ = 0;  // 0: no end
+    int interval_ = 1000;
+    int size_ = 56;
+
+    std::uint32_t firstSection_ = 0;
+    std::deque<Question> waiting_;  // in the order of sending
+    int sent_ = 0;
+    int lost_ = 0;
+    Timings timings_;  // of those that were answered
+    steady_clock::time_point begin_, next_;
+    bool unwritable_ = false;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> makePing() {
+    return std::make_unique<Ping>();
+}

@@ -1,0 +1,139 @@
+#include <chrono>
+#include <cstdio>
+#include <string>
+#include <unistd.h>
+
+#include "system/JSystem.h"
+#include "tools/jay/Client.h"
+#include "tools/jay/commands/registry.h"
+#include "tools/jay/Console.h"
+#include "tools/jay/Header.h"
+#include "tools/jay/MessageView.h"
+#include "tools/jay/Output.h"
+#include "tools/jay/PayloadSource.h"
+#include "tools/jay/Session.h"
+#include "tools/jay/Timings.h"
+
+using std::chrono::ceil;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+namespace {
+
+constexpr int USUAL_TIMEOUT_MS = 5000;
+
+const char EXAMPLES[] =
+    R"(Sends a message, and waits for the answer: a message from that client with the same section number. Without
+--section the number is a fresh one. Prints the answer as 'jay listen' does, with the time that it took instead
+of the time of day. What else comes for us meanwhile is lost.
+
+examples:
+  jay request --id 5 --to 7 'are you there?'
+  jay request --id 5 --to 7 --items int:42 --decode
+  jay request --id 5 --to 7 --timeout 500 --json ping
+exit status: 0 answered; 1 no answer within --timeout, or interrupted; 2 wrong use; 3 no server, or lost it)";
+
+class Request : public Command {
+public:
+    const char* name() const override { return "request"; }
+    const char* summary() const override { return "Be a client, send a message, and print the answer"; }
+
+    void describe(CLI::App& app) override {
+        client_.timeout = USUAL_TIMEOUT_MS;
+        client_.describe(app, "How long the answer may take", "MS (default 5000)");
+        header_.describeRequest(app);
+        source_.describe(app);
+        app.add_flag("-v,--verbose", verbose_, "Show all of the header, and the payload as a hex dump");
+        app.add_flag("--decode", view_.decode, "Show the payload as typed items if it looks like some");
+        output_.describe(app);
+        app.footer(EXAMPLES);
+        app.callback([this] { check(); });
+    }
+
+    Status run() override {
+        view_.encoding = output_.encoding();
+        const Parsed payload = source_.payload(view_.encoding);
+        if (!payload.ok()) {
+            complain(payload.error);
+            return WRONG_USE;
+        }
+        Session session(client_);
+        if (!session.open()) return Session::failure();
+        M question = header_.message(payload.bytes, client_.id());
+        if (!header_.hasSection()) question.setSection(freshSection());
+        return ask(session, question);
+    }
+
+private:
+    void check() const {
+        source_.check();
+        if (source_.isInput())
+            throw CLI::ValidationError("TEXT", "one request only; 'jay send' takes - for standard input");
+    }
+
+    static int freshSection() {
+        return static_cast<int>((JSystem::getMilliseconds() ^ static_cast<long long>(getpid()) << 16) &
+                                0x7FFFFFFF);
+    }
+
+    Status ask(Session& session, M& question) {
+        const auto begin = steady_clock::now();
+        session.sendOver(client_.id(), question);  // if it fails, next() tells
+        Arrival arrival;
+        int others = 0;
+        for (;;) {
+            const auto left = ceil<milliseconds>(begin + milliseconds(client_.timeout) - steady_clock::now());
+            const Session::Event event =
+                session.next(arrival, static_cast<int>(std::max(left, milliseconds(0)).count()));
+            if (event != Session::MESSAGE) return ended(event);
+            if (isAnswer(*arrival.message, question)) break;
+            others++;
+        }
+        if (others > 0) {
+            output_.note(std::to_string(others) + " other message(s) for client " +
+                         std::to_string(client_.id()) + " came meanwhile and are lost");
+        }
+        print(*arrival.message, arrival.moment - begin);
+        return output_.status();
+    }
+
+    bool isAnswer(M& message, M& question) const {
+        return message.getSrcId() == header_.to() && message.getSection() == question.getSection();
+    }
+
+    void print(M& answer, Timings::Duration took) {
+        if (output_.isJson()) {
+            Json object = {{"ms", Timings::milliseconds(took)}};
+            object.update(messageJson(answer, view_));
+            output_.object(object);
+            return;
+        }
+        char time[32];
+        std::snprintf(time, sizeof time, "%.3f ms", Timings::milliseconds(took));
+        output_.line(verbose_ ? std::string(time) + '\n' + messageBlock(answer, view_)
+                              : std::string(time) + "  " + messageLine(answer, view_));
+    }
+
+    Status ended(Session::Event event) const {
+        if (event == Session::LOST) return NO_SERVER;
+        if (event == Session::OUTPUT_GONE) return DONE;
+        if (event == Session::TIME_UP) {
+            complain("no answer from client " + std::to_string(header_.to()) + " within " +
+                     std::to_string(client_.timeout) + " ms; is it connected, and does it answer?");
+        }
+        return UNFINISHED;
+    }
+
+    Client client_;
+    Header header_;
+    PayloadSource source_;
+    Output output_;
+    PayloadView view_;
+    bool verbose_ = false;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> makeRequest() {
+    return std::make_unique<Request>();
+}
