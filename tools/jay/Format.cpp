@@ -1,9 +1,7 @@
 #include "tools/jay/Format.h"
 
-#include <algorithm>
-#include <string>
-
 #include "tools/jay/DatabaseReader.h"
+#include "tools/jay/Text.h"
 #include "tools/jay/WireReader.h"
 
 namespace {
@@ -27,10 +25,7 @@ bool mayBeDatabase(std::string_view bytes) {
 
 /** Nothing but text: a capture and a database hold zeros. */
 bool isText(std::string_view bytes) {
-    return std::all_of(bytes.begin(), bytes.end(), [](char c) {
-        const auto byte = static_cast<unsigned char>(c);
-        return (byte >= 0x20 && byte != 0x7F) || c == '\n' || c == '\r' || c == '\t';
-    });
+    return textOf(bytes, Encoding::UTF_8, Blanks::WITH_LINES).has_value();
 }
 
 }  // namespace

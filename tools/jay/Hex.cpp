@@ -106,15 +106,17 @@ private:
     std::size_t readGroup(std::string_view line, std::size_t at) {
         if (line.substr(at, 2) == "0x" || line.substr(at, 2) == "0X") at += 2;
         const std::size_t n = countDigits(line.substr(at));
-        if (n == 0) {
-            fail(at, at < line.size() ? "found " + shownCharacter(line[at]) : "the line ends after 0x");
+        const std::size_t end = at + n;
+        const bool goesOn = end < line.size() && !isSeparator(line[end]);
+        if (goesOn || n == 0) {
+            fail(end, goesOn ? "found " + shownCharacter(line[end]) : "found nothing behind 0x");
         } else if (n % 2 != 0) {
             fail(at, "found a half byte in '" + std::string(line.substr(at, std::min<std::size_t>(n, 32))) +
                          "': each byte takes two digits");
         }
         for (std::size_t i = 0; i + 1 < n; i += 2)
             result_.bytes += static_cast<char>(valueOf(line[at + i]) << 4 | valueOf(line[at + i + 1]));
-        return at + n;
+        return end;
     }
 
     void fail(std::size_t at, const std::string& found) {

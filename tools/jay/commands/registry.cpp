@@ -9,5 +9,7 @@ std::vector<std::unique_ptr<Command>> allCommands() {
     commands.push_back(makeEcho());
     commands.push_back(makeBench());
     commands.push_back(makeDump());
+    commands.push_back(makeDb());
+    commands.push_back(makeWake());
     return commands;
 }

@@ -1,0 +1,57 @@
+#include "tools/jay/WakeTable.h"
+
+#include <algorithm>
+#include <sstream>
+
+#include "bus/SM.h"
+#include "tools/jay/Files.h"
+#include "tools/jay/Parsed.h"
+#include "tools/jay/Text.h"
+
+namespace {
+
+constexpr char BLANKS[] = " \t\r";
+constexpr int HIGHEST_ID = SM::MAX_CLIENTS - 1;
+constexpr std::size_t LONGEST_QUOTE = 40;
+
+/** 1..31; 0 when the text is no such number. */
+int readId(const std::string& text) {
+    if (text.size() > 2 || text.find_first_not_of("0123456789") != std::string::npos) return 0;
+    const int id = std::stoi("0" + text);
+    return id <= HIGHEST_ID ? id : 0;
+}
+
+/** Adds what a line says. @return what is wrong with it; empty when nothing is. */
+std::string addLine(const std::string& line, std::map<int, std::string>& commands) {
+    const std::size_t start = line.find_first_not_of(BLANKS);
+    if (start == std::string::npos || line[start] == '#') return "";
+    const std::size_t end = std::min(line.find_first_of(BLANKS, start), line.size());
+    const std::string word = line.substr(start, end - start);
+    const int id = readId(word);
+    if (id == 0)
+        return "'" + word.substr(0, LONGEST_QUOTE) + "' is no id; wanted 1.." + std::to_string(HIGHEST_ID) +
+               ", blanks and a command";
+    const std::size_t command = line.find_first_not_of(BLANKS, end);
+    if (command == std::string::npos) return "the command for client " + word + " is missing";
+    if (line.find('\0') != std::string::npos) return "there is a zero byte in it; is this a text file?";
+    const std::size_t last = line.find_last_not_of(BLANKS);
+    if (!commands.emplace(id, line.substr(command, last + 1 - command)).second)
+        return "client " + word + " has a command already";
+    return "";
+}
+
+}  // namespace
+
+WakeTable WakeTable::read(const std::string& path) {
+    WakeTable table;
+    const Parsed input = readInput(path);
+    table.error = input.error;
+    std::istringstream lines(input.bytes);
+    std::string line;
+    for (int number = 1; table.error.empty() && std::getline(lines, line); number++) {
+        const std::string wrong = addLine(line, table.commands);
+        if (!wrong.empty()) table.error = shownPath(path) + ", line " + std::to_string(number) + ": " + wrong;
+    }
+    if (table.error.empty() && table.commands.empty()) table.error = shownPath(path) + " names no client";
+    return table;
+}

@@ -1,0 +1,273 @@
+#include <algorithm>
+#include <limits>
+#include <sstream>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#include "tools/jay/commands/registry.h"
+#include "tools/jay/Console.h"
+#include "tools/jay/DatabaseFile.h"
+#include "tools/jay/Files.h"
+#include "tools/jay/Output.h"
+#include "tools/jay/PayloadSource.h"
+#include "tools/jay/RecordStore.h"
+
+namespace {
+
+const char EXAMPLES[] =
+    R"(Records are numbered from 1 in the order in which they were added, and never removed. FILE is the database's
+file, under any name; the programs that use the library call it '\db\NAME.db', backslashes included.
+list and get work on a copy: they never change the file, make none, and need not be allowed to write it. Of a
+damaged file they show what the library finds in it, and say so. add and set leave a damaged file alone, unless
+--force is given. Only one program at a time may use a database.
+
+examples:
+  jay db list '\db\notes.db'
+  jay db get '\db\notes.db' 2
+  jay db add '\db\notes.db' 'buy milk'       prints the new record's number; makes the file if it is not there
+  jay db set '\db\notes.db' 2 'buy salt'     prints the record's number, a new one if the text did not fit
+  jay db add notes.db --hex b0 a1            bytes that are no text
+  cat names | jay db add names.db -          a record for each line
+  jay db list --json --encoding euc-kr notes.db
+exit status: 0 done; 1 no such record, or the file is damaged or could not be written; 2 wrong use, or a file
+that is of no use)";
+
+class Db : public Command {
+public:
+    const char* name() const override { return "db"; }
+    const char* summary() const override { return "List, get, add and set the records of a database file"; }
+
+    void describe(CLI::App& app) override {
+        app.require_subcommand(1);
+        app.footer(EXAMPLES);
+        output_.describe(part(app, "list", "Print all records", &Db::list));
+        CLI::App& get = part(app, "get", "Print the text of one record", &Db::get);
+        describeId(get);
+        output_.describe(get);
+        describeWriting(part(app, "add", "Append a record", &Db::add));
+        CLI::App& set = part(app, "set", "Change the text of a record", &Db::set);
+        describeId(set);
+        describeWriting(set);
+    }
+
+    Status run() override {
+        file_ = DatabaseFile::read(path_);
+        return file_.error.empty() ? (this->*action_)() : refuse(file_.error);
+    }
+
+private:
+    using Action = Status (Db::*)();
+
+    CLI::App& part(CLI::App& app, const char* name, const char* summary, Action action) {
+        CLI::App& made = *app.add_subcommand(name, summary);
+        made.add_option("FILE", path_, "The database's file")->required()->option_text(" ");
+        made.parse_complete_callback([this, action] { action_ = action; });
+        made.footer("'jay db --help' shows examples, and tells the exit status");
+        return made;
+    }
+
+    void describeId(CLI::App& app) {
+        app.add_option("RECORD", id_, "Its number, from 1")
+            ->required()
+            ->option_text(" ")
+            ->check(CLI::Range(1, std::numeric_limits<int>::max()));
+    }
+
+    void describeWriting(CLI::App& app) {
+        source_.describe(app);
+        app.add_flag("--force", force_,
+                     "Also when the file is damaged; the library repairs what it comes across");
+        output_.describe(app);
+        app.callback([this] { source_.check(); });
+    }
+
+    static Status refuse(const std::string& why, Status status = WRONG_USE) {
+        complain(why);
+        return status;
+    }
+
+    std::string shownFile() const { return shownPath(path_); }
+
+    Status noSuchFile() const { return refuse(shownFile() + " is not there; 'jay db add' makes a database"); }
+
+    Status noSuchRecord() const {
+        std::string which = "; it has none";
+        if (!file_.ids.empty())
+            which = "; its numbers go from " + std::to_string(*file_.ids.begin()) + " to " +
+                    std::to_string(*file_.ids.rbegin());
+        return refuse("there is no record " + std::to_string(id_) + " in " + shownFile() + which, UNFINISHED);
+    }
+
+    // ---- reading ----
+
+    Status list() {
+        if (!file_.exists) return noSuchFile();
+        std::vector<std::string> texts;
+        {
+            RecordStore store(RecordStore::ON_COPY, file_.bytes);
+            if (!store.error().empty()) return refuse(store.error());
+            texts = store.texts();
+        }
+        for (std::size_t i = 0; i < texts.size(); i++) {
+            const int id = static_cast<int>(i) + 1;
+            const bool there = !texts[i].empty() || file_.ids.count(id) != 0;
+            if (there && !print(id, texts[i], true)) return output_.status();
+        }
+        return told(output_.status());
+    }
+
+    Status get() {
+        if (!file_.exists) return noSuchFile();
+        std::string text;
+        {
+            RecordStore store(RecordStore::ON_COPY, file_.bytes);
+            if (!store.error().empty()) return refuse(store.error());
+            text = store.text(id_);
+        }
+        if (text.empty() && file_.ids.count(id_) == 0) {
+            told(DONE);
+            return noSuchRecord();
+        }
+        print(id_, text, false);
+        return told(output_.status());
+    }
+
+    bool print(int id, const std::string& text, bool inList) {
+        if (output_.isJson()) {
+            Json object = {{"record", id}};
+            addBytes(object, text, output_.encoding());
+            return output_.object(object);
+        }
+        if (inList) return output_.line(std::to_string(id) + "  " + shownPayload(text, output_.encoding()));
+        const auto lines = textOf(text, output_.encoding(), Blanks::WITH_LINES);
+        return output_.line(lines ? *lines : shownText(text, output_.encoding()));
+    }
+
+    /** Tells of damage, which is what the status comes to then. */
+    Status told(Status status) const {
+        if (file_.damage.empty()) return status;
+        return refuse(shownFile() + " is damaged " + file_.damage + "; 'jay dump' shows more", UNFINISHED);
+    }
+
+    // ---- writing ----
+
+    Status add() {
+        std::vector<std::string> texts;
+        Status status = gather(texts);
+        if (status == DONE) status = file_.exists ? checkWritable() : make();
+        if (status != DONE) return status;
+        std::vector<int> ids;
+        {
+            RecordStore store(RecordStore::ON_FILE, path_);
+            if (!store.error().empty()) {
+                status = refuse(store.error());
+            } else {
+                for (const std::string& text : texts) {
+                    ids.push_back(store.add(text));
+                    if (ids.back() == 0) break;
+                }
+            }
+        }
+        return tellOfAdded(ids, texts, status);
+    }
+
+    Status set() {
+        if (!file_.exists) return noSuchFile();
+        if (source_.isInput()) return refuse("- stands for many records, which only 'jay db add' can take");
+        std::vector<std::string> texts;
+        Status status = gather(texts);
+        if (status == DONE) status = checkWritable();
+        if (status != DONE) return status;
+        if (file_.ids.count(id_) == 0) return noSuchRecord();
+        int now = 0;
+        {
+            RecordStore store(RecordStore::ON_FILE, path_);
+            if (!store.error().empty()) return refuse(store.error());
+            now = store.set(id_, texts[0]);
+        }
+        if (now == 0) return notWritten();
+        if (now != id_)
+            output_.note("the text did not fit into the place of record " + std::to_string(id_) +
+                         ", which is gone; it is record " + std::to_string(now) + " now");
+        printId(now);
+        return output_.status();
+    }
+
+    /** The texts that the command line, or standard input, tells. */
+    Status gather(std::vector<std::string>& texts) {
+        std::vector<Parsed> given;
+        if (source_.isInput()) {
+            const Parsed input = readInput("-");
+            if (!input.ok()) return refuse(input.error);
+            std::istringstream lines(input.bytes);
+            for (std::string line; std::getline(lines, line);)
+                given.push_back(source_.payload(line, output_.encoding()));
+        } else {
+            given.push_back(source_.payload(output_.encoding()));
+        }
+        for (std::size_t i = 0; i < given.size(); i++) {
+            const std::string line =
+                source_.isInput() ? "line " + std::to_string(i + 1) + " of standard input: " : "";
+            if (!given[i].ok()) return refuse(line + given[i].error + "; nothing was written");
+            const std::size_t zero = given[i].bytes.find('\0');
+            if (zero != std::string::npos)
+                return refuse(line + "byte " + std::to_string(zero + 1) +
+                              " is zero, which ends a record's text; nothing was written");
+            texts.push_back(given[i].bytes);
+        }
+        return DONE;
+    }
+
+    Status checkWritable() const {
+        const std::string obstacle = obstacleToWriting(path_);
+        if (!obstacle.empty()) return refuse("cannot write " + shownFile() + ": " + obstacle);
+        if (file_.damage.empty()) return DONE;
+        const std::string what = shownFile() + " is damaged " + file_.damage;
+        if (!force_)
+            return refuse(
+                what +
+                "; nothing was written ('jay db list' shows what is left; --force writes all the same)");
+        output_.note(what + "; writing all the same");
+        return DONE;
+    }
+
+    Status make() {
+        const std::string obstacle = makeFile(path_);
+        if (!obstacle.empty()) return refuse("cannot make " + shownFile() + ": " + obstacle);
+        output_.note("made " + shownFile());
+        return DONE;
+    }
+
+    Status tellOfAdded(const std::vector<int>& ids, const std::vector<std::string>& texts, Status status) {
+        const bool all = ids.size() == texts.size() && (ids.empty() || ids.back() != 0);
+        for (const int id : ids) {
+            if (id != 0 && !printId(id)) return output_.status();
+        }
+        if (!all && !file_.exists && (ids.empty() || ids.front() == 0)) unlink(path_.c_str());
+        if (status != DONE) return status;
+        return all ? output_.status() : notWritten();
+    }
+
+    Status notWritten() const {
+        return refuse("could not write the record to " + shownFile() + "; is the disk full?", UNFINISHED);
+    }
+
+    bool printId(int id) {
+        return output_.isJson() ? output_.object({{"record", id}}) : output_.line(std::to_string(id));
+    }
+
+    std::string path_;
+    int id_ = 0;
+    PayloadSource source_;
+    bool force_ = false;
+    Output output_;
+    Action action_ = nullptr;
+    DatabaseFile file_;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> makeDb() {
+    return std::make_unique<Db>();
+}

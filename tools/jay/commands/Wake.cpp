@@ -1,0 +1,235 @@
+#include <fcntl.h>
+#include <limits>
+#include <signal.h>
+#include <string>
+#include <unistd.h>
+
+#include "bus/M.h"
+#include "system/JSystem.h"
+#include "tools/jay/Client.h"
+#include "tools/jay/commands/registry.h"
+#include "tools/jay/Console.h"
+#include "tools/jay/Launcher.h"
+#include "tools/jay/Output.h"
+#include "tools/jay/Session.h"
+#include "tools/jay/WakeTable.h"
+
+namespace {
+
+constexpr int TICK_MS = 100;  // how often it looks whether a command has ended
+
+const char EXAMPLES[] =
+    R"(Is client 0, whom the server asks to wake up clients that have messages waiting but are not connected; for each
+request it starts the client's command. TABLE has a line for each client, and comments behind #:
+
+  # id  command
+  5     /usr/bin/player --bus 5
+  7     exec jay echo --id 7
+
+The shell runs the commands, with nothing to read, and what they print goes to standard error. A command that still
+runs is not started a second time. One that fails is left alone for --backoff, twice as long each time that it fails
+again, up to --backoff-most; a request that comes meanwhile is kept. It begins anew when it has ended with
+status 0, or has run for --steady.
+SIGHUP reads TABLE again; if it is wrong, the old one stays. When jay wake ends, commands that run are left alone.
+--json writes a line for each thing that it does: request, started, running, waiting, unknown, ended, killed, failed,
+reloaded.
+
+examples:
+  jay wake /etc/jay/wake.table
+  jay wake --json --backoff 5000 wake.table | logger -t wake
+exit status: 0 ended by Ctrl-C or SIGTERM, or by the end of the program that reads its output; 1 so ended before the
+server had answered; 2 wrong use, or a table that is wrong; 3 no server, or lost it)";
+
+volatile sig_atomic_t reloadWanted = 0;
+
+void noteReload(int) {
+    reloadWanted = 1;
+}
+
+/** Not before the session has its own way with signals. */
+void reloadOnHangUp() {
+    struct sigaction action {};
+    action.sa_handler = noteReload;
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGHUP, &action, nullptr);
+}
+
+const char* nameOf(Launcher::Event::Kind kind) {
+    static constexpr const char* NAMES[] = {"started", "failed", "running", "waiting",
+                                            "unknown", "ended",  "killed"};
+    return NAMES[kind];
+}
+
+std::string inMs(int ms) {
+    return std::to_string(ms) + " ms";
+}
+
+/** What befell a command, as a sentence without the name of the client. */
+std::string sentence(const Launcher::Event& event) {
+    const std::string pid = std::to_string(event.pid);
+    const std::string again = "; not started again within " + inMs(event.wait) + ", having failed " +
+                              std::to_string(event.failures) + (event.failures == 1 ? " time" : " times");
+    switch (event.kind) {
+        case Launcher::Event::STARTED:
+            return "started its command, process " + pid;
+        case Launcher::Event::NOT_STARTED:
+            return "cannot make a process" + again;
+        case Launcher::Event::RUNNING:
+            return "its command still runs, process " + pid + "; not started again";
+        case Launcher::Event::WAITING:
+            return "its command has failed; to be started in " + inMs(event.wait);
+        case Launcher::Event::UNKNOWN:
+            return "no command for it in the table";
+        case Launcher::Event::ENDED:
+            return "its command, process " + pid + ", has ended with status " + std::to_string(event.status) +
+                   (event.status == 0 ? "" : again);
+        case Launcher::Event::KILLED:
+            return "its command, process " + pid + ", was ended by a signal" + again;
+    }
+    return "";
+}
+
+class Wake : public Command {
+public:
+    Wake() : launcher_(pace_, [this](const Launcher::Event& event) { tell(event); }) {}
+
+    const char* name() const override { return "wake"; }
+    const char* summary() const override {
+        return "Be client 0, and start the clients that messages wait for";
+    }
+
+    void describe(CLI::App& app) override {
+        app.add_option("TABLE", path_, "The file that tells which command starts which client")
+            ->required()
+            ->option_text(" ");
+        client_.describeServer(app);
+        describeTime(app, "--backoff", pace_.backoff, "How long a command is left alone after it has failed");
+        describeTime(app, "--backoff-most", pace_.mostBackoff, "The longest time that it is left alone");
+        describeTime(app, "--steady", pace_.steady, "A command that ran for so long has not failed to start");
+        app.add_flag("--skip-old", skipOld_,
+                     "Leave out requests that are older than the connection: the server "
+                     "repeats, within 30 seconds, those that still hold");
+        output_.describe(app);
+        app.footer(EXAMPLES);
+    }
+
+    Status run() override {
+        const WakeTable table = WakeTable::read(path_);
+        if (!table.error.empty()) {
+            complain(table.error);
+            return WRONG_USE;
+        }
+        launcher_.setCommands(table.commands);
+        if (!output_.isJson()) dropOutput();
+        client_.ids = {0};
+        Session session(client_);
+        if (!session.open()) return Session::failure();
+        reloadOnHangUp();
+        output_.note("waking " + std::to_string(table.commands.size()) + " clients as client 0 at " +
+                     client_.server());
+        if (skipOld_) skip(session);
+        return serve(session);
+    }
+
+private:
+    static void describeTime(CLI::App& app, const char* name, int& value, const char* meaning) {
+        app.add_option(name, value, meaning)
+            ->option_text("MS (default " + std::to_string(value) + ")")
+            ->check(CLI::Range(0, std::numeric_limits<int>::max()));
+    }
+
+    /** Nothing will be written there, so nobody needs to be there to read it. */
+    static void dropOutput() {
+        const int nothing = open("/dev/null", O_WRONLY | O_CLOEXEC);
+        if (nothing < 0) return;
+        dup2(nothing, STDOUT_FILENO);
+        close(nothing);
+    }
+
+    void skip(Session& session) const {
+        const int old = session.leftOver();
+        Arrival arrival;
+        for (int i = 0; i < old; i++) session.next(arrival, 0);
+        if (old > 0) output_.note("left out " + std::to_string(old) + " messages that had waited");
+    }
+
+    Status serve(Session& session) {
+        Arrival arrival;
+        for (;;) {
+            const Session::Event event = session.next(arrival, TICK_MS);
+            if (event == Session::MESSAGE) {
+                take(*arrival.message);
+            } else if (event != Session::TIME_UP) {
+                tellOfRunning();
+                return event == Session::LOST ? NO_SERVER : DONE;
+            }
+            launcher_.tick();
+            if (reloadWanted != 0) reload();
+            if (!writable_) return output_.status();
+        }
+    }
+
+    void take(M& message) {
+        const int client = message.getDestId();
+        const std::string from = std::to_string(message.getSrcId());
+        if ((message.getFlag() & M::M_FLAG_SYNC) == 0) {
+            output_.note("a message from client " + from + " is no request; left out");
+        } else if (client != 0) {  // about ourselves, from the time before we came
+            output_.note("client " + std::to_string(client) + ": messages wait, the first from client " +
+                         from);
+            write({{"event", "request"}, {"client", client}, {"source", message.getSrcId()}});
+            launcher_.request(client);
+        }
+    }
+
+    void reload() {
+        reloadWanted = 0;
+        const WakeTable table = WakeTable::read(path_);
+        if (!table.error.empty()) return complain(table.error + "; the table read before stays");
+        launcher_.setCommands(table.commands);
+        output_.note("read " + shownTable() + " again: " + std::to_string(table.commands.size()) +
+                     " clients");
+        write({{"event", "reloaded"}, {"clients", table.commands.size()}});
+    }
+
+    std::string shownTable() const { return "'" + path_ + "'"; }
+
+    void tell(const Launcher::Event& event) {
+        output_.note("client " + std::to_string(event.client) + ": " + sentence(event));
+        Json object = {{"event", nameOf(event.kind)}, {"client", event.client}};
+        if (event.pid != 0) object["pid"] = event.pid;
+        if (event.kind == Launcher::Event::ENDED) object["status"] = event.status;
+        if (event.failures > 0) {
+            object["failures"] = event.failures;
+            object["wait"] = event.wait;
+        }
+        write(object);
+    }
+
+    void write(const Json& event) {
+        if (!output_.isJson()) return;
+        Json object = {{"time", JSystem::getMilliseconds()}};
+        object.update(event);
+        if (writable_) writable_ = output_.object(object);
+    }
+
+    void tellOfRunning() const {
+        for (const auto& [client, pid] : launcher_.running())
+            output_.note("client " + std::to_string(client) + ": its command, process " +
+                         std::to_string(pid) + ", is left running");
+    }
+
+    Client client_;
+    std::string path_;
+    Launcher::Pace pace_;
+    bool skipOld_ = false;
+    Output output_;
+    Launcher launcher_;
+    bool writable_ = true;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> makeWake() {
+    return std::make_unique<Wake>();
+}
