@@ -64,6 +64,7 @@ set(JAY_PACKAGING ${PROJECT_SOURCE_DIR}/packaging)
 file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/packaging/shlibs
      CONTENT "libjay ${JAY_SOVERSION} libjay${JAY_SOVERSION} (>= ${PROJECT_VERSION})\n")
 set(CPACK_DEBIAN_LIBJAY1_PACKAGE_CONTROL_EXTRA ${CMAKE_BINARY_DIR}/packaging/shlibs ${JAY_PACKAGING}/libjay1/triggers)
-set(CPACK_DEBIAN_JAY-TOOLS_PACKAGE_CONTROL_EXTRA ${JAY_PACKAGING}/jay-tools/postinst ${JAY_PACKAGING}/jay-tools/postrm)
+set(CPACK_DEBIAN_JAY-TOOLS_PACKAGE_CONTROL_EXTRA
+    ${JAY_PACKAGING}/jay-tools/postinst ${JAY_PACKAGING}/jay-tools/prerm ${JAY_PACKAGING}/jay-tools/postrm)
 
 include(CPack)
