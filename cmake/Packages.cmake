@@ -1,5 +1,9 @@
 # Debian packages, one per component of Install.cmake: `cmake --preset package && cmake --build --preset package`, or the
 # target `package` of any other build. They are left in packages/ of the build.
+# A build for another machine makes none: what the library depends on there is not known here.
+if(CMAKE_CROSSCOMPILING OR NOT CMAKE_LIBRARY_ARCHITECTURE)
+    return()
+endif()
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME jay)
 set(CPACK_PACKAGE_VENDOR "The Jay authors")
