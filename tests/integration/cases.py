@@ -1,9 +1,12 @@
 """What the integration tests share: a case that starts programs and ends them, and a client made of raw bytes."""
+import fcntl
 import os
+import re
 import signal
 import socket
 import struct
 import sys
+import termios
 import time
 import unittest
 from collections import namedtuple
@@ -28,6 +31,10 @@ Message = namedtuple("Message", "length dest src flag priority stamp section pay
 def pack(src, dest, payload=b"", flag=0, priority=0, stamp=0, section=0):
     """A message as it is on the wire."""
     return HEADER.pack(HEADER.size + len(payload), dest, src, flag, priority, stamp, section) + payload
+
+
+# What jay prints for a message, without the time before it.
+JAY_MESSAGE = re.compile(r"(\d+) -> (\d+)  flag (\S+)  priority (\d+)  section (-?\d+)  length (\d+)  (.*)$")
 
 
 class RawClient:
@@ -130,6 +137,35 @@ class Case(unittest.TestCase):
             self.assertIn(part, text)
 
 
+class JayCase(Case):
+    """Runs the command-line client against a server of its own."""
+
+    def setUp(self):
+        super().setUp()
+        self.server, self.port = self.start_server()
+
+    def jay(self, command, *arguments, **options):
+        return self.run_program("jay", command, "--port", self.port, *arguments, **options)
+
+    def send(self, *arguments):
+        """Sends, which is done without a word."""
+        self.assertEqual(self.jay("send", *arguments), (0, "", ""))
+
+    def listen(self, number, *arguments, **options):
+        """A listener that the server has attached."""
+        process = self.start("jay", "listen", "--id", number, "--port", self.port, *arguments, **options)
+        self.assertEqual(process.err.next_line(), f"jay: listening as client {number} at 127.0.0.1:{self.port}")
+        return process
+
+    def shown(self, listener):
+        """What the next line shows: source, destination, flag, priority, section, length, payload."""
+        line = listener.out.next_line()
+        self.assertRegex(line or "", r"^\d\d:\d\d:\d\d\.\d{3}  \d")
+        match = JAY_MESSAGE.match(line, 14)
+        self.assertTrue(match, line)
+        return match.groups()
+
+
 def eventually(condition, limit=LIMIT):
     """Waits until the condition holds."""
     deadline = time.monotonic() + limit
@@ -142,6 +178,18 @@ def eventually(condition, limit=LIMIT):
 def state_of(process):
     """The letter that /proc tells: R running, S asleep, T halted, Z ended."""
     return Path(f"/proc/{process.pid}/stat").read_text().rpartition(") ")[2][0]
+
+
+def handles_interrupts(process):
+    """Whether the process has a handler of its own for SIGINT."""
+    with open(f"/proc/{process.pid}/status", encoding="ascii") as status:
+        caught = next(line for line in status if line.startswith("SigCgt:"))
+    return int(caught.split()[1], 16) & 1 << (signal.SIGINT - 1) != 0
+
+
+def pipe_is_full(reading):
+    waiting = struct.unpack("i", fcntl.ioctl(reading, termios.FIONREAD, bytes(4)))[0]
+    return waiting >= fcntl.fcntl(reading, 1032) - 4096  # F_GETPIPE_SZ; a page may be partly filled
 
 
 Connection = namedtuple("Connection", "local remote sending receiving")

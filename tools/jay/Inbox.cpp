@@ -100,10 +100,11 @@ bool Inbox::wait(int ms, int output) {
 }
 
 bool Inbox::waitForRoom(int output) {
-    while (!isStopped()) {
-        if (waitFor(output, POLLOUT, FOR_EVER)) return true;
+    for (;;) {
+        const bool stopped = isStopped();
+        if (waitFor(output, POLLOUT, stopped ? 0 : FOR_EVER)) return true;
+        if (stopped) return false;
     }
-    return false;
 }
 
 bool Inbox::waitForInput(int input, int ms) {

@@ -49,7 +49,7 @@ public:
      */
     bool wait(int ms, int output);
 
-    /** Waits until a write of up to PIPE_BUF bytes does not block. @return false when a signal asks to end first. */
+    /** Waits until a write of up to PIPE_BUF bytes does not block. @return false when it would, and a signal asks to end. */
     bool waitForRoom(int output);
 
     /** Waits until a read of `input` does not block, which it does not at its end either. @return false when a signal

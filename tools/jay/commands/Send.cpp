@@ -66,7 +66,8 @@ public:
             return WRONG_USE;
         }
         Session session(client_);
-        if (!session.connect()) return failed();
+        // Before the first line is waited for, it is good to know that it can be sent.
+        if (!(source_.isInput() ? session.open() : session.connect())) return failed();
         const Status status = source_.isInput() ? sendLines(session) : send(session, payload.bytes);
         // Also after a line that was wrong: those before it are to arrive.
         if (!session.confirm(client_.timeout)) return failed();
