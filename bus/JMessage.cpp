@@ -250,6 +250,12 @@ bool JMessage::atEnd() const {
 /** A little-endian number at the read cursor, whether the message is that long or not. */
 unsigned JMessage::take(int bytes) {
     unsigned value = 0;
+    if (pos >= 0 && pos <= capacity - bytes) {
+        const auto* at = reinterpret_cast<const unsigned char*>(data) + pos;
+        for (int i = 0; i < bytes; i++) value |= static_cast<unsigned>(at[i]) << (8 * i);
+        pos += bytes;
+        return value;
+    }
     for (int i = 0; i < bytes; i++) value |= byteAt(static_cast<long long>(pos) + i) << (8 * i);
     advance(bytes);
     return value;

@@ -3,9 +3,11 @@
 #include <memory>
 
 #include "bus/detail/Bands.h"
+#include "bus/detail/Burst.h"
 #include "bus/SA.h"
 #include "thread/detail/ScopedLock.h"
 
+using jay::detail::Burst;
 using jay::detail::ScopedLock;
 
 LQ::LQ(SA* queueOwner) : owner(queueOwner), closed(false) {
@@ -28,12 +30,14 @@ int LQ::add(M& m) {
 }
 
 int LQ::adopt(M* m) {
-    std::unique_ptr<M> mine(m);
-    {
-        const ScopedLock guard(lock);
-        if (!closed && bands[bandOf(*m)]->adopt(m) == JQueue::OK) mine.release();
-    }
+    adoptQuietly(m);
     return owner->notify();
+}
+
+void LQ::adoptQuietly(M* m) {
+    std::unique_ptr<M> mine(m);
+    const ScopedLock guard(lock);
+    if (!closed && bands[bandOf(*m)]->adopt(m) == JQueue::OK) mine.release();
 }
 
 M* LQ::get() {
@@ -54,4 +58,21 @@ bool LQ::isEmpty() {
 int LQ::size() {
     const ScopedLock guard(lock);
     return closed ? 0 : jay::detail::total(bands);
+}
+
+int LQ::gather(Burst& burst) {
+    const ScopedLock guard(lock);
+    if (closed) return 0;
+    JQueue& band = jay::detail::firstFilled(bands);
+    burst.clear(band);
+    for (int i = 0; i < band.size(); i++) {
+        auto* m = static_cast<M*>(band.peek(i));
+        if ((m->getFlag() & M::M_FLAG_TIMED) != 0 || !burst.append(*m)) break;
+    }
+    return burst.count();
+}
+
+void LQ::drop(const Burst& burst, int count) {
+    const ScopedLock guard(lock);
+    for (int i = 0; i < count; i++) delete burst.band().get();
 }

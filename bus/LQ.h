@@ -8,6 +8,10 @@
 
 class SA;
 
+namespace jay::detail {
+class Burst;
+}
+
 /**
  * One client's outbound queue: what waits to be sent to it. Three bands, served strictly in order: messages
  * with any flag, priority 0, all other priorities; first in, first out within a band. (The server's inbound
@@ -32,6 +36,9 @@ public:
     /** The same without a copy: the queue takes the message over. */
     int adopt(M* m);
 
+    /** The same without the notification, which the caller owes. */
+    void adoptQuietly(M* m);
+
     /** The next message, owned by the caller; null when there is none. */
     M* get();
 
@@ -42,6 +49,16 @@ public:
 
     /** How many messages wait, in all bands; 0 once the destructor has begun. */
     int size();
+
+    /**
+     * Copies messages that wait into a burst, in the order of get(), and leaves them in the queue: those at the head of
+     * one band that fit, up to a TIMED one.
+     * @return how many were copied. Good until somebody takes a message out.
+     */
+    int gather(jay::detail::Burst& burst);
+
+    /** Takes out and destroys the first `count` messages of a burst. */
+    void drop(const jay::detail::Burst& burst, int count);
 
 private:
     static constexpr int BANDS = 3;

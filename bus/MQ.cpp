@@ -35,12 +35,14 @@ int MQ::add(M& m) {
 }
 
 int MQ::adopt(M* m) {
-    std::unique_ptr<M> mine(m);
-    {
-        const ScopedLock guard(lock);
-        if (!closed && bands[bandOf(*m)]->adopt(m) == JQueue::OK) mine.release();
-    }
+    adoptQuietly(m);
     return owner->notify();
+}
+
+void MQ::adoptQuietly(M* m) {
+    std::unique_ptr<M> mine(m);
+    const ScopedLock guard(lock);
+    if (!closed && bands[bandOf(*m)]->adopt(m) == JQueue::OK) mine.release();
 }
 
 M* MQ::get() {

@@ -31,6 +31,9 @@ public:
     /** The same without a copy: the queue takes the message over. */
     int adopt(M* m);
 
+    /** The same without the notification, which the caller owes. */
+    void adoptQuietly(M* m);
+
     /** The next message, owned by the caller; null when there is none. */
     M* get();
 

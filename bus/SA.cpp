@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "bus/detail/Burst.h"
 #include "bus/detail/MessageReader.h"
 #include "bus/LQ.h"
 #include "bus/SM.h"
@@ -14,8 +15,10 @@
 #include "thread/detail/CancelOff.h"
 #include "thread/detail/ScopedLock.h"
 
+using jay::detail::Burst;
 using jay::detail::MessageReader;
 using jay::detail::ScopedLock;
+using jay::detail::ScopedTryLock;
 
 namespace {
 
@@ -97,8 +100,13 @@ void SA::add(M& m) {
 }
 
 void SA::adopt(M* m) {
+    adoptQuietly(m);
+    notify();
+}
+
+void SA::adoptQuietly(M* m) {
     in.fetch_add(1, std::memory_order_relaxed);
-    lq->adopt(m);
+    lq->adoptQuietly(m);
 }
 
 // Without the lock: a client that does not read must not stop the manager, which asks here, for the length of
@@ -150,7 +158,7 @@ void SA::step(bool waiting, long long& deadline) {
             if (JSystem::getMilliseconds() > deadline) state = ABSENT;
             break;
         case CONNECTED:
-            if (expired()) {
+            if (rest == nullptr && expired()) {
                 timedStamp = 0;
                 ask(deadline);
                 JSystem::debug("SA(%d)>> timed expire sync...\n", id);
@@ -182,10 +190,49 @@ bool SA::expired() const {
 }
 
 void SA::sendNext() {
+    if (rest != nullptr || sendBurst()) {
+        sendRest();
+        return;
+    }
     const std::unique_ptr<M> m(lq->get());
     if (m == nullptr) return;
     if ((m->getFlag() & M::M_FLAG_TIMED) != 0) startTimer(*m);
     if (socket != nullptr) transmit(*m);
+}
+
+/**
+ * Sends what waits in one write, as far as the system takes it without waiting: what one write each would have done, at
+ * the cost of one. What was not begun stays in the queue, where more urgent messages overtake it. False when nothing
+ * was taken: then the next message goes alone. Called under lock, which makes its holder the one that takes messages
+ * out of the queue.
+ */
+bool SA::sendBurst() {
+    if (socket == nullptr) return false;
+    Burst burst;
+    if (lq->gather(burst) == 0) return false;
+    const int sent = socket->getOutputStream()->offer(burst.bytes(), burst.end(burst.count()));
+    if (sent == 0) return false;
+    const int begun = burst.begunWithin(sent);
+    lq->drop(burst, begun);
+    if (sent < burst.end(begun)) rest = std::make_unique<JByte>(burst.bytes(), sent, burst.end(begun) - sent);
+    return true;
+}
+
+void SA::sendRest() {
+    if (const std::unique_ptr<JByte> bytes = std::move(rest)) write(*bytes);
+}
+
+void SA::deliver() {
+    if (!deliverAtOnce()) notify();
+}
+
+/** False when something is left for the sending loop. */
+bool SA::deliverAtOnce() {
+    const ScopedTryLock guard(lock);
+    if (!guard.held() || state != CONNECTED || rest != nullptr || expired()) return false;
+    while (sendBurst() && rest == nullptr) {
+    }
+    return rest == nullptr && lq->isEmpty();
 }
 
 void SA::startTimer(M& m) {
@@ -199,6 +246,10 @@ void SA::startTimer(M& m) {
 
 void SA::transmit(M& m) {
     JByte bytes = m.toByteArray();
+    write(bytes);
+}
+
+void SA::write(JByte& bytes) {
     if (socket->getOutputStream()->write(bytes, 0, bytes.size()) == 0) return;
     state = LOST;  // the message is lost with the connection
     JSystem::debug("SA(%d)>> error send message!!!\n", id);
@@ -243,6 +294,7 @@ bool SA::attach(JSocket* s) {
         if (stopping() || !replaceable()) return false;
         std::swap(socket, former);
         timedStamp = 0;
+        rest.reset();
         state = CONNECTED;
     }
     // Closed, but still here if the states have not come to it, or after an unanswered message.
@@ -314,8 +366,9 @@ JSocket* SA::lendSocket() {
     return socket;
 }
 
+/** The manager is not told yet. */
 void SA::received(M* m) {
-    sm->adopt(m);
+    sm->adoptQuietly(m);
     if (timedStamp == 0) return;
     timedStamp = 0;
     JSystem::debug("SA(%d)>> clear timed time-stamp\n", id);
@@ -343,12 +396,19 @@ void SA::SAReader::run() {
 
 /** Reads until the connection is over or this thread is to end. */
 void SA::SAReader::readMessages(JSocket& from) {
-    MessageReader messages(from);
+    SM& manager = *agent->sm;
+    bool owed = false;  // the manager is told once of all that came together
+    const auto notifyManager = [&] {
+        if (owed) manager.notify();
+        owed = false;
+    };
+    MessageReader messages(from, notifyManager);
     std::unique_ptr<M> m;
     while (stopFlag == 0) {
         switch (messages.next(m)) {
             case MessageReader::MESSAGE:
                 agent->received(m.release());
+                owed = true;
                 break;
             case MessageReader::TIMED_OUT:
                 break;
@@ -356,6 +416,7 @@ void SA::SAReader::readMessages(JSocket& from) {
                 return;
         }
     }
+    notifyManager();
 }
 
 bool SA::SAReader::idle() {

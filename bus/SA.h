@@ -2,6 +2,7 @@
 #define JAY_BUS_SA_H
 
 #include <atomic>
+#include <memory>
 
 #include "bus/M.h"
 #include "bus/SM.h"
@@ -60,6 +61,9 @@ public:
     /** The same without a copy: the agent takes the message over. */
     void adopt(M* m);
 
+    /** The same without waking the agent, which the caller owes: many messages, one deliver() or notify(). */
+    void adoptQuietly(M* m);
+
     /** Whether the client is connected. Does not wait for a message that is being written. */
     bool active();
 
@@ -87,6 +91,12 @@ public:
     /** Wakes the sending loop. */
     int notify();
 
+    /**
+     * Sees to it that what waits is sent: what the system takes at once on the calling thread, which spares a change of
+     * threads, and the rest by waking the sending loop. Never waits.
+     */
+    void deliver();
+
     /** Tells the sending loop to end. */
     void stop();
 
@@ -99,8 +109,12 @@ private:
     void step(bool waiting, long long& deadline);
     void ask(long long& deadline);
     void sendNext();
+    bool sendBurst();
+    void sendRest();
+    bool deliverAtOnce();
     void startTimer(M& m);
     void transmit(M& m);
+    void write(JByte& bytes);
     bool expired() const;
     bool closeStep();
     bool destroySocket();
@@ -129,6 +143,7 @@ private:
     SAReader* reader;
 
     JLock socketLock;
+    std::unique_ptr<JByte> rest;  // of the message that the system took in part; under lock
 };
 
 /** The thread that reads one client's messages. Belongs to its agent. */

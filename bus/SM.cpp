@@ -1,6 +1,7 @@
 #include "bus/SM.h"
 
 #include <memory>
+#include <utility>
 
 #include "bus/CM.h"
 #include "bus/MQ.h"
@@ -14,6 +15,8 @@ using jay::detail::ScopedLock;
 namespace {
 
 constexpr int LOOK_UP_MS = 1000;    ///< how long the loop sleeps at most before it looks at the stop flag
+constexpr int ROUND = 128;          ///< messages that are routed before the agents hear of them
+constexpr unsigned ALL = ~0U;       ///< every agent that there is
 constexpr int LISTEN_POLL_MS = 10;  ///< between two looks whether the listener listens
 constexpr int NOT_YET = -1;         ///< the listener has not said whether it listens
 
@@ -40,12 +43,11 @@ SM::~SM() {
     const jay::detail::CancelOff off;
     stop();
     stopThreads();
-    for (SA*& slot : slots) {
+    for (auto& slot : slots) {
         SA* agent = nullptr;
         {
             const ScopedLock guard(slotLock);
-            agent = slot;
-            slot = nullptr;
+            agent = slot.exchange(nullptr);
         }
         delete agent;  // with no lock held: it waits for two threads
     }
@@ -62,70 +64,87 @@ void SM::stopThreads() {
     finish();
     CM* listener = cm;
     if (listener != nullptr) listener->stop();
-    forEachAgent([](SA& agent) { agent.stopReader(); });
+    forEachAgent(ALL, [](SA& agent) { agent.stopReader(); });
     if (listener != nullptr) listener->join();
     // All are told before the first is waited for.
-    forEachAgent([](SA& agent) { agent.stopReader(); });
-    forEachAgent([](SA& agent) {
+    forEachAgent(ALL, [](SA& agent) { agent.stopReader(); });
+    forEachAgent(ALL, [](SA& agent) {
         agent.endReader();
         agent.stop();
     });
 }
 
 template <class Action>
-void SM::forEachAgent(Action action) {
+void SM::forEachAgent(unsigned clients, Action action) {
     for (int client = 0; client < MAX_CLIENTS; client++) {
-        if (SA* agent = agentAt(client)) action(*agent);
+        SA* agent = (clients >> client & 1U) != 0 ? agentAt(client) : nullptr;
+        if (agent != nullptr) action(*agent);
     }
 }
 
 void SM::run() {
     cm = new CM(this, port);
     cm.load()->start();
-    while (!stopFlag) {
-        if (mq->isEmpty()) event.wait(LOOK_UP_MS);
-        if (stopFlag) break;
-        if (M* m = mq->get()) route(m);
+    unsigned owed = 0;  // agents that have got messages and do not know it yet, a bit each
+    for (int routed = 0; !stopFlag;) {
+        std::unique_ptr<M> m(mq->get());
+        if (m == nullptr || routed == ROUND) {
+            forEachAgent(owed, [](SA& agent) { agent.deliver(); });
+            owed = 0;
+            routed = 0;
+        }
+        if (m == nullptr) {
+            event.wait(LOOK_UP_MS);
+            continue;
+        }
+        owed |= route(std::move(m));
+        routed++;
     }
     JSystem::debug("SM>> stop SM(in:%d, out:%d)\n", in.load(), static_cast<int>(out.load()));
 }
 
-void SM::route(M* message) {
-    std::unique_ptr<M> m(message);
+/** Gives a message to its agents, who are not told yet. @return which they are, a bit each. */
+unsigned SM::route(std::unique_ptr<M> m) {
     int dest = m->getDestId();
     const int src = m->getSrcId();
     const int flag = m->getFlag();
     const int priority = m->getPriority();
     const auto number = static_cast<int>(out.load());
+    unsigned agents = 0;
 
     if ((flag & M::M_FLAG_SYNC) != 0) {
         dest = 0;  // the message itself keeps its destination
     } else if (!isClient(dest)) {
         JSystem::debug("SM>> error dest id = %d\n", dest);
-        return;
+        return 0;
     }
     // The order of the tests is kept: a SYNC broadcast is a broadcast, and a broadcast, too, needs a
     // destination below 32.
     if ((flag & M::M_FLAG_BROADCAST) != 0) {
         JSystem::debug("SM>> q%d(%d) : ALL <-- %d\n", priority, number, src);
-        broadcast(*m);
+        agents = broadcast(*m);
     } else {
-        agentFor(dest)->adopt(m.release());
+        agentFor(dest)->adoptQuietly(m.release());
+        agents = 1U << dest;
         JSystem::debug("SM>> q%d(%d) : %d <-- %d\n", priority, number, dest, src);
     }
     out.store(out.load(std::memory_order_relaxed) + 1,
               std::memory_order_relaxed);  // no other thread counts it
+    return agents;
 }
 
-void SM::broadcast(M& m) {
+unsigned SM::broadcast(M& m) {
     const int src = m.getSrcId();
+    unsigned agents = 0;
     for (int client = 0; client < MAX_CLIENTS; client++) {
         SA* agent = client != src ? agentAt(client) : nullptr;
         if (agent == nullptr || !agent->active()) continue;
         m.setDestId(client);
         m.setFlag(0);
-        agent->add(m);
+        agent->adoptQuietly(new M(m));
+        agents |= 1U << client;
     }
+    return agents;
 }
 
 void SM::add(M& m) {
@@ -133,12 +152,17 @@ void SM::add(M& m) {
 }
 
 void SM::adopt(M* m) {
+    adoptQuietly(m);
+    notify();
+}
+
+void SM::adoptQuietly(M* m) {
     if (m->size() > M::MAX_SIZE) {
         delete m;  // its length does not fit the header: no client could read on behind it
         return;
     }
     in.fetch_add(1, std::memory_order_relaxed);
-    mq->adopt(m);
+    mq->adoptQuietly(m);
 }
 
 int SM::set(int client, JSocket* socket) {
@@ -147,18 +171,20 @@ int SM::set(int client, JSocket* socket) {
 
 /** The agent of a client, null if there is none. Agents live as long as the manager. */
 SA* SM::agentAt(int client) {
-    const ScopedLock guard(slotLock);
-    return slots[client];
+    return slots[client].load(std::memory_order_acquire);
 }
 
 /** The agent of a client, made and started if there is none. */
 SA* SM::agentFor(int client) {
+    if (SA* agent = agentAt(client)) return agent;
     const ScopedLock guard(slotLock);
-    if (slots[client] == nullptr) {
-        slots[client] = new SA(this, client);
-        slots[client]->start();
+    SA* agent = agentAt(client);
+    if (agent == nullptr) {
+        agent = new SA(this, client);
+        slots[client].store(agent, std::memory_order_release);
+        agent->start();
     }
-    return slots[client];
+    return agent;
 }
 
 int SM::notify() {

@@ -2,6 +2,7 @@
 #define JAY_BUS_SM_H
 
 #include <atomic>
+#include <memory>
 
 #include "bus/M.h"
 #include "thread/JEvent.h"
@@ -72,6 +73,9 @@ public:
     /** The same without a copy: the manager takes the message over. */
     void adopt(M* m);
 
+    /** The same without waking the manager, which the caller owes: many messages, one notify(). */
+    void adoptQuietly(M* m);
+
     /**
      * Hands a new connection to the agent of its client, which closes a former one first. May block until the
      * agent is ready, which takes as long as the former connection needs to close.
@@ -111,19 +115,19 @@ public:
 private:
     friend class CM;
 
-    void route(M* message);
-    void broadcast(M& m);
+    unsigned route(std::unique_ptr<M> m);
+    unsigned broadcast(M& m);
     SA* agentAt(int client);
     SA* agentFor(int client);
     void listening(int error);
     void stopThreads();
     template <class Action>
-    void forEachAgent(Action action);
+    void forEachAgent(unsigned clients, Action action);
 
     MQ* mq;
     std::atomic<CM*> cm;  // made by the manager's thread
     JEvent event;
-    SA* slots[MAX_CLIENTS];  // guarded by slotLock
+    std::atomic<SA*> slots[MAX_CLIENTS];  // filled under slotLock; an agent that is there stays
     std::atomic<bool> stopFlag;
     std::atomic<int> in;        // counted by many threads; nothing depends on the order
     std::atomic<unsigned> out;  // counted by the manager's thread alone

@@ -215,6 +215,10 @@ public:
     /** 0: nothing is passed over. Kept. */
     long skip(long n) override;
 
+    /** Whether the next `n` bytes have been received already: a read() of as many would not wait. Makes no system call,
+     * so what still waits in the system does not count. */
+    bool holds(int n);
+
 private:
     friend class JSocket;
 
@@ -257,6 +261,12 @@ public:
      * a time-out (JSocket::isWriteTimeout()), when part of the range may have gone out.
      */
     int write(JByte& b, int off, int len) override;
+
+    /**
+     * Sends what the system takes at once, without waiting.
+     * @return how many of the bytes it took: 0..n. A failure counts as 0, and is for a write() to tell.
+     */
+    int offer(const char* from, int n);
 
 private:
     long sendSome(int number, const char* from, int n);

@@ -198,6 +198,14 @@ long JSocket::JSocketInputStream::skip(long) {
     return 0;
 }
 
+bool JSocket::JSocketInputStream::holds(int n) {
+    if (buffered > 0) return n <= buffered;
+    const Descriptor::Use use(*socket->descriptor);
+    if (use.fd() < 0) return false;
+    openWindow(use.generation());
+    return n <= windowEnd - windowStart;
+}
+
 // ---- output ----
 
 JSocket::JSocketOutputStream::JSocketOutputStream(JSocket* owner) : socket(owner) {
@@ -234,6 +242,16 @@ int JSocket::JSocketOutputStream::write(JByte& b, int off, int len) {
         sent += static_cast<int>(s);
     }
     return 0;
+}
+
+int JSocket::JSocketOutputStream::offer(const char* from, int n) {
+    if (n <= 0) return 0;
+    const Descriptor::Use use(*socket->descriptor);
+    if (use.fd() < 0) return 0;
+    const TriedFirst attempt;
+    const long s = send(use.fd(), from, static_cast<size_t>(n), MSG_NOSIGNAL | MSG_DONTWAIT);
+    attempt.forget();
+    return s > 0 ? static_cast<int>(s) : 0;
 }
 
 /** The result of a write that ends early. */

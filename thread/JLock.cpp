@@ -21,6 +21,10 @@ int JLock::lock() {
     return pthread_mutex_lock(&mutex);
 }
 
+bool JLock::tryLock() {
+    return pthread_mutex_trylock(&mutex) == 0;
+}
+
 int JLock::unlock() {
     return pthread_mutex_unlock(&mutex);
 }

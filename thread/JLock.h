@@ -32,6 +32,9 @@ public:
     /** Blocks until the calling thread holds the lock. Returns pthread_mutex_lock's result: 0 on success. */
     int lock();
 
+    /** Whether the calling thread holds the lock now; does not wait for it. If so, it owes an unlock(). */
+    bool tryLock();
+
     /**
      * Gives back one lock() of the calling thread. Returns pthread_mutex_unlock's result: 0 on success, EPERM
      * when the calling thread does not hold the lock (which then stays as it is).

@@ -125,7 +125,18 @@ JObject* JQueue::removeOldest() {
 }
 
 JObject* JQueue::peek() const {
-    return count < 1 ? nullptr : head->slots[readIndex];
+    return peek(0);
+}
+
+JObject* JQueue::peek(int ahead) const {
+    if (ahead < 0 || ahead >= count) return nullptr;
+    const JQueueEntry* entry = head;
+    int index = ahead;
+    for (int left = segment - readIndex; index >= left; left = segment) {
+        index -= left;
+        entry = entry->next;
+    }
+    return entry->slots[entry == head ? readIndex + index : index];
 }
 
 bool JQueue::isEmpty() const {

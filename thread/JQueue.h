@@ -99,6 +99,9 @@ public:
      * empty. */
     JObject* peek() const;
 
+    /** The item that is `ahead` get()s away, 0 being the oldest; as peek() otherwise. Linear in the segments passed. */
+    JObject* peek(int ahead) const;
+
     bool isEmpty() const;  ///< whether no item waits
     /** Whether put() would refuse an item now: the capacity is reached, or an item was refused and the queue
      * not yet resumed. */

@@ -1,13 +1,18 @@
 #include "bus/detail/MessageReader.h"
 
+#include <utility>
+
 #include "net/JSocket.h"
 
 namespace jay::detail {
 
 // readFully() takes an end index but refuses ranges that, taken as a length, leave the block: hence the extra
 // header.
-MessageReader::MessageReader(JSocket& socket)
-    : socket_(socket), in_(socket.getInputStream()), buffer_(M::MAX_SIZE + M::HEADER_SIZE) {
+MessageReader::MessageReader(JSocket& socket, std::function<void()> beforeWait)
+    : socket_(socket),
+      beforeWait_(std::move(beforeWait)),
+      in_(socket.getInputStream()),
+      buffer_(M::MAX_SIZE + M::HEADER_SIZE) {
 }
 
 MessageReader::Result MessageReader::next(std::unique_ptr<M>& message) {
@@ -26,6 +31,7 @@ MessageReader::Result MessageReader::next(std::unique_ptr<M>& message) {
 }
 
 MessageReader::Result MessageReader::fill(int from, int end) {
+    if (!socket_.getInputStream()->holds(end - from)) beforeWait_();
     const int n = in_.readFully(buffer_, from, end);
     if (n > 0) return MESSAGE;
     return n < 0 && socket_.isReadTimeout() ? TIMED_OUT : ENDED;

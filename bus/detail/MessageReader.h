@@ -1,6 +1,7 @@
 #ifndef JAY_BUS_DETAIL_MESSAGEREADER_H
 #define JAY_BUS_DETAIL_MESSAGEREADER_H
 
+#include <functional>
 #include <memory>
 
 #include "bus/M.h"
@@ -22,7 +23,9 @@ public:
         ENDED       ///< the connection is over
     };
 
-    explicit MessageReader(JSocket& socket);
+    /** @param beforeWait called whenever the next message may have to be waited for. */
+    explicit MessageReader(
+        JSocket& socket, std::function<void()> beforeWait = [] {});
 
     /** Waits for the next message. A cancellation point. `message` is set only with MESSAGE. */
     Result next(std::unique_ptr<M>& message);
@@ -31,6 +34,7 @@ private:
     Result fill(int from, int end);
 
     JSocket& socket_;
+    std::function<void()> beforeWait_;
     JDataInputStream in_;
     JByte buffer_;  // room for the largest message
 };

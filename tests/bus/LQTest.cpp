@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "bus/detail/Burst.h"
 #include "bus/QueueTests.h"
 #include "bus/SA.h"
 #include "bus/SM.h"
@@ -74,6 +75,80 @@ TEST_F(LQTest, Peek_OfAClosedQueueIsNull) {
     EXPECT_EQ(queue->peek(), nullptr);
     queue->closed = false;
     EXPECT_NE(queue->peek(), nullptr);
+}
+
+TEST_F(LQTest, Gather_CopiesTheFirstBand_AsItGoesOut_AndLeavesItThere) {
+    add(Wire().urgency(9).says("later"));
+    add(Wire().about(1).says("one"));
+    add(Wire().about(2).says("two"));
+    jay::detail::Burst burst;
+    ASSERT_EQ(queue->gather(burst), 2);
+    const std::string expected = Wire().about(1).says("one").bytes() + Wire().about(2).says("two").bytes();
+    EXPECT_EQ(std::string(burst.bytes(), static_cast<std::size_t>(burst.end(2))), expected);
+    EXPECT_EQ(burst.end(1), 19);
+    EXPECT_EQ(next(), 1);
+}
+
+TEST_F(LQTest, Gather_OfAnEmptyOrClosedQueueIsNothing) {
+    jay::detail::Burst burst;
+    EXPECT_EQ(queue->gather(burst), 0);
+    add(0, 0, 1);
+    queue->closed = true;
+    EXPECT_EQ(queue->gather(burst), 0);
+    queue->closed = false;
+}
+
+TEST_F(LQTest, Gather_EndsBeforeATimedMessage) {
+    jay::detail::Burst burst;
+    add(SYNC, 0, 1);
+    add(TIMED | SYNC, 0, 2);
+    add(SYNC, 0, 3);
+    EXPECT_EQ(queue->gather(burst), 1);
+    get();
+    EXPECT_EQ(queue->gather(burst), 0);
+}
+
+TEST_F(LQTest, Gather_EndsBeforeWhatDoesNotFit) {
+    jay::detail::Burst burst;
+    add(Wire().about(1).says(std::string(4000, 'a')));
+    add(Wire().about(2).says(std::string(8192 - 4016 - 16, 'b')));
+    add(Wire().about(3));
+    EXPECT_EQ(queue->gather(burst), 2);
+    EXPECT_EQ(burst.end(2), 8192);
+    get();
+    get();
+    add(Wire().about(4).says(std::string(8177, 'c')));
+    EXPECT_EQ(queue->gather(burst), 1);
+    get();
+    EXPECT_EQ(queue->gather(burst), 0);
+    EXPECT_EQ(next(), 4);
+}
+
+TEST_F(LQTest, Gather_TakesNoMoreThan128) {
+    for (unsigned i = 0; i < 130; i++) add(0, 0, i);
+    jay::detail::Burst burst;
+    EXPECT_EQ(queue->gather(burst), 128);
+    queue->drop(burst, 128);
+    EXPECT_EQ(queue->gather(burst), 2);
+    EXPECT_EQ(next(), 128);
+}
+
+TEST_F(LQTest, Drop_TakesOutWhatWasGathered_WhateverCameInFrontOfIt) {
+    for (unsigned i = 1; i <= 4; i++) add(0, 0, i);
+    jay::detail::Burst burst;
+    ASSERT_EQ(queue->gather(burst), 4);
+    add(SYNC, 0, 9);
+    queue->drop(burst, 3);
+    for (const int number : {9, 4, -1}) EXPECT_EQ(next(), number);
+}
+
+TEST_F(LQTest, Burst_SaysWhichMessagesAPartOfItsBytesBegins) {
+    for (unsigned i = 0; i < 3; i++) add(Wire().says("four"));  // 20 bytes each
+    jay::detail::Burst burst;
+    ASSERT_EQ(queue->gather(burst), 3);
+    for (const auto& [bytes, begun] :
+         {std::pair(0, 0), {1, 1}, {19, 1}, {20, 1}, {21, 2}, {40, 2}, {41, 3}, {60, 3}})
+        EXPECT_EQ(burst.begunWithin(bytes), begun) << bytes;
 }
 
 TEST_F(LQTest, Peek_HoldsTheLock) {

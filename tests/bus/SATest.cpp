@@ -45,6 +45,7 @@ public:
         M m = bus::message(w);
         agent.add(m);
     }
+    void addQuietly(const Wire& w) { agent.adoptQuietly(new M(bus::message(w))); }
     void step() { agent.step(!agent.lq->isEmpty(), deadline); }
 
     /** What the agent has handed the manager; all fields 0 if nothing. */
@@ -170,20 +171,116 @@ TEST(SA, Step_Asked_WaitsForTheDeadline_ThenGoesBackToAbsent) {
     EXPECT_EQ(agent.handedOver(), wakeUp(7, 5).claims(16));
 }
 
-TEST(SA, Step_Connected_SendsOneMessage) {
+TEST(SA, Step_Connected_SendsWhatWaitsInTheFirstBand) {
     SteppedAgent agent;
     Client client = agent.connect();
     EXPECT_EQ(agent->state, CONNECTED);
     EXPECT_TRUE(agent->active());
+    agent.add(to(7).from(5).urgency(9).says("three"));
     agent.add(to(7).from(5).says("one"));
     agent.add(to(7).from(5).says("two"));
     agent.step();
     client.expect(to(7).from(5).says("one"));
+    client.expect(to(7).from(5).says("two"));
     client.expectNothing();
     agent.step();
-    client.expect(to(7).from(5).says("two"));
+    client.expect(to(7).from(5).urgency(9).says("three"));
     agent.step();
     EXPECT_EQ(agent->state, CONNECTED);
+}
+
+TEST(SA, Step_Connected_AMessageTooLargeToGather_GoesAlone) {
+    SteppedAgent agent;
+    Client client = agent.connect();
+    const Wire large = to(7).from(5).says(std::string(60000, 'x'));
+    agent.add(large);
+    agent.add(to(7).from(5).says("small"));
+    agent.step();
+    client.expect(large);
+    client.expectNothing();
+    agent.step();
+    client.expect(to(7).from(5).says("small"));
+}
+
+TEST(SA, Deliver_SendsOnTheCallingThread) {
+    SteppedAgent agent;
+    Client client = agent.connect();
+    agent->event.reset();  // the connection's
+    for (const char* text : {"one", "two"})
+        agent.addQuietly(to(7).from(5).urgency(text[0] == 'o' ? 9 : 0).says(text));
+    agent->deliver();
+    client.expect(to(7).from(5).says("two"));
+    client.expect(to(7).from(5).urgency(9).says("one"));
+    EXPECT_EQ(agent->event.count(), 0);
+    EXPECT_EQ(agent->in, 2);
+}
+
+TEST(SA, Deliver_LeavesToTheAgentWhatIsNotForItAlone) {
+    SteppedAgent agent;
+    const auto expectLeft = [&](const char* why) {
+        while (agent->event.count() > 0) agent->event.wait(0);
+        agent->deliver();
+        EXPECT_GT(agent->event.count(), 0) << why;
+        EXPECT_FALSE(agent->lq->isEmpty()) << why;
+    };
+    agent.addQuietly(to(7).from(5).says("one"));
+    expectLeft("not connected");
+    Client client = agent.connect();
+    {
+        const jay::detail::ScopedLock guard(agent->lock);
+        support::Thread([&] { expectLeft("the agent is at work"); }).join();
+    }
+    agent->timedStamp = now() - 1;
+    expectLeft("an answer is overdue");
+    agent->timedStamp = 0;
+    agent.addQuietly(to(7).from(5).flagged(TIMED).stamped(60000));
+    expectLeft("a timed message");
+    client.expectNothing();
+}
+
+TEST(SA, Deliver_ToAClientThatDoesNotRead_NeverWaits_AndNothingIsLost) {
+    SteppedAgent agent;
+    Client client = agent.connect();
+    agent->event.wait(0);
+    unsigned count = 0;
+    while (agent->event.count() == 0) {
+        agent.addQuietly(to(7).from(5).about(count++).says(std::string(7001, '#')));
+        agent->deliver();
+    }
+    // The rest of a message that was begun goes before anything else.
+    agent.addQuietly(to(7).from(5).flagged(SYNC).says("urgent"));
+    agent->deliver();
+    agent->timedStamp = now() - 1;
+    support::Thread sender([&] {
+        agent.step();  // waits for the client
+        agent->timedStamp = 0;
+        while (!agent->lq->isEmpty()) agent.step();
+    });
+    bool urgent = false;
+    for (unsigned i = 0; i < count;) {
+        const Wire m = client.receive();
+        if (m.flag == SYNC) {
+            urgent = true;
+            continue;
+        }
+        ASSERT_EQ(m.section, i++);
+        ASSERT_EQ(m.payload.size(), 7001U);
+    }
+    EXPECT_TRUE(urgent || client.receive().flag == SYNC);
+    sender.join();
+}
+
+TEST(SA, ANewConnection_DoesNotGetTheRestOfAFormerMessage) {
+    SteppedAgent agent;
+    Client former = agent.connect();
+    agent->rest = std::make_unique<JByte>("rest", 0, 4);
+    former.close();
+    EXPECT_TRUE(eventually([&] { return agent->state != CONNECTED; }));
+    agent.step();
+    Client client = agent.connect();
+    agent.add(to(7).from(5).says("new"));
+    agent.step();
+    client.expect(to(7).from(5).says("new"));
 }
 
 TEST(SA, Step_Connected_TurnsATimedMessageIntoATimer) {

@@ -65,6 +65,56 @@ public:
 
 }  // namespace
 
+// ---- what the bus adds ----
+
+TEST_F(JSocketInputStreamTest, Holds_WhatHasBeenReceivedAndNotYetRead) {
+    EXPECT_TRUE(in->holds(0));
+    EXPECT_FALSE(in->holds(1));
+    arrives("0123456789");
+    EXPECT_FALSE(in->holds(1));  // still in the system
+    readText(4);
+    EXPECT_TRUE(in->holds(6));
+    EXPECT_FALSE(in->holds(7));
+    readText(6);
+    EXPECT_FALSE(in->holds(1));
+}
+
+TEST_F(JSocketInputStreamTest, Holds_CountsTheReadAheadFirst_AsReadDoes) {
+    readAhead("0123456789");
+    EXPECT_TRUE(in->holds(10));
+    EXPECT_FALSE(in->holds(11));
+}
+
+TEST_F(JSocketInputStreamTest, Holds_NothingOfAClosedSocket) {
+    arrives("0123456789");
+    readText(4);
+    socket.close();
+    EXPECT_FALSE(in->holds(1));
+}
+
+TEST_F(JSocketOutputStreamTest, Offer_SendsAtOnceAndSaysHowMuch) {
+    errno = ENOENT;
+    EXPECT_EQ(out->offer("hello", 5), 5);
+    EXPECT_EQ(peer.receive(5), "hello");
+    EXPECT_EQ(out->offer("hello", 0), 0);
+    EXPECT_EQ(out->offer("hello", -1), 0);
+    EXPECT_EQ(errno, ENOENT);
+}
+
+TEST_F(JSocketOutputStreamTest, Offer_TakesNothingWhereAWriteWouldWait_AndLeavesErrnoAlone) {
+    fillTheWay();
+    errno = ENOENT;
+    while (out->offer("hello", 5) > 0) {  // the last bytes of room
+    }
+    EXPECT_EQ(errno, ENOENT);
+    EXPECT_TRUE(socket.isConnected());
+}
+
+TEST_F(JSocketOutputStreamTest, Offer_OnAClosedSocketIsNothing) {
+    socket.close();
+    EXPECT_EQ(out->offer("hello", 5), 0);
+}
+
 // ---- input: what it is ----
 
 TEST_F(JSocketInputStreamTest, HasTheClassRecordOfInputStreams) {

@@ -55,6 +55,38 @@ TEST(JLock, Lock_ExcludesOtherThreads) {
     EXPECT_TRUE(isFreeForOthers(lock));
 }
 
+TEST(JLock, TryLock_TakesAFreeLock_AndOnesOwnAgain) {
+    JLock lock;
+    EXPECT_TRUE(lock.tryLock());
+    EXPECT_TRUE(lock.tryLock());
+    lock.unlock();
+    EXPECT_FALSE(isFreeForOthers(lock));
+    lock.unlock();
+    EXPECT_TRUE(isFreeForOthers(lock));
+}
+
+TEST(JLock, TryLock_DoesNotWaitForAnotherThread) {
+    JLock lock;
+    lock.lock();
+    bool taken = true;
+    Thread([&] { taken = lock.tryLock(); }).join();
+    EXPECT_FALSE(taken);
+    lock.unlock();
+}
+
+TEST(JLock, ScopedTryLock_GivesBackWhatItHasTaken_AndOnlyThat) {
+    JLock lock;
+    {
+        const jay::detail::ScopedTryLock guard(lock);
+        EXPECT_TRUE(guard.held());
+        bool held = true;
+        Thread([&] { held = jay::detail::ScopedTryLock(lock).held(); }).join();
+        EXPECT_FALSE(held);
+        EXPECT_FALSE(isFreeForOthers(lock));
+    }
+    EXPECT_TRUE(isFreeForOthers(lock));
+}
+
 TEST(JLock, LockedTwice_IsFreeOnlyAfterTwoUnlocks) {
     JLock lock;
     EXPECT_EQ(lock.lock(), 0);

@@ -225,6 +225,28 @@ TEST_F(JQueueTest, Peek_LendsTheOldestItem) {
     EXPECT_EQ(taken.get(), peeked);
 }
 
+TEST_F(JQueueTest, PeekAhead_LendsTheItemsInTheOrderOfGet_AcrossSegments) {
+    for (int taken = 0; taken < 5; taken++) {
+        JQueue queue(3);
+        for (int i = 0; i < 10; i++) put(queue, i);
+        for (int i = 0; i < taken; i++) get(queue);
+        for (int i = taken; i < 10; i++) EXPECT_EQ(numberOf(queue.peek(i - taken)), i);
+        EXPECT_EQ(queue.peek(10 - taken), nullptr);
+        EXPECT_EQ(queue.size(), 10 - taken);
+    }
+}
+
+TEST_F(JQueueTest, PeekAhead_WhereThereIsNothing_IsNull) {
+    JQueue queue(3);
+    EXPECT_EQ(queue.peek(0), nullptr);
+    put(queue, 1);
+    EXPECT_EQ(queue.peek(-1), nullptr);
+    EXPECT_EQ(queue.peek(1), nullptr);
+    EXPECT_EQ(queue.peek(INT_MAX), nullptr);
+    queue.clearAll();
+    EXPECT_EQ(queue.peek(0), nullptr);
+}
+
 TEST_F(JQueueTest, Empty_GetAndPeekReturnNullAndChangeNothing) {
     JQueue queue(3);
     put(queue, 1);

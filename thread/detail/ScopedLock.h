@@ -17,6 +17,23 @@ private:
     JLock& lock_;
 };
 
+/** The same if it can be had at once. */
+class ScopedTryLock {
+public:
+    explicit ScopedTryLock(JLock& lock) : lock_(lock), held_(lock.tryLock()) {}
+    ~ScopedTryLock() {
+        if (held_) lock_.unlock();
+    }
+    ScopedTryLock(const ScopedTryLock&) = delete;
+    ScopedTryLock& operator=(const ScopedTryLock&) = delete;
+
+    bool held() const { return held_; }
+
+private:
+    JLock& lock_;
+    bool held_;
+};
+
 }  // namespace jay::detail
 
 #endif
