@@ -138,7 +138,7 @@ void JThread::abandon() {
 }
 
 void JThread::finish() {
-    abandon();
+    if (!started) abandon();
     join();
 }
 
@@ -174,7 +174,9 @@ const JClass* JThread::getClass() const {
 }
 
 void JThread::start() {
-    if (state == WAITING) startEvent.notify();
+    if (state != WAITING) return;
+    started = true;
+    startEvent.notify();
 }
 
 int JThread::join(int) {

@@ -152,7 +152,7 @@ public:
 protected:
     /**
      * For destructors of derived classes: makes sure that run() is over, or never begins, before members go.
-     * Tell run() to end first. Returns at once on the thread itself.
+     * Tell run() to end first: a thread that has been started still begins. Returns at once on the thread itself.
      */
     void finish();
 
@@ -181,6 +181,7 @@ private:
     // another foreign thread takes the object over.
     std::shared_ptr<jay::detail::ThreadControl> control;
     std::atomic<bool> deletionClaimed{false};  // set by whoever destroys the object
+    std::atomic<bool> started{false};          // start() came in time: run() will begin
 };
 
 #endif

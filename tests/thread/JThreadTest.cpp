@@ -766,6 +766,15 @@ TEST(JThread, Finish_WaitsForTheBody) {
     delete started;
 }
 
+TEST(JThread, Finish_RightAfterTheStart_LetsTheBodyRun) {
+    for (int i = 0; i < 50; i++) {  // whether the new thread or this one is first is up to the system
+        OwnRun thread;
+        thread.start();
+        thread.finish();
+        ASSERT_EQ(thread.runs, 1);
+    }
+}
+
 TEST(JThread, Finish_OnANeverStartedThread_RunsNothing) {
     std::atomic<int> deletions{0};
     OwnRun thread;
