@@ -107,6 +107,7 @@ TEST(SM, Status_TellsWhereAClientIsConnectedFrom) {
     Server server;
     Client client = server.connect(31);
     server.expectNothingElse(client, 31);
+    server.expectSent(31);  // it leaves the queue after it has left for the client
     const SM::ClientStatus status = server->status().clients[31];
     EXPECT_EQ(status.state, 2);
     EXPECT_EQ(status.queued, 0);
