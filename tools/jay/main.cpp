@@ -15,6 +15,8 @@ const char FOOTER[] = R"(examples:
   jayd &                          the server that everything goes through
   jay listen --id 7               be client 7, and print what comes
   jay send --id 5 --to 7 hello    be client 5, and send a text to client 7
+  jay echo --id 8 &               be client 8, and answer whoever writes
+  jay ping --id 5 --to 8          how long does a round trip take?
 
 Data goes to standard output, everything else to standard error.
 exit status: 0 done; 1 nothing came in time, or interrupted; 2 wrong use; 3 no server, or lost it
