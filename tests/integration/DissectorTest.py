@@ -8,7 +8,7 @@ import tempfile
 import unittest
 from pathlib import Path
 
-from cases import ROOT, main, pack
+from cases import ROOT, Case, main, pack
 
 SCRIPT = ROOT / "tools" / "wireshark" / "jaybus.lua"
 CAPTURE = Path(__file__).parent / "captures" / "bus.pcap"
@@ -175,6 +175,11 @@ class DissectorMade(unittest.TestCase):
         text = self.read(*([damaged() for _ in range(5)] for _ in range(100)))
         self.assertGreater(text.count("Jay message bus"), 100)
 
+    def test_a_text_that_ends_within_a_character_is_shown_as_text_all_the_same(self):
+        # The string has one byte, which with the next one would be a character.
+        text = self.read([pack(5, 0), pack(5, 7, b"\xda\xee\xef\x01\xcb\x99")])
+        self.assertIn('str:"\N{REPLACEMENT CHARACTER}"', text)
+
     def test_the_longest_message_is_read(self):
         message = pack(5, 7, b"\x05hello" * 10919 + b"12345")
         self.assertEqual(len(message), 65535)
@@ -193,6 +198,54 @@ class DissectorMade(unittest.TestCase):
     def test_a_capture_that_begins_in_the_middle_of_a_message_gets_no_further_than_an_error(self):
         text = self.read([b"\x20\x00and so on, behind a header that nobody saw"])
         self.assertIn("This is no header", text)
+
+
+class DissectorAndTool(Case):
+    """Both guess what a payload is made of; a reader should not be told two things."""
+
+    def test_the_guess_is_that_of_jay_dump(self):
+        messages = [pack(5, 7, payload) for payload in payloads(random.Random(7), 400)]
+        with tempfile.TemporaryDirectory() as folder:
+            capture, wire = Path(folder) / "made.pcap", Path(folder) / "made.bin"
+            capture.write_bytes(capture_of([[pack(5, 0), *messages]], PORT))
+            wire.write_bytes(b"".join(messages))
+            seen = [m.get("items") or m.get("text") for m in messages_of(capture)[1:]]
+            status, out, err = self.run_program("jay", "dump", "--format", "wire", "--decode", "--json", wire)
+        self.assertEqual((status, err), (0, ""))
+        told = [guess_of(json.loads(line)) for line in out.splitlines()]
+        self.assertEqual(len(told), len(messages))
+        self.assertEqual(seen, told)
+        self.assertGreater(sum(guess is not None and ":" in guess for guess in told), 100)
+
+
+def guess_of(message):
+    """What `jay dump` tells of a payload, in the words of the dissector."""
+    words = [item["type"] + (":\"%s\"" if item["type"] == "str" else ":%d") % item["value"] for item in message.get("items", [])]
+    return " ".join(words) or message.get("text") or None
+
+
+def payloads(numbers, count):
+    """Payloads of items, of text, and of any bytes; small ones, so that there is much to be mistaken about."""
+    def item():
+        kind = numbers.randrange(6)
+        if kind == 0:
+            return struct.pack("<B", numbers.choice((0, 1, 7, 200, 255)))
+        if kind == 1:
+            return struct.pack("<H", numbers.choice((0, 3, 1000, 65535)))
+        if kind == 2:
+            return struct.pack("<i", numbers.choice((0, 5, -1, 70000, 2147483647)))
+        if kind == 3:
+            return b"\xfe" + struct.pack("<H", numbers.choice((254, 300, 65535)))
+        if kind == 4:
+            return b"\xff" + struct.pack("<i", numbers.choice((65536, 1000000)))
+        text = numbers.choice((b"a", b"hello", b"a longer text with blanks"))
+        return bytes([len(text)]) + text
+
+    for _ in range(count // 4):
+        yield b"".join(item() for _ in range(numbers.randrange(1, 6)))
+        yield b"".join(item() for _ in range(numbers.randrange(1, 6)))
+        yield bytes(numbers.choice(b"abc defg.,") for _ in range(numbers.randrange(1, 30)))
+        yield bytes(numbers.randrange(128) for _ in range(numbers.randrange(1, 12)))  # no Korean, which only the one reads unasked
 
 
 def capture_of(connections, port):

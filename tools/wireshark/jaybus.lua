@@ -190,23 +190,27 @@ local function guess_items(bytes)
     return items, ends
 end
 
-local function is_korean(bytes, at, size)
-    local i = at
+-- How a text is to be read; nil when it is nothing but ASCII.
+local function encoding_of(bytes, at, size)
+    local encoding, i = nil, at
     while i < at + size do
         local length, kind = letter_at(bytes, i)
-        if kind == "euc-kr" then return true end
+        if kind == "euc-kr" then return ENC_EUC_KR end
+        if kind == "utf-8" then encoding = ENC_UTF_8 end
         i = i + math.max(length, 1)
     end
-    return false
+    return encoding
 end
 
--- A text as it can be shown. What string() converts it cuts at as many bytes as it was made of, and Korean grows: it gets room.
+-- A text as it can be shown. What string() converts it cuts at as many bytes as it was made of: whatever may grow gets room, three
+-- bytes for one, which is what a byte that is no character takes.
 local function shown_text(range, bytes, at, size)
     local part = range(at, size)
-    if not is_korean(bytes, at, size) then return part:string(ENC_UTF_8) end
+    local encoding = encoding_of(bytes, at, size)
+    if not encoding then return part:string(ENC_ASCII) end
     local room = ByteArray.new()
-    room:set_size(size)
-    local text = (part:bytes() .. room):tvb("Korean text"):range():string(ENC_EUC_KR):gsub("\0.*$", "")
+    room:set_size(2 * size)
+    local text = (part:bytes() .. room):tvb("Text"):range():string(encoding):gsub("\0.*$", "")
     return text
 end
 
