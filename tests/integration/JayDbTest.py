@@ -238,7 +238,15 @@ class JayDbWriting(DbCase):
         self.assertEqual((status, out), (0, "2\n"))
         self.assert_one_line(err, "damaged at offset 37", "all the same")
         self.assertEqual(self.db("get", "notes.db", 2)[1], "x\n")
-        self.assertEqual(self.db("add", "notes.db", "y", "--force")[:2], (0, "4\n"))
+
+    def test_what_is_added_behind_a_repair_is_found_once_more_follows(self):
+        self.file("notes.db", EXAMPLE[:37])
+        status, out, err = self.db("add", "notes.db", "y", "--force")
+        self.assertEqual((status, out), (0, "3\n"))
+        self.assertIn("record 3 can be read only once another one follows", err)
+        self.assertEqual(self.db("get", "notes.db", 3)[0], 1)
+        self.assertEqual(self.db("add", "notes.db", "z", "--force")[:2], (0, "4\n"))
+        self.assertEqual(self.db("get", "notes.db", 3)[1], "y\n")
 
     def test_a_full_disk_is_told(self):
         self.file("notes.db", EXAMPLE)

@@ -99,6 +99,11 @@ std::vector<std::string> RecordStore::texts() {
     return texts;
 }
 
+void RecordStore::repair() {
+    constexpr int NOBODY = 0;  // looked for to the end
+    text(NOBODY);
+}
+
 int RecordStore::add(const std::string& text) {
     const int before = count();
     JDatabase::_instance->addRecord(NAME, text.c_str());

@@ -33,6 +33,9 @@ public:
     /** Texts by id - 1; an empty one may be a record that is not there. */
     std::vector<std::string> texts();
 
+    /** Lets the library go through the file, which it repairs where it is damaged. */
+    void repair();
+
     /** @param text without zero bytes, which would end it. @return the new record's id; 0 when it was not written. */
     int add(const std::string& text);
 

@@ -160,16 +160,25 @@ private:
         std::vector<int> ids;
         {
             RecordStore store(RecordStore::ON_FILE, path_);
-            if (!store.error().empty()) {
-                status = refuse(store.error());
+            if (store.error().empty()) {
+                ids = addAll(store, texts);
             } else {
-                for (const std::string& text : texts) {
-                    ids.push_back(store.add(text));
-                    if (ids.back() == 0) break;
-                }
+                status = refuse(store.error());
             }
         }
         return tellOfAdded(ids, texts, status);
+    }
+
+    /** The numbers of the new records, up to the first that could not be written, which is 0. */
+    std::vector<int> addAll(RecordStore& store, const std::vector<std::string>& texts) {
+        if (!file_.damage.empty()) store.repair();
+        std::vector<int> ids;
+        for (const std::string& text : texts) {
+            ids.push_back(store.add(text));
+            if (ids.back() == 0) return ids;
+        }
+        hidden_ = !ids.empty() && store.text(ids.back()) != texts.back();
+        return ids;
     }
 
     Status set() {
@@ -245,6 +254,9 @@ private:
             if (id != 0 && !printId(id)) return output_.status();
         }
         if (!all && !file_.exists && (ids.empty() || ids.front() == 0)) unlink(path_.c_str());
+        if (hidden_)
+            output_.note("record " + std::to_string(ids.back()) +
+                         " can be read only once another one follows: the repair has left a gap before it");
         if (status != DONE) return status;
         return all ? output_.status() : notWritten();
     }
@@ -264,6 +276,7 @@ private:
     Output output_;
     Action action_ = nullptr;
     DatabaseFile file_;
+    bool hidden_ = false;  // the last record added is not found
 };
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include "tools/jay/Client.h"
 #include "tools/jay/commands/registry.h"
 #include "tools/jay/Console.h"
+#include "tools/jay/Files.h"
 #include "tools/jay/Launcher.h"
 #include "tools/jay/Output.h"
 #include "tools/jay/Session.h"
@@ -125,8 +126,7 @@ public:
         Session session(client_);
         if (!session.open()) return Session::failure();
         reloadOnHangUp();
-        output_.note("waking " + std::to_string(table.commands.size()) + " clients as client 0 at " +
-                     client_.server());
+        output_.note("waking " + clients(table) + " as client 0 at " + client_.server());
         if (skipOld_) skip(session);
         return serve(session);
     }
@@ -150,7 +150,9 @@ private:
         const int old = session.leftOver();
         Arrival arrival;
         for (int i = 0; i < old; i++) session.next(arrival, 0);
-        if (old > 0) output_.note("left out " + std::to_string(old) + " messages that had waited");
+        if (old > 0)
+            output_.note("left out " + std::to_string(old) + (old == 1 ? " message" : " messages") +
+                         " that had waited");
     }
 
     Status serve(Session& session) {
@@ -187,12 +189,15 @@ private:
         const WakeTable table = WakeTable::read(path_);
         if (!table.error.empty()) return complain(table.error + "; the table read before stays");
         launcher_.setCommands(table.commands);
-        output_.note("read " + shownTable() + " again: " + std::to_string(table.commands.size()) +
+        output_.note("read " + shownPath(path_) + " again: " + std::to_string(table.commands.size()) +
                      " clients");
         write({{"event", "reloaded"}, {"clients", table.commands.size()}});
     }
 
-    std::string shownTable() const { return "'" + path_ + "'"; }
+    static std::string clients(const WakeTable& table) {
+        const std::size_t n = table.commands.size();
+        return std::to_string(n) + (n == 1 ? " client" : " clients");
+    }
 
     void tell(const Launcher::Event& event) {
         output_.note("client " + std::to_string(event.client) + ": " + sentence(event));
