@@ -14,7 +14,7 @@ class JayCommandLine(Case):
         return err
 
     def test_help_goes_to_standard_output_and_shows_examples(self):
-        for arguments in (["--help"], ["listen", "--help"], ["send", "--help"]):
+        for arguments in (["--help"], *([command, "--help"] for command in ("listen", "send", "request", "ping", "echo", "bench"))):
             status, out, err = self.run_program("jay", *arguments)
             self.assertEqual((status, err), (0, ""))
             for part in ("Usage: jay", "examples:", "exit status"):
@@ -81,8 +81,18 @@ class JayWithoutServer(Case):
     def test_a_closed_port_is_told(self):
         port = self.closed_port()
         expected = f"jay: cannot reach a bus server at 127.0.0.1:{port}; is jayd running?\n"
-        self.assertEqual(self.no_server(port, "listen", "--id", "7"), expected)
-        self.assertEqual(self.no_server(port, "send", "--id", "5", "--to", "7", "hello"), expected)
+        for arguments in (["listen", "--id", "7"], ["send", "--id", "5", "--to", "7", "hello"],
+                          ["send", "--id", "5", "--to", "7", "-"], ["request", "--id", "5", "--to", "7", "hello"],
+                          ["ping", "--id", "5", "--to", "7"], ["echo", "--id", "7"], ["bench"]):
+            self.assertEqual(self.no_server(port, *arguments), expected)
+
+    def test_a_server_of_another_kind_is_given_up_after_the_timeout(self):
+        with socket.create_server(("127.0.0.1", self.closed_port())) as other:
+            port = other.getsockname()[1]
+            err = self.no_server(port, "send", "--id", "5", "--to", "7", "--timeout", "100", "hello")
+            self.assert_one_line(err, f"no answer from 127.0.0.1:{port} within 100 ms")
+            err = self.no_server(port, "listen", "--id", "7", "--timeout", "100")  # a server is given some seconds
+            self.assert_one_line(err, f"no answer from 127.0.0.1:{port} within 2000 ms")
 
     def test_a_host_without_an_address_is_told(self):
         err = self.no_server(7000, "listen", "--id", "7", "--host", "256.256.256.256")

@@ -101,9 +101,9 @@ bool Inbox::wait(int ms, int output) {
 
 bool Inbox::waitForRoom(int output) {
     for (;;) {
-        const bool stopped = isStopped();
-        if (waitFor(output, POLLOUT, stopped ? 0 : FOR_EVER)) return true;
-        if (stopped) return false;
+        const bool ending = isStopped();
+        if (waitFor(output, POLLOUT, ending ? 0 : FOR_EVER)) return true;
+        if (ending) return false;
     }
 }
 
