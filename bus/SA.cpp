@@ -306,7 +306,7 @@ void SA::close() {
     for (;;) {
         {
             const ScopedLock guard(lock);
-            if (closeStep()) return;
+            if (closeStep() || stopping()) return;  // a reader that ends does not come to rest any more
         }
         JSystem::sleep(PACE_MS);  // without the lock: the reader may need it to come to rest
     }

@@ -109,13 +109,14 @@ JSocket::Attempt JSocket::connectOnce() {
         }
         // Refused, unreachable and the like are not failures here (kept): the first read or write shows them.
     }
-    if (!descriptor->isOpen()) return Attempt::FAILED;  // another thread closed it meanwhile
     setNonBlocking(use.fd());
     woken = false;
     inputShutdown = false;
     outputShutdown = false;
     connected = true;
-    return Attempt::CONNECTED;
+    if (descriptor->isOpen()) return Attempt::CONNECTED;
+    connected = false;  // another thread closed it meanwhile
+    return Attempt::FAILED;
 }
 
 bool JSocket::openDescriptor() {

@@ -34,6 +34,12 @@ bool isTransient(int error) {
 /** How one transfer went, if it brought no bytes. */
 enum : long { END = 0, FAILED = -1, TIMED_OUT = -2 };
 
+/** The result of a transfer on a closed socket. There is nothing to close, and perhaps a new connection by now. */
+int closedAlready() {
+    errno = EBADF;
+    return -1;
+}
+
 long outcomeOf(Readiness readiness) {
     return readiness == Readiness::FAILED ? FAILED : TIMED_OUT;
 }
@@ -98,10 +104,7 @@ int JSocket::JSocketInputStream::read(JByte& b, int off, int len, bool raw) {
 
     socket->readTimedOut = false;
     const Descriptor::Use use(*socket->descriptor);
-    if (use.fd() < 0) {
-        errno = EBADF;
-        return finish(FAILED, 0);
-    }
+    if (use.fd() < 0) return closedAlready();
     openWindow(use.generation());
     int got = 0;
     do {
@@ -236,6 +239,7 @@ int JSocket::JSocketOutputStream::write(JByte& b, int off, int len) {
 
     socket->writeTimedOut = false;
     const Descriptor::Use use(*socket->descriptor);
+    if (use.fd() < 0) return closedAlready();
     for (int sent = 0; sent < n;) {
         const long s = sendSome(use.fd(), from + sent, n - sent);
         if (s < 0) return finish(s);

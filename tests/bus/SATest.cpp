@@ -444,6 +444,15 @@ TEST(SA, Close_Closed_WaitsForTheReader_WithTheLockFree) {
     agent.log.expect(agentLine(7, "close socket OK!!!"));
 }
 
+TEST(SA, Close_Closed_DoesNotWaitForAReaderThatEnds) {
+    SteppedAgent agent;
+    Client client = agent.connectAndClose();
+    agent->endReader();
+    EXPECT_FALSE(agent->reader->idle());
+    agent->close();
+    EXPECT_NE(agent->socket, nullptr);  // it goes with the agent
+}
+
 // ---- set ----
 
 TEST(SA, Set_Null_ClosesTheFormerConnectionAndAttachesNothing) {

@@ -1,0 +1,110 @@
+/** @file Tables and queues beside those of the C++ library, holding objects as Jay's do. */
+#include <benchmark/benchmark.h>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "containers/JCachetable.h"
+#include "containers/JHashtable.h"
+#include "core/JString.h"
+#include "core/JVector.h"
+#include "thread/JQueue.h"
+
+namespace {
+
+/** A key as applications write it: equal only if the text is. */
+class Name : public JString {
+public:
+    using JString::equals;
+    using JString::JString;
+    bool equals(const JObject* other) override {
+        return static_cast<const JString&>(*this) == *static_cast<const JString*>(other);
+    }
+    JObject* clone() override { return new Name(*this); }
+};
+
+std::string nameOf(long i) {
+    return "name " + std::to_string(i);
+}
+
+void FindInJHashtable(benchmark::State& state) {
+    JHashtable table;
+    std::vector<std::unique_ptr<Name>> names;
+    for (long i = 0; i < state.range(0); i++) {
+        names.push_back(std::make_unique<Name>(nameOf(i).c_str()));
+        table.put(*names.back(), *names.back());
+    }
+    std::size_t i = 0;
+    for (auto unused : state) {
+        benchmark::DoNotOptimize(table.get(*names[i]));
+        if (++i == names.size()) i = 0;
+    }
+}
+BENCHMARK(FindInJHashtable)->Arg(100)->Arg(10000);
+
+void FindInStdUnorderedMap(benchmark::State& state) {
+    std::unordered_map<std::string, std::unique_ptr<std::string>> table;
+    std::vector<std::string> names;
+    for (long i = 0; i < state.range(0); i++) {
+        names.push_back(nameOf(i));
+        table[names.back()] = std::make_unique<std::string>(names.back());
+    }
+    std::size_t i = 0;
+    for (auto unused : state) {
+        benchmark::DoNotOptimize(table.find(names[i])->second.get());
+        if (++i == names.size()) i = 0;
+    }
+}
+BENCHMARK(FindInStdUnorderedMap)->Arg(100)->Arg(10000);
+
+void FillJHashtable(benchmark::State& state) {
+    std::vector<std::unique_ptr<Name>> names;
+    for (long i = 0; i < 1000; i++) names.push_back(std::make_unique<Name>(nameOf(i).c_str()));
+    for (auto unused : state) {
+        JHashtable table;
+        for (auto& name : names) table.put(*name, *name);
+        benchmark::DoNotOptimize(table.size());
+    }
+    state.SetItemsProcessed(state.iterations() * 1000);
+}
+BENCHMARK(FillJHashtable);
+
+void FillStdUnorderedMap(benchmark::State& state) {
+    std::vector<std::string> names;
+    for (long i = 0; i < 1000; i++) names.push_back(nameOf(i));
+    for (auto unused : state) {
+        std::unordered_map<std::string, std::unique_ptr<std::string>> table;
+        for (auto& name : names) table[name] = std::make_unique<std::string>(name);
+        benchmark::DoNotOptimize(table.size());
+    }
+    state.SetItemsProcessed(state.iterations() * 1000);
+}
+BENCHMARK(FillStdUnorderedMap);
+
+void ThroughJQueue(benchmark::State& state) {
+    JQueue queue(1000);
+    const int waiting = 100;
+    for (int i = 0; i < waiting; i++) queue.adopt(new JString("item"));
+    for (auto unused : state) {
+        std::unique_ptr<JObject> item(queue.get());
+        queue.adopt(item.release());
+    }
+}
+BENCHMARK(ThroughJQueue);
+
+void ThroughStdDeque(benchmark::State& state) {
+    std::deque<std::unique_ptr<std::string>> queue;
+    const int waiting = 100;
+    for (int i = 0; i < waiting; i++) queue.push_back(std::make_unique<std::string>("item"));
+    for (auto unused : state) {
+        auto item = std::move(queue.front());
+        queue.pop_front();
+        queue.push_back(std::move(item));
+    }
+}
+BENCHMARK(ThroughStdDeque);
+
+}  // namespace

@@ -1,0 +1,129 @@
+#!/usr/bin/env python3
+"""Runs the benchmarks of a build in rounds and prints the medians; scripts/bench.sh builds what this needs.
+
+With a second build to compare with, the same benchmark program runs with the library of either in turn.
+"""
+import argparse
+import json
+import os
+import re
+import statistics
+import subprocess
+import sys
+import tempfile
+from collections import defaultdict
+from pathlib import Path
+
+from processes import Programs, TimeUp
+
+BUS_SIZES = (16, 256, 4096, 60000)
+
+
+def parse_arguments():
+    parser = argparse.ArgumentParser(description="Runs the benchmarks of a build and prints the medians of some rounds.")
+    parser.add_argument("--build", type=Path, required=True, help="build folder with jay_bench, jayd and jay")
+    parser.add_argument("--against", type=Path, help="build folder with another libjay and jayd, for ratios")
+    parser.add_argument("--rounds", type=int, default=5, choices=range(1, 101), metavar="1..100")
+    parser.add_argument("--filter", default="", help="only benchmarks whose names match this expression")
+    parser.add_argument("--json", type=Path, help="also write the medians here")
+    arguments = parser.parse_args()
+    try:
+        re.compile(arguments.filter)
+    except re.error as error:
+        parser.error(f"--filter is no expression: {error}")
+    return arguments
+
+
+def measure_classes(build, library, pattern):
+    """Nanoseconds of the processor per operation, by name."""
+    command = [build / "bench" / "jay_bench", "--benchmark_format=json", "--benchmark_min_time=0.1",
+               f"--benchmark_filter={pattern or '.'}"]
+    done = subprocess.run(command, env=dict(os.environ, LD_LIBRARY_PATH=str(library)), capture_output=True, text=True)
+    if not done.stdout.strip():
+        return {}  # no benchmark has such a name
+    if done.returncode != 0:
+        sys.exit(f"bench.py: the benchmarks have failed: {done.stderr.strip()}")
+    measured = json.loads(done.stdout)["benchmarks"]
+    return {one["name"]: (one["cpu_time"], "ns") for one in measured if not one.get("error_occurred")}
+
+
+def measure_bus(build, server_build, pattern):
+    """What `jay bench` tells of a server, by name."""
+    names = {size: (f"bus/throughput/{size}", f"bus/latency/{size}") for size in BUS_SIZES}
+    sizes = [size for size in BUS_SIZES if any(re.search(pattern, name) for name in names[size])]
+    if not sizes:
+        return {}
+    programs = Programs(server_build)
+    try:
+        _, port = programs.start_server("--quiet")
+        command = [build / "tools" / "jay", "bench", "--json", "--quiet", "--port", str(port),
+                   "--size", ",".join(map(str, sizes))]
+        done = subprocess.run(command, capture_output=True, text=True, timeout=300)
+        if done.returncode != 0:
+            sys.exit(f"bench.py: {done.stderr.strip()}")
+    except (TimeUp, subprocess.TimeoutExpired) as error:
+        sys.exit(f"bench.py: the bus does not answer: {error}")
+    finally:
+        programs.kill_all()
+    result = {}
+    for line in done.stdout.splitlines():
+        one = json.loads(line)
+        throughput, latency = names[one["size"]]
+        result[throughput] = (one["messages_per_second"], "msg/s")
+        result[latency] = (one["latency_us"]["median"], "us")
+    return {name: value for name, value in result.items() if re.search(pattern, name)}
+
+
+def measure(arguments, scratch):
+    """All rounds: values by side and name, and the unit of each name."""
+    sides = {"here": arguments.build}
+    if arguments.against:
+        sides["there"] = arguments.against
+    values = {side: defaultdict(list) for side in sides}
+    units = {}
+    for number in range(1, arguments.rounds + 1):
+        for side, build in sides.items():
+            print(f"round {number} of {arguments.rounds}: {build}", file=sys.stderr)
+            library = Path(scratch) / side
+            library.mkdir(exist_ok=True)
+            if not any(library.iterdir()):
+                (library / "libjay.so.1").symlink_to((build / "libjay.so.1").resolve())
+            measured = measure_classes(arguments.build, library, arguments.filter)
+            measured.update(measure_bus(arguments.build, build, arguments.filter))
+            for name, (value, unit) in measured.items():
+                values[side][name].append(value)
+                units[name] = unit
+    return values, units
+
+
+def number(value):
+    return f"{value:,.0f}" if value >= 100 else f"{value:.3g}"
+
+
+def print_table(medians, units):
+    compared = "there" in medians
+    width = max(len(name) for name in units)
+    print(f"{'benchmark':{width}} {'median':>12} unit" + (f"  {'then':>12} {'ratio':>6}" if compared else ""))
+    for name, unit in units.items():
+        line = f"{name:{width}} {number(medians['here'][name]):>12} {unit:5}"
+        if compared and name in medians["there"]:
+            line += f" {number(medians['there'][name]):>12} {medians['here'][name] / medians['there'][name]:6.2f}"
+        print(line)
+    if compared:
+        print("ratio: now / then; smaller is better for ns and us, greater for msg/s")
+
+
+def main():
+    arguments = parse_arguments()
+    with tempfile.TemporaryDirectory() as scratch:
+        values, units = measure(arguments, scratch)
+    if not units:
+        sys.exit(f"bench.py: no benchmark matches '{arguments.filter}'")
+    medians = {side: {name: statistics.median(seen) for name, seen in of.items()} for side, of in values.items()}
+    print_table(medians, units)
+    if arguments.json:
+        arguments.json.write_text(json.dumps({"unit": units, **medians}, indent=1) + "\n")
+
+
+if __name__ == "__main__":
+    main()

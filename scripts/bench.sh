@@ -1,0 +1,66 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds, and measures: the classes beside their peers, and the bus.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+usage() {
+    cat <<'TXT'
+usage: scripts/bench.sh [--against REVISION] [--rounds N] [--filter REGEX] [--json FILE]
+
+Builds into build/bench, runs every benchmark in interleaved rounds, and prints a table with the median of the rounds: the classes
+(bench/*.cpp, some of them beside what the C++ library offers) and the bus (jayd and `jay bench` on a free port of this machine).
+The machine should have nothing else to do.
+
+  --against REVISION  also measures the library and jayd of this revision, round by round in turn with the present ones, and
+                      prints the ratios; only a ratio of one run means anything
+  --rounds N          how often everything is measured, 1 to 100 (default 5)
+  --filter REGEX      only the benchmarks whose names match, as "Hash" or "bus"
+  --json FILE         also writes the medians as JSON
+TXT
+}
+
+against=
+arguments=()
+while (($# > 0)); do
+    case $1 in
+    --help | -h) usage; exit 0 ;;
+    --against | --rounds | --filter | --json)
+        (($# > 1)) || { echo "bench.sh: $1 wants a value" >&2; exit 2; }
+        if [[ $1 == --against ]]; then against=$2; else arguments+=("$1" "$2"); fi
+        shift
+        ;;
+    *) echo "bench.sh: no option '$1'" >&2; usage >&2; exit 2 ;;
+    esac
+    shift
+done
+
+# build SOURCES FOLDER TARGET...
+build() {
+    local sources=$1 folder=$2
+    shift 2
+    mkdir -p "$folder"
+    echo "Building $sources (output in $folder/build.log) ..." >&2
+    (cd "$sources" && cmake --preset release -B "$folder" -DJAY_TESTS=OFF -DJAY_EXAMPLES=OFF "${options[@]}" &&
+        cmake --build "$folder" -j "$(nproc)" --target "$@") >"$folder/build.log" 2>&1 ||
+        { tail -n 40 "$folder/build.log" >&2; echo "bench.sh: it does not build; see $folder/build.log" >&2; exit 1; }
+}
+
+readonly here=$PWD/build/bench
+if [[ -n $against ]]; then
+    revision=$(git rev-parse --verify --quiet "$against^{commit}") ||
+        { echo "bench.sh: no revision '$against'; 'git log --oneline' lists them" >&2; exit 2; }
+fi
+scripts/deps.sh build bench
+options=(-DJAY_BENCH=ON)
+build . "$here" jay_bench jayd jay_tool
+if [[ -n $against ]]; then
+    readonly sources=$PWD/build/bench-against
+    git worktree remove --force "$sources" 2>/dev/null || true
+    git worktree prune
+    git worktree add --force --detach --quiet "$sources" "$revision"
+    trap 'git worktree remove --force "$sources"' EXIT
+    options=()
+    build "$sources" "$sources/build/bench" jay jayd
+    arguments+=(--against "$sources/build/bench")
+fi
+python3 scripts/bench.py --build "$here" "${arguments[@]}"
