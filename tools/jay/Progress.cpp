@@ -1,6 +1,7 @@
 #include "tools/jay/Progress.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
