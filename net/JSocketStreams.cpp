@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstring>
@@ -34,8 +35,12 @@ bool isTransient(int error) {
 /** How one transfer went, if it brought no bytes. */
 enum : long { END = 0, FAILED = -1, TIMED_OUT = -2 };
 
-/** The result of a transfer on a closed socket. There is nothing to close, and perhaps a new connection by now. */
-int closedAlready() {
+/**
+ * The result of a transfer on a closed socket. There is nothing to close, and perhaps a new connection by now: what
+ * counts as connected without a descriptor (made of a number that was none) just does so no more.
+ */
+int closedAlready(std::atomic<bool>& connected, const std::atomic<int>& fd) {
+    if (connected && fd < 0) connected = false;
     errno = EBADF;
     return -1;
 }
@@ -104,7 +109,7 @@ int JSocket::JSocketInputStream::read(JByte& b, int off, int len, bool raw) {
 
     socket->readTimedOut = false;
     const Descriptor::Use use(*socket->descriptor);
-    if (use.fd() < 0) return closedAlready();
+    if (use.fd() < 0) return closedAlready(socket->connected, socket->fd);
     openWindow(use.generation());
     int got = 0;
     do {
@@ -239,7 +244,7 @@ int JSocket::JSocketOutputStream::write(JByte& b, int off, int len) {
 
     socket->writeTimedOut = false;
     const Descriptor::Use use(*socket->descriptor);
-    if (use.fd() < 0) return closedAlready();
+    if (use.fd() < 0) return closedAlready(socket->connected, socket->fd);
     for (int sent = 0; sent < n;) {
         const long s = sendSome(use.fd(), from + sent, n - sent);
         if (s < 0) return finish(s);
