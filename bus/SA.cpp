@@ -27,6 +27,7 @@ constexpr int PACE_MS = 100;         ///< between two steps while not connected
 constexpr int ASK_AGAIN_MS = 30000;  ///< between two requests to client 0
 constexpr int CLOSED_MS = 3000;      ///< from the loss of a connection to the next request
 constexpr int REPLACE_POLL_MS = 10;  ///< while a new connection waits for the former one
+constexpr int BURSTS_AT_ONCE = 16;   ///< of one client before the manager goes on to the others
 
 /** Connections that outlive their agents (see ~SA): remembered for as long as they are open. */
 void leaveOpen(JSocket* socket) {
@@ -230,7 +231,8 @@ void SA::deliver() {
 bool SA::deliverAtOnce() {
     const ScopedTryLock guard(lock);
     if (!guard.held() || state != CONNECTED || rest != nullptr || expired()) return false;
-    while (sendBurst() && rest == nullptr) {
+    // A client that takes a long queue as fast as it is sent would keep the manager from all others.
+    for (int i = 0; i < BURSTS_AT_ONCE && sendBurst() && rest == nullptr; i++) {
     }
     return rest == nullptr && lq->isEmpty();
 }
@@ -413,6 +415,7 @@ void SA::SAReader::readMessages(JSocket& from) {
             case MessageReader::TIMED_OUT:
                 break;
             case MessageReader::ENDED:
+                notifyManager();  // closed by another thread after the next message had come
                 return;
         }
     }

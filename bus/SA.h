@@ -93,7 +93,7 @@ public:
 
     /**
      * Sees to it that what waits is sent: what the system takes at once on the calling thread, which spares a change of
-     * threads, and the rest by waking the sending loop. Never waits.
+     * threads, and the rest, also of a long queue, by waking the sending loop. Never waits.
      */
     void deliver();
 

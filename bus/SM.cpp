@@ -86,11 +86,14 @@ void SM::run() {
     cm = new CM(this, port);
     cm.load()->start();
     unsigned owed = 0;  // agents that have got messages and do not know it yet, a bit each
+    const auto tellAgents = [&] {
+        forEachAgent(owed, [](SA& agent) { agent.deliver(); });
+        owed = 0;
+    };
     for (int routed = 0; !stopFlag;) {
         std::unique_ptr<M> m(mq->get());
         if (m == nullptr || routed == ROUND) {
-            forEachAgent(owed, [](SA& agent) { agent.deliver(); });
-            owed = 0;
+            tellAgents();
             routed = 0;
         }
         if (m == nullptr) {
@@ -100,6 +103,7 @@ void SM::run() {
         owed |= route(std::move(m));
         routed++;
     }
+    tellAgents();
     JSystem::debug("SM>> stop SM(in:%d, out:%d)\n", in.load(), static_cast<int>(out.load()));
 }
 

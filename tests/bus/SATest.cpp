@@ -215,6 +215,19 @@ TEST(SA, Deliver_SendsOnTheCallingThread) {
     EXPECT_EQ(agent->in, 2);
 }
 
+TEST(SA, Deliver_OfALongQueue_LeavesTheMostOfItToTheAgent) {
+    SteppedAgent agent;
+    Client client = agent.connect();
+    agent->event.wait(0);
+    constexpr unsigned COUNT = 5000;
+    for (unsigned i = 0; i < COUNT; i++) agent.addQuietly(to(7).from(5).about(i));
+    agent->deliver();
+    EXPECT_EQ(agent->event.count(), 1);
+    EXPECT_EQ(agent->lq->size(), 5000 - 16 * 128);
+    while (!agent->lq->isEmpty()) agent.step();
+    for (unsigned i = 0; i < COUNT; i++) ASSERT_EQ(client.receive().section, i);
+}
+
 TEST(SA, Deliver_LeavesToTheAgentWhatIsNotForItAlone) {
     SteppedAgent agent;
     const auto expectLeft = [&](const char* why) {

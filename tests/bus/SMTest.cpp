@@ -502,6 +502,22 @@ TEST(SM, Stop_EndsTheRoutingLoopAtOnce) {
     server.log.expect("SM>> stop SM(in:0, out:0)\n");
 }
 
+TEST(SM, Stop_WhileAMessageIsRouted_TheAgentStillHearsOfIt) {
+    IdleManager server;
+    auto* const agent = new SA(&server.sm, 7);  // its thread does not run
+    server->slots[7] = agent;
+    server->start();
+    {
+        const jay::detail::ScopedLock guard(agent->lq->lock);
+        server.add(to(7).from(5));
+        EXPECT_TRUE(eventually([&] { return server->mq->isEmpty(); }));
+        server->stop();
+    }
+    server->join();
+    EXPECT_FALSE(agent->lq->isEmpty());
+    EXPECT_EQ(agent->event.count(), 1);
+}
+
 TEST(SM, Run_LooksAtTheStopFlagEverySecond) {
     Server server;
     server->stopFlag = true;
