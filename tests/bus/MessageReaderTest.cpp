@@ -89,6 +89,26 @@ TEST_F(MessageReaderTest, Messages_LieBackToBack) {
     for (const int n : {16, 20, 16, 300}) expect(sized(n));
 }
 
+TEST_F(MessageReaderTest, BeforeWait_IsCalledWheneverWhatIsNextIsNotThere_AndOnlyThen) {
+    const std::string cut = sized(30);
+    int calls = 0;
+    MessageReader reader(socket, [&] {
+        if (++calls == 2) peer.send(cut.substr(16));  // with its header it has come; nobody sends it later
+    });
+    const std::string together = sized(20) + sized(16) + sized(18) + cut.substr(0, 16);
+    peer.send(together);
+    EXPECT_TRUE(support::eventually([&] {
+        int waiting = 0;
+        return ioctl(socket.fd, FIONREAD, &waiting) == 0 && waiting == static_cast<int>(together.size());
+    }));
+    std::unique_ptr<M> m;
+    for (const auto& [size, expected] : {std::pair(20, 1), {16, 1}, {18, 1}, {30, 2}}) {
+        ASSERT_EQ(reader.next(m), MessageReader::MESSAGE);
+        EXPECT_EQ(m->size(), size);
+        EXPECT_EQ(calls, expected) << size;
+    }
+}
+
 TEST_F(MessageReaderTest, Messages_MayBeCutAnywhereOnTheirWay) {
     const std::string all = sized(20) + sized(16) + sized(18);
     for (std::size_t cut = 1; cut < all.size(); cut++) {

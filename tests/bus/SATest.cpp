@@ -374,6 +374,44 @@ TEST(SA, Step_Connected_WhenTheWriteFails_LosesTheMessageAndTheConnection) {
     EXPECT_TRUE(agent->lq->isEmpty());
 }
 
+TEST(SA, Step_Connected_WhenTheWriteFails_LosesTheFirstOfManyMessagesOnly) {
+    SteppedAgent agent;
+    {
+        const Client client = agent.connect();
+        for (unsigned i = 1; i <= 3; i++) agent.addQuietly(to(7).from(5).about(i));
+        agent->socket->shutdownOutput();
+        agent->deliver();
+        EXPECT_EQ(agent->lq->size(), 3);
+        EXPECT_EQ(agent->state, CONNECTED) << "what failed is for the agent to tell";
+        agent.step();
+        EXPECT_EQ(agent->state, LOST);
+        EXPECT_EQ(agent.log.count(agentLine(7, "error send message!!!")), 1);
+    }
+    agent.step();
+    Client next = agent.connect();
+    agent->deliver();
+    next.expect(to(7).from(5).about(2));
+    next.expect(to(7).from(5).about(3));
+    next.expectNothing();
+}
+
+TEST(SA, Step_Connected_WhenTheRestOfAMessageCannotBeSent_LosesThatMessageOnly) {
+    SteppedAgent agent;
+    Client client = agent.connect();
+    agent->rest = std::make_unique<JByte>("rest", 0, 4);
+    agent.addQuietly(to(7).from(5).says("next"));
+    agent->socket->shutdownOutput();
+    agent.step();
+    EXPECT_EQ(agent->state, LOST);
+    EXPECT_EQ(agent.log.count(agentLine(7, "error send message!!!")), 1);
+    EXPECT_EQ(agent->rest, nullptr);
+    agent.step();
+    client.close();
+    Client next = agent.connect();
+    agent->deliver();
+    next.expect(to(7).from(5).says("next"));
+}
+
 TEST(SA, Step_Lost_ClosesTheSocket_AndWaitsThreeSeconds) {
     SteppedAgent agent;
     Client client = agent.connect();
