@@ -1,4 +1,5 @@
 """jay: what all its commands have in common."""
+import contextlib
 import socket
 import threading
 import time
@@ -24,6 +25,13 @@ class JayCommandLine(Case):
         status, out, err = self.run_program("jay", "--version")
         self.assertEqual((status, err), (0, ""))
         self.assertRegex(out, r"^jay \d+\.\d+\.\d+\n$")
+
+    def test_help_that_cannot_be_written_is_told(self):
+        for arguments in (["--help"], ["--version"], ["send", "--help"]):
+            with open("/dev/full", "wb") as full:
+                process = self.start("jay", *arguments, stdout=full)
+            self.assertEqual(process.wait(), 1)
+            self.assert_one_line(process.err.text(), "cannot write", "No space left")
 
     def test_a_command_is_wanted(self):
         self.assertIn("command", self.refuse())
@@ -65,6 +73,7 @@ class JayCommandLine(Case):
             self.assertIn(option, self.refuse("send", "--id", "5", "--to", "7", option, value, "hello"))
         for option, value in (("--count", "0"), ("--timeout", "-1")):
             self.assertIn(option, self.refuse("listen", "--id", "5", option, value))
+        self.assertIn("0 not in range 1 to 2147483647", self.refuse("ping", "--id", "5", "--to", "7", "--count", "0"))
 
     def test_a_text_longer_than_a_message_is_refused(self):
         status, out, err = self.run_program("jay", "send", "--id", "5", "--to", "7", "x" * 65520)
@@ -93,6 +102,21 @@ class JayWithoutServer(Case):
             self.assert_one_line(err, f"no answer from 127.0.0.1:{port} within 100 ms")
             err = self.no_server(port, "listen", "--id", "7", "--timeout", "100")  # a server is given some seconds
             self.assert_one_line(err, f"no answer from 127.0.0.1:{port} within 2000 ms")
+
+    def test_a_server_of_another_kind_that_never_stops_talking_is_told(self):
+        def talk(listener):
+            with contextlib.suppress(OSError), listener.accept()[0] as connection:
+                while True:
+                    connection.sendall(b"the quick brown fox jumps over the lazy dog\r\n" * 100)
+
+        with socket.create_server(("127.0.0.1", self.closed_port())) as other:
+            port = other.getsockname()[1]
+            for arguments in (["listen", "--id", "7"], ["listen", "--id", "0"], ["send", "--id", "5", "--to", "7", "hello"]):
+                talker = threading.Thread(target=talk, args=[other], daemon=True)
+                talker.start()
+                self.assert_one_line(self.no_server(port, *arguments),
+                                     f"what answers at 127.0.0.1:{port} is no bus server")
+                talker.join()
 
     def test_a_host_without_an_address_is_told(self):
         err = self.no_server(7000, "listen", "--id", "7", "--host", "256.256.256.256")

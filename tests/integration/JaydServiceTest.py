@@ -164,6 +164,14 @@ class JaydLog(ServiceCase):
         self.assertIn("'--log' wants the name of a file", self.refuse("--log", "", status=2))
         self.assertIn("'--log' wants a value", self.refuse("--log", status=2))
 
+    def test_a_log_on_a_full_disk_is_told_and_keeps_nobody_from_being_served(self):
+        port = self.closed_port()
+        server = self.start("jayd", "--port", port, "--log", "/dev/full")
+        line = server.err.next_line()
+        for part in ("cannot write to the log '/dev/full'", "No space left", "serving all the same"):
+            self.assertIn(part, line)
+        self.connect_attached(port, 5)
+
     def test_nothing_is_done_before_the_log_is_open(self):
         self.refuse("--log", self.folder, "--pid-file", self.pid_file)
         self.assertEqual(list(self.folder.iterdir()), [])

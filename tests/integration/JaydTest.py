@@ -35,6 +35,7 @@ class JaydOptions(Case):
         with open("/dev/full", "wb") as full:
             process = self.start("jayd", "--help", stdout=full)
         self.assertEqual(process.wait(), 1)
+        self.assert_one_line(process.err.text(), "cannot write", "No space left")
 
     def test_a_port_outside_1_to_65535_is_refused(self):
         for port in ("0", "65536", "-1", "99999999999999999999"):
@@ -53,6 +54,18 @@ class JaydOptions(Case):
     def test_an_unknown_option_is_refused(self):
         self.assertIn("'--nonsense'", self.refuse("--nonsense"))
         self.assertIn("'-x'", self.refuse("-x"))
+
+    def test_an_option_that_takes_no_value_is_named_as_it_was_given(self):
+        for argument in ("--quiet=3", "--help=me", "--local-only=yes"):
+            self.assertIn(f"'{argument}'", self.refuse(argument))
+
+    def test_what_could_harm_a_terminal_is_escaped_in_errors(self):
+        for arguments in (["--bad\x1b[31m\n"], ["\x1b"], ["--port", "80\n"], ["--port", b"\xff\x9b"], ["-\x01"]):
+            self.assertRegex(self.refuse(*arguments), r"\\x[0-9a-f]{2}")
+        for option in ("--log", "--pid-file"):
+            status, _, err = self.run_program("jayd", option, "/nowhere/\x1b[31m\n")
+            self.assertEqual(status, 1)
+            self.assert_one_line(err, "/nowhere/\\x1b[31m\\x0a")
 
     def test_an_argument_that_is_no_option_is_refused(self):
         self.assertIn("'7000'", self.refuse("7000"))

@@ -6,8 +6,8 @@
 #include <cstdio>
 #include <unistd.h>
 
+#include "tools/common/Harmless.h"
 #include "tools/jay/Inbox.h"
-#include "tools/jay/Text.h"
 
 void complain(const std::string& line) {
     std::fprintf(stderr, "jay: %s\n", harmless(line).c_str());

@@ -5,7 +5,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "tools/jay/Text.h"
+#include "tools/common/Harmless.h"
 
 namespace {
 
@@ -41,19 +41,25 @@ Parsed cannotRead(const std::string& path) {
 
 }  // namespace
 
-Parsed readInput(const std::string& path) {
+Parsed readUpTo(const std::string& path, std::size_t limit) {
     const Source source(path);
     if (!source.isOpen()) return cannotRead(path);
     Parsed input;
     std::string block(std::size_t(64) << 10, '\0');
-    ssize_t n = 0;
-    while ((n = source.read(block.data(), block.size())) > 0) {
+    ssize_t n = 1;
+    while (n > 0 && input.bytes.size() <= limit) {
+        n = source.read(block.data(), block.size());
+        if (n < 0) return cannotRead(path);
         input.bytes.append(block, 0, static_cast<std::size_t>(n));
-        if (input.bytes.size() > LARGEST_INPUT)
-            return Parsed::failed(shownPath(path) + " is larger than " + std::to_string(LARGEST_INPUT >> 20) +
-                                  " MiB; cut out what is to be looked at");
     }
-    return n < 0 ? cannotRead(path) : input;
+    return input;
+}
+
+Parsed readInput(const std::string& path) {
+    Parsed input = readUpTo(path, LARGEST_INPUT);
+    if (input.bytes.size() <= LARGEST_INPUT) return input;
+    return Parsed::failed(shownPath(path) + " is larger than " + std::to_string(LARGEST_INPUT >> 20) +
+                          " MiB; cut out what is to be looked at");
 }
 
 std::string shownPath(const std::string& path) {

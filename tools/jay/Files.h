@@ -16,6 +16,10 @@ constexpr std::size_t LARGEST_INPUT = std::size_t(256) << 20;
  */
 Parsed readInput(const std::string& path);
 
+/** The same for an input of which more than so many bytes are of no use: of a longer one it takes a few more, and leaves the
+ * rest. */
+Parsed readUpTo(const std::string& path, std::size_t limit);
+
 /** The path as it is shown to the user: in quotes, and harmless; "standard input" for "-". */
 std::string shownPath(const std::string& path);
 

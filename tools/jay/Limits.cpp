@@ -7,7 +7,9 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 void Limits::describe(CLI::App& app, const std::string& countMeaning) {
-    app.add_option("--count", count_, countMeaning)->option_text("NUMBER")->check(CLI::PositiveNumber);
+    app.add_option("--count", count_, countMeaning)
+        ->option_text("NUMBER")
+        ->check(CLI::Range(1, std::numeric_limits<int>::max()));
     app.add_option("--for", duration_, "End after so long, whatever comes")
         ->option_text("MS")
         ->check(CLI::Range(0, std::numeric_limits<int>::max()));

@@ -6,6 +6,7 @@
 #include <string>
 #include <unistd.h>
 
+#include "bus/SM.h"
 #include "system/JSystem.h"
 #include "tools/jay/Console.h"
 #include "tools/jay/MessageView.h"
@@ -31,6 +32,16 @@ std::string probeText(int id) {
 
 bool isProbe(M& m) {
     return m.getSrcId() == m.getDestId() && payloadOf(m).rfind(PROBE, 0) == 0;
+}
+
+/** Whether a bus server delivers such a message to that client of ours. What another kind of server says, even without an
+ * end, shows soon that it is none. */
+bool isDelivery(const Arrival& arrival) {
+    M& m = *arrival.message;
+    const bool sync = (m.getFlag() & M::M_FLAG_SYNC) != 0;
+    if (!sync && m.getDestId() >= SM::MAX_CLIENTS) return false;
+    if ((m.getFlag() & M::M_FLAG_BROADCAST) != 0) return true;
+    return arrival.client == (sync ? 0 : m.getDestId());
 }
 
 /** Signals are for the main thread: the threads that are made meanwhile never see one. */
@@ -99,6 +110,10 @@ bool Session::confirm(int ms) {
     Arrival arrival;
     while (!missing.empty()) {
         const Event event = receive(arrival, ms, -1);
+        if (event == MESSAGE && !isDelivery(arrival)) {
+            complain("what answers at " + client_.server() + " is no bus server; is the port right?");
+            return false;
+        }
         if (event != MESSAGE) {
             tell(event, ms);
             return false;

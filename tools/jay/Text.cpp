@@ -3,31 +3,14 @@
 #include <map>
 
 #include "system/JSystem.h"
+#include "tools/common/Harmless.h"
 #include "tools/jay/Hex.h"
 
 namespace {
 
-constexpr unsigned long HIGHEST_CHARACTER = 0x10FFFF;
-
-/** What stands at the head of some bytes: a character and its length, or a byte that is none. */
-struct Head {
-    bool isCharacter = false;
-    unsigned long character = 0;
-    std::size_t length = 1;
-};
-
 unsigned char* unsignedBytes(std::string_view bytes) {
     // The library's decoders only read.
     return reinterpret_cast<unsigned char*>(const_cast<char*>(bytes.data()));
-}
-
-Head headOfUtf8(std::string_view bytes) {
-    constexpr std::size_t LONGEST = 6;
-    unsigned long c = 0;
-    const int n =
-        JSystem::mbtowc(&c, unsignedBytes(bytes), static_cast<int>(bytes.substr(0, LONGEST).size()));
-    if (n <= 0) return {};
-    return {true, c, static_cast<std::size_t>(n)};
 }
 
 Head headOfKorean(std::string_view bytes) {
@@ -48,40 +31,8 @@ Head headOf(std::string_view bytes, Encoding encoding) {
     return {};
 }
 
-bool isShowable(unsigned long c) {
-    const bool control = c < 0x20 || (c >= 0x7F && c <= 0x9F);
-    const bool surrogate = c >= 0xD800 && c <= 0xDFFF;
-    return !control && !surrogate && c <= HIGHEST_CHARACTER;
-}
-
-std::string utf8(unsigned long c) {
-    unsigned char bytes[6];
-    const int n = JSystem::wctomb(bytes, sizeof bytes, c);
-    return std::string(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(n));
-}
-
 bool isLineOrTab(unsigned long c) {
     return c == '\n' || c == '\r' || c == '\t';
-}
-
-std::string escape(char byte) {
-    return "\\x" + hexBytes({&byte, 1});
-}
-
-std::string escapeAll(std::string_view bytes, Encoding encoding, const char* backslash) {
-    std::string shown;
-    while (!bytes.empty()) {
-        const Head head = headOf(bytes, encoding);
-        if (head.isCharacter && head.character == '\\') {
-            shown += backslash;
-        } else if (head.isCharacter && isShowable(head.character)) {
-            shown += utf8(head.character);
-        } else {
-            for (const char byte : bytes.substr(0, head.length)) shown += escape(byte);
-        }
-        bytes.remove_prefix(head.length);
-    }
-    return shown;
 }
 
 /** The Korean code the other way round: by character, the pair of bytes. */
@@ -117,7 +68,19 @@ bool isPlainText(std::string_view bytes) {
 }
 
 std::string shownText(std::string_view bytes, Encoding encoding) {
-    return escapeAll(bytes, encoding, "\\\\");
+    std::string shown;
+    while (!bytes.empty()) {
+        const Head head = headOf(bytes, encoding);
+        if (head.isCharacter && head.character == '\\') {
+            shown += "\\\\";
+        } else if (head.isCharacter && isShowable(head.character)) {
+            shown += utf8(head.character);
+        } else {
+            for (const char byte : bytes.substr(0, head.length)) shown += escapedByte(byte);
+        }
+        bytes.remove_prefix(head.length);
+    }
+    return shown;
 }
 
 std::string shownPayload(std::string_view bytes, Encoding encoding) {
@@ -143,8 +106,4 @@ std::optional<std::string> encoded(std::string_view text, Encoding encoding) {
         text.remove_prefix(head.length);
     }
     return bytes;
-}
-
-std::string harmless(std::string_view line) {
-    return escapeAll(line, Encoding::UTF_8, "\\");
 }

@@ -38,7 +38,4 @@ std::string shownPayload(std::string_view bytes, Encoding encoding);
  */
 std::optional<std::string> encoded(std::string_view text, Encoding encoding);
 
-/** A line for the user with all that could harm a terminal as `\xHH`; backslashes stay as they are. */
-std::string harmless(std::string_view line);
-
 #endif

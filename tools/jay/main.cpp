@@ -1,11 +1,15 @@
 /** @file jay: the message bus from the command line. */
+#include <cerrno>
 #include <CLI/CLI.hpp>
+#include <cstring>
+#include <iostream>
 #include <string>
 
 #include "system/JSystem.h"
+#include "tools/common/Harmless.h"
 #include "tools/common/Startup.h"
 #include "tools/jay/Command.h"
-#include "tools/jay/Text.h"
+#include "tools/jay/Console.h"
 
 namespace {
 
@@ -27,6 +31,14 @@ std::string explain(const CLI::App* app, const CLI::Error& error) {
     std::string command = "jay";
     for (const CLI::App* used : app->get_subcommands()) command += " " + used->get_name();
     return "jay: " + harmless(error.what()) + "; '" + command + " --help' shows what can be said\n";
+}
+
+/** Shown text counts only if it arrived. */
+Status helpShown() {
+    if (std::cout.flush()) return DONE;
+    if (errno == EPIPE) return DONE;  // `head` has seen enough
+    complain(std::string("cannot write: ") + std::strerror(errno));
+    return UNFINISHED;
 }
 
 Status runUsed(const std::vector<std::unique_ptr<Command>>& commands, const CLI::App& app) {
@@ -61,7 +73,7 @@ int main(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? DONE : WRONG_USE;
+        return app.exit(error) == 0 ? helpShown() : WRONG_USE;
     }
     JSystem::debug(debug);
     return runUsed(commands, app);

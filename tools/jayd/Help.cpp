@@ -1,6 +1,8 @@
 #include "tools/jayd/Help.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 #include "tools/common/DefaultPort.h"
 #include "tools/jayd/Status.h"
@@ -45,7 +47,9 @@ exit status: 0 ended by a signal, 1 cannot serve (the port is in use, say), 2 wr
 )";
 
 int shown() {
-    return std::fflush(stdout) == 0 ? DONE : CANNOT_SERVE;
+    if (std::fflush(stdout) == 0) return DONE;
+    std::fprintf(stderr, "jayd: cannot write: %s\n", std::strerror(errno));
+    return CANNOT_SERVE;
 }
 
 }  // namespace

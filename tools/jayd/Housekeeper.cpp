@@ -35,7 +35,7 @@ void Housekeeper::run() {
 
 void Housekeeper::reopenLog() {
     const std::string trouble = log.open();
-    if (!trouble.empty()) std::fprintf(stderr, "jayd: %s; going on in the old one\n", trouble.c_str());
+    if (!trouble.empty()) log.complain(trouble + "; going on in the old one");
 }
 
 void Housekeeper::writeStatus() {

@@ -7,6 +7,8 @@
 #include <unistd.h>
 #include <utility>
 
+#include "tools/common/Harmless.h"
+
 namespace {
 
 constexpr mode_t LOG_MODE = 0640;  // what clients send each other is not everybody's business
@@ -41,8 +43,16 @@ std::string Log::open() {
 }
 
 void Log::complain(const std::string& line) {
-    std::fprintf(stderr, "%s\n", line.c_str());
-    if (starter >= 0) dprintf(starter, "%s\n", line.c_str());
+    const std::string shown = harmless(line);
+    std::fprintf(stderr, "jayd: %s\n", shown.c_str());
+    if (starter >= 0) dprintf(starter, "jayd: %s\n", shown.c_str());
+}
+
+void Log::announce(const std::string& line) {
+    if (std::fprintf(stderr, "jayd: %s\n", line.c_str()) >= 0 || starter < 0) return;
+    const std::string why = std::strerror(errno);
+    const std::string shown = harmless("cannot write to the log '" + path + "': " + why);
+    dprintf(starter, "jayd: %s; serving all the same\n", shown.c_str());
 }
 
 void Log::started() {

@@ -22,8 +22,11 @@ public:
      */
     std::string open();
 
-    /** Says one last line, also to whoever started the program and may not look into the log. */
+    /** Says what is wrong, until started() also to whoever started the program and may not look into the log. */
     void complain(const std::string& line);
+
+    /** Says the first line. If the file does not take it, the disk being full, say, whoever started the program is told. */
+    void announce(const std::string& line);
 
     /** Lets go of the standard error that the program was started with. */
     void started();

@@ -4,6 +4,9 @@
 #include <cstdio>
 #include <cstring>
 #include <getopt.h>
+#include <string>
+
+#include "tools/common/Harmless.h"
 
 namespace {
 
@@ -29,7 +32,7 @@ int portOf(const char* text) {
 
 Options refuse(const char* format, const char* text) {
     std::fputs("jayd: ", stderr);
-    std::fprintf(stderr, format, text);
+    std::fprintf(stderr, format, harmless(text).c_str());
     std::fputs("; 'jayd --help' shows what can be said\n", stderr);
     Options options;
     options.action = Options::REFUSE;
@@ -42,8 +45,10 @@ Options refuse(const char* format, const char* text) {
  */
 Options refuseUnknown(char** argv) {
     if (optopt >= LOCAL_ONLY) return refuse("'%s' takes no value", argv[optind - 1]);
+    const char* const word = argv[optind - 1];
     const char letter[] = {'-', static_cast<char>(optopt), '\0'};
-    return refuse("there is no option '%s', or it takes no value", optopt != 0 ? letter : argv[optind - 1]);
+    const bool isLong = optopt == 0 || std::strncmp(word, "--", 2) == 0;  // --quiet=3 comes as its letter
+    return refuse("there is no option '%s', or it takes no value", isLong ? word : letter);
 }
 
 }  // namespace

@@ -93,7 +93,7 @@ std::unique_ptr<SM> makeServer(const Options& options) {
 
 int cannotServe(Log& log, const std::string& why) {
     JSystem::debug(false);  // the one line that follows says it all
-    log.complain("jayd: " + why);
+    log.complain(why);
     return CANNOT_SERVE;
 }
 
@@ -117,7 +117,7 @@ int serve(const Options& options) {
     if (const std::string why = pidFile.publish(); !why.empty()) return cannotServe(log, why);
 
     const std::string listening = "listening on port " + std::to_string(options.port);
-    std::fprintf(stderr, "jayd: %s\n", listening.c_str());
+    log.announce(listening);
     log.started();
     tellServiceManager("READY=1\nSTATUS=" + listening, READY_PATIENCE_MS);
     service.housekeeper = std::make_unique<Housekeeper>(*service.server, options.port, log, toKeepHouse);

@@ -56,7 +56,7 @@ public:
             ->check(CLI::Range(0, SM::MAX_CLIENTS - 1));
         app.add_option("--count", count_, "End after so many")
             ->option_text("NUMBER")
-            ->check(CLI::PositiveNumber);
+            ->check(CLI::Range(1, HIGHEST_INT));
         app.add_option("--interval", interval_,
                        "Time from one to the next; 0: as soon as the answer is there")
             ->option_text("MS (default 1000)")
