@@ -270,7 +270,12 @@ class JayDbWriting(DbCase):
         for arguments in ([], ["list"], ["get", "x"], ["add", "x"], ["set", "x", 1], ["frobnicate"], ["list", "x", "y"],
                           ["add", "x", "one", "two"], ["add", "x", "--hex", "--items", "61"]):
             self.assertIn("--help", self.refuse("db", *arguments))
+        self.assertIn("frobnicate", self.refuse("db", "frobnicate"))
+        self.assertIn("--nonsense", self.refuse("db", "list", "x", "--nonsense"))
         self.assertEqual(os.listdir(self.folder), [])
+
+    def test_a_text_that_is_too_long_is_told(self):
+        self.assertIn("the 65519 bytes that jay puts into a record", self.refuse("db", "add", "new.db", "x" * 65520))
 
     def test_help_shows_examples(self):
         for arguments in (["--help"], ["add", "--help"]):

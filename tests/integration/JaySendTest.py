@@ -130,6 +130,13 @@ class JaySendPayload(JayCase):
         content = bytes(range(256)) * 255
         self.assertEqual(self.arrives("--file", self.file(content)), content)
 
+    def test_standard_input_is_one_payload_when_it_is_the_file(self):
+        process = self.start("jay", "send", "--port", self.port, "--id", "5", "--to", "7", "--file", "-")
+        process.write_line("one\ntwo\0")
+        process.close_input()
+        self.assertEqual(process.wait(), 0)
+        self.assertEqual(self.seven.receive().payload, b"one\ntwo\0\n")
+
     def test_a_file_may_hold_hex_or_items(self):
         self.assertEqual(self.arrives("--hex", "--file", self.file(b"0102 # two\n03\n")), b"\x01\x02\x03")
         self.assertEqual(self.arrives("--items", "--file", self.file(b"byte:1\nstr:x\n")), b"\x01\x01x")
@@ -155,6 +162,7 @@ class JaySendPayload(JayCase):
         long = self.file(bytes(65520))
         self.assertIn("65519", self.refused("--file", long))
         self.assertIn("65519", self.refused("--hex", "--file", self.file(b"00" * 65520)))
+        self.assertIn("65519", self.refused("--file", "/dev/zero"))
 
     def test_one_payload_only(self):
         for arguments in (["--hex", "--items", "00"], ["--file", "x", "text"], ["--file", "x", "--", "-"], []):

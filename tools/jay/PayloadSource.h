@@ -9,10 +9,15 @@
 #include "tools/jay/Parsed.h"
 #include "tools/jay/Text.h"
 
-/** Where the payload of a message comes from, and how it is written there: what `jay send` and `jay request` are told. */
+/** Where the payload of a message, or the text of a record, comes from, and how it is written there: what `jay send`,
+ * `jay request` and `jay db` are told. */
 class PayloadSource {
 public:
     static constexpr std::size_t LONGEST = 65535 - 16;  ///< bytes that fit into a message
+
+    /** @param name what it is to the user. @param holder what holds it. */
+    explicit PayloadSource(const char* name = "payload", const char* holder = "a message")
+        : name_(name), holder_(holder) {}
 
     /** TEXT..., --hex, --items and --file. */
     void describe(CLI::App& app);
@@ -30,6 +35,10 @@ public:
     Parsed payload(std::string_view text, Encoding encoding) const;
 
 private:
+    Parsed checkLength(Parsed payload) const;
+
+    std::string name_;
+    std::string holder_;
     std::vector<std::string> words_;
     std::string file_;
     bool hex_ = false;

@@ -39,7 +39,10 @@ public:
     const char* summary() const override { return "List, get, add and set the records of a database file"; }
 
     void describe(CLI::App& app) override {
-        app.require_subcommand(1);
+        app.require_subcommand(0, 1);  // without any, the unknown word is what an error should name
+        app.callback([&app] {
+            if (app.get_subcommands().empty()) throw CLI::RequiredError("list, get, add or set");
+        });
         app.footer(EXAMPLES);
         output_.describe(part(app, "list", "Print all records", &Db::list));
         CLI::App& get = part(app, "get", "Print the text of one record", &Db::get);
@@ -271,7 +274,7 @@ private:
 
     std::string path_;
     int id_ = 0;
-    PayloadSource source_;
+    PayloadSource source_{"text", "a record"};
     bool force_ = false;
     Output output_;
     Action action_ = nullptr;
