@@ -83,6 +83,13 @@ class JayBench(JayCase):
     def test_quiet_says_nothing_but_the_table(self):
         self.assertEqual(self.bench("--size", "1", "--quiet")[2], "")
 
+    def test_an_output_that_is_full_is_told(self):
+        for options in ([], ["--json"]):
+            with open("/dev/full", "wb") as full:
+                process = self.start("jay", "bench", "--port", self.port, "--count", "10", "--quiet", *options, stdout=full)
+            self.assertEqual(process.wait(), 1)
+            self.assert_one_line(process.err.text(), "cannot write", "No space left")
+
     def test_what_waited_for_its_ids_does_not_disturb(self):
         five = self.connect_attached(self.port, 5)
         for number in (30, 31):

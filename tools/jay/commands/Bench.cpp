@@ -151,7 +151,7 @@ public:
         section_ = static_cast<std::uint32_t>(JSystem::getMilliseconds()) << 8;
         std::vector<Result> results;
         const Session::Event event = measureAll(session, results);
-        if (event == Session::OUTPUT_GONE) return DONE;
+        if (event == Session::OUTPUT_GONE) return output_.status();
         if (!output_.isJson()) printTable(results);
         return event == Session::MESSAGE ? output_.status() : failed(event);
     }
