@@ -239,6 +239,12 @@ class JayDbWriting(DbCase):
         self.assert_one_line(err, "damaged at offset 37", "all the same")
         self.assertEqual(self.db("get", "notes.db", 2)[1], "x\n")
 
+    def test_damage_that_the_library_cannot_repair_is_told(self):
+        self.file("notes.db", b"\xff" * 8)
+        status, out, err = self.db("add", "notes.db", "x", "--force", "--quiet")
+        self.assertEqual((status, out), (1, ""))
+        self.assert_one_line(err, "could not write the record to 'notes.db'", "damaged too badly", "jay db list")
+
     def test_what_is_added_behind_a_repair_is_found_once_more_follows(self):
         self.file("notes.db", EXAMPLE[:37])
         status, out, err = self.db("add", "notes.db", "y", "--force")

@@ -239,7 +239,7 @@ class JaySendInput(JayCase):
         sender.write_line("01")
         sender.write_line("0x")
         self.assertEqual(sender.wait(), 2)
-        self.assert_one_line(sender.err.text(), "line 2", "the 1 before it")
+        self.assert_one_line(sender.err.text(), "line 2", "the one before it was sent")
         self.assertEqual(self.seven.receive().payload, b"\x01")
 
     def test_no_line_is_no_message(self):

@@ -23,10 +23,14 @@ class WakeTable(FileCase):
         for line, part in ((b"seven true", "'seven' is no id"), (b"0 true", "'0' is no id"), (b"32 true", "'32' is no id"),
                            (b"-1 true", "'-1' is no id"), (b"7", "command for client 7 is missing"),
                            (b"7   ", "command for client 7 is missing"), (b"5 false", "client 5 has a command already"),
-                           (b"7 tr\0ue", "zero byte"), (b"\x1b[2J x", "is no id"), (b"9" * 5000, "is no id")):
+                           (b"7 tr\0ue", "zero byte"), (b"\x1b[2J x", "is no id"), (b"9" * 5000, "is no id"),
+                           (b"9 " + b"x" * 200000, "too long for a shell")):
             err = self.refuse_table(b"# comment\n\n5 true\n" + line + b"\n")
             for text in ("'table', line 4: ", part):
                 self.assertIn(text, err)
+
+    def test_what_other_editors_leave_in_a_text_is_no_part_of_it(self):
+        self.assertIn("line 2: ", self.refuse_table(b"\xef\xbb\xbf5 true\r\n6\r\n"))
 
     def test_a_table_without_clients_is_told(self):
         for content in (b"", b"\n \n", b"# 5 true\n  # 7 true\n"):

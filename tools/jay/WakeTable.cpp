@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <sstream>
+#include <string_view>
 
 #include "bus/SM.h"
 #include "tools/jay/Files.h"
@@ -13,6 +14,8 @@ namespace {
 constexpr char BLANKS[] = " \t\r";
 constexpr int HIGHEST_ID = SM::MAX_CLIENTS - 1;
 constexpr std::size_t LONGEST_QUOTE = 40;
+constexpr std::size_t LONGEST_COMMAND = 100000;  // a system takes little more as one argument of the shell
+constexpr std::string_view BYTE_ORDER_MARK = "\xef\xbb\xbf";  // some editors put it before a text
 
 /** 1..31; 0 when the text is no such number. */
 int readId(const std::string& text) {
@@ -35,6 +38,8 @@ std::string addLine(const std::string& line, std::map<int, std::string>& command
     if (command == std::string::npos) return "the command for client " + word + " is missing";
     if (line.find('\0') != std::string::npos) return "there is a zero byte in it; is this a text file?";
     const std::size_t last = line.find_last_not_of(BLANKS);
+    if (last - command >= LONGEST_COMMAND)
+        return "the command for client " + word + " is too long for a shell; put it into a script";
     if (!commands.emplace(id, line.substr(command, last + 1 - command)).second)
         return "client " + word + " has a command already";
     return "";
@@ -44,8 +49,9 @@ std::string addLine(const std::string& line, std::map<int, std::string>& command
 
 WakeTable WakeTable::read(const std::string& path) {
     WakeTable table;
-    const Parsed input = readInput(path);
+    Parsed input = readInput(path);
     table.error = input.error;
+    if (input.bytes.rfind(BYTE_ORDER_MARK, 0) == 0) input.bytes.erase(0, BYTE_ORDER_MARK.size());
     std::istringstream lines(input.bytes);
     std::string line;
     for (int number = 1; table.error.empty() && std::getline(lines, line); number++) {

@@ -265,7 +265,11 @@ private:
     }
 
     Status notWritten() const {
-        return refuse("could not write the record to " + shownFile() + "; is the disk full?", UNFINISHED);
+        const bool whole = file_.damage.empty();
+        return refuse("could not write the record to " + shownFile() +
+                          (whole ? "; is the disk full?"
+                                 : ", being damaged too badly; save what 'jay db list' shows in a new one"),
+                      UNFINISHED);
     }
 
     bool printId(int id) {

@@ -97,7 +97,7 @@ private:
             const Status status = send(session, payload.bytes);
             if (status != DONE || !session.isConnected()) return status;
         }
-        if (result == LineReader::TOO_LONG) return wrongLine("far longer than a message");
+        if (result == LineReader::TOO_LONG) return wrongLine("the line is far longer than a message");
         if (result == LineReader::FAILED) {
             complain(std::string("cannot read standard input: ") + std::strerror(errno));
             return UNFINISHED;
@@ -106,8 +106,9 @@ private:
     }
 
     Status wrongLine(const std::string& error) const {
-        complain("line " + std::to_string(sent_ + 1) + " of standard input: " + error + "; the " +
-                 std::to_string(sent_) + " before it were sent");
+        std::string before = "; the " + std::to_string(sent_) + " before it were sent";
+        if (sent_ <= 1) before = sent_ == 0 ? "; nothing was sent" : "; the one before it was sent";
+        complain("line " + std::to_string(sent_ + 1) + " of standard input: " + error + before);
         return WRONG_USE;
     }
 
