@@ -19,14 +19,23 @@ from processes import Programs, TimeUp
 BUS_SIZES = (16, 256, 4096, 60000)
 
 
+def number_of_rounds(text):
+    if not re.fullmatch(r"\d{1,3}", text) or not 1 <= int(text) <= 100:
+        raise argparse.ArgumentTypeError(f"'{text}' is no number from 1 to 100")
+    return int(text)
+
+
 def parse_arguments():
     parser = argparse.ArgumentParser(description="Runs the benchmarks of a build and prints the medians of some rounds.")
     parser.add_argument("--build", type=Path, required=True, help="build folder with jay_bench, jayd and jay")
     parser.add_argument("--against", type=Path, help="build folder with another libjay and jayd, for ratios")
-    parser.add_argument("--rounds", type=int, default=5, choices=range(1, 101), metavar="1..100")
+    parser.add_argument("--rounds", type=number_of_rounds, default=5, metavar="1..100")
     parser.add_argument("--filter", default="", help="only benchmarks whose names match this expression")
     parser.add_argument("--json", type=Path, help="also write the medians here")
+    parser.add_argument("--check", action="store_true", help="only look whether these options are right")
     arguments = parser.parse_args()
+    if arguments.json and not arguments.json.absolute().parent.is_dir():
+        parser.error(f"--json: there is no folder for '{arguments.json}'")
     try:
         re.compile(arguments.filter)
     except re.error as error:
@@ -115,6 +124,8 @@ def print_table(medians, units):
 
 def main():
     arguments = parse_arguments()
+    if arguments.check:
+        return
     with tempfile.TemporaryDirectory() as scratch:
         values, units = measure(arguments, scratch)
     if not units:

@@ -51,6 +51,7 @@ if [[ -n $against ]]; then
         { echo "bench.sh: no revision '$against'; 'git log --oneline' lists them" >&2; exit 2; }
 fi
 scripts/deps.sh build bench
+python3 scripts/bench.py --build "$here" "${arguments[@]}" --check # what is wrong is told before the build
 options=(-DJAY_BENCH=ON)
 build . "$here" jay_bench jayd jay_tool
 if [[ -n $against ]]; then
