@@ -402,6 +402,7 @@ class JaydServiceManager(ServiceCase):
     def test_a_manager_that_does_not_read_does_not_hold_up_the_end(self):
         manager, environment = self.manager(str(self.folder / "notify"))
         server, _ = self.start_server("--quiet", env=environment)
+        self.assertTrue(manager.recv(1000).startswith(b"READY=1"))
         with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as filler:
             filler.setblocking(False)
             with self.assertRaises(BlockingIOError):
