@@ -43,14 +43,7 @@ SM::~SM() {
     const jay::detail::CancelOff off;
     stop();
     stopThreads();
-    for (auto& slot : slots) {
-        SA* agent = nullptr;
-        {
-            const ScopedLock guard(slotLock);
-            agent = slot.exchange(nullptr);
-        }
-        delete agent;  // with no lock held: it waits for two threads
-    }
+    for (auto& slot : slots) delete slot.exchange(nullptr);  // with no lock held: it waits for two threads
     delete mq;
     delete cm.load();
 }
@@ -113,7 +106,7 @@ unsigned SM::route(std::unique_ptr<M> m) {
     const int src = m->getSrcId();
     const int flag = m->getFlag();
     const int priority = m->getPriority();
-    const auto number = static_cast<int>(out.load());
+    const unsigned number = out.load(std::memory_order_relaxed);  // no other thread counts it
     unsigned agents = 0;
 
     if ((flag & M::M_FLAG_SYNC) != 0) {
@@ -125,26 +118,25 @@ unsigned SM::route(std::unique_ptr<M> m) {
     // The order of the tests is kept: a SYNC broadcast is a broadcast, and a broadcast, too, needs a
     // destination below 32.
     if ((flag & M::M_FLAG_BROADCAST) != 0) {
-        JSystem::debug("SM>> q%d(%d) : ALL <-- %d\n", priority, number, src);
+        JSystem::debug("SM>> q%d(%d) : ALL <-- %d\n", priority, static_cast<int>(number), src);
         agents = broadcast(*m);
     } else {
         agentFor(dest)->adoptQuietly(m.release());
         agents = 1U << dest;
-        JSystem::debug("SM>> q%d(%d) : %d <-- %d\n", priority, number, dest, src);
+        JSystem::debug("SM>> q%d(%d) : %d <-- %d\n", priority, static_cast<int>(number), dest, src);
     }
-    out.store(out.load(std::memory_order_relaxed) + 1,
-              std::memory_order_relaxed);  // no other thread counts it
+    out.store(number + 1, std::memory_order_relaxed);
     return agents;
 }
 
 unsigned SM::broadcast(M& m) {
     const int src = m.getSrcId();
     unsigned agents = 0;
+    m.setFlag(0);
     for (int client = 0; client < MAX_CLIENTS; client++) {
         SA* agent = client != src ? agentAt(client) : nullptr;
         if (agent == nullptr || !agent->active()) continue;
         m.setDestId(client);
-        m.setFlag(0);
         agent->adoptQuietly(new M(m));
         agents |= 1U << client;
     }

@@ -31,7 +31,7 @@ MessageReader::Result MessageReader::next(std::unique_ptr<M>& message) {
 }
 
 MessageReader::Result MessageReader::fill(int from, int end) {
-    if (!socket_.getInputStream()->holds(end - from)) beforeWait_();
+    if (beforeWait_ && !socket_.getInputStream()->holds(end - from)) beforeWait_();
     const int n = in_.readFully(buffer_, from, end);
     if (n > 0) return MESSAGE;
     return n < 0 && socket_.isReadTimeout() ? TIMED_OUT : ENDED;

@@ -24,8 +24,7 @@ public:
     };
 
     /** @param beforeWait called whenever the next message may have to be waited for. */
-    explicit MessageReader(
-        JSocket& socket, std::function<void()> beforeWait = [] {});
+    explicit MessageReader(JSocket& socket, std::function<void()> beforeWait = {});
 
     /** Waits for the next message. A cancellation point. `message` is set only with MESSAGE. */
     Result next(std::unique_ptr<M>& message);

@@ -57,6 +57,17 @@ protected:
     static std::vector<int> slots(JCachetable& cache) {
         return walk(cache, [](const JCacheEntry* entry) { return entry->slot; });
     }
+
+    /** Three slots, the most recent one first, linked in both directions. */
+    static void expectRecency(JCachetable& cache, const std::vector<int>& order) {
+        EXPECT_EQ(slots(cache), order);
+        EXPECT_EQ(cache.mostRecent, order.front());
+        EXPECT_EQ(cache.leastRecent, order.back());
+        EXPECT_EQ(cache.previous[order[0]], -1);
+        EXPECT_EQ(cache.previous[order[1]], order[0]);
+        EXPECT_EQ(cache.previous[order[2]], order[1]);
+    }
+
     static std::vector<int> keys(JCachetable& cache) {
         return walk(cache, [](const JCacheEntry* entry) {
             return entry->key != nullptr ? numberOf(entry->key) : EMPTY;
@@ -574,12 +585,7 @@ TEST_F(JCachetableTest, CostMaxMovesASlotToTheHead) {
         JCachetable cache(4);
         for (int n = 0; n < 3; n++) add(cache, n, n);
         cache.costMax(slot);
-        EXPECT_EQ(slots(cache), order);
-        EXPECT_EQ(cache.mostRecent, order.front());
-        EXPECT_EQ(cache.leastRecent, order.back());
-        EXPECT_EQ(cache.previous[order[0]], -1);
-        EXPECT_EQ(cache.previous[order[1]], order[0]);
-        EXPECT_EQ(cache.previous[order[2]], order[1]);
+        expectRecency(cache, order);
     }
 }
 
@@ -589,12 +595,7 @@ TEST_F(JCachetableTest, CostMinMovesASlotToTheTail) {
         JCachetable cache(4);
         for (int n = 0; n < 3; n++) add(cache, n, n);
         cache.costMin(slot);
-        EXPECT_EQ(slots(cache), order);
-        EXPECT_EQ(cache.mostRecent, order.front());
-        EXPECT_EQ(cache.leastRecent, order.back());
-        EXPECT_EQ(cache.previous[order[0]], -1);
-        EXPECT_EQ(cache.previous[order[1]], order[0]);
-        EXPECT_EQ(cache.previous[order[2]], order[1]);
+        expectRecency(cache, order);
     }
 }
 
