@@ -97,11 +97,7 @@ int SA::notify() {
 // ---- the queue ----
 
 void SA::add(M& m) {
-    adopt(new M(m));
-}
-
-void SA::adopt(M* m) {
-    adoptQuietly(m);
+    adoptQuietly(new M(m));
     notify();
 }
 

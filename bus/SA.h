@@ -58,10 +58,8 @@ public:
     /** Queues a copy of a message for the client. */
     void add(M& m);
 
-    /** The same without a copy: the agent takes the message over. */
-    void adopt(M* m);
-
-    /** The same without waking the agent, which the caller owes: many messages, one deliver() or notify(). */
+    /** The agent takes the message over, without a copy. It is not woken, which the caller owes: many messages, one
+     * deliver() or notify(). */
     void adoptQuietly(M* m);
 
     /** Whether the client is connected. Does not wait for a message that is being written. */

@@ -144,11 +144,7 @@ unsigned SM::broadcast(M& m) {
 }
 
 void SM::add(M& m) {
-    adopt(new M(m));
-}
-
-void SM::adopt(M* m) {
-    adoptQuietly(m);
+    adoptQuietly(new M(m));
     notify();
 }
 

@@ -70,10 +70,8 @@ public:
     /** Queues a copy of a message for routing. One above M::MAX_SIZE is dropped. */
     void add(M& m);
 
-    /** The same without a copy: the manager takes the message over. */
-    void adopt(M* m);
-
-    /** The same without waking the manager, which the caller owes: many messages, one notify(). */
+    /** The manager takes the message over, without a copy. It is not woken, which the caller owes: many messages, one
+     * notify(). One above M::MAX_SIZE is dropped. */
     void adoptQuietly(M* m);
 
     /**
