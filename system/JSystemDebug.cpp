@@ -159,12 +159,14 @@ int JSystem::printf(const char* format, ...) {
     return text.write();
 }
 
-void JSystem::lock() {
+// Which lock these take is known only when they run, so clang cannot follow them.
+
+void JSystem::lock() JAY_UNCHECKED_LOCKING {
     if (lockDepth++ == 0) heldLock = enterOutput();
     if (heldLock != nullptr) heldLock->lock();
 }
 
-void JSystem::unlock() {
+void JSystem::unlock() JAY_UNCHECKED_LOCKING {
     if (lockDepth == 0) return;
     --lockDepth;
     if (heldLock == nullptr) return;

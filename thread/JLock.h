@@ -4,6 +4,7 @@
 #include <pthread.h>
 
 #include "core/JObject.h"
+#include "thread/JThreadSafety.h"
 
 /**
  * A recursive mutual-exclusion lock between the threads of one process.
@@ -17,7 +18,7 @@
  * lock with a scoped guard (`jay::detail::ScopedLock` inside the library), whose destructor runs when the
  * thread is unwound.
  */
-class JAY_API JLock : public JObject {
+class JAY_CAPABILITY("lock") JAY_API JLock : public JObject {
 public:
     static const JClass classJLock;
 
@@ -30,16 +31,16 @@ public:
     const JClass* getClass() const override;
 
     /** Blocks until the calling thread holds the lock. Returns pthread_mutex_lock's result: 0 on success. */
-    int lock();
+    int lock() JAY_ACQUIRE();
 
     /** Whether the calling thread holds the lock now; does not wait for it. If so, it owes an unlock(). */
-    bool tryLock();
+    bool tryLock() JAY_TRY_ACQUIRE(true);
 
     /**
      * Gives back one lock() of the calling thread. Returns pthread_mutex_unlock's result: 0 on success, EPERM
      * when the calling thread does not hold the lock (which then stays as it is).
      */
-    int unlock();
+    int unlock() JAY_RELEASE();
 
 private:
     pthread_mutexattr_t attributes;  // kept as long as the mutex that was made with it

@@ -57,6 +57,16 @@ std::shared_ptr<ThreadControl> controlOfCallingThread() {
     return watched ? *held.release() : *held;
 }
 
+// fork() calls one after the other: clang cannot follow that.
+
+void lockForFork() JAY_UNCHECKED_LOCKING {
+    JThreadInit::_sync->lock();
+}
+
+void unlockAfterFork() JAY_UNCHECKED_LOCKING {
+    JThreadInit::_sync->unlock();
+}
+
 void ignoreSignal(int) {
 }
 
@@ -77,7 +87,7 @@ JThreadInit::JThreadInit() {
     _sync = new JLock;
     heapObjects = new std::set<void*>;
     pthread_key_create(&foreignKey, foreignThreadEnds);
-    pthread_atfork([] { _sync->lock(); }, [] { _sync->unlock(); }, startInChild);
+    pthread_atfork(lockForFork, unlockAfterFork, startInChild);
     _tag = currentThread();
     _tag->owned = false;  // stays the main thread's, whatever becomes of that
     _tid = _tag->thread->getId();

@@ -1,15 +1,20 @@
 #ifndef JAY_THREAD_DETAIL_SCOPEDLOCK_H
 #define JAY_THREAD_DETAIL_SCOPEDLOCK_H
 
+#include <mutex>
+
 #include "thread/JLock.h"
 
 namespace jay::detail {
 
-/** Holds a JLock for the length of a scope, also when the thread is cancelled and unwound inside it. */
-class ScopedLock {
+/** Holds a JLock until the end of a scope, also when the thread is cancelled and unwound inside it. */
+class JAY_SCOPED_CAPABILITY ScopedLock {
 public:
-    explicit ScopedLock(JLock& lock) : lock_(lock) { lock_.lock(); }
-    ~ScopedLock() { lock_.unlock(); }
+    /** Takes the lock. */
+    explicit ScopedLock(JLock& lock) JAY_ACQUIRE(lock) : lock_(lock) { lock_.lock(); }
+    /** Takes over a lock that the calling thread holds already, from tryLock() for instance. */
+    ScopedLock(JLock& lock, std::adopt_lock_t) JAY_REQUIRES(lock) : lock_(lock) {}
+    ~ScopedLock() JAY_RELEASE() { lock_.unlock(); }
     ScopedLock(const ScopedLock&) = delete;
     ScopedLock& operator=(const ScopedLock&) = delete;
 
@@ -17,11 +22,14 @@ private:
     JLock& lock_;
 };
 
-/** The same if it can be had at once. */
+/**
+ * Takes a JLock if it is free at once, and holds it until the end of a scope. clang cannot follow a lock that is
+ * held on a condition: code that touches annotated fields calls tryLock() and adopts the lock with ScopedLock.
+ */
 class ScopedTryLock {
 public:
-    explicit ScopedTryLock(JLock& lock) : lock_(lock), held_(lock.tryLock()) {}
-    ~ScopedTryLock() {
+    explicit ScopedTryLock(JLock& lock) JAY_UNCHECKED_LOCKING : lock_(lock), held_(lock.tryLock()) {}
+    ~ScopedTryLock() JAY_UNCHECKED_LOCKING {
         if (held_) lock_.unlock();
     }
     ScopedTryLock(const ScopedTryLock&) = delete;
