@@ -69,6 +69,20 @@ def check_every_class_has_a_test(root, report):
                 report(f"{header.relative_to(root)}: has no test; write {test.relative_to(root)}")
 
 
+EXPORTED_CLASS = re.compile(r"^ *class JAY_API ((?:\w+::)*\w+)[^;]*\{", re.MULTILINE)
+
+
+def check_layout_table_is_complete(root, report):
+    """Every exported class has a row in the layout table; a nested class is named there with its class or alone."""
+    table = root / "tests" / "layout" / "Classes.cpp"
+    rows = {name.split("::")[-1] for name in re.findall(r'row<[^"]*>\("([\w:]+)"', table.read_text())}
+    for folder in FOLDERS:
+        for header in sorted((root / folder).glob("*.h")):
+            for name in EXPORTED_CLASS.findall(header.read_text()):
+                if name.split("::")[-1] not in rows:
+                    report(f"{header.relative_to(root)}: {name} has no row in {table.relative_to(root)}")
+
+
 def has_reason(lines, index, match):
     """A comment on the line or just above it, or a text behind GTEST_SKIP() <<."""
     line = lines[index]
@@ -104,6 +118,7 @@ def main():
     check_everything_is_built(root, build_dir, problems.append)
     check_python_tests_run(root, problems.append)
     check_every_class_has_a_test(root, problems.append)
+    check_layout_table_is_complete(root, problems.append)
     check_nothing_is_switched_off(root, problems.append)
     print("\n".join(problems) or "tests: all there, all built, none switched off")
     return 1 if problems else 0
