@@ -12,6 +12,8 @@
 using jay::detail::MessageReader;
 using jay::detail::ScopedLock;
 
+const JClass CA::classCA = {"CA", sizeof(CA), &JObject::classJObject};
+
 // ---- life ----
 
 CA::CA(int clientId, const char* hostName, int portNumber)
@@ -49,6 +51,10 @@ CA::~CA() {
     if (destroyed != nullptr) *destroyed = true;
     delete socket;
     for (int i = BANDS - 1; i >= 0; i--) delete bands[i];
+}
+
+const JClass* CA::getClass() const {
+    return &classCA;
 }
 
 void CA::stop() {

@@ -35,6 +35,8 @@ class JSocket;
  */
 class JAY_API CA : public JThread {
 public:
+    static const JClass classCA;
+
     /** Nothing is connected or started. @param id this client's id, 0..31. @param host name or dotted
      * address, copied.
      *  @param port the server's TCP port. */
@@ -49,6 +51,9 @@ public:
 
     /** The reading loop, on the client's own thread. */
     void run() override;
+
+    /** Returns &classCA. */
+    const JClass* getClass() const override;
 
     /**
      * Connects and greets the server. Blocks for up to 10 s, and for as long as a name look-up takes.

@@ -16,6 +16,8 @@
 
 using jay::detail::ScopedLock;
 
+const JClass CM::classCM = {"CM", sizeof(CM), &JObject::classJObject};
+
 namespace {
 constexpr int FAILURE_PAUSE_MS = 100;
 }
@@ -30,6 +32,10 @@ CM::~CM() {
     finish();
     delete serverSocket;
     for (JSocket* socket : leftBehind) delete socket;
+}
+
+const JClass* CM::getClass() const {
+    return &classCM;
 }
 
 void CM::stop() {

@@ -28,6 +28,8 @@ class SM;
  */
 class JAY_API CM : public JThread {
 public:
+    static const JClass classCM;
+
     /** Nothing happens before start(). @param port 1..65535. */
     CM(SM* sm, int port);
 
@@ -36,6 +38,9 @@ public:
 
     /** The accept loop, on the listener's own thread. */
     void run() override;
+
+    /** Returns &classCM. */
+    const JClass* getClass() const override;
 
     /** Tells the loop to end, and wakes it wherever it waits. */
     void stop();

@@ -10,6 +10,8 @@
 using jay::detail::Burst;
 using jay::detail::ScopedLock;
 
+const JClass LQ::classLQ = {"LQ", sizeof(LQ), &JObject::classJObject};
+
 LQ::LQ(SA* queueOwner) : owner(queueOwner), closed(false) {
     for (JQueue*& band : bands) band = new JQueue(jay::detail::BAND_SEGMENT);
 }
@@ -18,6 +20,10 @@ LQ::~LQ() {
     const ScopedLock guard(lock);
     closed = true;
     for (int i = BANDS - 1; i >= 0; i--) delete bands[i];
+}
+
+const JClass* LQ::getClass() const {
+    return &classLQ;
 }
 
 int LQ::bandOf(M& m) {

@@ -22,6 +22,8 @@ class Burst;
  */
 class JAY_API LQ : public JObject {
 public:
+    static const JClass classLQ;
+
     /** @param owner notified of every message; must outlive the queue's use. */
     explicit LQ(SA* owner);
 
@@ -29,6 +31,9 @@ public:
     ~LQ() override;
     LQ(const LQ&) = delete;
     LQ& operator=(const LQ&) = delete;
+
+    /** Returns &classLQ. */
+    const JClass* getClass() const override;
 
     /** Queues a copy and notifies the owner. @return what the owner's notify() returns. */
     int add(M& m);

@@ -8,6 +8,8 @@
 
 using jay::detail::ScopedLock;
 
+const JClass MQ::classMQ = {"MQ", sizeof(MQ), &JObject::classJObject};
+
 MQ::MQ(SM* queueOwner) : owner(queueOwner), closed(false) {
     for (JQueue*& band : bands) band = new JQueue(jay::detail::BAND_SEGMENT);
 }
@@ -16,6 +18,10 @@ MQ::~MQ() {
     const ScopedLock guard(lock);
     closed = true;
     for (JQueue* band : bands) delete band;
+}
+
+const JClass* MQ::getClass() const {
+    return &classMQ;
 }
 
 int MQ::bandOf(M& m) {

@@ -17,6 +17,8 @@ class SM;
  */
 class JAY_API MQ : public JObject {
 public:
+    static const JClass classMQ;
+
     /** @param owner notified of every message; must outlive the queue's use. */
     explicit MQ(SM* owner);
 
@@ -24,6 +26,9 @@ public:
     ~MQ() override;
     MQ(const MQ&) = delete;
     MQ& operator=(const MQ&) = delete;
+
+    /** Returns &classMQ. */
+    const JClass* getClass() const override;
 
     /** Queues a copy and notifies the owner. @return what the owner's notify() returns. */
     int add(M& m);

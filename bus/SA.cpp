@@ -20,6 +20,9 @@ using jay::detail::MessageReader;
 using jay::detail::ScopedLock;
 using jay::detail::ScopedTryLock;
 
+const JClass SA::classSA = {"SA", sizeof(SA), &JObject::classJObject};
+const JClass SA::SAReader::classSAReader = {"SAReader", sizeof(SA::SAReader), &JObject::classJObject};
+
 namespace {
 
 constexpr int LOOK_UP_MS = 1000;     ///< how long the agent sleeps at most
@@ -71,6 +74,10 @@ SA::~SA() {
     } else {
         delete socket;
     }
+}
+
+const JClass* SA::getClass() const {
+    return &classSA;
 }
 
 /** Tells the reader to end and ends the waits of both threads on the client, which does not notice. */
@@ -377,6 +384,10 @@ SA::SAReader::SAReader(SA* owner) : agent(owner), stopFlag(0), idleFlag(1) {
 }
 
 SA::SAReader::~SAReader() = default;
+
+const JClass* SA::SAReader::getClass() const {
+    return &classSAReader;
+}
 
 void SA::SAReader::run() {
     while (stopFlag == 0) {

@@ -42,6 +42,8 @@ class JAY_API SA : public JThread {
 public:
     class SAReader;
 
+    static const JClass classSA;
+
     /** Starts the reader; the agent's own thread is started by the manager. @param id 0..31. */
     SA(SM* sm, int id);
 
@@ -54,6 +56,9 @@ public:
 
     /** The sending loop, on the agent's own thread. */
     void run() override;
+
+    /** Returns &classSA. */
+    const JClass* getClass() const override;
 
     /** Queues a copy of a message for the client. */
     void add(M& m);
@@ -147,10 +152,15 @@ private:
 /** The thread that reads one client's messages. Belongs to its agent. */
 class JAY_API SA::SAReader : public JThread {
 public:
+    static const JClass classSAReader;
+
     explicit SAReader(SA* agent);  ///< reads what comes for `agent`, which must outlive it
     ~SAReader() override;
 
     void run() override;
+
+    /** Returns &classSAReader. */
+    const JClass* getClass() const override;
 
     /** Whether it waits for a socket, and holds none. */
     bool idle();

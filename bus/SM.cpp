@@ -12,6 +12,8 @@
 
 using jay::detail::ScopedLock;
 
+const JClass SM::classSM = {"SM", sizeof(SM), &JObject::classJObject};
+
 namespace {
 
 constexpr int LOOK_UP_MS = 1000;    ///< how long the loop sleeps at most before it looks at the stop flag
@@ -46,6 +48,10 @@ SM::~SM() {
     for (auto& slot : slots) delete slot.exchange(nullptr);  // with no lock held: it waits for two threads
     delete mq;
     delete cm.load();
+}
+
+const JClass* SM::getClass() const {
+    return &classSM;
 }
 
 /**

@@ -36,6 +36,8 @@ class SA;
  */
 class JAY_API SM : public JThread {
 public:
+    static const JClass classSM;
+
     static constexpr int MAX_CLIENTS = 32;  ///< client ids are 0..31
 
     /** What the server tells of one client; see status(). */
@@ -66,6 +68,9 @@ public:
 
     /** The routing loop, on the manager's own thread. */
     void run() override;
+
+    /** Returns &classSM. */
+    const JClass* getClass() const override;
 
     /** Queues a copy of a message for routing. One above M::MAX_SIZE is dropped. */
     void add(M& m);
