@@ -71,7 +71,7 @@ TEST(Platform, SetFont_TellsTheFontItsPlatformFontAndThenTheDisplay) {
     JGraphics graphics(&display);
     unsigned int platformFont = 5;
     JFont font(1, 2, 3);
-    font.platformFont = &platformFont;
+    font.setFont(&platformFont);
     platform::take();
     graphics.setFont(font);
     EXPECT_EQ(platform::take(), Calls({"setFont 5", "setFont 77"}));
@@ -80,7 +80,7 @@ TEST(Platform, SetFont_TellsTheFontItsPlatformFontAndThenTheDisplay) {
 TEST(Platform, ACopiedOrAssignedFontIsToldThePlatformFont) {
     unsigned int platformFont = 5;
     JFont font(1, 2, 3);
-    font.platformFont = &platformFont;
+    font.setFont(&platformFont);
     platform::take();
     JFont copy(font);
     EXPECT_EQ(platform::take(), Calls({"setFont 5"}));

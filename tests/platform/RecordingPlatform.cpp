@@ -50,6 +50,7 @@ int JFont::charsWidth(const char* s, int offset, int length) {
     return 8 * length;
 }
 void JFont::setFont(unsigned int* font) {
+    platformFont = font;
     record("setFont", font != nullptr ? std::to_string(*font) : "null");
 }
 void JSound::play(const JString& path) {
