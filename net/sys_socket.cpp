@@ -5,8 +5,9 @@
 #include <sys/ioctl.h>
 
 #include "net/detail/Wait.h"
-#include "system/JSystem.h"
+#include "thread/detail/Monotonic.h"
 
+using jay::detail::monotonicMilliseconds;
 using jay::detail::Readiness;
 
 namespace {
@@ -39,7 +40,7 @@ int sys_select(int nfds, fd_set* readfds, fd_set* writefds, fd_set* exceptfds, t
     const int before = errno;
     long long deadline = 0;
     if (timeout != nullptr)
-        deadline = JSystem::getMilliseconds() + timeout->tv_sec * 1000LL + timeout->tv_usec / 1000;
+        deadline = monotonicMilliseconds() + timeout->tv_sec * 1000LL + timeout->tv_usec / 1000;
     Sets asked;
     Sets::copy(&asked.read, readfds);
     Sets::copy(&asked.write, writefds);
@@ -55,7 +56,7 @@ int sys_select(int nfds, fd_set* readfds, fd_set* writefds, fd_set* exceptfds, t
             return ready;
         }
         if (!jay::detail::waitGoesOn(ready)) return -1;
-        if (timeout != nullptr && JSystem::getMilliseconds() >= deadline) {
+        if (timeout != nullptr && monotonicMilliseconds() >= deadline) {
             errno = ETIMEDOUT;
             return 0;
         }

@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <poll.h>
 
-#include "system/JSystem.h"
+#include "thread/detail/Monotonic.h"
 #include "thread/JThread.h"
 
 namespace jay::detail {
@@ -18,7 +18,7 @@ bool waitGoesOn(int result) {
 
 Readiness waitFor(int fd, short events, long long timeout, int slice, WaitWatcher& watcher) {
     const int before = errno;
-    const long long deadline = JSystem::getMilliseconds() + timeout;
+    const long long deadline = monotonicMilliseconds() + timeout;
     int wait = SLICE_MS;
     for (;;) {
         pollfd entry{fd, events, 0};
@@ -33,7 +33,7 @@ Readiness waitFor(int fd, short events, long long timeout, int slice, WaitWatche
         }
         if (!waitGoesOn(ready)) return Readiness::FAILED;
         const Readiness verdict = watcher.look();
-        const long long left = deadline - JSystem::getMilliseconds();
+        const long long left = deadline - monotonicMilliseconds();
         if (verdict == Readiness::FAILED) return verdict;
         if (verdict == Readiness::TIMED_OUT || left <= 0) {
             errno = ETIMEDOUT;

@@ -1,6 +1,7 @@
 #include <climits>
 #include <gtest/gtest.h>
 #include <iterator>
+#include <memory>
 #include <random>
 #include <vector>
 
@@ -247,6 +248,19 @@ TEST_F(JSocketInputStreamTest, Read_OfNothingInTime_TimesOutAndLeavesTheSocketOp
     EXPECT_TRUE(socket.isConnected());
     EXPECT_TRUE(isOpen(number()));
     peer.expectNothing();
+}
+
+TEST_F(JSocketInputStreamTest, Read_KeepsItsTimeWhenTheClockIsSet) {
+    for (const int seconds : {3600, -3600}) {
+        socket.readTimeout = 1;
+        std::unique_ptr<net::ClockSet> clock;
+        const AsWaitsBegin event([&] { clock = std::make_unique<net::ClockSet>(seconds); });
+        const net::Stopwatch watch;
+        EXPECT_EQ(readOne(), -1);
+        EXPECT_GE(watch.ms(), 999);
+        EXPECT_LT(watch.ms(), 1000 + net::LATE_MS);
+        EXPECT_TRUE(socket.isReadTimeout());
+    }
 }
 
 TEST_F(JSocketInputStreamTest, Read_OfADescriptorThatBlocks_TimesOutAllTheSame) {

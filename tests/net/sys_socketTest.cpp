@@ -2,6 +2,7 @@
 
 #include <csignal>
 #include <gtest/gtest.h>
+#include <memory>
 #include <sys/un.h>
 
 #include "net/Peer.h"
@@ -112,6 +113,28 @@ TEST_F(SysSelectTest, WaitsInSlicesOfAHundredMilliseconds) {
     EXPECT_EQ(waitToRead(250), 0);
     EXPECT_GE(Calls::select.count - before, 2);  // a loaded machine may oversleep
     EXPECT_LE(Calls::select.count - before, 4);
+}
+
+TEST_F(SysSelectTest, KeepsItsTimeWhenTheClockIsSet) {
+    std::unique_ptr<net::ClockSet> clock;
+    Waiter waiter([this] { return waitToRead(60000); });
+    ASSERT_TRUE(waiter.waits());
+    clock = std::make_unique<net::ClockSet>(3600);
+    const long sleeps = waiter.thread.sleeps();
+    ASSERT_TRUE(support::eventually([&] { return waiter.thread.sleeps() >= sleeps + 2; }));
+    makeReadable();
+    waiter.thread.join();
+    EXPECT_EQ(waiter.result, 1);
+}
+
+TEST_F(SysSelectTest, EndsInTimeWhenTheClockIsSetBack) {
+    Waiter waiter([this] { return waitToRead(1000); });
+    ASSERT_TRUE(waiter.waits());
+    const net::ClockSet clock(-3600);
+    const net::Stopwatch watch;
+    waiter.thread.join();
+    EXPECT_LT(watch.ms(), 1000 + net::LATE_MS);
+    EXPECT_NE(waiter.result, 1);
 }
 
 TEST_F(SysSelectTest, WithoutTime_WaitsOneSlice) {
