@@ -19,15 +19,10 @@ namespace {
 constexpr int BACKLOG = 10;
 
 /** accept() without a wait. Not a cancellation point: the connection taken by then would be lost. */
-int acceptNow(int listener) {
+int acceptNow(int listener, sockaddr_in& peer) {
     const jay::detail::CancelOff off;
-    return ::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
-}
-
-JSocket* wrap(int number) {
-    auto* accepted = new JSocket(number);
-    accepted->setKeepAlive(false);
-    return accepted;
+    socklen_t size = sizeof peer;
+    return ::accept4(listener, reinterpret_cast<sockaddr*>(&peer), &size, SOCK_CLOEXEC | SOCK_NONBLOCK);
 }
 
 }  // namespace
@@ -83,10 +78,10 @@ JSocket* JServerSocket::accept() {
         const int before = errno;
         pollfd entry{use.fd(), POLLIN, 0};
         if (poll(&entry, 1, acceptWait * 1000) > 0) {
-            const int number = acceptNow(use.fd());
-            if (number >= 0) return wrap(number);
-            if (errno ==
-                EAGAIN) {  // the connection went away again: only a listener that does not block sees that
+            sockaddr_in peer{};
+            const int number = acceptNow(use.fd(), peer);
+            if (number >= 0) return wrap(number, peer);
+            if (errno == EAGAIN) {  // the connection is gone: only a listener that does not block notices
                 errno = before;
                 continue;
             }
@@ -94,6 +89,12 @@ JSocket* JServerSocket::accept() {
         // errno is looked at as it stands, also after a quiet second, which does not set it: kept.
         if (errno != EINTR && errno != EAGAIN) return nullptr;
     }
+}
+
+JSocket* JServerSocket::wrap(int number, const sockaddr_in& peer) {
+    auto* accepted = new JSocket(number, peer);
+    accepted->setKeepAlive(false);
+    return accepted;
 }
 
 int JServerSocket::getLocalPort() {

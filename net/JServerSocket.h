@@ -11,6 +11,7 @@
 namespace jay::detail {
 class Descriptor;
 }
+struct sockaddr_in;
 
 /**
  * Listens for TCP connections on a port of every local IPv4 address.
@@ -40,7 +41,8 @@ public:
 
     /**
      * Waits about a second for a connection. A cancellation point; a connection that is accepted already is not lost.
-     * @return a new socket that the caller owns, with keep-alive off; or null: nobody came, it failed (errno tells
+     * @return a new socket that the caller owns, with keep-alive off and the address that the connection came from, even
+     * if it has been reset since; or null: nobody came, it failed (errno tells
      * why), or this was closed. A second without a connection looks at errno as it stands and goes on waiting if that
      * is EINTR or EAGAIN (kept); callers that must get their null set errno to 0 first.
      */
@@ -60,7 +62,8 @@ public:
     void close();
 
 private:
-    void listenOn(int number);
+    JAY_HIDDEN void listenOn(int number);
+    JAY_HIDDEN static JSocket* wrap(int number, const sockaddr_in& peer);
 
     std::atomic<int> fd;  // the number; after a failed bind or listen still the number that was closed
                           // (kept), which may belong to another file by now and is never touched again

@@ -56,10 +56,7 @@ JSocket::JSocket(int number)
     sockaddr_in peer{};
     socklen_t size = sizeof peer;
     if (getpeername(number, reinterpret_cast<sockaddr*>(&peer), &size) == 0) {
-        const std::string dotted = jay::detail::dottedForm(peer.sin_addr);
-        store(host, dotted.c_str());
-        store(hostAddress, dotted.c_str());
-        port = ntohs(peer.sin_port);
+        setPeer(peer);
         setNonBlocking(number);
     } else {
         store(host, "invalid_socket");
@@ -67,6 +64,20 @@ JSocket::JSocket(int number)
         port = -1;
     }
     if (number >= 0) descriptor->attach(number);
+}
+
+JSocket::JSocket(int number, const sockaddr_in& peer)
+    : fd(number), connected(true), inputShutdown(false), outputShutdown(false), descriptor(new Descriptor) {
+    store(message, "");
+    setPeer(peer);
+    descriptor->attach(number);
+}
+
+void JSocket::setPeer(const sockaddr_in& peer) {
+    const std::string dotted = jay::detail::dottedForm(peer.sin_addr);
+    store(host, dotted.c_str());
+    store(hostAddress, dotted.c_str());
+    port = ntohs(peer.sin_port);
 }
 
 JSocket::~JSocket() {

@@ -13,6 +13,7 @@ namespace jay::detail {
 class Descriptor;
 enum class Readiness;
 }  // namespace jay::detail
+struct sockaddr_in;
 
 /**
  * A TCP/IPv4 connection: made from a host and a port and then connected, or wrapped around an accepted
@@ -145,9 +146,16 @@ public:
     JInetAddress getLocalAddress();
 
 private:
+    friend class JServerSocket;
+
     class WaitWatcher;
     enum class Attempt { CONNECTED, FAILED, ALREADY_CONNECTED };
 
+    /** Wraps a non-blocking descriptor whose peer is known from accept(): a connection that was reset since has no
+     * peer name any more. */
+    JAY_HIDDEN JSocket(int fd, const sockaddr_in& peer);
+
+    JAY_HIDDEN void setPeer(const sockaddr_in& peer);
     Attempt connectOnce();
     bool resolveHost();
     bool openDescriptor();

@@ -326,10 +326,15 @@ TEST_F(JServerSocketTest, Accept_WithoutADescriptor_IsNullAndLosesNoConnection) 
 }
 
 TEST_F(JServerSocketTest, Accept_OfAConnectionThatWasReset_HandsOutASocketThatFails) {
-    client().reset();
+    Peer peer = client();
+    const int port = peer.port();
+    peer.reset();
     const auto accepted = accept();
     ASSERT_NE(accepted, nullptr);
     EXPECT_TRUE(accepted->isConnected());
+    EXPECT_STREQ(accepted->getHost(), LOOPBACK);
+    EXPECT_EQ(accepted->getPort(), port);
+    EXPECT_STREQ(accepted->getInetAddress().getHostAddress(), LOOPBACK);
     EXPECT_LT(accepted->getInputStream()->read(), 0);
     EXPECT_FALSE(accepted->isConnected());
 }
