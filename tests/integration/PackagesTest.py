@@ -14,7 +14,7 @@ PACKAGES = ("jay-doc", "jay-tools", "libjay-dev", "libjay1")
 
 PROJECT = """cmake_minimum_required(VERSION 3.20)
 project(outside LANGUAGES C CXX)
-set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_STANDARD 11)  # jay::jay raises it to what the headers need
 find_package(jay 1.0 REQUIRED)
 add_executable(sender hello_sender.cpp)
 target_link_libraries(sender PRIVATE jay::jay)
