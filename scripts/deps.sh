@@ -9,7 +9,7 @@ usage: scripts/deps.sh [--dry-run] [GROUP...]
 Installs the Debian packages that are missing, as root or through sudo. Does nothing, quickly, when all are there.
 
   --dry-run   only print what would be installed
-  GROUP       build      compiler, CMake, Ninja and the tools' header-only libraries
+  GROUP       build      compiler, CMake, Ninja, make and the tools' header-only libraries
               demo       what scripts/demo.sh needs besides
               test       what scripts/test.sh needs besides
               test-all   what scripts/test.sh --all needs besides: 32-bit x86, 32-bit ARM, clang-tidy
@@ -23,7 +23,7 @@ TXT
 # The packages of one group, on one line.
 packages_of() {
     case $1 in
-    build) echo g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev ;;
+    build) echo g++ make cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev ;;
     demo) echo python3 ;;
     test) echo googletest clang clang-format libclang-rt-14-dev python3 git tshark doxygen abigail-tools dpkg-dev file mandoc zsh ;;
     test-all)
