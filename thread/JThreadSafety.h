@@ -15,6 +15,7 @@
 #ifndef JAY_THREAD_JTHREADSAFETY_H
 #define JAY_THREAD_JTHREADSAFETY_H
 
+/** What the other macros are made of; nothing for compilers other than clang. */
 #if defined(__clang__)
 #define JAY_THREAD_ATTRIBUTE(x) __attribute__((x))
 #else
@@ -31,8 +32,9 @@
 /** A pointer to what is read and written only while the lock is held. */
 #define JAY_PT_GUARDED_BY(lock) JAY_THREAD_ATTRIBUTE(pt_guarded_by(lock))
 
-/** A lock that is taken before, or after, the named ones when a thread holds both. */
+/** A lock that is taken before the named ones when a thread holds both. */
 #define JAY_ACQUIRED_BEFORE(...) JAY_THREAD_ATTRIBUTE(acquired_before(__VA_ARGS__))
+/** A lock that is taken after the named ones when a thread holds both. */
 #define JAY_ACQUIRED_AFTER(...) JAY_THREAD_ATTRIBUTE(acquired_after(__VA_ARGS__))
 
 /** A function that is called only while the locks are held. */
@@ -40,8 +42,9 @@
 /** A function that is called only while the calling thread does not hold the locks. */
 #define JAY_EXCLUDES(...) JAY_THREAD_ATTRIBUTE(locks_excluded(__VA_ARGS__))
 
-/** A function that takes the locks, or releases them; without an argument the object itself is the lock. */
+/** A function that takes the locks; without an argument the object itself is the lock. */
 #define JAY_ACQUIRE(...) JAY_THREAD_ATTRIBUTE(acquire_capability(__VA_ARGS__))
+/** A function that releases the locks; without an argument the object itself is the lock. */
 #define JAY_RELEASE(...) JAY_THREAD_ATTRIBUTE(release_capability(__VA_ARGS__))
 /** A function that has taken the lock if it returns the first argument. */
 #define JAY_TRY_ACQUIRE(...) JAY_THREAD_ATTRIBUTE(try_acquire_capability(__VA_ARGS__))
