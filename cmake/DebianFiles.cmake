@@ -52,6 +52,13 @@ License: Expat
     compress(${folder}/changelog)
 endfunction()
 
+# Debian's help systems find the API reference through this, if it was built.
+function(register_api_reference usr)
+    if(EXISTS ${usr}/share/doc/jay/api/index.html)
+        configure_file(${ROOT}/packaging/jay-doc/doc-base ${usr}/share/doc-base/jay-doc.jay-api COPYONLY)
+    endif()
+endfunction()
+
 foreach(package ${CPACK_COMPONENTS_ALL})
     set(usr ${CPACK_TEMPORARY_DIRECTORY}/${package}/usr)
     add_copyright_and_changelog(${usr} ${package})
@@ -59,5 +66,7 @@ foreach(package ${CPACK_COMPONENTS_ALL})
         forget_where_the_library_is(${usr})
         move_zsh_completions(${usr})
         compress_manual_pages(${usr})
+    elseif(package STREQUAL jay-doc)
+        register_api_reference(${usr})
     endif()
 endforeach()

@@ -10,6 +10,7 @@ Installs the Debian packages that are missing, as root or through sudo. Does not
 
   --dry-run   only print what would be installed
   GROUP       build      compiler, CMake, Ninja, make and the tools' header-only libraries
+              package    what the Debian packages need besides: their tools, and Doxygen for the API reference
               demo       what scripts/demo.sh needs besides
               test       what scripts/test.sh needs besides
               test-all   what scripts/test.sh --all needs besides: 32-bit x86, 32-bit ARM, clang-tidy
@@ -24,8 +25,9 @@ TXT
 packages_of() {
     case $1 in
     build) echo g++ make cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev ;;
+    package) echo dpkg-dev doxygen file python3 ;;
     demo) echo python3 ;;
-    test) echo googletest clang clang-format libclang-rt-14-dev python3 git tshark doxygen abigail-tools dpkg-dev file mandoc zsh ;;
+    test) echo googletest clang clang-format libclang-rt-14-dev python3 git tshark doxygen abigail-tools dpkg-dev file lintian mandoc zsh ;;
     test-all)
         echo clang-tidy g++-arm-linux-gnueabihf qemu-user systemd logrotate
         # The metapackage g++-multilib excludes the ARM compiler; the versioned package behind it does not.
@@ -33,7 +35,7 @@ packages_of() {
         ;;
     coverage) echo gcovr ;;
     bench) echo libbenchmark-dev python3 ;;
-    all) for group in build demo test test-all coverage bench; do packages_of "$group"; done ;;
+    all) for group in build package demo test test-all coverage bench; do packages_of "$group"; done ;;
     *) return 1 ;;
     esac
 }
