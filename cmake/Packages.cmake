@@ -16,8 +16,9 @@ set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
-# What Debian wants besides what `cmake --install` gives: see there.
+# Where Debian's rules differ from what `cmake --install` and CPack do.
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/DebianFiles.cmake)
+set(CPACK_POST_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/DebianControl.cmake)
 
 set(CPACK_COMPONENTS_ALL libjay1 libjay-dev jay-tools jay-doc)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
@@ -54,7 +55,8 @@ jay_package(jay-tools utils "runtime class library and message bus - server and 
 measures and decodes from the command line."
             "libjay1 (= ${PROJECT_VERSION})")
 jay_package(jay-doc doc "runtime class library and message bus - documents and examples"
-            "${about}This package holds the documents, and example programs in C++ and C.")
+            "${about}This package holds the documents, the API reference, and example programs
+in C++ and C.")
 
 foreach(component LIBJAY1 JAY-TOOLS)
     set(CPACK_DEBIAN_${component}_PACKAGE_SHLIBDEPS ON)

@@ -52,7 +52,8 @@ class Packages(Case):
         return prefix
 
     def make_packages(self):
-        """The files of the packages, by name."""
+        """The files of the packages, by name. They hold the API reference, as those of the preset `package` do."""
+        self.run_outside("cmake", "--build", BUILD_DIR, "--target", "docs")
         self.run_outside("cpack", "--config", BUILD_DIR / "CPackConfig.cmake", "-B", self.folder / "packages")
         files = {path.name.split("_")[0]: path for path in (self.folder / "packages").glob("*.deb")}
         self.assertEqual(sorted(files), sorted(PACKAGES))
@@ -136,6 +137,23 @@ class Packages(Case):
         self.check_programs(self.build_with_cmake(prefix), port)
         self.check_programs(self.build_with_pkg_config(prefix, PKG_CONFIG_SYSROOT_DIR=str(prefix.parent)), port, **environment)
 
+    def test_lintian_has_no_warning(self):
+        self.run_outside("lintian", "--allow-root", "--fail-on", "error,warning", *self.make_packages().values())
+
+    def test_removing_the_tools_keeps_the_logs_and_purging_deletes_them(self):
+        self.run_outside("dpkg-deb", "-e", self.make_packages()["jay-tools"], "control")
+        root = self.folder / "root"
+        kept = [root / "var/log/jay/jayd.log", root / "etc/default/jayd"]
+        other = root / "etc/default/other"
+        for path in [*kept, other]:
+            path.parent.mkdir(parents=True, exist_ok=True)
+            path.write_text("text\n")
+        self.run_outside("control/postrm", "remove", DPKG_ROOT=str(root))
+        self.assertTrue(all(path.exists() for path in kept))
+        self.run_outside("control/postrm", "purge", DPKG_ROOT=str(root))
+        self.assertFalse(any(path.exists() for path in [*kept, kept[0].parent]))
+        self.assertTrue(other.exists())
+
     def test_an_installed_tree_with_a_blank_in_its_name_can_be_moved(self):
         self.install(self.folder / "first place")
         prefix = (self.folder / "first place").rename(self.folder / "the other place")
@@ -172,6 +190,7 @@ class Packages(Case):
         for package in PACKAGES:
             self.assertIn("License: Expat", (prefix / "share" / "doc" / package / "copyright").read_text())
         self.assertFalse(list(prefix.glob("include/**/detail")))
+        self.assertTrue((prefix / "share/doc/jay/api/classJString.html").is_file(), "no API reference")
 
     def check_nothing_names(self, place, prefix):
         """Neither the folder into which it was installed, nor the one it was built in."""
