@@ -991,6 +991,9 @@ TEST(SA, Destructor_OfAnAgentThatWasNeverStarted_ReturnsAtOnce) {
 TEST(SA, Destructor_LogsTheEndOfBothThreads_WithOutAlwaysZero) {
     Server server;
     Client client = server.connect(5);
+    Client other = server.connect(6);
+    client.send(to(6).from(5));
+    other.expect(to(6).from(5));  // the reader has the connection
     for (int i = 0; i < 3; i++) server.expectNothingElse(client, 5);
     server.destroy();
     server.log.expectInOrder({agentLine(5, "disconnected!!!"), agentLine(5, "terminate SA reader!!!")});
