@@ -13,10 +13,12 @@
 #include "net/JSocket.h"
 #include "system/JSystem.h"
 #include "thread/detail/CancelOff.h"
+#include "thread/detail/Monotonic.h"
 #include "thread/detail/ScopedLock.h"
 
 using jay::detail::Burst;
 using jay::detail::MessageReader;
+using jay::detail::monotonicMilliseconds;
 using jay::detail::ScopedLock;
 using jay::detail::ScopedTryLock;
 
@@ -150,7 +152,7 @@ void SA::run() {
 /**
  * One round of the state machine.
  * @param waiting whether messages waited when the round began.
- * @param deadline when the present state of waiting is over.
+ * @param deadline when the present state of waiting is over, on the steady clock.
  */
 void SA::step(bool waiting, long long& deadline) {
     const ScopedLock guard(lock);
@@ -159,7 +161,7 @@ void SA::step(bool waiting, long long& deadline) {
             if (waiting) ask(deadline);
             break;
         case ASKED:
-            if (JSystem::getMilliseconds() > deadline) state = ABSENT;
+            if (monotonicMilliseconds() > deadline) state = ABSENT;
             break;
         case CONNECTED:
             if (rest == nullptr && expired()) {
@@ -172,10 +174,10 @@ void SA::step(bool waiting, long long& deadline) {
             break;
         case LOST:
             closeStep();
-            deadline = JSystem::getMilliseconds() + CLOSED_MS;
+            deadline = monotonicMilliseconds() + CLOSED_MS;
             break;
         case CLOSED:
-            if (closeStep() && JSystem::getMilliseconds() > deadline) state = ABSENT;
+            if (closeStep() && monotonicMilliseconds() > deadline) state = ABSENT;
             break;
         default:
             break;
@@ -184,13 +186,13 @@ void SA::step(bool waiting, long long& deadline) {
 
 void SA::ask(long long& deadline) {
     sync();
-    deadline = JSystem::getMilliseconds() + ASK_AGAIN_MS;
+    deadline = monotonicMilliseconds() + ASK_AGAIN_MS;
     state = ASKED;
 }
 
 bool SA::expired() const {
     const long long expiry = timedStamp;
-    return expiry > 0 && JSystem::getMilliseconds() > expiry;
+    return expiry > 0 && monotonicMilliseconds() > expiry;
 }
 
 void SA::sendNext() {
@@ -241,10 +243,9 @@ bool SA::deliverAtOnce() {
 }
 
 void SA::startTimer(M& m) {
-    const long long now = JSystem::getMilliseconds();
     const long patience = m.getTimestamp();
-    if (timedStamp == 0) timedStamp = now + patience;  // an earlier expiry is not moved
-    m.setTimestamp(now);
+    if (timedStamp == 0) timedStamp = monotonicMilliseconds() + patience;  // an earlier expiry is not moved
+    m.setTimestamp(JSystem::getMilliseconds());
     m.setFlag(m.getFlag() & ~M::M_FLAG_TIMED);
     JSystem::debug("SA(%d)>> timed message = %ld\n", id, patience);
 }

@@ -29,7 +29,7 @@ class LQ;
  * A TIMED message says: answer within the milliseconds in its time stamp. It leaves with the time of sending
  * as its stamp and without the flag. The first message that the client sends then, whichever it is, counts as
  * the answer. If none comes in time, nothing more is sent (state 1) and client 0 is asked to restart the
- * client.
+ * client. Every time limit is counted on the steady clock: setting the time of day changes none of them.
  *
  * Made and started by the manager and destroyed with it. Two threads serve an agent: its own sends and runs
  * the states, the reader reads the client's messages and hands them to the manager.
@@ -142,7 +142,7 @@ private:
     JLock lock;
     std::atomic<int> state;  // changed under lock; read without it where any recent value will do
     std::atomic<long long>
-        timedStamp;  // set under lock, cleared by the reader without it: either order is right
+        timedStamp;  // of the steady clock; set under lock, cleared by the reader without it: either order is right
     SAReader* reader;
 
     JLock socketLock;

@@ -6,6 +6,8 @@
 #include <vector>
 
 #include "bus/Server.h"
+#include "support/WallClock.h"
+#include "thread/detail/Monotonic.h"
 
 using bus::agentLine;
 using bus::Client;
@@ -26,8 +28,9 @@ constexpr int CONNECTED = 2;
 constexpr int LOST = 3;
 constexpr int CLOSED = 4;
 
+/** On the clock that the agents' deadlines are counted on. */
 long long now() {
-    return JSystem::getMilliseconds();
+    return jay::detail::monotonicMilliseconds();
 }
 
 bool isFree(JLock& lock) {
@@ -125,6 +128,42 @@ TEST(SA, Stop_WakesTheAgent) {
     agent->stop();
     EXPECT_TRUE(agent->stopFlag);
     EXPECT_EQ(agent->event.count(), 1);
+}
+
+// ---- the time of day is set ----
+
+TEST(SA, TheTimeOfDaySetBack_ClientZeroIsAskedAgainInTime) {
+    SteppedAgent agent;
+    agent.add(to(7).from(5));
+    agent.step();
+    agent.handedOver();
+    const support::WallClock back(-support::AN_HOUR_MS);
+    agent.deadline = now() - 1;
+    agent.step();
+    EXPECT_EQ(agent->state, ABSENT);
+}
+
+TEST(SA, TheTimeOfDaySetBack_AnUnansweredTimedMessageIsReported) {
+    Server server;
+    Client zero = server.connect(0);
+    Client client = server.connect(5);
+    server.add(to(5).from(3).flagged(TIMED).stamped(300));
+    client.receive();
+    const support::WallClock back(-support::AN_HOUR_MS);
+    zero.expect(wakeUp(5, 5));
+}
+
+TEST(SA, TheTimeOfDaySetForward_ATimedMessageIsStillWaitedFor) {
+    Server server;
+    Client client = server.connect(5);
+    server.add(to(5).from(3).flagged(TIMED).stamped(60000));
+    const long long before = JSystem::getMilliseconds();
+    const unsigned stamp = client.receive().stamp;
+    EXPECT_LE(stamp - static_cast<unsigned>(before & 0x7FFFFFFF), 30000U) << "the stamp is the time of day";
+    const support::WallClock forward(support::AN_HOUR_MS);
+    server.expectNothingElse(client, 5);
+    server.log.expectNo("timed expire");
+    EXPECT_EQ(server.agent(5).state, CONNECTED);
 }
 
 // ---- the steps, one state after the other ----
@@ -301,13 +340,14 @@ TEST(SA, Step_Connected_TurnsATimedMessageIntoATimer) {
     Client client = agent.connect();
     agent.add(to(7).from(5).flagged(TIMED | SYNC | 0x80).stamped(5000).says("x"));
     const long long before = now();
+    const long long stamp = JSystem::getMilliseconds();
     agent.step();
     EXPECT_GE(agent->timedStamp, before + 5000);
     EXPECT_LE(agent->timedStamp, now() + 5000);
     EXPECT_EQ(agent.log.text(), agentLine(7, "timed message = 5000"));
     const Wire received = client.receive();
     EXPECT_EQ(received.flag, SYNC | 0x80);
-    EXPECT_LE(received.stamp - static_cast<unsigned>(before & 0x7FFFFFFF), 10000u);
+    EXPECT_LE(received.stamp - static_cast<unsigned>(stamp & 0x7FFFFFFF), 10000u);
     EXPECT_EQ(received.payload, "x");
 }
 
