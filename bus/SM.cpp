@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "bus/CM.h"
+#include "bus/detail/Outcome.h"
 #include "bus/MQ.h"
 #include "bus/SA.h"
 #include "system/JSystem.h"
@@ -16,11 +17,9 @@ const JClass SM::classSM = {"SM", sizeof(SM), &JObject::classJObject};
 
 namespace {
 
-constexpr int LOOK_UP_MS = 1000;    ///< how long the loop sleeps at most before it looks at the stop flag
-constexpr int ROUND = 128;          ///< messages that are routed before the agents hear of them
-constexpr unsigned ALL = ~0U;       ///< every agent that there is
-constexpr int LISTEN_POLL_MS = 10;  ///< between two looks whether the listener listens
-constexpr int NOT_YET = -1;         ///< the listener has not said whether it listens
+constexpr int LOOK_UP_MS = 1000;  ///< how long the loop sleeps at most before it looks at the stop flag
+constexpr int ROUND = 128;        ///< messages that are routed before the agents hear of them
+constexpr unsigned ALL = ~0U;     ///< every agent that there is
 
 bool isClient(int client) {
     return static_cast<unsigned>(client) < static_cast<unsigned>(SM::MAX_CLIENTS);
@@ -36,7 +35,7 @@ SM::SM(int listenPort)
       in(0),
       out(0),
       port(listenPort),
-      listenResult(NOT_YET),
+      listenResult(new jay::detail::Outcome),
       localOnly(false) {
     event.setAutoReset(true);  // it only wakes a loop that looks at its queue anyway
 }
@@ -211,11 +210,10 @@ SM::Status SM::status() {
 
 /** Called by the listener once it knows. */
 void SM::listening(int error) {
-    listenResult = error;
+    listenResult->set(error);
 }
 
 int SM::waitUntilListening(int ms) {
-    const long long deadline = JSystem::getMilliseconds() + ms;
-    while (listenResult == NOT_YET && JSystem::getMilliseconds() < deadline) JSystem::sleep(LISTEN_POLL_MS);
-    return listenResult;
+    constexpr int NOT_YET = -1;
+    return listenResult->wait(ms, NOT_YET);
 }

@@ -14,6 +14,10 @@ class JSocket;
 class MQ;
 class SA;
 
+namespace jay::detail {
+class Outcome;
+}
+
 /**
  * The bus server: a thread that routes messages between up to 32 clients. A program makes one with the port
  * to listen on and starts it:
@@ -110,7 +114,8 @@ public:
     void stop();
 
     /**
-     * Waits until the started server listens, or cannot. @param ms the longest wait, in milliseconds.
+     * Waits until the started server listens, or cannot. @param ms the longest wait, in milliseconds of the steady clock;
+     * 0 and less do not wait. A cancellation point.
      * @return 0 when it listens; the errno of what failed (EADDRINUSE, EACCES, ...); -1 when the time was up.
      */
     int waitUntilListening(int ms);
@@ -137,7 +142,7 @@ private:
     JLock slotLock;
     int port;
 
-    std::atomic<int> listenResult;  // what waitUntilListening() returns
+    std::unique_ptr<jay::detail::Outcome> listenResult;  // what waitUntilListening() returns
     std::atomic<bool> localOnly;
 };
 

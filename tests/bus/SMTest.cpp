@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "bus/Server.h"
+#include "support/WallClock.h"
 
 using bus::agentLine;
 using bus::BROADCAST;
@@ -73,6 +74,16 @@ TEST(SM, WaitUntilListening_GivesMinusOneWhenTheTimeIsUp) {
     EXPECT_EQ(never.waitUntilListening(20), -1);
     EXPECT_GE(watch.ms(), 20);
     EXPECT_LT(watch.ms(), 900);
+}
+
+TEST(SM, WaitUntilListening_EndsInTime_WhenTheTimeOfDayIsSetBack) {
+    SM never(7000);
+    const net::Stopwatch watch;
+    support::Thread waiting([&] { EXPECT_EQ(never.waitUntilListening(300), -1); });
+    EXPECT_TRUE(waiting.fallsAsleep());
+    const support::WallClock back(-support::AN_HOUR_MS);
+    waiting.join();
+    EXPECT_LT(watch.ms(), 300 + net::LATE_MS);
 }
 
 // ---- status ----
