@@ -192,6 +192,23 @@ private:
     Fd fd_;
 };
 
+/** Reserves ports for this process among all test programs of this user: a lock on one byte of a file for each. */
+class PortReservations {
+public:
+    bool take(int port) const {
+        flock byte{};
+        byte.l_type = F_WRLCK;
+        byte.l_start = port;
+        byte.l_len = 1;
+        return file_.number() < 0 || fcntl(file_.number(), F_SETLK, &byte) == 0;
+    }
+
+private:
+    const std::string path_ = "/tmp/jay-test-ports-" + std::to_string(getuid());
+    const Fd file_{::open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600)};
+};
+inline const PortReservations portReservations;
+
 /**
  * A port where nobody listens. Not one of those that the system hands out by itself, and another one each time, so
  * that no test beside this one takes it meanwhile.
@@ -200,6 +217,7 @@ inline int freePort() {
     static int next = getpid() * 37;
     for (;;) {
         const int port = 12000 + next++ % 16000;
+        if (!portReservations.take(port)) continue;
         const sockaddr_in address = loopback(port);
         const Fd probe(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
         if (::bind(probe.number(), raw(address), sizeof address) == 0) return port;
