@@ -59,13 +59,14 @@ protected:
     Fd reused;
 };
 
-/** A thread in accept(). */
+/** A thread in accept(). The connection lasts as long as this: one closed at once could be reset before the peer's
+ * connect() returns. */
 struct Acceptor {
     explicit Acceptor(JServerSocket& server, int before = 0)
-        : waiter([&server, before] {
+        : waiter([this, &server, before] {
               errno = before;
-              const std::unique_ptr<JSocket> socket(server.accept());
-              return socket != nullptr ? socket->getPort() : 0;
+              accepted.reset(server.accept());
+              return accepted != nullptr ? accepted->getPort() : 0;
           }) {}
 
     /** Waits until a quiet second is over and the next one has begun. */
@@ -79,6 +80,7 @@ struct Acceptor {
         return waiter.result;
     }
 
+    std::unique_ptr<JSocket> accepted;
     net::Waiter waiter;
 };
 
@@ -93,6 +95,8 @@ TEST_F(JServerSocketTest, IsNew_ListeningOnItsPort) {
     EXPECT_EQ(server.acceptWait, 1);
     EXPECT_EQ(server.name, "*:" + std::to_string(server.port));
     EXPECT_TRUE(net::isClosedOnExec(server.fd));
+    EXPECT_TRUE(net::isNonBlocking(server.fd))
+        << "a connection that is gone before accept() must not block it";
 }
 
 TEST_F(JServerSocketTest, HasItsFieldsInOrder) {
@@ -362,10 +366,23 @@ TEST_F(JServerSocketTest, Accept_Cancelled_LeavesNothingHeld) {
     EXPECT_FALSE(isOpen(number));
 }
 
+TEST_F(JServerSocketTest, Accept_CancelledWhileItTakesAConnection_HandsItOut) {
+    Peer peer = client();
+    std::unique_ptr<JSocket> accepted;
+    Thread acceptor([&] {
+        Calls::cancelledInAccept = true;
+        accepted.reset(server.accept());
+    });
+    acceptor.join();
+    ASSERT_NE(accepted, nullptr);
+    EXPECT_EQ(accepted->getPort(), peer.port());
+}
+
 TEST_F(JServerSocketTest, Accept_CancelledAsAClientComes_LosesNoDescriptor) {
     const int before = net::openDescriptors();
     for (int round = 0; round < 100; round++) {
-        Thread acceptor([this] { delete server.accept(); });
+        std::unique_ptr<JSocket> accepted;
+        Thread acceptor([&] { accepted.reset(server.accept()); });
         if (round % 2 == 0) {  // otherwise everything meets at any point
             ASSERT_TRUE(acceptor.fallsAsleep());
         }

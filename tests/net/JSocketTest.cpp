@@ -267,6 +267,19 @@ TEST(JSocket, Connect_ToADottedAddressTooLongForItsField_WritesItAnew) {
     EXPECT_STREQ(socket.hostAddress, LOOPBACK);
 }
 
+TEST(JSocket, Connect_ToADottedAddressThatJustFitsItsField_KeepsIt_AndOneByteMoreIsWrittenAnew) {
+    Listener listener;
+    const std::string address = "0x" + std::string(21, '0') + "7f000001";
+    ASSERT_EQ(address.size(), 31U);
+    JSocket fits(address.c_str(), listener.port());
+    EXPECT_TRUE(fits.connect());
+    EXPECT_STREQ(fits.hostAddress, address.c_str());
+    JSocket longer((address.substr(0, 2) + "0" + address.substr(2)).c_str(), listener.port());
+    EXPECT_TRUE(longer.connect());
+    EXPECT_STREQ(longer.hostAddress, LOOPBACK);
+    EXPECT_TRUE(longer.isConnected());
+}
+
 TEST(JSocket, Connect_ToAnUnknownHost_Fails) {
     JSocket socket(std::string(64, 'a').c_str(), 1);  // a label has 63 characters at most
     EXPECT_FALSE(socket.connect());

@@ -7,6 +7,7 @@
 #include <dlfcn.h>
 #include <functional>
 #include <poll.h>
+#include <pthread.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -36,7 +37,8 @@ struct Call {
 struct Calls {
     static inline thread_local Call accept4{}, listen{}, poll{}, recv{}, select{}, send{};
     static inline thread_local int lastBacklog = -1;
-    static inline thread_local int lastWait = -2;                            // the time-out given to poll
+    static inline thread_local bool cancelledInAccept = false;  // accept4 is where the thread is cancelled
+    static inline thread_local int lastWait = -2;               // the time-out given to poll
     static inline thread_local std::function<void()>* beforePoll = nullptr;  // what happens as a wait begins
 };
 
@@ -79,7 +81,13 @@ Function* theReal(const char* name, Function*) {
 
 JAY_STAND_IN int accept4(int fd, sockaddr* address, socklen_t* size, int flags) {
     static auto* const real = net::theReal("accept4", &accept4);
-    return net::Calls::accept4.fails() ? -1 : real(fd, address, size, flags);
+    if (net::Calls::accept4.fails()) return -1;
+    const int result = real(fd, address, size, flags);
+    if (net::Calls::cancelledInAccept) {
+        pthread_cancel(pthread_self());
+        pthread_testcancel();
+    }
+    return result;
 }
 JAY_STAND_IN int gettimeofday(timeval* now, void* zone) noexcept {
     static auto* const real = net::theReal("gettimeofday", &gettimeofday);
