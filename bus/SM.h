@@ -125,6 +125,7 @@ private:
 
     unsigned route(std::unique_ptr<M> m);
     unsigned broadcast(M& m);
+    static unsigned tell(SA& agent, int client);
     SA* agentAt(int client);
     SA* agentFor(int client);
     void listening(int error);

@@ -2,6 +2,7 @@
 
 #include <climits>
 #include <sys/time.h>
+#include <time.h>
 
 const JClass JEvent::classJEvent = {"JEvent", sizeof(JEvent), &JObject::classJObject};
 
@@ -40,16 +41,26 @@ private:
 };
 
 /**
- * The time of day plus ms, nanoseconds not carried into the seconds (intended). From 1,000,000,000 up, or
- * below zero for a negative ms, they make a deadline that pthread_cond_timedwait refuses at once with EINVAL.
- * All of it fits 32 bits.
+ * Whether the microseconds of the time of day and those of `ms` make a second or more together. The deadline has no
+ * carry (intended), so such a wait does not block. Only this asks for the time of day.
  */
-timespec deadlineIn(int ms) {
+bool microsecondsWouldCarry(int ms) {
     timeval now;
     gettimeofday(&now, nullptr);
+    return ms % 1000 * 1000 + now.tv_usec >= 1000000;
+}
+
+/** The steady clock's time in `ms` milliseconds; now if that is negative. */
+timespec deadlineIn(int ms) {
     timespec deadline;
-    deadline.tv_sec = now.tv_sec + ms / 1000;
-    deadline.tv_nsec = static_cast<long>(((ms % 1000) * 1000 + now.tv_usec) * 1000);
+    clock_gettime(CLOCK_MONOTONIC, &deadline);
+    if (ms <= 0) return deadline;
+    deadline.tv_sec += ms / 1000;
+    deadline.tv_nsec += ms % 1000 * 1000000L;
+    if (deadline.tv_nsec >= 1000000000) {
+        ++deadline.tv_sec;
+        deadline.tv_nsec -= 1000000000;
+    }
     return deadline;
 }
 
@@ -57,7 +68,11 @@ timespec deadlineIn(int ms) {
 
 JEvent::JEvent() : count_(0), autoReset(false), waiters(0) {
     pthread_mutex_init(&mutex, nullptr);
-    pthread_cond_init(&condition, nullptr);
+    pthread_condattr_t attributes;
+    pthread_condattr_init(&attributes);
+    pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
+    pthread_cond_init(&condition, &attributes);
+    pthread_condattr_destroy(&attributes);
 }
 
 JEvent::~JEvent() {
@@ -111,7 +126,7 @@ int JEvent::wait(int ms) {
     const Waiting counted(waiters);
     if (ms == -1) {
         while (count_ == 0) pthread_cond_wait(&condition, &mutex);
-    } else if (count_ == 0 && !waitUntil(deadlineIn(ms))) {
+    } else if (count_ == 0 && !waitAtMost(ms)) {
         return -1;
     }
     return consume();
@@ -119,7 +134,9 @@ int JEvent::wait(int ms) {
 
 /** Returns whether a signal is pending. A signal that comes together with the time-out counts: it is looked
  * for last. */
-bool JEvent::waitUntil(const timespec& deadline) {
+bool JEvent::waitAtMost(int ms) {
+    if (microsecondsWouldCarry(ms)) return false;
+    const timespec deadline = deadlineIn(ms);
     int result = 0;
     while (count_ == 0 && result == 0) result = pthread_cond_timedwait(&condition, &mutex, &deadline);
     return count_ != 0;

@@ -61,18 +61,17 @@ public:
      * @param ms  -1 waits for ever. 0 and every other negative number look once and do not block.
      * @return how many signals were pending, the consumed ones included: at least 1. -1 when the time was up.
      *
-     * Kept: callers rely on the missing carry. The deadline is the time of day with `ms` added, without
-     * carrying microseconds into the seconds. When the microseconds of the moment and those of `ms % 1000`
-     * make a second or more together, the wait does not block: it returns at once, -1 if no signal was
-     * pending. So a time-out that is not a multiple of 1000 ms may end early, and a caller that needs the
-     * time to pass calls again. A multiple of 1000 ms always waits in full, unless the time of day is set
-     * meanwhile: the deadline moves with it.
+     * Kept: callers rely on the missing carry. The deadline is now plus `ms`, without carrying microseconds into the
+     * seconds. When the microseconds of the time of day and those of `ms % 1000` make a second or more together, the
+     * wait does not block: it returns at once, -1 if no signal was pending. So a time-out that is not a multiple of
+     * 1000 ms may end early, and a caller that needs the time to pass calls again. A multiple of 1000 ms always waits
+     * in full. The time runs on the steady clock: setting the time of day neither ends a wait nor prolongs it.
      */
     int wait(int ms);
 
 private:
-    bool waitUntil(const timespec& deadline);
-    int consume();
+    JAY_HIDDEN bool waitAtMost(int ms);
+    JAY_HIDDEN int consume();
 
     mutable pthread_mutex_t mutex;  // guards count_
     pthread_cond_t condition;

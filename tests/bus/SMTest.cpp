@@ -361,6 +361,84 @@ TEST(SM, Run_RoutesBandByBand_InTheOrderOfArrivalWithinEach) {
                               " : 6 <-- 5\n", " : 6 <-- 1\n", " : 6 <-- 4\n", "SM>> stop SM(in:"});
 }
 
+// ---- the log and the delivery ----
+
+/** A server with an agent whose own thread does not run: only the routing loop sends to its client. */
+class RoutingLoop : public testing::Test {
+protected:
+    /** A client whose agent does not run, attached. */
+    Client attach(int id) {
+        net::Listener listener;
+        Client client = Client::connectedTo(listener.port());
+        agents.push_back(new SA(&server.sm, id));
+        server->slots[id] = agents.back();
+        EXPECT_EQ(agents.back()->set(new JSocket(listener.accept().release())), 1);
+        while (agents.back()->event.count() > 0) agents.back()->event.wait(0);
+        return client;
+    }
+
+    std::vector<SA*> agents;
+    IdleManager server;
+};
+
+TEST_F(RoutingLoop, DeliversBeforeItLogs) {
+    Client client = attach(7);
+    {
+        const support::DebugLog::Blocked blocked(server.log);
+        server->start();
+        server.add(to(7).from(5).says("first"));
+        client.expect(to(7).from(5).says("first"));
+        EXPECT_EQ(server.log.text(), "");
+    }
+    server.log.expect("SM>> q0(0) : 7 <-- 5\n");
+}
+
+TEST_F(RoutingLoop, LogsABroadcastBeforeItDelivers) {
+    Client client = attach(7);
+    {
+        const support::DebugLog::Blocked blocked(server.log);
+        server->start();
+        server.add(to(7).from(5).flagged(BROADCAST));
+        EXPECT_TRUE(eventually([&] { return server->mq->isEmpty(); }));
+        client.expectNothing();
+    }
+    client.expect(to(7).from(5));
+}
+
+TEST_F(RoutingLoop, OfSeveralReceiversInARoundEachIsTold) {
+    JSystem::debug(false);
+    std::vector<Client> clients;
+    for (int id = 5; id < 8; id++) clients.push_back(attach(id));
+    for (int id = 5; id < 8; id++) server.add(to(id).from(1));
+    server->start();
+    for (int id = 5; id < 8; id++) clients[static_cast<std::size_t>(id) - 5].expect(to(id).from(1));
+}
+
+TEST_F(RoutingLoop, OfSeveralReceiversOfABroadcastEachIsTold) {
+    JSystem::debug(false);
+    std::vector<Client> clients;
+    for (int id = 5; id < 8; id++) clients.push_back(attach(id));
+    server.add(to(1).from(1).flagged(BROADCAST));
+    server->start();
+    for (int id = 5; id < 8; id++) clients[static_cast<std::size_t>(id) - 5].expect(to(id).from(1));
+}
+
+TEST_F(RoutingLoop, WhenTheLogIsSwitchedOnInARoundWhoHasMessagesIsToldFirst) {
+    JSystem::debug(false);
+    Client client = attach(7);
+    const support::DebugLog::Blocked blocked(server.log);
+    {
+        const jay::detail::ScopedLock guard(server->slotLock);  // the loop stops where it makes agent 8
+        server.add(to(7).from(5));
+        server.add(to(8).from(5));
+        server.add(to(32).from(5));
+        server->start();
+        EXPECT_TRUE(eventually([&] { return server->mq->size() == 1; }));
+        JSystem::debug(true);
+    }
+    client.expect(to(7).from(5));
+}
+
 // ---- SYNC ----
 
 TEST(SM, Route_SendsSyncMessagesToClientZero_WhateverTheirDestination) {

@@ -63,15 +63,26 @@ public:
         }
     }
 
+    /** Makes every write wait, as a full pipe does, for the length of a scope. */
+    class Blocked {
+    public:
+        explicit Blocked(DebugLog& log) : held_(log.gate_) {}
+
+    private:
+        std::lock_guard<std::mutex> held_;
+    };
+
 private:
     static ssize_t append(void* self, const char* data, std::size_t n) {
         auto* const log = static_cast<DebugLog*>(self);
+        const std::lock_guard<std::mutex> open(log->gate_);
         const std::lock_guard<std::mutex> guard(log->mutex_);
         log->text_.append(data, n);
         return static_cast<ssize_t>(n);
     }
 
     std::FILE* real_;
+    std::mutex gate_;  // held by Blocked
     mutable std::mutex mutex_;
     std::string text_;
 };
