@@ -36,7 +36,8 @@ SM::SM(int listenPort)
       out(0),
       port(listenPort),
       listenResult(new jay::detail::Outcome),
-      localOnly(false) {
+      localOnly(false),
+      untold(0) {
     event.setAutoReset(true);  // it only wakes a loop that looks at its queue anyway
 }
 
@@ -83,11 +84,6 @@ void SM::forEachAgent(unsigned clients, Action action) {
 void SM::run() {
     cm = new CM(this, port);
     cm.load()->start();
-    unsigned owed = 0;  // agents that have got messages and do not know it yet, a bit each
-    const auto tellAgents = [&] {
-        forEachAgent(owed, [](SA& agent) { agent.deliver(); });
-        owed = 0;
-    };
     for (int routed = 0; !stopFlag;) {
         std::unique_ptr<M> m(mq->get());
         if (m == nullptr || routed == ROUND) {
@@ -98,54 +94,63 @@ void SM::run() {
             event.wait(LOOK_UP_MS);
             continue;
         }
-        owed |= route(std::move(m));
+        route(std::move(m));
         routed++;
     }
     tellAgents();
     JSystem::debug("SM>> stop SM(in:%d, out:%d)\n", in.load(), static_cast<int>(out.load()));
 }
 
-/** Gives a message to its agents, who are not told yet. @return which they are, a bit each. */
-unsigned SM::route(std::unique_ptr<M> m) {
+/** Gives a message to its agents. */
+void SM::route(std::unique_ptr<M> m) {
     int dest = m->getDestId();
     const int src = m->getSrcId();
     const int flag = m->getFlag();
     const int priority = m->getPriority();
     const unsigned number = out.load(std::memory_order_relaxed);  // no other thread counts it
-    unsigned agents = 0;
 
     if ((flag & M::M_FLAG_SYNC) != 0) {
         dest = 0;  // the message itself keeps its destination
     } else if (!isClient(dest)) {
         JSystem::debug("SM>> error dest id = %d\n", dest);
-        return 0;
+        return;
     }
     // The order of the tests is kept: a SYNC broadcast is a broadcast, and a broadcast, too, needs a
     // destination below 32.
     if ((flag & M::M_FLAG_BROADCAST) != 0) {
         JSystem::debug("SM>> q%d(%d) : ALL <-- %d\n", priority, static_cast<int>(number), src);
-        agents = broadcast(*m);
+        broadcast(*m);
     } else {
-        agentFor(dest)->adoptQuietly(m.release());
-        agents = 1U << dest;
+        give(*agentFor(dest), dest, m.release());
         JSystem::debug("SM>> q%d(%d) : %d <-- %d\n", priority, static_cast<int>(number), dest, src);
     }
     out.store(number + 1, std::memory_order_relaxed);
-    return agents;
 }
 
-unsigned SM::broadcast(M& m) {
+void SM::broadcast(M& m) {
     const int src = m.getSrcId();
-    unsigned agents = 0;
     m.setFlag(0);
     for (int client = 0; client < MAX_CLIENTS; client++) {
         SA* agent = client != src ? agentAt(client) : nullptr;
         if (agent == nullptr || !agent->active()) continue;
         m.setDestId(client);
-        agent->adoptQuietly(new M(m));
-        agents |= 1U << client;
+        give(*agent, client, new M(m));
     }
-    return agents;
+}
+
+/**
+ * Queues a message for a client. Its agent is told at once while the log is on, because writing a line may take as long as
+ * the console likes; otherwise nothing in the routing loop waits, and agents are told once a round.
+ */
+void SM::give(SA& agent, int client, M* m) {
+    agent.adoptQuietly(m);
+    untold |= 1U << client;
+    if (JSystem::_debug) tellAgents();
+}
+
+void SM::tellAgents() {
+    forEachAgent(untold, [](SA& agent) { agent.deliver(); });
+    untold = 0;
 }
 
 void SM::add(M& m) {

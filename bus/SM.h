@@ -123,9 +123,10 @@ public:
 private:
     friend class CM;
 
-    unsigned route(std::unique_ptr<M> m);
-    unsigned broadcast(M& m);
-    static unsigned tell(SA& agent, int client);
+    void route(std::unique_ptr<M> m);
+    void broadcast(M& m);
+    void give(SA& agent, int client, M* m);
+    void tellAgents();
     SA* agentAt(int client);
     SA* agentFor(int client);
     void listening(int error);
@@ -145,6 +146,8 @@ private:
 
     std::unique_ptr<jay::detail::Outcome> listenResult;  // what waitUntilListening() returns
     std::atomic<bool> localOnly;
+    unsigned
+        untold;  // agents that have messages they have not been told of, a bit each; the manager's thread only
 };
 
 #endif
