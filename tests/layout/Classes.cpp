@@ -235,37 +235,38 @@ std::vector<Row> bus() {
                     FIELD(JMessage, wpos)}),
         row<M, JMessage>("M", 20).INHERITS(JMessage, M()),
         row<MQ, JObject>("MQ", 0)
-            .INHERITS(JObject, MQ(nullptr))
+            .OWNS(MQ, JObject, MQ(nullptr))
             .holds({FIELD(MQ, bands), FIELD(MQ, owner), FIELD(MQ, lock), FIELD(MQ, closed)}),
         row<LQ, JObject>("LQ", 0)
-            .INHERITS(JObject, LQ(nullptr))
+            .OWNS(LQ, JObject, LQ(nullptr))
             .holds({FIELD(LQ, bands), FIELD(LQ, owner), FIELD(LQ, lock), FIELD(LQ, closed)}),
         row<SM, JThread>("SM", 0)
-            .INHERITS(JThread, SM(0))
+            .OWNS(SM, JObject, SM(0))
             .holds({FIELD(SM, mq), FIELD(SM, cm), FIELD(SM, event), FIELD(SM, slots), FIELD(SM, stopFlag),
                     FIELD(SM, in), FIELD(SM, out), FIELD(SM, slotLock), FIELD(SM, port)}),
         row<SA, JThread>("SA", 0)
-            .inherits(JThread::classJThread,
-                      [] {
-                          SM manager(0);
-                          return SA(&manager, 1).getClass();
-                      })
+            .owns(SA::classSA, &JObject::classJObject,
+                  [] {
+                      SM manager(0);
+                      return SA(&manager, 1).getClass();
+                  })
             .holds({FIELD(SA, id), FIELD(SA, event), FIELD(SA, stopFlag), FIELD(SA, lq), FIELD(SA, sm),
                     FIELD(SA, socket), FIELD(SA, in), FIELD(SA, out), FIELD(SA, lock), FIELD(SA, state),
                     FIELD(SA, timedStamp), FIELD(SA, reader)}),
         row<SA::SAReader, JThread>("SA::SAReader", 0)
-            .INHERITS(JThread, SA::SAReader(nullptr))
+            .owns(SA::SAReader::classSAReader, &JObject::classJObject,
+                  [] { return SA::SAReader(nullptr).getClass(); })
             .holds({FIELD(SA::SAReader, agent), FIELD(SA::SAReader, event), FIELD(SA::SAReader, stopFlag),
                     FIELD(SA::SAReader, idleFlag)}),
         row<CM, JThread>("CM", 0)
-            .inherits(JThread::classJThread,
-                      [] {
-                          SM manager(0);
-                          return CM(&manager, 0).getClass();
-                      })
+            .owns(CM::classCM, &JObject::classJObject,
+                  [] {
+                      SM manager(0);
+                      return CM(&manager, 0).getClass();
+                  })
             .holds({FIELD(CM, sm), FIELD(CM, port), FIELD(CM, serverSocket), FIELD(CM, stopFlag)}),
         row<CA, JThread>("CA", 0)
-            .INHERITS(JThread, CA(1, "", 1))
+            .OWNS(CA, JObject, CA(1, "", 1))
             .holds({FIELD(CA, id), FIELD(CA, host), FIELD(CA, port), FIELD(CA, connectEvent),
                     FIELD(CA, messageEvent), FIELD(CA, lock), FIELD(CA, stopFlag), FIELD(CA, doneFlag),
                     FIELD(CA, bands), FIELD(CA, cursor), FIELD(CA, socket), FIELD(CA, callback)}),

@@ -60,8 +60,7 @@ struct Row {
     std::size_t sizeOn32Bits;  ///< 0: the class may grow behind its fields
 
     const JClass* record = nullptr;  ///< what its objects answer; null: it is no JObject
-    const char* recordName = nullptr;
-    std::size_t recordSize = 0;
+    std::string recordName;          ///< empty: the class answers its base's record
     const JClass* superclass = nullptr;
     std::function<const JClass*()> answer;  ///< asks an object
 
@@ -69,11 +68,10 @@ struct Row {
     std::size_t firstSlot = 0;
     std::vector<Slot> slots;  ///< the class's own operations, in their order, from firstSlot on
 
-    /** The class has a record of its own. */
+    /** The class has a record of its own, which holds its name without that of the class around it. */
     Row&& owns(const JClass& own, const JClass* super, std::function<const JClass*()> ask) && {
         record = &own;
-        recordName = name.c_str();
-        recordSize = size;
+        recordName = name.substr(name.rfind(':') + 1);
         superclass = super;
         answer = std::move(ask);
         return std::move(*this);

@@ -39,11 +39,11 @@ TEST_P(LayoutTest, ObjectsAnswerTheRecord) {
 
 TEST_P(LayoutTest, RecordHoldsNameSizeAndSuperclass) {
     const Row& row = GetParam();
-    if (row.recordName == nullptr) {
+    if (row.recordName.empty()) {
         EXPECT_TRUE(row.record == nullptr || row.name != row.record->name) << "has a record of its own";
         return;
     }
-    EXPECT_EQ(row.record->name, row.name);
+    EXPECT_EQ(row.record->name, row.recordName);
     EXPECT_EQ(static_cast<std::size_t>(row.record->size), row.size);
     EXPECT_EQ(row.record->superclass, row.superclass);
 }
