@@ -24,6 +24,9 @@ class JaySend(JayCase):
         self.send("--id", "5", "--to", "7", "--priority", "255", "--section", "-2", "hello")
         m = seven.receive()
         self.assertEqual((m.priority, m.section), (255, 2**32 - 2))
+        for section in ("4294967294", "0xfffffffe"):
+            self.send("--id", "5", "--to", "7", "--section", section, "hello")
+            self.assertEqual(seven.receive().section, 2**32 - 2)
 
     def test_an_empty_text_is_a_message_without_payload(self):
         seven = self.connect_attached(self.port, 7)

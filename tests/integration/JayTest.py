@@ -36,11 +36,16 @@ class JayCommandLine(Case):
     def test_a_command_is_wanted(self):
         self.assertIn("command", self.refuse())
 
-    def test_an_unknown_command_is_named(self):
-        self.assertIn("frobnicate", self.refuse("frobnicate"))
+    def test_an_unknown_command_is_named_and_the_nearest_one_suggested(self):
+        self.assertIn("no command 'frobnicate' (commands: listen, send, ", self.refuse("frobnicate"))
+        self.assertIn("no command 'sned'; did you mean 'send'?", self.refuse("sned", "--id", "5", "--to", "7", "hello"))
+        self.assertIn("no command 'rm' (commands: list, get, add, set)", self.refuse("db", "rm", "notes.db", "3"))
+        self.assertIn("no command 'lits'; did you mean 'list'?; 'jay db --help'", self.refuse("db", "lits", "notes.db"))
 
-    def test_an_unknown_option_is_named(self):
-        self.assertIn("--nonsense", self.refuse("listen", "--id", "7", "--nonsense"))
+    def test_an_unknown_option_is_named_and_the_nearest_one_suggested(self):
+        self.assertIn("no option '--nonsense';", self.refuse("listen", "--id", "7", "--nonsense"))
+        self.assertIn("no option '--prot'; did you mean '--port'?", self.refuse("listen", "--id", "7", "--prot", "5"))
+        self.assertIn("'5' was not expected", self.refuse("listen", "--id", "7", "5"))
 
     def test_an_id_outside_0_to_31_is_refused(self):
         for number in ("32", "40", "-1", "seven", ""):
@@ -69,11 +74,12 @@ class JayCommandLine(Case):
         self.assertIn("--timed", self.refuse("send", "--id", "5", "--broadcast", "--timed", "100", "hello"))
 
     def test_numbers_that_do_not_fit_are_refused(self):
-        for option, value in (("--priority", "256"), ("--priority", "-1"), ("--timed", "0"), ("--section", "2147483648")):
+        for option, value in (("--priority", "256"), ("--priority", "-1"), ("--timed", "0"), ("--section", "4294967296"), ("--section", "-2147483649")):
             self.assertIn(option, self.refuse("send", "--id", "5", "--to", "7", option, value, "hello"))
         for option, value in (("--count", "0"), ("--timeout", "-1")):
             self.assertIn(option, self.refuse("listen", "--id", "5", option, value))
-        self.assertIn("0 not in range 1 to 2147483647", self.refuse("ping", "--id", "5", "--to", "7", "--count", "0"))
+        self.assertIn("--count: '0' is not a number from 1 to 2147483647", self.refuse("ping", "--id", "5", "--to", "7", "--count", "0"))
+        self.assertIn("--id: '' is not a number from 0 to 31", self.refuse("ping", "--id", "", "--to", "7"))
 
     def test_a_text_longer_than_a_message_is_refused(self):
         status, out, err = self.run_program("jay", "send", "--id", "5", "--to", "7", "x" * 65520)

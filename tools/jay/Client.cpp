@@ -1,62 +1,50 @@
 #include "tools/jay/Client.h"
 
 #include <algorithm>
-#include <limits>
 
 #include "bus/SM.h"
 
 namespace {
-
-constexpr int HIGHEST_PORT = 65535;
-
-CLI::Range anId() {
-    return CLI::Range(0, SM::MAX_CLIENTS - 1);
-}
-
+constexpr Range IDS{0, SM::MAX_CLIENTS - 1};
+constexpr Range PORTS{1, 65535};
 }  // namespace
 
-void Client::describe(CLI::App& app, const std::string& timeoutMeaning, const std::string& timeoutText) {
-    app.add_option_function<int>(
-           "--id", [this](int id) { add(id); }, "Our id; one that no other client uses")
-        ->option_text("0..31 (required)")
-        ->required()
-        ->check(anId());
-    describeRest(app, timeoutMeaning, timeoutText);
+void Client::describe(CommandLine& line, const std::string& timeoutMeaning) {
+    line.addNumber("--id", only_, IDS, "Our id; one that no other client uses");
+    line.require("--id");
+    line.addCheck([this] {
+        ids = {only_};
+        return "";
+    });
+    describeRest(line, timeoutMeaning);
 }
 
-void Client::describeSeveral(CLI::App& app, const std::string& timeoutMeaning,
-                             const std::string& timeoutText) {
-    const auto addAll = [this](const std::vector<int>& given) {
-        ids.clear();
-        for (const int id : given) add(id);
-    };
-    app.add_option_function<std::vector<int>>("--id", addAll, "Our id, or several; no other client uses them")
-        ->option_text("0..31[,...] (required)")
-        ->required()
-        ->delimiter(',')
-        ->allow_extra_args(false)
-        ->check(anId());
-    describeRest(app, timeoutMeaning, timeoutText);
+void Client::describeSeveral(CommandLine& line, const std::string& timeoutMeaning,
+                             const std::string& idMeaning) {
+    line.addNumbers("--id", ids, IDS, idMeaning);
+    if (ids.empty()) line.require("--id");
+    line.addCheck([this] {
+        dropRepeated();
+        return "";
+    });
+    describeRest(line, timeoutMeaning);
+}
+
+void Client::describeRest(CommandLine& line, const std::string& timeoutMeaning) {
+    describeServer(line);
+    line.addNumber("--timeout", timeout, {}, timeoutMeaning, "MS");
 }
 
 /** An id twice is one: a second connection of ours would end the first. */
-void Client::add(int id) {
-    if (std::find(ids.begin(), ids.end(), id) == ids.end()) ids.push_back(id);
+void Client::dropRepeated() {
+    for (auto id = ids.begin(); id != ids.end();) {
+        id = std::find(ids.begin(), id, *id) == id ? id + 1 : ids.erase(id);
+    }
 }
 
-void Client::describeServer(CLI::App& app) {
-    app.add_option("--host", host, "Name or address of the machine that jayd runs on")
-        ->option_text("HOST (default " + host + ")");
-    app.add_option("--port", port, "The port that jayd listens on")
-        ->option_text("1..65535 (default " + std::to_string(port) + ")")
-        ->check(CLI::Range(1, HIGHEST_PORT));
-}
-
-void Client::describeRest(CLI::App& app, const std::string& timeoutMeaning, const std::string& timeoutText) {
-    describeServer(app);
-    app.add_option("--timeout", timeout, timeoutMeaning)
-        ->option_text(timeoutText)
-        ->check(CLI::Range(0, std::numeric_limits<int>::max()));
+void Client::describeServer(CommandLine& line) {
+    line.addText("--host", host, "Name or address of the machine that jayd runs on", "HOST");
+    line.addNumber("--port", port, PORTS, "The port that jayd listens on");
 }
 
 std::string Client::name() const {

@@ -1,13 +1,13 @@
 #ifndef JAY_TOOLS_JAY_CLIENT_H
 #define JAY_TOOLS_JAY_CLIENT_H
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
 
 #include "tools/common/DefaultPort.h"
+#include "tools/jay/CommandLine.h"
 
-/** Who the tool is on the bus, where the server is, and how long it waits: what every command that connects is told. */
+/** The tool's ids on the bus, where the server is, and how long it waits: the options of every command that connects. */
 struct Client {
     static constexpr int FOR_EVER = -1;
 
@@ -16,15 +16,15 @@ struct Client {
     int port = DEFAULT_PORT;
     int timeout = FOR_EVER;  ///< milliseconds
 
-    /** --host, --port, --id and --timeout, whose meaning the command tells. @param timeoutText default included. */
-    void describe(CLI::App& app, const std::string& timeoutMeaning, const std::string& timeoutText = "MS");
+    /** --host, --port, --id and --timeout. The initial values of `ids` and `timeout` are the defaults; --id is required where
+     * there are none. */
+    void describe(CommandLine& line, const std::string& timeoutMeaning);
 
     /** The same, but --id may name several: separated by commas, or given repeatedly. */
-    void describeSeveral(CLI::App& app, const std::string& timeoutMeaning,
-                         const std::string& timeoutText = "MS");
+    void describeSeveral(CommandLine& line, const std::string& timeoutMeaning, const std::string& idMeaning);
 
     /** --host and --port alone, for a command whose id is settled. */
-    void describeServer(CLI::App& app);
+    void describeServer(CommandLine& line);
 
     int id() const { return ids.front(); }
 
@@ -35,8 +35,10 @@ struct Client {
     std::string server() const;
 
 private:
-    void add(int id);
-    void describeRest(CLI::App& app, const std::string& timeoutMeaning, const std::string& timeoutText);
+    void describeRest(CommandLine& line, const std::string& timeoutMeaning);
+    void dropRepeated();
+
+    int only_ = -1;  // what --id says where it names one id
 };
 
 #endif

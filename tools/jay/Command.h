@@ -1,15 +1,14 @@
 #ifndef JAY_TOOLS_JAY_COMMAND_H
 #define JAY_TOOLS_JAY_COMMAND_H
 
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <vector>
 
+#include "tools/jay/CommandLine.h"
 #include "tools/jay/Status.h"
 
 /**
- * One subcommand: `jay NAME ...`. Each is a file of its own in commands/; a new one is besides named in
- * commands/registry.cpp, and that is all.
+ * One command: `jay NAME ...`. Each has a file of its own in commands/; a new one is also named in commands/registry.cpp.
  */
 class Command {
 public:
@@ -23,8 +22,8 @@ public:
     /** One line for the list of commands. */
     virtual const char* summary() const = 0;
 
-    /** Adds the options, which are stored in this object when the command line is read. */
-    virtual void describe(CLI::App& app) = 0;
+    /** Adds the options, whose values are stored in this object when the command line is read. */
+    virtual void describe(CommandLine& line) = 0;
 
     /** Does the work. Called once, if the command line names this command and is right. */
     virtual Status run() = 0;

@@ -1,23 +1,22 @@
 #ifndef JAY_TOOLS_JAY_HEADER_H
 #define JAY_TOOLS_JAY_HEADER_H
 
-#include <CLI/CLI.hpp>
+#include <limits>
+#include <string>
 
 #include "bus/M.h"
+#include "tools/jay/CommandLine.h"
 
 /** The header fields of the messages that a command sends, as options. */
 class Header {
 public:
     /** All of them. */
-    void describe(CLI::App& app);
+    void describe(CommandLine& line);
 
     /** Those of a message to one client whose answer is waited for: --to, --priority, --section. */
-    void describeRequest(CLI::App& app);
+    void describeRequest(CommandLine& line);
 
-    /** What no single option can tell. Throws what CLI11 shows to the user. */
-    void check() const;
-
-    bool hasSection() const { return sectionGiven_; }
+    bool hasSection() const { return section_ != NO_SECTION; }
 
     int to() const { return to_; }
 
@@ -25,14 +24,16 @@ public:
     M message(const std::string& payload, int source) const;
 
 private:
-    void describeAddress(CLI::App& app, const std::string& meaning);
+    static constexpr long long NO_SECTION = std::numeric_limits<long long>::min();
+
+    void describeAddress(CommandLine& line, const std::string& meaning);
+    std::string check() const;
     int flags() const;
 
     int to_ = -1;
     int source_ = -1;
     int priority_ = 0;
-    int section_ = 0;
-    bool sectionGiven_ = false;
+    long long section_ = NO_SECTION;
     bool sync_ = false;
     bool broadcast_ = false;
     int patience_ = 0;  // milliseconds; 0: none

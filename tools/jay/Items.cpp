@@ -1,14 +1,12 @@
 #include "tools/jay/Items.h"
 
 #include <algorithm>
-#include <cctype>
-#include <cerrno>
 #include <climits>
 #include <cstdint>
-#include <cstdlib>
 
 #include "bus/JMessage.h"
 #include "tools/jay/Hex.h"
+#include "tools/jay/Number.h"
 #include "tools/jay/Text.h"
 
 namespace {
@@ -36,16 +34,6 @@ const NumberType* findNumberType(std::string_view name) {
 
 bool isBlank(char c) {
     return c == ' ' || c == '\t' || c == '\n' || c == '\r';
-}
-
-/** The whole text as a number, decimal or hexadecimal. */
-bool readNumber(const std::string& text, long long& number) {
-    const std::size_t sign = text[0] == '-' || text[0] == '+' ? 1 : 0;
-    if (text.size() == sign || !std::isdigit(static_cast<unsigned char>(text[sign]))) return false;
-    const int base = text[sign] == '0' && (text[sign + 1] | 0x20) == 'x' ? 16 : 10;
-    char* end = nullptr;
-    number = std::strtoll(text.c_str(), &end, base);  // what is too large for it is too large for every item
-    return *end == '\0';
 }
 
 void add(JMessage& message, Item::Kind kind, long long number) {
@@ -113,14 +101,14 @@ private:
     }
 
     void readNumberItem(const NumberType& type, const std::string& value) {
-        long long number = 0;
         const std::string range = std::to_string(type.least) + ".." + std::to_string(type.most);
-        if (!readNumber(value, number))
+        const auto number = readNumber(value);
+        if (!number)
             return fail("not a number; " + std::string(type.name) + " takes " + range +
                         ", decimal or behind 0x");
-        if (number < type.least || number > type.most)
+        if (*number < type.least || *number > type.most)
             return fail("out of range; " + std::string(type.name) + " takes " + range);
-        add(message_, type.kind, number);
+        add(message_, type.kind, *number);
     }
 
     void readHex() {

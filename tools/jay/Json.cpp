@@ -1,5 +1,70 @@
 #include "tools/jay/Json.h"
 
+#include <nlohmann/json.hpp>
+
+struct JsonObject::Fields {
+    nlohmann::ordered_json json = nlohmann::ordered_json::object();
+};
+
+JsonObject::JsonObject() : fields_(std::make_unique<Fields>()) {
+}
+
+JsonObject::JsonObject(const JsonObject& other) : fields_(std::make_unique<Fields>(*other.fields_)) {
+}
+
+JsonObject::JsonObject(JsonObject&&) noexcept = default;
+JsonObject::~JsonObject() = default;
+
+JsonObject& JsonObject::add(const char* name, bool value) {
+    fields_->json[name] = value;
+    return *this;
+}
+
+JsonObject& JsonObject::add(const char* name, double value) {
+    fields_->json[name] = value;
+    return *this;
+}
+
+JsonObject& JsonObject::add(const char* name, std::string_view value) {
+    fields_->json[name] = value;
+    return *this;
+}
+
+JsonObject& JsonObject::add(const char* name, const JsonObject& value) {
+    fields_->json[name] = value.fields_->json;
+    return *this;
+}
+
+JsonObject& JsonObject::add(const char* name, const std::vector<std::string>& values) {
+    fields_->json[name] = values;
+    return *this;
+}
+
+JsonObject& JsonObject::add(const char* name, const std::vector<JsonObject>& values) {
+    auto& array = fields_->json[name] = nlohmann::ordered_json::array();
+    for (const JsonObject& value : values) array.push_back(value.fields_->json);
+    return *this;
+}
+
+JsonObject& JsonObject::addInteger(const char* name, long long value) {
+    fields_->json[name] = value;
+    return *this;
+}
+
+JsonObject& JsonObject::addAll(const JsonObject& other) {
+    fields_->json.update(other.fields_->json);
+    return *this;
+}
+
+JsonObject& JsonObject::addBytes(std::string_view bytes, Encoding encoding) {
+    if (const auto text = textOf(bytes, encoding, Blanks::WITH_LINES)) add("text", *text);
+    return add("base64", base64(bytes));
+}
+
+std::string JsonObject::line() const {
+    return fields_->json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
 std::string base64(std::string_view bytes) {
     static const char digits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     std::string text;
@@ -14,13 +79,4 @@ std::string base64(std::string_view bytes) {
         }
     }
     return text;
-}
-
-void addBytes(Json& object, std::string_view bytes, Encoding encoding) {
-    if (const auto text = textOf(bytes, encoding, Blanks::WITH_LINES)) object["text"] = *text;
-    object["base64"] = base64(bytes);
-}
-
-std::string jsonLine(const Json& object) {
-    return object.dump(-1, ' ', false, Json::error_handler_t::replace);
 }

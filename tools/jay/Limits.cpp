@@ -1,18 +1,17 @@
 #include "tools/jay/Limits.h"
 
 #include <algorithm>
-#include <limits>
 
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-void Limits::describe(CLI::App& app, const std::string& countMeaning) {
-    app.add_option("--count", count_, countMeaning)
-        ->option_text("NUMBER")
-        ->check(CLI::Range(1, std::numeric_limits<int>::max()));
-    app.add_option("--for", duration_, "End after so long, whatever comes")
-        ->option_text("MS")
-        ->check(CLI::Range(0, std::numeric_limits<int>::max()));
+namespace {
+constexpr Range AT_LEAST_ONE{1};
+}
+
+void Limits::describe(CommandLine& line, const std::string& countMeaning) {
+    line.addNumber("--count", count_, AT_LEAST_ONE, countMeaning, "NUMBER");
+    line.addNumber("--for", duration_, {}, "End after so long, whatever comes", "MS");
 }
 
 void Limits::start() {

@@ -2,15 +2,15 @@
 #define JAY_TOOLS_JAY_LIMITS_H
 
 #include <chrono>
-#include <CLI/CLI.hpp>
 #include <string>
 
+#include "tools/jay/CommandLine.h"
 #include "tools/jay/Session.h"
 
 /** When a command ends that takes messages as they come: the options --count and --for. */
 class Limits {
 public:
-    void describe(CLI::App& app, const std::string& countMeaning);
+    void describe(CommandLine& line, const std::string& countMeaning);
 
     /** From now on --for counts. */
     void start();

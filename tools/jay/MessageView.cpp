@@ -38,17 +38,16 @@ std::string shown(const std::string& payload, const PayloadView& view) {
     return shownPayload(payload, view.encoding);
 }
 
-Json itemsJson(const Guess& guess, Encoding encoding) {
-    Json items = Json::array();
+std::vector<JsonObject> itemsJson(const Guess& guess, Encoding encoding) {
+    std::vector<JsonObject> items;
     for (const Item& item : guess.items) {
-        Json object;
-        object["type"] = item.name();
+        items.emplace_back();
+        items.back().add("type", item.name());
         if (item.kind == Item::STRING) {
-            object["value"] = textOfItem(item, encoding);
+            items.back().add("value", textOfItem(item, encoding));
         } else {
-            object["value"] = item.number;
+            items.back().add("value", item.number);
         }
-        items.push_back(object);
     }
     return items;
 }
@@ -112,24 +111,20 @@ std::string messageBlock(M& m, const PayloadView& view) {
     return block;
 }
 
-Json messageJson(M& m, const PayloadView& view) {
-    Json object;
-    object["source"] = m.getSrcId();
-    object["destination"] = m.getDestId();
-    object["flag"] = m.getFlag();
-    object["flags"] = Json::array();
+JsonObject messageJson(M& m, const PayloadView& view) {
+    std::vector<std::string> flags;
     for (const FlagName& name : FLAG_NAMES) {
-        if ((m.getFlag() & name.bit) != 0) object["flags"].push_back(name.text);
+        if ((m.getFlag() & name.bit) != 0) flags.emplace_back(name.text);
     }
-    object["priority"] = m.getPriority();
-    object["timestamp"] = m.getTimestamp();
-    object["section"] = m.getSection();
-    object["length"] = m.size();
+    JsonObject object;
+    object.add("source", m.getSrcId()).add("destination", m.getDestId());
+    object.add("flag", m.getFlag()).add("flags", flags).add("priority", m.getPriority());
+    object.add("timestamp", m.getTimestamp()).add("section", m.getSection()).add("length", m.size());
     const std::string payload = payloadOf(m);
-    addBytes(object, payload, view.encoding);
+    object.addBytes(payload, view.encoding);
     if (view.decode && !payload.empty()) {
         const Guess guess = guessItems(payload);
-        if (guess.fits) object["items"] = itemsJson(guess, view.encoding);
+        if (guess.fits) object.add("items", itemsJson(guess, view.encoding));
     }
     return object;
 }

@@ -31,6 +31,6 @@ std::string messageLine(M& message, const PayloadView& view);
 std::string messageBlock(M& message, const PayloadView& view);
 
 /** All of the header and the payload. Numbers are as on the wire; "flags" are names. */
-Json messageJson(M& message, const PayloadView& view);
+JsonObject messageJson(M& message, const PayloadView& view);
 
 #endif

@@ -13,14 +13,15 @@ const std::map<std::string, Encoding> ENCODINGS = {
 
 }  // namespace
 
-void Output::describe(CLI::App& app) {
-    app.add_flag("--json", json_, "Write one JSON object per line");
-    app.add_option_function<std::string>(
-           "--encoding", [this](const std::string& name) { encoding_ = ENCODINGS.at(name); },
-           "How text is coded in payloads; raw: only ASCII is text")
-        ->option_text("utf-8|euc-kr|raw (default utf-8)")
-        ->check(CLI::IsMember({"utf-8", "euc-kr", "raw"}));
-    app.add_flag("--quiet", quiet_, "No notes on standard error; errors are told all the same");
+void Output::describe(CommandLine& line) {
+    line.addFlag("--json", json_, "Write one JSON object per line");
+    line.addChoice("--encoding", encoding_, {"utf-8", "euc-kr", "raw"},
+                   "How text is coded in payloads; raw: only ASCII is text");
+    line.addFlag("--quiet", quiet_, "No notes on standard error; errors are told all the same");
+}
+
+Encoding Output::encoding() const {
+    return ENCODINGS.at(encoding_);
 }
 
 bool Output::line(const std::string& text) {
@@ -31,8 +32,8 @@ bool Output::line(const std::string& text) {
     return false;
 }
 
-bool Output::object(const Json& json) {
-    return line(jsonLine(json));
+bool Output::object(const JsonObject& json) {
+    return line(json.line());
 }
 
 void Output::note(const std::string& text) const {

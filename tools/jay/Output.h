@@ -1,9 +1,9 @@
 #ifndef JAY_TOOLS_JAY_OUTPUT_H
 #define JAY_TOOLS_JAY_OUTPUT_H
 
-#include <CLI/CLI.hpp>
 #include <string>
 
+#include "tools/jay/CommandLine.h"
 #include "tools/jay/Json.h"
 #include "tools/jay/Status.h"
 #include "tools/jay/Text.h"
@@ -18,11 +18,11 @@
  */
 class Output {
 public:
-    void describe(CLI::App& app);
+    void describe(CommandLine& line);
 
     bool isJson() const { return json_; }
     bool isQuiet() const { return quiet_; }
-    Encoding encoding() const { return encoding_; }
+    Encoding encoding() const;
 
     /**
      * Writes a line of data, or several with line ends between them. The text must be safe to show; see Text.h.
@@ -31,7 +31,7 @@ public:
     bool line(const std::string& text);
 
     /** Writes an object as one line of JSON. */
-    bool object(const Json& json);
+    bool object(const JsonObject& json);
 
     /** A line for the user on standard error, unless --quiet. What is wrong is told by complain() instead. */
     void note(const std::string& text) const;
@@ -43,7 +43,7 @@ public:
 private:
     bool json_ = false;
     bool quiet_ = false;
-    Encoding encoding_ = Encoding::UTF_8;
+    std::string encoding_ = "utf-8";
     Status status_ = DONE;
 };
 

@@ -28,21 +28,22 @@ std::string joined(const std::vector<std::string>& words, bool items) {
 
 }  // namespace
 
-void PayloadSource::describe(CLI::App& app) {
-    app.add_option("TEXT", words_, "The " + name_)->option_text(" ");
-    app.add_flag("--hex", hex_, "TEXT, lines or file are hex digits");
-    app.add_flag("--items", items_, "They are typed items: byte:1 word:7 int:5 var:300 str:abc hex:0a0b");
-    app.add_option("--file", file_, "The " + name_ + " is what this file holds; - is standard input")
-        ->option_text("FILE");
+void PayloadSource::describe(CommandLine& line) {
+    line.addArguments("TEXT", words_, "The " + name_);
+    line.addFlag("--hex", hex_, "TEXT, lines or file are hex digits");
+    line.addFlag("--items", items_, "They are typed items: byte:1 word:7 int:5 var:300 str:abc hex:0a0b");
+    line.addText("--file", file_, "The " + name_ + " is what this file holds; - is standard input", "FILE");
+    line.addCheck([this] { return check(); });
 }
 
-void PayloadSource::check() const {
-    if (hex_ && items_) throw CLI::ExcludesError("--hex", "--items");
-    if (!file_.empty() && !words_.empty()) throw CLI::ExcludesError("--file", "TEXT");
-    if (file_.empty() && words_.empty()) throw CLI::RequiredError("TEXT, or --file");
+/** What no single option can tell. */
+std::string PayloadSource::check() const {
+    if (hex_ && items_) return "--hex excludes --items";
+    if (!file_.empty() && !words_.empty()) return "--file excludes TEXT";
+    if (file_.empty() && words_.empty()) return "TEXT or --file is required";
     if (words_.size() > 1 && !hex_ && !items_)
-        throw CLI::ValidationError(
-            "TEXT", "'" + words_[1] + "' is one too many; a text with blanks stands in quotes");
+        return "'" + words_[1] + "' is one argument too many; a text with blanks must be quoted";
+    return "";
 }
 
 Parsed PayloadSource::payload(Encoding encoding) const {

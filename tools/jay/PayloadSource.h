@@ -1,11 +1,11 @@
 #ifndef JAY_TOOLS_JAY_PAYLOADSOURCE_H
 #define JAY_TOOLS_JAY_PAYLOADSOURCE_H
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "tools/jay/CommandLine.h"
 #include "tools/jay/Parsed.h"
 #include "tools/jay/Text.h"
 
@@ -20,13 +20,10 @@ public:
         : name_(name), holder_(holder) {}
 
     /** TEXT..., --hex, --items and --file. */
-    void describe(CLI::App& app);
+    void describe(CommandLine& line);
 
     /** Whether TEXT is "-": each line of standard input is a payload. Only if the command says so. */
     bool isInput() const { return words_.size() == 1 && words_[0] == "-" && file_.empty(); }
-
-    /** What no single option can tell. Throws what CLI11 shows to the user. */
-    void check() const;
 
     /** The payload that the command line tells; reads the file. */
     Parsed payload(Encoding encoding) const;
@@ -35,6 +32,7 @@ public:
     Parsed payload(std::string_view text, Encoding encoding) const;
 
 private:
+    std::string check() const;
     Parsed checkLength(Parsed payload) const;
 
     std::string name_;

@@ -1,15 +1,7 @@
 /** @file jay: the message bus from the command line. */
-#include <cerrno>
-#include <CLI/CLI.hpp>
-#include <cstring>
-#include <iostream>
-#include <string>
-
 #include "system/JSystem.h"
-#include "tools/common/Harmless.h"
 #include "tools/common/Startup.h"
 #include "tools/jay/Command.h"
-#include "tools/jay/Console.h"
 
 namespace {
 
@@ -26,55 +18,36 @@ Data goes to standard output, everything else to standard error.
 exit status: 0 done; 1 nothing came in time, or interrupted; 2 wrong use; 3 no server, or lost it
 'jay COMMAND --help' tells more.)";
 
-/** One line that says what is wrong and where to read more. */
-std::string explain(const CLI::App* app, const CLI::Error& error) {
-    std::string command = "jay";
-    for (const CLI::App* used : app->get_subcommands()) command += " " + used->get_name();
-    return "jay: " + harmless(error.what()) + "; '" + command + " --help' shows what can be said\n";
-}
-
-/** Shown text counts only if it arrived. */
-Status helpShown() {
-    if (std::cout.flush()) return DONE;
-    if (errno == EPIPE) return DONE;  // `head` has seen enough
-    complain(std::string("cannot write: ") + std::strerror(errno));
-    return UNFINISHED;
-}
-
-Status runUsed(const std::vector<std::unique_ptr<Command>>& commands, const CLI::App& app) {
-    for (const auto& command : commands) {
-        if (app.got_subcommand(command->name())) return command->run();
-    }
-    return WRONG_USE;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
     openStandardDescriptors();
     ignoreBrokenPipes();
 
-    CLI::App app(ABOUT, "jay");
+    CommandLine line("jay", ABOUT);
     bool debug = false;
-    app.add_flag("--debug", debug, "Show the library's debug output");
-    app.set_version_flag("--version", "jay " JAY_VERSION, "Print the version");
-    app.footer(FOOTER);
-    app.require_subcommand(0, 1);  // without any, the unknown word is what an error should name
-    app.callback([&app] {
-        if (app.get_subcommands().empty()) throw CLI::RequiredError("A command");
-    });
-    app.fallthrough();  // --debug and --version may stand behind the command, too
-    app.failure_message(explain);
-
+    line.addFlag("--debug", debug, "Show the library's debug output");
+    line.setVersion("jay " JAY_VERSION);
+    line.setFooter(FOOTER);
     const auto commands = allCommands();
+    std::vector<const CommandLine*> lines;
     for (const auto& command : commands) {
-        command->describe(*app.add_subcommand(command->name(), command->summary()));
+        CommandLine& described = line.addCommand(command->name(), command->summary());
+        command->describe(described);
+        lines.push_back(&described);
     }
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? helpShown() : WRONG_USE;
+    switch (line.read(argc, argv)) {
+        case CommandLine::SHOWN:
+            return DONE;
+        case CommandLine::UNWRITTEN:
+            return UNFINISHED;
+        case CommandLine::WRONG:
+            return WRONG_USE;
+        case CommandLine::READ:
+            break;
     }
     JSystem::debug(debug);
-    return runUsed(commands, app);
+    std::size_t used = 0;
+    while (!lines[used]->isUsed()) used++;
+    return commands[used]->run();
 }

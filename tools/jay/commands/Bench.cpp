@@ -21,8 +21,8 @@ using std::chrono::steady_clock;
 namespace {
 
 constexpr int USUAL_TIMEOUT_MS = 10000;
-constexpr int LONGEST_SIZE = static_cast<int>(PayloadSource::LONGEST);
-constexpr int MOST_MESSAGES = 10000000;
+constexpr Range SIZES{0, PayloadSource::LONGEST};
+constexpr Range COUNTS{1, 10000000};
 constexpr int MOST_UNDER_WAY = 1024;
 constexpr int MOST_BYTES_UNDER_WAY = 4 << 20;
 constexpr int TABLE_WIDTH = 73;
@@ -103,16 +103,14 @@ std::string block(const Result& result) {
     return lines;
 }
 
-Json json(const Result& r) {
-    return Json{{"size", r.size},
-                {"messages", r.messages},
-                {"seconds", r.seconds},
-                {"messages_per_second", r.rate()},
-                {"megabytes_per_second", r.megabytes()},
-                {"latency_us", Json{{"min", r.latency.least * US_PER_MS},
-                                    {"median", r.latency.median * US_PER_MS},
-                                    {"p99", r.latency.percentile99 * US_PER_MS},
-                                    {"max", r.latency.most * US_PER_MS}}}};
+JsonObject json(const Result& r) {
+    JsonObject latency;
+    latency.add("min", r.latency.least * US_PER_MS).add("median", r.latency.median * US_PER_MS);
+    latency.add("p99", r.latency.percentile99 * US_PER_MS).add("max", r.latency.most * US_PER_MS);
+    JsonObject object;
+    object.add("size", r.size).add("messages", r.messages).add("seconds", r.seconds);
+    object.add("messages_per_second", r.rate()).add("megabytes_per_second", r.megabytes());
+    return object.add("latency_us", latency);
 }
 
 class Bench : public Command {
@@ -120,27 +118,16 @@ public:
     const char* name() const override { return "bench"; }
     const char* summary() const override { return "Be two clients, and measure throughput and latency"; }
 
-    void describe(CLI::App& app) override {
+    void describe(CommandLine& line) override {
         client_.timeout = USUAL_TIMEOUT_MS;
         client_.ids = {30, 31};
-        client_.describeSeveral(app, "How long a message may take", "MS (default 10000)");
-        app.get_option("--id")
-            ->required(false)
-            ->description("Our two ids, which no other client uses: sender and receiver")
-            ->option_text("0..31,0..31 (default 30,31)");
-        app.add_option("--size", sizes_, "Bytes of payload, or several")
-            ->option_text("0.." + std::to_string(LONGEST_SIZE) + "[,...] (default 16,256,4096,60000)")
-            ->delimiter(',')
-            ->allow_extra_args(false)
-            ->check(CLI::Range(0, LONGEST_SIZE));
-        app.add_option("--count", count_, "Messages of each size")
-            ->option_text("NUMBER (default 10000)")
-            ->check(CLI::Range(1, MOST_MESSAGES));
-        output_.describe(app);
-        app.footer(EXAMPLES);
-        app.callback([this] {
-            if (client_.ids.size() != 2) throw CLI::ValidationError("--id", "two different ids are needed");
-        });
+        client_.describeSeveral(line, "How long a message may take",
+                                "Our two ids, which no other client uses: sender and receiver");
+        line.addNumbers("--size", sizes_, SIZES, "Bytes of payload, or several");
+        line.addNumber("--count", count_, COUNTS, "Messages of each size");
+        output_.describe(line);
+        line.setFooter(EXAMPLES);
+        line.addCheck([this] { return client_.ids.size() == 2 ? "" : "--id: two different ids are needed"; });
     }
 
     Status run() override {

@@ -1,8 +1,8 @@
 #include <algorithm>
-#include <limits>
 #include <sstream>
 #include <string>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 #include "tools/jay/commands/registry.h"
@@ -38,51 +38,45 @@ public:
     const char* name() const override { return "db"; }
     const char* summary() const override { return "List, get, add and set the records of a database file"; }
 
-    void describe(CLI::App& app) override {
-        app.require_subcommand(0, 1);  // without any, the unknown word is what an error should name
-        app.callback([&app] {
-            if (app.get_subcommands().empty()) throw CLI::RequiredError("list, get, add or set");
-        });
-        app.footer(EXAMPLES);
-        output_.describe(part(app, "list", "Print all records", &Db::list));
-        CLI::App& get = part(app, "get", "Print the text of one record", &Db::get);
+    void describe(CommandLine& line) override {
+        line.setFooter(EXAMPLES);
+        output_.describe(part(line, "list", "Print all records", &Db::list));
+        CommandLine& get = part(line, "get", "Print the text of one record", &Db::get);
         describeId(get);
         output_.describe(get);
-        describeWriting(part(app, "add", "Append a record", &Db::add));
-        CLI::App& set = part(app, "set", "Change the text of a record", &Db::set);
+        describeWriting(part(line, "add", "Append a record", &Db::add));
+        CommandLine& set = part(line, "set", "Change the text of a record", &Db::set);
         describeId(set);
         describeWriting(set);
     }
 
     Status run() override {
         file_ = DatabaseFile::read(path_);
-        return file_.error.empty() ? (this->*action_)() : refuse(file_.error);
+        if (!file_.error.empty()) return refuse(file_.error);
+        for (const auto& [line, action] : parts_) {
+            if (line->isUsed()) return (this->*action)();
+        }
+        return WRONG_USE;
     }
 
 private:
     using Action = Status (Db::*)();
 
-    CLI::App& part(CLI::App& app, const char* name, const char* summary, Action action) {
-        CLI::App& made = *app.add_subcommand(name, summary);
-        made.add_option("FILE", path_, "The database's file")->required()->option_text(" ");
-        made.parse_complete_callback([this, action] { action_ = action; });
-        made.footer("'jay db --help' shows examples, and tells the exit status");
+    CommandLine& part(CommandLine& line, const char* name, const char* summary, Action action) {
+        CommandLine& made = line.addCommand(name, summary);
+        made.addArgument("FILE", path_, "The database's file");
+        made.setFooter("'jay db --help' shows examples, and tells the exit status");
+        parts_.emplace_back(&made, action);
         return made;
     }
 
-    void describeId(CLI::App& app) {
-        app.add_option("RECORD", id_, "Its number, from 1")
-            ->required()
-            ->option_text(" ")
-            ->check(CLI::Range(1, std::numeric_limits<int>::max()));
-    }
+    void describeId(CommandLine& line) { line.addArgument("RECORD", id_, Range{1}, "Its number, from 1"); }
 
-    void describeWriting(CLI::App& app) {
-        source_.describe(app);
-        app.add_flag("--force", force_,
+    void describeWriting(CommandLine& line) {
+        source_.describe(line);
+        line.addFlag("--force", force_,
                      "Also when the file is damaged; the library repairs what it comes across");
-        output_.describe(app);
-        app.callback([this] { source_.check(); });
+        output_.describe(line);
     }
 
     static Status refuse(const std::string& why, Status status = WRONG_USE) {
@@ -138,9 +132,7 @@ private:
 
     bool print(int id, const std::string& text, bool inList) {
         if (output_.isJson()) {
-            Json object = {{"record", id}};
-            addBytes(object, text, output_.encoding());
-            return output_.object(object);
+            return output_.object(JsonObject().add("record", id).addBytes(text, output_.encoding()));
         }
         if (inList) return output_.line(std::to_string(id) + "  " + shownPayload(text, output_.encoding()));
         const auto lines = textOf(text, output_.encoding(), Blanks::WITH_LINES);
@@ -273,7 +265,8 @@ private:
     }
 
     bool printId(int id) {
-        return output_.isJson() ? output_.object({{"record", id}}) : output_.line(std::to_string(id));
+        return output_.isJson() ? output_.object(JsonObject().add("record", id))
+                                : output_.line(std::to_string(id));
     }
 
     std::string path_;
@@ -281,7 +274,7 @@ private:
     PayloadSource source_{"text", "a record"};
     bool force_ = false;
     Output output_;
-    Action action_ = nullptr;
+    std::vector<std::pair<const CommandLine*, Action>> parts_;
     DatabaseFile file_;
     bool hidden_ = false;  // the last record added is not found
 };

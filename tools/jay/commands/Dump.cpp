@@ -45,17 +45,15 @@ public:
         return "Show what is in a capture of the wire, or in a database file";
     }
 
-    void describe(CLI::App& app) override {
-        app.add_option("FILE", path_, "The file; - is standard input")->required()->option_text(" ");
-        app.add_option("--format", format_, "What the file holds")
-            ->option_text("auto|wire|hex|db (default auto)")
-            ->check(CLI::IsMember({"auto", "wire", "hex", "db"}));
-        app.add_flag("--keep-going", keepGoing_,
+    void describe(CommandLine& line) override {
+        line.addArgument("FILE", path_, "The file; - is standard input");
+        line.addChoice("--format", format_, {"auto", "wire", "hex", "db"}, "What the file holds");
+        line.addFlag("--keep-going", keepGoing_,
                      "In a capture, take headers that can hardly be any as a receiver would");
-        app.add_flag("-v,--verbose", verbose_, "Show all of a message's header, and hex dumps");
-        app.add_flag("--decode", view_.decode, "Show a payload as typed items if it looks like some");
-        output_.describe(app);
-        app.footer(EXAMPLES);
+        line.addFlag("-v,--verbose", verbose_, "Show all of a message's header, and hex dumps");
+        line.addFlag("--decode", view_.decode, "Show a payload as typed items if it looks like some");
+        output_.describe(line);
+        line.setFooter(EXAMPLES);
     }
 
     Status run() override {
@@ -96,10 +94,10 @@ private:
     bool showMessage(const WireReader& reader, std::string_view bytes) {
         M message(const_cast<char*>(bytes.data()), 0, static_cast<int>(bytes.size()));  // copied from
         if (output_.isJson()) {
-            Json object = {{"offset", reader.offset()}};
-            object.update(messageJson(message, view_));
+            JsonObject object;
+            object.add("offset", reader.offset()).addAll(messageJson(message, view_));
             const std::string meaning = meaningOf(message, reader.offset());
-            if (!meaning.empty()) object["meaning"] = meaning;
+            if (!meaning.empty()) object.add("meaning", meaning);
             return output_.object(object);
         }
         std::string meaning = meaningOf(message, reader.offset());
@@ -138,8 +136,11 @@ private:
 
     bool showHeader(const DatabaseReader& reader, std::size_t size) {
         if (output_.isJson())
-            return output_.object(
-                {{"offset", 0}, {"records", reader.count()}, {"end", reader.end()}, {"size", size}});
+            return output_.object(JsonObject()
+                                      .add("offset", 0)
+                                      .add("records", reader.count())
+                                      .add("end", reader.end())
+                                      .add("size", size));
         return output_.line("offset 0  header  records " + std::to_string(reader.count()) + "  end " +
                             std::to_string(reader.end()) + "  (file " + std::to_string(size) + ")");
     }
@@ -164,12 +165,12 @@ private:
         return shownPayload(record.text, output_.encoding());
     }
 
-    Json jsonOf(const StoredRecord& record) const {
-        Json object = {{"offset", record.offset}, {"length", record.length}, {"slack", record.slack}};
-        if (record.hasId) object["record"] = record.id;
-        if (record.hasId && record.id == StoredRecord::ABANDONED) object["abandoned"] = true;
-        addBytes(object, record.text, output_.encoding());
-        return object;
+    JsonObject jsonOf(const StoredRecord& record) const {
+        JsonObject object;
+        object.add("offset", record.offset).add("length", record.length).add("slack", record.slack);
+        if (record.hasId) object.add("record", record.id);
+        if (record.hasId && record.id == StoredRecord::ABANDONED) object.add("abandoned", true);
+        return object.addBytes(record.text, output_.encoding());
     }
 
     /** Not damage: a program that was ended between writing a record and counting it leaves such bytes. */
@@ -183,7 +184,7 @@ private:
     void tellDamage(std::size_t offset, const std::string& what) {
         damaged_ = true;
         complain(shownPath(path_) + " is damaged at offset " + std::to_string(offset) + ": " + what);
-        if (output_.isJson()) output_.object({{"offset", offset}, {"damage", what}});
+        if (output_.isJson()) output_.object(JsonObject().add("offset", offset).add("damage", what));
     }
 
     std::string path_;

@@ -26,12 +26,13 @@ public:
     const char* name() const override { return "echo"; }
     const char* summary() const override { return "Be a client, and answer every message to its sender"; }
 
-    void describe(CLI::App& app) override {
-        client_.describeSeveral(app, "End when no message has come for so long");
-        limits_.describe(app, "End after so many answers");
-        app.add_flag("-v,--verbose", verbose_, "Print what comes, a line each");
-        output_.describe(app);
-        app.footer(EXAMPLES);
+    void describe(CommandLine& line) override {
+        client_.describeSeveral(line, "End when no message has come for so long",
+                                "Our id, or several; no other client uses them");
+        limits_.describe(line, "End after so many answers");
+        line.addFlag("-v,--verbose", verbose_, "Print what comes, a line each");
+        output_.describe(line);
+        line.setFooter(EXAMPLES);
     }
 
     Status run() override {
@@ -81,9 +82,9 @@ private:
     bool print(const Arrival& arrival, bool answered) {
         const PayloadView view = {output_.encoding(), false};
         if (output_.isJson()) {
-            Json object = {{"time", arrival.time}, {"client", arrival.client}, {"answered", answered}};
-            object.update(messageJson(*arrival.message, view));
-            return output_.object(object);
+            JsonObject object;
+            object.add("time", arrival.time).add("client", arrival.client).add("answered", answered);
+            return output_.object(object.addAll(messageJson(*arrival.message, view)));
         }
         if (!verbose_) return true;
         return output_.line(clockTime(arrival.time) + "  " + messageLine(*arrival.message, view));

@@ -35,13 +35,14 @@ public:
     const char* name() const override { return "listen"; }
     const char* summary() const override { return "Be a client, and print the messages that come"; }
 
-    void describe(CLI::App& app) override {
-        client_.describeSeveral(app, "End when no message has come for so long");
-        limits_.describe(app, "End after so many messages; what else has come by then is lost");
-        app.add_flag("-v,--verbose", verbose_, "Show all of the header, and the payload as a hex dump");
-        app.add_flag("--decode", view_.decode, "Show a payload as typed items if it looks like some");
-        output_.describe(app);
-        app.footer(EXAMPLES);
+    void describe(CommandLine& line) override {
+        client_.describeSeveral(line, "End when no message has come for so long",
+                                "Our id, or several; no other client uses them");
+        limits_.describe(line, "End after so many messages; what else has come by then is lost");
+        line.addFlag("-v,--verbose", verbose_, "Show all of the header, and the payload as a hex dump");
+        line.addFlag("--decode", view_.decode, "Show a payload as typed items if it looks like some");
+        output_.describe(line);
+        line.setFooter(EXAMPLES);
     }
 
     Status run() override {
@@ -67,9 +68,9 @@ private:
     bool print(Arrival& arrival) {
         M& message = *arrival.message;
         if (output_.isJson()) {
-            Json object = {{"time", arrival.time}, {"client", arrival.client}};
-            object.update(messageJson(message, view_));
-            return output_.object(object);
+            JsonObject object;
+            object.add("time", arrival.time).add("client", arrival.client);
+            return output_.object(object.addAll(messageJson(message, view_)));
         }
         std::string text = clockTime(arrival.time) + "  " + messageLine(message, view_);
         if (verbose_) {

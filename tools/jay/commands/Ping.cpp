@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <deque>
-#include <limits>
 #include <string>
 
 #include "bus/SM.h"
@@ -22,8 +21,9 @@ using std::chrono::steady_clock;
 namespace {
 
 constexpr int USUAL_TIMEOUT_MS = 2000;
-constexpr int LONGEST_SIZE = static_cast<int>(PayloadSource::LONGEST);
-constexpr int HIGHEST_INT = std::numeric_limits<int>::max();
+constexpr Range IDS{0, SM::MAX_CLIENTS - 1};
+constexpr Range SIZES{0, PayloadSource::LONGEST};
+constexpr Range AT_LEAST_ONE{1};
 
 const char EXAMPLES[] =
     R"(Measures round trips through the server to a client that runs 'jay echo', until Ctrl-C or --count.
@@ -47,25 +47,17 @@ public:
     const char* name() const override { return "ping"; }
     const char* summary() const override { return "Be a client, and measure round trips to one that echoes"; }
 
-    void describe(CLI::App& app) override {
+    void describe(CommandLine& line) override {
         client_.timeout = USUAL_TIMEOUT_MS;
-        client_.describe(app, "An answer that takes longer counts as lost", "MS (default 2000)");
-        app.add_option("--to", to_, "The client that runs 'jay echo'")
-            ->option_text("0..31 (required)")
-            ->required()
-            ->check(CLI::Range(0, SM::MAX_CLIENTS - 1));
-        app.add_option("--count", count_, "End after so many")
-            ->option_text("NUMBER")
-            ->check(CLI::Range(1, HIGHEST_INT));
-        app.add_option("--interval", interval_,
-                       "Time from one to the next; 0: as soon as the answer is there")
-            ->option_text("MS (default 1000)")
-            ->check(CLI::Range(0, HIGHEST_INT));
-        app.add_option("--size", size_, "Bytes of payload")
-            ->option_text("0.." + std::to_string(LONGEST_SIZE) + " (default " + std::to_string(size_) + ")")
-            ->check(CLI::Range(0, LONGEST_SIZE));
-        output_.describe(app);
-        app.footer(EXAMPLES);
+        client_.describe(line, "An answer that takes longer counts as lost");
+        line.addNumber("--to", to_, IDS, "The client that runs 'jay echo'");
+        line.require("--to");
+        line.addNumber("--count", count_, AT_LEAST_ONE, "End after so many", "NUMBER");
+        line.addNumber("--interval", interval_, {},
+                       "Time from one to the next; 0: as soon as the answer is there", "MS");
+        line.addNumber("--size", size_, SIZES, "Bytes of payload");
+        output_.describe(line);
+        line.setFooter(EXAMPLES);
     }
 
     Status run() override {
@@ -159,7 +151,7 @@ private:
     void tellAnswer(int number, int size, double ms) {
         if (output_.isQuiet()) return;
         if (output_.isJson()) {
-            tell(Json{{"seq", number}, {"client", to_}, {"size", size}, {"ms", ms}});
+            tell(JsonObject().add("seq", number).add("client", to_).add("size", size).add("ms", ms));
         } else {
             tell(format("%d bytes from client %d: seq=%d time=%.3f ms", size, to_, number, ms));
         }
@@ -168,14 +160,14 @@ private:
     void tellLost(int number) {
         if (output_.isQuiet()) return;
         if (output_.isJson()) {
-            tell(Json{{"seq", number}, {"client", to_}, {"lost", true}});
+            tell(JsonObject().add("seq", number).add("client", to_).add("lost", true));
         } else {
             tell(format("nothing from client %d: seq=%d within %d ms", to_, number, client_.timeout));
         }
     }
 
     void tell(const std::string& line) { unwritable_ = unwritable_ || !output_.line(line); }
-    void tell(const Json& object) { unwritable_ = unwritable_ || !output_.object(object); }
+    void tell(const JsonObject& object) { unwritable_ = unwritable_ || !output_.object(object); }
 
     void summarize() {
         const int answered = sent_ - lost_ - static_cast<int>(waiting_.size());
@@ -197,21 +189,20 @@ private:
     }
 
     void summarizeJson(int answered, double loss, double duration) {
-        Json object = {{"client", to_}, {"sent", sent_},        {"answered", answered},
-                       {"lost", lost_}, {"loss_percent", loss}, {"duration_ms", duration}};
+        JsonObject object;
+        object.add("client", to_).add("sent", sent_).add("answered", answered);
+        object.add("lost", lost_).add("loss_percent", loss).add("duration_ms", duration);
         if (answered > 0) {
             const Timings::Summary times = timings_.summary();
-            object["min_ms"] = times.least;
-            object["median_ms"] = times.median;
-            object["p99_ms"] = times.percentile99;
-            object["max_ms"] = times.most;
+            object.add("min_ms", times.least).add("median_ms", times.median);
+            object.add("p99_ms", times.percentile99).add("max_ms", times.most);
         }
         tell(object);
     }
 
     Client client_;
     Output output_;
-    int to_ = 0;
+    int to_ = -1;
     int count_ = 0;  // 0: no end
     int interval_ = 1000;
     int size_ = 56;

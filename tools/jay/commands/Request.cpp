@@ -38,16 +38,16 @@ public:
     const char* name() const override { return "request"; }
     const char* summary() const override { return "Be a client, send a message, and print the answer"; }
 
-    void describe(CLI::App& app) override {
+    void describe(CommandLine& line) override {
         client_.timeout = USUAL_TIMEOUT_MS;
-        client_.describe(app, "How long the answer may take", "MS (default 5000)");
-        header_.describeRequest(app);
-        source_.describe(app);
-        app.add_flag("-v,--verbose", verbose_, "Show all of the header, and the payload as a hex dump");
-        app.add_flag("--decode", view_.decode, "Show the payload as typed items if it looks like some");
-        output_.describe(app);
-        app.footer(EXAMPLES);
-        app.callback([this] { check(); });
+        client_.describe(line, "How long the answer may take");
+        header_.describeRequest(line);
+        source_.describe(line);
+        line.addFlag("-v,--verbose", verbose_, "Show all of the header, and the payload as a hex dump");
+        line.addFlag("--decode", view_.decode, "Show the payload as typed items if it looks like some");
+        output_.describe(line);
+        line.setFooter(EXAMPLES);
+        line.addCheck([this] { return check(); });
     }
 
     Status run() override {
@@ -65,10 +65,8 @@ public:
     }
 
 private:
-    void check() const {
-        source_.check();
-        if (source_.isInput())
-            throw CLI::ValidationError("TEXT", "one request only; 'jay send' takes - for standard input");
+    std::string check() const {
+        return source_.isInput() ? "TEXT: one request only; 'jay send' takes - for standard input" : "";
     }
 
     static int freshSection() {
@@ -103,8 +101,8 @@ private:
 
     void print(M& answer, Timings::Duration took) {
         if (output_.isJson()) {
-            Json object = {{"ms", Timings::milliseconds(took)}};
-            object.update(messageJson(answer, view_));
+            JsonObject object;
+            object.add("ms", Timings::milliseconds(took)).addAll(messageJson(answer, view_));
             output_.object(object);
             return;
         }

@@ -44,18 +44,13 @@ public:
     const char* name() const override { return "send"; }
     const char* summary() const override { return "Be a client, and send messages"; }
 
-    void describe(CLI::App& app) override {
+    void describe(CommandLine& line) override {
         client_.timeout = USUAL_TIMEOUT_MS;
-        client_.describe(app, "How long the server may take to show that it has the message",
-                         "MS (default 10000)");
-        header_.describe(app);
-        source_.describe(app);
-        output_.describe(app);
-        app.footer(EXAMPLES);
-        app.callback([this] {
-            header_.check();
-            source_.check();
-        });
+        client_.describe(line, "How long the server may take to show that it has the message");
+        header_.describe(line);
+        source_.describe(line);
+        output_.describe(line);
+        line.setFooter(EXAMPLES);
     }
 
     Status run() override {

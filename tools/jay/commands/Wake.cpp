@@ -1,5 +1,4 @@
 #include <fcntl.h>
-#include <limits>
 #include <signal.h>
 #include <string>
 #include <unistd.h>
@@ -99,19 +98,20 @@ public:
         return "Be client 0, and start the clients that messages wait for";
     }
 
-    void describe(CLI::App& app) override {
-        app.add_option("TABLE", path_, "The file that tells which command starts which client")
-            ->required()
-            ->option_text(" ");
-        client_.describeServer(app);
-        describeTime(app, "--backoff", pace_.backoff, "How long a command is left alone after it has failed");
-        describeTime(app, "--backoff-most", pace_.mostBackoff, "The longest time that it is left alone");
-        describeTime(app, "--steady", pace_.steady, "A command that ran for so long has not failed to start");
-        app.add_flag("--skip-old", skipOld_,
+    void describe(CommandLine& line) override {
+        line.addArgument("TABLE", path_, "The file that tells which command starts which client");
+        client_.describeServer(line);
+        line.addNumber("--backoff", pace_.backoff, {}, "How long a command is left alone after it has failed",
+                       "MS");
+        line.addNumber("--backoff-most", pace_.mostBackoff, {}, "The longest time that it is left alone",
+                       "MS");
+        line.addNumber("--steady", pace_.steady, {}, "A command that ran for so long has not failed to start",
+                       "MS");
+        line.addFlag("--skip-old", skipOld_,
                      "Leave out requests that are older than the connection: the server "
                      "repeats, within 30 seconds, those that still hold");
-        output_.describe(app);
-        app.footer(EXAMPLES);
+        output_.describe(line);
+        line.setFooter(EXAMPLES);
     }
 
     Status run() override {
@@ -132,12 +132,6 @@ public:
     }
 
 private:
-    static void describeTime(CLI::App& app, const char* name, int& value, const char* meaning) {
-        app.add_option(name, value, meaning)
-            ->option_text("MS (default " + std::to_string(value) + ")")
-            ->check(CLI::Range(0, std::numeric_limits<int>::max()));
-    }
-
     /** Nothing will be written there, so nobody needs to be there to read it. */
     static void dropOutput() {
         const int nothing = open("/dev/null", O_WRONLY | O_CLOEXEC);
@@ -179,7 +173,8 @@ private:
         } else if (client != 0) {  // about ourselves, from the time before we came
             output_.note("client " + std::to_string(client) + ": messages wait, the first from client " +
                          from);
-            write({{"event", "request"}, {"client", client}, {"source", message.getSrcId()}});
+            write(
+                JsonObject().add("event", "request").add("client", client).add("source", message.getSrcId()));
             launcher_.request(client);
         }
     }
@@ -191,7 +186,7 @@ private:
         launcher_.setCommands(table.commands);
         output_.note("read " + shownPath(path_) + " again: " + std::to_string(table.commands.size()) +
                      " clients");
-        write({{"event", "reloaded"}, {"clients", table.commands.size()}});
+        write(JsonObject().add("event", "reloaded").add("clients", table.commands.size()));
     }
 
     static std::string clients(const WakeTable& table) {
@@ -201,20 +196,18 @@ private:
 
     void tell(const Launcher::Event& event) {
         output_.note("client " + std::to_string(event.client) + ": " + sentence(event));
-        Json object = {{"event", nameOf(event.kind)}, {"client", event.client}};
-        if (event.pid != 0) object["pid"] = event.pid;
-        if (event.kind == Launcher::Event::ENDED) object["status"] = event.status;
-        if (event.failures > 0) {
-            object["failures"] = event.failures;
-            object["wait"] = event.wait;
-        }
+        JsonObject object;
+        object.add("event", nameOf(event.kind)).add("client", event.client);
+        if (event.pid != 0) object.add("pid", event.pid);
+        if (event.kind == Launcher::Event::ENDED) object.add("status", event.status);
+        if (event.failures > 0) object.add("failures", event.failures).add("wait", event.wait);
         write(object);
     }
 
-    void write(const Json& event) {
+    void write(const JsonObject& event) {
         if (!output_.isJson()) return;
-        Json object = {{"time", JSystem::getMilliseconds()}};
-        object.update(event);
+        JsonObject object;
+        object.add("time", JSystem::getMilliseconds()).addAll(event);
         if (writable_) writable_ = output_.object(object);
     }
 

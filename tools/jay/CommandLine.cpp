@@ -1,0 +1,230 @@
+#include "tools/jay/CommandLine.h"
+
+#include <cerrno>
+#include <CLI/CLI.hpp>
+#include <cstring>
+#include <iostream>
+#include <utility>
+
+#include "tools/jay/Console.h"
+#include "tools/jay/Number.h"
+#include "tools/jay/Suggestion.h"
+
+namespace {
+
+std::string span(Range range) {
+    return std::to_string(range.least) + ".." + std::to_string(range.most);
+}
+
+bool isIn(Range range, long long number) {
+    return number >= range.least && number <= range.most;
+}
+
+std::string joined(const std::vector<int>& numbers) {
+    std::string text;
+    for (const int number : numbers) text += (text.empty() ? "" : ",") + std::to_string(number);
+    return text;
+}
+
+std::string joined(const std::vector<std::string>& words) {
+    std::string text;
+    for (const std::string& word : words) text += (text.empty() ? "" : ", ") + word;
+    return text;
+}
+
+std::string withDefault(const std::string& unit, const std::string& value) {
+    return value.empty() ? unit : unit + " (default " + value + ")";
+}
+
+long long numberFrom(const std::string& name, Range range, const std::string& text) {
+    const auto number = readNumber(text);
+    if (!number || !isIn(range, *number))
+        throw CLI::ValidationError(name, "'" + text + "' is not a number from " +
+                                             std::to_string(range.least) + " to " +
+                                             std::to_string(range.most));
+    return *number;
+}
+
+template <typename Number>
+CLI::Option* addNumberTo(CLI::App& app, const std::string& name, Number& value, Range range,
+                         const std::string& meaning) {
+    const auto set = [name, &value, range](const std::string& text) {
+        value = static_cast<Number>(numberFrom(name, range, text));
+    };
+    return app.add_option_function<std::string>(name, set, meaning);
+}
+
+template <typename Number>
+void addNumberOption(CLI::App& app, const std::string& name, Number& value, Range range,
+                     const std::string& meaning, const std::string& unit) {
+    const std::string initial = isIn(range, value) ? std::to_string(value) : "";
+    addNumberTo(app, name, value, range, meaning)
+        ->option_text(withDefault(unit.empty() ? span(range) : unit, initial));
+}
+
+}  // namespace
+
+CommandLine::CommandLine(const std::string& program, const std::string& about)
+    : program_(std::make_unique<CLI::App>(about, program)), app_(*program_), name_(program) {
+    app_.require_subcommand(0, 1);  // without any, the unknown word is what an error should name
+    app_.fallthrough();
+}
+
+CommandLine::CommandLine(CLI::App& app, std::string name) : app_(app), name_(std::move(name)) {
+}
+
+CommandLine::~CommandLine() = default;
+
+CommandLine& CommandLine::addCommand(const std::string& name, const std::string& summary) {
+    app_.require_subcommand(0, 1);
+    commands_.emplace_back(new CommandLine(*app_.add_subcommand(name, summary), name_ + " " + name));
+    return *commands_.back();
+}
+
+bool CommandLine::isUsed() const {
+    return app_.parsed();
+}
+
+void CommandLine::addFlag(const std::string& names, bool& value, const std::string& meaning) {
+    app_.add_flag(names, value, meaning);
+}
+
+void CommandLine::addNumber(const std::string& name, int& value, Range range, const std::string& meaning,
+                            const std::string& unit) {
+    addNumberOption(app_, name, value, range, meaning, unit);
+}
+
+void CommandLine::addNumber(const std::string& name, long long& value, Range range,
+                            const std::string& meaning, const std::string& unit) {
+    addNumberOption(app_, name, value, range, meaning, unit);
+}
+
+void CommandLine::addNumbers(const std::string& name, std::vector<int>& values, Range range,
+                             const std::string& meaning) {
+    const auto set = [name, &values, range](const std::vector<std::string>& texts) {
+        values.clear();
+        for (const std::string& text : texts)
+            values.push_back(static_cast<int>(numberFrom(name, range, text)));
+    };
+    app_.add_option_function<std::vector<std::string>>(name, set, meaning)
+        ->option_text(withDefault(span(range) + "[,...]", joined(values)))
+        ->delimiter(',')
+        ->allow_extra_args(false);
+}
+
+void CommandLine::addText(const std::string& name, std::string& value, const std::string& meaning,
+                          const std::string& unit) {
+    app_.add_option(name, value, meaning)->option_text(withDefault(unit, value));
+}
+
+void CommandLine::addChoice(const std::string& name, std::string& value,
+                            const std::vector<std::string>& words, const std::string& meaning) {
+    std::string unit;
+    for (const std::string& word : words) unit += (unit.empty() ? "" : "|") + word;
+    const auto set = [name, &value, words, unit](const std::string& text) {
+        if (std::find(words.begin(), words.end(), text) == words.end())
+            throw CLI::ValidationError(name, "'" + text + "' is not one of " + unit);
+        value = text;
+    };
+    app_.add_option_function<std::string>(name, set, meaning)->option_text(withDefault(unit, value));
+}
+
+void CommandLine::addArgument(const std::string& name, std::string& value, const std::string& meaning) {
+    app_.add_option(name, value, meaning)->required()->option_text(" ");
+}
+
+void CommandLine::addArgument(const std::string& name, int& value, Range range, const std::string& meaning) {
+    addNumberTo(app_, name, value, range, meaning)->required()->option_text(" ");
+}
+
+void CommandLine::addArguments(const std::string& name, std::vector<std::string>& values,
+                               const std::string& meaning) {
+    app_.add_option(name, values, meaning)->option_text(" ");
+}
+
+void CommandLine::require(const std::string& name) {
+    CLI::Option& option = *app_.get_option(name);
+    option.required()->option_text(option.get_option_text() + " (required)");
+}
+
+void CommandLine::addCheck(Check check) {
+    checks_.push_back(std::move(check));
+}
+
+void CommandLine::setFooter(const std::string& text) {
+    app_.footer(text);
+}
+
+void CommandLine::setVersion(const std::string& text) {
+    app_.set_version_flag("--version", text, "Print the version");
+}
+
+/** The command that the command line names: this one, or one below it. */
+const CommandLine& CommandLine::used() const {
+    for (const auto& command : commands_) {
+        if (command->isUsed()) return command->used();
+    }
+    return *this;
+}
+
+CommandLine::Result CommandLine::refuse(const std::string& why) const {
+    complain(why + "; '" + used().name_ + " --help' shows the usage");
+    return WRONG;
+}
+
+std::vector<std::string> CommandLine::commandNames() const {
+    std::vector<std::string> names;
+    for (const auto& command : commands_) names.push_back(command->app_.get_name());
+    return names;
+}
+
+std::vector<std::string> CommandLine::optionNames() const {
+    std::vector<std::string> names;
+    for (const CLI::App* app = &app_; app != nullptr; app = app->get_parent()) {
+        for (const CLI::Option* option : app->get_options()) names.push_back(option->get_name());
+    }
+    return names;
+}
+
+/** The first word that has no meaning where it stands. */
+std::string CommandLine::unexpected() const {
+    const CommandLine& command = used();
+    const std::string word = app_.remaining(true).front();
+    const bool isOption = word.size() > 1 && word[0] == '-';
+    const std::vector<std::string> known = isOption ? command.optionNames() : command.commandNames();
+    if (known.empty()) return "'" + word + "' was not expected";
+    const std::string nearest = nearestWord(word, known);
+    std::string text = (isOption ? "there is no option '" : "there is no command '") + word + "'";
+    if (!nearest.empty()) return text + "; did you mean '" + nearest + "'?";
+    return isOption ? text : text + " (commands: " + joined(known) + ")";
+}
+
+/** What no single option can tell; empty when nothing is wrong. */
+std::string CommandLine::whatIsWrong() const {
+    const CommandLine& command = used();
+    if (!command.commands_.empty()) {
+        return "a command is missing (commands: " + joined(command.commandNames()) + ")";
+    }
+    for (const Check& check : command.checks_) {
+        const std::string wrong = check();
+        if (!wrong.empty()) return wrong;
+    }
+    return "";
+}
+
+CommandLine::Result CommandLine::read(int argc, char** argv) {
+    try {
+        app_.parse(argc, argv);
+    } catch (const CLI::ExtrasError&) {
+        return refuse(unexpected());
+    } catch (const CLI::ParseError& error) {
+        if (error.get_exit_code() != 0) return refuse(error.what());
+        app_.exit(error);
+        // `head` closes the pipe when it has seen enough.
+        if (std::cout.flush() || errno == EPIPE) return SHOWN;
+        complain(std::string("cannot write: ") + std::strerror(errno));
+        return UNWRITTEN;
+    }
+    const std::string wrong = whatIsWrong();
+    return wrong.empty() ? READ : refuse(wrong);
+}
