@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -15,6 +16,7 @@
 #include "net/detail/Wait.h"
 #include "net/sys_socket.h"
 #include "thread/detail/CancelOff.h"
+#include "thread/detail/Monotonic.h"
 
 using jay::detail::Descriptor;
 using jay::detail::Readiness;
@@ -170,6 +172,20 @@ int JSocket::close() {
     if (getSoLinger() == 0) setSoLinger(true, 0);
     descriptor->close();
     return -1;
+}
+
+void JSocket::closeAfterSending(int ms) {
+    {
+        const Descriptor::Use use(*descriptor);
+        if (use.fd() >= 0) {
+            if (getSoLinger() == 0)
+                setSoLinger(true, 1);  // before the end: whoever closes next must not reset
+            outputShutdown = true;
+            ::shutdown(use.fd(), SHUT_WR);
+            discardUntilEnd(use.fd(), ms);
+        }
+    }
+    close();
 }
 
 void JSocket::wakeUp() {
@@ -335,4 +351,16 @@ private:
 Readiness JSocket::waitFor(int number, short events, int seconds, int slice) {
     WaitWatcher watcher(*this);
     return jay::detail::waitFor(number, events, seconds * 1000LL, slice, watcher);
+}
+
+void JSocket::discardUntilEnd(int number, int ms) {
+    const long long deadline = jay::detail::monotonicMilliseconds() + ms;
+    for (long long left = ms; left > 0; left = deadline - jay::detail::monotonicMilliseconds()) {
+        char some[4096];
+        const long n = recv(number, some, sizeof some, MSG_DONTWAIT);
+        if (n > 0) continue;
+        if (n == 0 || !jay::detail::isTransient(errno)) return;
+        WaitWatcher watcher(*this);
+        jay::detail::waitFor(number, POLLIN, left, INT_MAX, watcher);
+    }
 }

@@ -64,9 +64,21 @@ public:
      */
     bool connect();
 
-    /** Closes; the connection is reset, it does not linger. @return 1 if it was closed already, otherwise -1
+    /** Closes; the connection is reset, and what the peer's system has not taken is lost, unless setSoLinger() has
+     * given a time. @return 1 if it was closed already, otherwise -1
      * (kept). */
     int close();
+
+    /**
+     * Closes without a reset: what has been written reaches the peer, followed by the end of the stream. Waits until
+     * the peer has closed its side too, `ms` milliseconds at most, and discards what it sends meanwhile. A peer that
+     * closes when it has read the end has by then read everything. What it has not taken in time the system still
+     * sends after the close, unless the peer has sent something that nobody read: then the connection is reset.
+     *
+     * A write in progress in another thread fails at once, a read in progress ends. If the peer's system does not
+     * answer any more, the close takes up to a second longer.
+     */
+    void closeAfterSending(int ms);
 
     /**
      * Ends every wait on this socket, in progress or to come, as if its time were over, without closing and
@@ -158,6 +170,7 @@ private:
     JAY_HIDDEN void setPeer(const sockaddr_in& peer);
     Attempt connectOnce();
     bool resolveHost();
+    JAY_HIDDEN void discardUntilEnd(int number, int ms);
     bool openDescriptor();
     void fail(const char* text);
     int setOption(int level, int name, int value);

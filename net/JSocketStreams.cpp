@@ -13,6 +13,7 @@
 #include "system/JSystem.h"
 
 using jay::detail::Descriptor;
+using jay::detail::isTransient;
 using jay::detail::Readiness;
 
 namespace {
@@ -26,10 +27,6 @@ constexpr int SPURIOUS_WAKE_PAUSE_MS = 1000;
 int rangeLength(const JByte& b, int off, int len) {
     if (off < 0 || off > b.size()) return -1;
     return std::min(len, b.size() - off);
-}
-
-bool isTransient(int error) {
-    return error == EINTR || error == EAGAIN || error == EWOULDBLOCK;
 }
 
 /** How one transfer went, if it brought no bytes. */

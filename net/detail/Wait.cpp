@@ -9,11 +9,15 @@
 
 namespace jay::detail {
 
+bool isTransient(int error) {
+    return error == EINTR || error == EAGAIN || error == EWOULDBLOCK;
+}
+
 bool waitGoesOn(int result) {
     const int error = errno;
     const bool interrupted = JThread::interrupted();
     errno = error;
-    return !interrupted && (result == 0 || error == EINTR || error == EAGAIN);
+    return !interrupted && (result == 0 || isTransient(error));
 }
 
 Readiness waitFor(int fd, short events, long long timeout, int slice, WaitWatcher& watcher) {

@@ -25,6 +25,9 @@ Readiness waitFor(int fd, short events, long long timeout, int slice, WaitWatche
 
 constexpr int SLICE_MS = 100;
 
+/** Whether a transfer failed with this errno only because it would have had to wait, or for a signal. */
+bool isTransient(int error);
+
 /** Whether a wait goes on after select or poll has returned `result`, 0 or less: errno is still theirs then
  * and afterwards. Not once the calling thread is interrupted, nor after a failure other than EINTR and
  * EAGAIN. */

@@ -562,6 +562,95 @@ TEST(JSocket, Destroyed_ClosesAndDeletesItsStreams) {
     peer.expectReset();
 }
 
+// ---- close after sending ----
+
+TEST_F(JSocketTest, CloseAfterSending_EndsTheConnectionInOrder_OnceThePeerHasReadEverything) {
+    fillTheWay();
+    Thread closing([this] { socket.closeAfterSending(30000); });
+    ASSERT_TRUE(closing.fallsAsleep());
+    EXPECT_TRUE(isOpen(number()));
+    peer.drain();
+    peer.expectEnd();
+    EXPECT_FALSE(closing.isFinished());
+    peer.close();
+    closing.join();
+    EXPECT_FALSE(socket.isConnected());
+    EXPECT_EQ(socket.fd, -1);
+}
+
+TEST_F(JSocketTest, CloseAfterSending_DiscardsWhatThePeerSends) {
+    Thread closing([this] { socket.closeAfterSending(30000); });
+    const std::string some(100000, '#');
+    for (int i = 0; i < 100; i++) peer.send(some);  // more than there is room for
+    peer.expectEnd();
+    peer.close();
+    closing.join();
+}
+
+TEST_F(JSocketTest, CloseAfterSending_WaitsForThePeerNoLongerThanItsTime) {
+    const int before = number();
+    const net::Stopwatch watch;
+    socket.closeAfterSending(200);
+    EXPECT_GE(watch.ms(), 199);
+    EXPECT_LT(watch.ms(), net::LATE_MS);
+    EXPECT_FALSE(isOpen(before));
+    peer.expectEnd();
+}
+
+TEST_F(JSocketTest, CloseAfterSending_ToAPeerThatDoesNotStopSending_EndsInTime) {
+    std::atomic<bool> over{false};
+    Thread pouring([&] {
+        const std::string some(100000, '#');
+        while (!over && ::send(peer.fd(), some.data(), some.size(), MSG_NOSIGNAL) > 0) {
+        }
+    });
+    const net::Stopwatch watch;
+    socket.closeAfterSending(200);
+    EXPECT_LT(watch.ms(), net::LATE_MS);
+    over = true;
+}
+
+TEST_F(JSocketTest, CloseAfterSending_WhatIsNotTakenInTime_IsSentAllTheSame) {
+    const std::string some(100000, '#');
+    size_t sent = 0;
+    for (int n = 1; n > 0; sent += static_cast<size_t>(n))
+        n = out->offer(some.data(), static_cast<int>(some.size()));
+    socket.closeAfterSending(1);
+    EXPECT_EQ(peer.receive(sent).size(), sent);
+    peer.expectEnd();
+}
+
+TEST_F(JSocketTest, CloseAfterSending_EndsAReadAndAWriteInProgress) {
+    fillTheWay();
+    Waiter reader([this] { return readOne(); });
+    Waiter writer([this] { return writeALot(); });
+    ASSERT_TRUE(reader.waits() && writer.waits());
+    const net::Stopwatch watch;
+    socket.closeAfterSending(100);
+    reader.thread.join();
+    writer.thread.join();
+    EXPECT_LT(watch.ms(), net::LATE_MS);
+    EXPECT_LT(reader.result, 1);
+    EXPECT_EQ(writer.result, -1);
+    EXPECT_FALSE(socket.isWriteTimeout());
+}
+
+TEST_F(JSocketTest, CloseAfterSending_OfAPeerThatHasGone_ReturnsAtOnce) {
+    peer.reset();
+    const net::Stopwatch watch;
+    socket.closeAfterSending(30000);
+    EXPECT_LT(watch.ms(), net::LATE_MS);
+    EXPECT_FALSE(socket.isConnected());
+}
+
+TEST(JSocket, CloseAfterSending_WithoutAConnection_Closes) {
+    JSocket unconnected("some.host", 1);
+    unconnected.closeAfterSending(30000);
+    JSocket none(-1);
+    none.closeAfterSending(30000);
+    EXPECT_FALSE(none.isConnected());
+}
+
 // ---- close and wake-up while other threads wait ----
 
 TEST_F(JSocketTest, Close_UnderAReader_EndsItsReadAtOnce) {
