@@ -11,6 +11,7 @@
 #include "net/JSocket.h"
 #include "net/SystemCalls.h"
 #include "net/Waiter.h"
+#include "support/WallClock.h"
 
 using net::AsWaitsBegin;
 using net::bytes;
@@ -251,10 +252,10 @@ TEST_F(JSocketInputStreamTest, Read_OfNothingInTime_TimesOutAndLeavesTheSocketOp
 }
 
 TEST_F(JSocketInputStreamTest, Read_KeepsItsTimeWhenTheClockIsSet) {
-    for (const int seconds : {3600, -3600}) {
+    for (const long long ms : {support::AN_HOUR_MS, -support::AN_HOUR_MS}) {
         socket.readTimeout = 1;
-        std::unique_ptr<net::ClockSet> clock;
-        const AsWaitsBegin event([&] { clock = std::make_unique<net::ClockSet>(seconds); });
+        std::unique_ptr<support::WallClock> clock;
+        const AsWaitsBegin event([&] { clock = std::make_unique<support::WallClock>(ms); });
         const net::Stopwatch watch;
         EXPECT_EQ(readOne(), -1);
         EXPECT_GE(watch.ms(), 999);

@@ -2,7 +2,6 @@
 #ifndef JAY_TESTS_NET_SYSTEMCALLS_H
 #define JAY_TESTS_NET_SYSTEMCALLS_H
 
-#include <atomic>
 #include <cerrno>
 #include <dlfcn.h>
 #include <functional>
@@ -10,7 +9,6 @@
 #include <pthread.h>
 #include <sys/select.h>
 #include <sys/socket.h>
-#include <sys/time.h>
 #include <utility>
 
 namespace net {
@@ -40,20 +38,6 @@ struct Calls {
     static inline thread_local bool cancelledInAccept = false;  // accept4 is where the thread is cancelled
     static inline thread_local int lastWait = -2;               // the time-out given to poll
     static inline thread_local std::function<void()>* beforePoll = nullptr;  // what happens as a wait begins
-};
-
-/** While it lives, the wall clock of the whole program is set forward, or back, by some seconds. */
-class ClockSet {
-public:
-    explicit ClockSet(int seconds) { offset_ = seconds; }
-    ~ClockSet() { offset_ = 0; }
-    ClockSet(const ClockSet&) = delete;
-    ClockSet& operator=(const ClockSet&) = delete;
-
-    static int offset() { return offset_; }
-
-private:
-    static inline std::atomic<int> offset_{0};
 };
 
 /** Lets something happen each time the calling thread begins to wait in poll, until the end of the scope. */
@@ -87,12 +71,6 @@ JAY_STAND_IN int accept4(int fd, sockaddr* address, socklen_t* size, int flags) 
         pthread_cancel(pthread_self());
         pthread_testcancel();
     }
-    return result;
-}
-JAY_STAND_IN int gettimeofday(timeval* now, void* zone) noexcept {
-    static auto* const real = net::theReal("gettimeofday", &gettimeofday);
-    const int result = real(now, zone);
-    now->tv_sec += net::ClockSet::offset();
     return result;
 }
 JAY_STAND_IN int listen(int fd, int backlog) noexcept {

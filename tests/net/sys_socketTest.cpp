@@ -8,6 +8,7 @@
 #include "net/Peer.h"
 #include "net/SystemCalls.h"
 #include "net/Waiter.h"
+#include "support/WallClock.h"
 #include "thread/JThread.h"
 
 using net::Calls;
@@ -116,10 +117,10 @@ TEST_F(SysSelectTest, WaitsInSlicesOfAHundredMilliseconds) {
 }
 
 TEST_F(SysSelectTest, KeepsItsTimeWhenTheClockIsSet) {
-    std::unique_ptr<net::ClockSet> clock;
+    std::unique_ptr<support::WallClock> clock;
     Waiter waiter([this] { return waitToRead(60000); });
     ASSERT_TRUE(waiter.waits());
-    clock = std::make_unique<net::ClockSet>(3600);
+    clock = std::make_unique<support::WallClock>(support::AN_HOUR_MS);
     const long sleeps = waiter.thread.sleeps();
     ASSERT_TRUE(support::eventually([&] { return waiter.thread.sleeps() >= sleeps + 2; }));
     makeReadable();
@@ -130,7 +131,7 @@ TEST_F(SysSelectTest, KeepsItsTimeWhenTheClockIsSet) {
 TEST_F(SysSelectTest, EndsInTimeWhenTheClockIsSetBack) {
     Waiter waiter([this] { return waitToRead(1000); });
     ASSERT_TRUE(waiter.waits());
-    const net::ClockSet clock(-3600);
+    const support::WallClock clock(-support::AN_HOUR_MS);
     const net::Stopwatch watch;
     waiter.thread.join();
     EXPECT_LT(watch.ms(), 1000 + net::LATE_MS);
