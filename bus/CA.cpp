@@ -14,6 +14,12 @@ using jay::detail::ScopedLock;
 
 const JClass CA::classCA = {"CA", sizeof(CA), &JObject::classJObject};
 
+namespace {
+
+constexpr int CLOSE_MS = 1000;  ///< how long the end of a client waits for the server to read what was sent
+
+}  // namespace
+
 // ---- life ----
 
 CA::CA(int clientId, const char* hostName, int portNumber)
@@ -32,17 +38,14 @@ CA::CA(int clientId, const char* hostName, int portNumber)
 CA::~CA() {
     const jay::detail::CancelOff off;
     stopFlag = 1;
-    // Another thread that is stuck in put() or connect() gives the lock back.
+    callback = nullptr;
+    connectEvent.set();
+    // Not under the lock: a thread that is stuck in put() or connect() holds it until this.
     if (socket->isConnected()) {
-        socket->wakeUp();
+        socket->closeAfterSending(CLOSE_MS);
     } else {
         socket->close();
     }
-    {
-        const ScopedLock guard(lock);
-        callback = nullptr;
-    }
-    connectEvent.set();
     {
         const ScopedLock guard(lock);
         socket->close();

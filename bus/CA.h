@@ -13,22 +13,27 @@
 class JSocket;
 
 /**
- * A bus client. Sends on the caller's thread; a thread of its own reads what the server delivers and sorts it
- * into three bands by priority (0, 1, all others), from which get() takes in turn:
+ * A bus client. put() sends on the caller's thread. A thread of the client's own reads what the server delivers
+ * and sorts it into three bands by priority (0, 1, all others), from which get() takes in turn:
  *
  *     CA bus(5, "127.0.0.1", 7000);
  *     bus.start();
- *     if (!bus.connect()) ...
+ *     if (!bus.connect() || !bus.isConnected()) return 1;  // no server there
  *     M hello;
  *     hello.setSrcId(5);
  *     hello.setDestId(7);
  *     hello.addString("hello");
  *     bus.put(hello);
- *     if (bus.wait(1000) > 0) { M* answer = bus.get(); ... delete answer; }
+ *     for (bool connected = true; connected;) {
+ *         connected = bus.isConnected();  // before the last look: nothing arrives after the connection
+ *         bus.wait(1000);                 // whole seconds; returns at once when a message has arrived
+ *         while (M* m = bus.get()) { ... delete m; }
+ *     }
  *
- * A client connects once. When the connection is lost it stays so, and isConnected() tells; messages received
- * until then can still be taken. The bands have no practical bound: what the application does not take is
- * kept in memory.
+ * A client connects once. When the connection is lost it stays lost, and isConnected() turns false; messages
+ * received until then can still be taken. The loss wakes no thread in wait(): a loop that waits for ever, with
+ * wait(-1), never ends after the server has gone. The bands have no practical bound: what the application does
+ * not take is kept in memory.
  *
  * Threads: any thread may call any operation. The callback runs on the reading thread with no lock held; it
  * may call get(), put() and all else, and may delete the client.
@@ -43,9 +48,13 @@ public:
     CA(int id, const char* host, int port);
 
     /**
-     * Closes the connection and waits for the reading thread, a callback in progress included. Messages not
-     * taken are lost. No other thread may call in any more; one that is stuck in put() meanwhile is let go
-     * within moments, with 0.
+     * Ends the connection behind everything that put() has sent, and waits until the server has read it and closes
+     * its side: a second at most. What the server has not read by then still reaches it, unless its computer fails,
+     * or messages for this client arrive after that: then the connection is reset. Waits for the reading thread too,
+     * a callback in progress included.
+     *
+     * Messages not taken are lost, and messages that arrive meanwhile. No other thread may call in any more. One that
+     * is still in put() returns within moments, with 0 if its message did not leave as a whole.
      */
     ~CA() override;
 
@@ -57,8 +66,9 @@ public:
 
     /**
      * Connects and greets the server. Blocks for up to 10 s, and for as long as a name look-up takes.
-     * @return non-zero when connected. A refused connection counts as connected until the first write or read
-     * (kept: see JSocket::connect()).
+     * @return non-zero when connected, and also when nobody listens at the port (kept: see JSocket::connect()). The
+     * greeting fails then: isConnected() is false when this returns. Zero for an unknown host, and after 10 s without
+     * an answer.
      */
     int connect();
 
@@ -83,11 +93,17 @@ public:
     /** Passes over the band whose turn it is; nothing is removed. */
     void next();
 
-    /** Waits for a message; see JEvent::wait(). @param ms milliseconds, -1 for ever.
-     *  @return how many were signalled since the last wait, or -1 when the time was up. */
+    /**
+     * Waits for a message; see JEvent::wait(). A lost connection does not end the wait.
+     * @param ms milliseconds: 0, or a multiple of 1000, or -1 for ever. Others may return at once without a message:
+     * wait(500) does so in the second half of each second (kept: callers rely on JEvent::wait() as it is).
+     * @return how many messages were signalled that no wait() has consumed yet, 1 or more, of which this call consumes one;
+     * -1 when the time was up. Messages are signalled one by one, whether get() has taken them or not.
+     */
     int wait(int ms);
 
-    /** Whether the connection stands, as far as is known: a loss is noticed when something is read or written. */
+    /** Whether there is a connection, as far as is known: the reading thread notices its end, put() a server that does
+     * not answer. Waits for a put() in progress in another thread. */
     bool isConnected();
 
     /** Calls `fn` after each message received; null for none. */
@@ -116,8 +132,8 @@ private:
     std::atomic<char> doneFlag;
     JQueue* bands[BANDS];
     unsigned cursor;
-    JSocket* socket;  // never null, never replaced
-    void (*callback)(CA*);
+    JSocket* socket;                      // never null, never replaced
+    std::atomic<void (*)(CA*)> callback;  // set under lock; cleared at the end without it
 
     bool* destroyed;  // where run() looks whether the callback deleted this client; the reading thread only
 };

@@ -16,9 +16,10 @@
  *     16            payload
  *
  * Conventions: a null handle gives -1, or nothing happens; a null buffer gives 0. No other errors are
- * reported. All functions but ca_open and ca_close may be called by any thread at any time. A lost connection
- * stays lost: writes then send nothing, reads yield what had come before; close the client and open another
- * one.
+ * reported. ca_read, ca_write, ca_peek, ca_next and ca_dump may be called by any thread at any time. A lost
+ * connection stays lost: writes then send nothing, reads yield what had come before. No function tells whether there
+ * is a connection; a program that must know sends a message to its own id and waits for it with ca_read. After a
+ * loss, close the client and open another one.
  */
 #ifndef JAY_BUS_CA_C_H
 #define JAY_BUS_CA_C_H
@@ -40,7 +41,15 @@ typedef void* ca_handle;
  */
 JAY_API ca_handle ca_open(int id, const char* host, int port);
 
-/** Closes a client and frees it; messages not read are lost. Null is ignored. The handle is dead afterwards.
+/**
+ * Closes a client and frees it. Every message that ca_write has sent before reaches the server first: the connection ends
+ * behind it, and ca_close waits, for 1 second at most, until the server has read everything and closes its side. What the
+ * server has not read by then the system goes on sending in the background; it is lost only if the server's computer or
+ * its connection fails, or if messages for this client arrive after that. A message that the server has read is delivered
+ * or kept for its receiver, as any other.
+ *
+ * Messages not read by the program, and those that arrive meanwhile, are lost. Null is ignored. The handle is dead
+ * afterwards: no other thread may be inside a call with it, or make one.
  */
 JAY_API void ca_close(ca_handle handle);
 

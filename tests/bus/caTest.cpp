@@ -333,10 +333,13 @@ TEST_F(CaTest, Next_BeforeAReadStartsItAtTheFollowingBand) {
 // ---- close ----
 
 TEST_F(CaTest, Close_WhileTheReaderWaits_EndsItAndTheConnection) {
+    support::Thread serving([this] {
+        server.expectClosed();
+        server.close();
+    });
     const net::Stopwatch watch;
     handle.close();
     EXPECT_LT(watch.ms(), bus::PROMPT_MS);
-    server.expectClosed();
 }
 
 TEST(Ca, Close_OfAClientWithoutAConnection_EndsItsThread) {
@@ -347,16 +350,20 @@ TEST(Ca, Close_OfAClientWithoutAConnection_EndsItsThread) {
     EXPECT_TRUE(eventually([&] { return bus::runningThreads() == threads; }));
 }
 
-TEST_F(CaTest, Close_WhileMessagesArrive_IsSafe) {
-    std::atomic<bool> over{false};
+TEST_F(CaTest, Close_WhileMessagesArrive_EndsTheConnectionAndItsThread) {
+    const int threads = bus::runningThreads();
+    std::atomic<bool> ended{false};
     support::Thread sender([&] {
         const std::string some = to(5).says(std::string(100, '#')).bytes();
-        while (!over && ::send(server.fd(), some.data(), some.size(), MSG_NOSIGNAL) > 0) {
+        while (::send(server.fd(), some.data(), some.size(), MSG_NOSIGNAL) > 0) {
         }
+        ended = true;
     });
     next(handle);
     handle.close();
-    over = true;
+    EXPECT_TRUE(eventually([&] { return ended.load(); }));
+    sender.join();
+    EXPECT_TRUE(eventually([&] { return bus::runningThreads() == threads - 1; }));
 }
 
 TEST(Ca, OpenAndClose_LeaveNoThreadAndNoDescriptorBehind) {
@@ -469,6 +476,9 @@ TEST_F(CaTest, Readers_ShareTheMessagesWhileOthersPeekAndMoveOn) {
 
 namespace {
 
+constexpr int TIMES = 40;
+constexpr int EACH = 10;
+
 class CaWithServer : public testing::Test {
 protected:
     /** A client that the server has taken in. */
@@ -492,6 +502,15 @@ TEST_F(CaWithServer, Message_TravelsFromClientToClient) {
     EXPECT_EQ(next(*five), answer);
     EXPECT_EQ(read(*five), "");
     EXPECT_EQ(read(*seven), "");
+}
+
+TEST_F(CaWithServer, MessagesOfAClientThatClosesAtOnce_AllArrive) {
+    const auto seven = open(7);
+    for (unsigned i = 0; i < TIMES; i++) {
+        const Handle five(5, server.port());
+        for (unsigned n = 0; n < EACH; n++) write(five, to(7).from(5).about(i * EACH + n));
+    }
+    for (unsigned i = 0; i < TIMES * EACH; i++) ASSERT_EQ(next(*seven).section, i);
 }
 
 TEST_F(CaWithServer, LongestMessage_TravelsFromClientToClient) {
