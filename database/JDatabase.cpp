@@ -1,6 +1,7 @@
 #include "database/JDatabase.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <utility>
 #include <vector>
@@ -22,6 +23,9 @@ constexpr int LEAST_LISTED = 1024;  ///< strings that getRecords() makes for a h
 constexpr int GREATEST_SIZE =
     INT_MAX - (1 << 21);  ///< of a file that is worked on: offsets are 32-bit, with room to spare
 constexpr int GREATEST_GAP = 1 << 20;  ///< bytes from the file's end to a believable end of the records
+
+constexpr char OPEN_MODE[] = "r+be";   ///< e: a program that exec() starts does not inherit the descriptor
+constexpr char CREATE_MODE[] = "abe";  ///< a: never truncates a file that was created in the meantime
 
 /** The file's size; -1 if it is larger than offsets reach. Moves the stream's position. */
 int sizeOf(FILE* file) {
@@ -201,10 +205,10 @@ JString JDatabase::fileName(const char* name) {
 void JDatabase::open(const char* name) {
     close();
     const JString path = fileName(name);
-    file = std::fopen(path, "r+be");  // e: not for the programs that exec() starts
-    if (file == nullptr) {
-        if (FILE* made = std::fopen(path, "we")) std::fclose(made);
-        file = std::fopen(path, "r+be");
+    file = std::fopen(path, OPEN_MODE);
+    if (file == nullptr && errno == ENOENT) {
+        if (FILE* made = std::fopen(path, CREATE_MODE)) std::fclose(made);
+        file = std::fopen(path, OPEN_MODE);
     }
     if (file != nullptr && sizeOf(file) < 0) close();
     numRecords = 0;

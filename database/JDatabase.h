@@ -92,7 +92,10 @@ public:
 
     // ---- one open file, for the operations above ----
 
-    /** Opens the database's file, making it if it is not there, and reads its header. */
+    /**
+     * Opens the database's file and reads its header. A file that does not exist is created; a file that exists is
+     * never truncated. When the file cannot be opened, for whatever reason, the operations up to close() do nothing.
+     */
     void open(const char* name);
 
     /** Closes the file that open() opened, if there is one. */

@@ -1,5 +1,6 @@
 #include "database/JDatabase.h"
 
+#include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -15,6 +16,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "database/FileCalls.h"
 #include "system/JSystem.h"
 
 namespace {
@@ -96,6 +98,7 @@ protected:
     std::string directory;
 };
 
+using database::FileCalls;
 using Texts = std::vector<std::string>;
 
 /** Lets no file of this process grow beyond a size, as a full disk would, for the length of a scope. */
@@ -293,6 +296,24 @@ TEST_F(JDatabaseTest, Open_OfAShortFileWritesAnEmptyHeader) {
     setImage("abc");
     EXPECT_EQ(db.getNumRecords("notes"), 0);
     EXPECT_EQ(image(), header(0, 8));
+}
+
+// ---- files that cannot be opened or read ----
+
+TEST_F(JDatabaseTest, AFileThatCannotBeOpenedOnceKeepsItsRecords) {
+    for (const int error : {EACCES, EMFILE, ENFILE, ENOMEM, EIO, EINTR}) {
+        setImage(fileOf({"abc", "xyz"}));
+        FileCalls::fopen.failAfter(0, error);
+        EXPECT_EQ(get(1), "") << error;
+        EXPECT_EQ(image(), fileOf({"abc", "xyz"})) << error;
+    }
+}
+
+TEST_F(JDatabaseTest, AFileThatAnotherProcessCreatesMeanwhileKeepsItsRecords) {
+    setImage(fileOf({"abc"}));
+    FileCalls::fopen.failAfter(0, ENOENT);
+    EXPECT_EQ(get(1), "abc");
+    EXPECT_EQ(image(), fileOf({"abc"}));
 }
 
 // ---- damaged files ----

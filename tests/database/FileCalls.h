@@ -1,0 +1,38 @@
+/** @file File calls that are counted and that fail on demand: FileCalls.cpp replaces those of the C library. */
+#ifndef JAY_TESTS_DATABASE_FILECALLS_H
+#define JAY_TESTS_DATABASE_FILECALLS_H
+
+#include <cerrno>
+#include <cstdio>
+
+namespace database {
+
+/** One call as the calling thread sees it. */
+struct FileCall {
+    int count;   // calls so far
+    int before;  // calls that succeed before one fails; a negative number fails none
+    int error;   // errno of the failure
+
+    /** Lets the call after the next `n` fail, once. */
+    void failAfter(int n, int with) {
+        before = n;
+        error = with;
+    }
+    bool fails() {
+        count++;
+        if (before < 0 || before-- > 0) return false;
+        errno = error;
+        return true;
+    }
+};
+
+struct FileCalls {
+    static inline thread_local FileCall fopen{0, -1, 0};
+
+    /** Forgets all counts and failures. */
+    static void reset() { fopen = {0, -1, 0}; }
+};
+
+}  // namespace database
+
+#endif
