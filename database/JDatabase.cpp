@@ -6,7 +6,14 @@
 #include <utility>
 #include <vector>
 
+#include "database/detail/FileBytes.h"
+#include "database/detail/RecordLayout.h"
+#include "database/detail/RecordWalk.h"
 #include "system/JSystem.h"
+
+using jay::detail::FileBytes;
+using jay::detail::RecordLayout;
+using jay::detail::RecordWalk;
 
 const JClass JDatabase::classJDatabase = {"JDatabase", sizeof(JDatabase), &JObject::classJObject};
 
@@ -16,9 +23,6 @@ int JDatabase::_ref = 0;
 
 namespace {
 
-constexpr int HEADER_SIZE = 8;
-constexpr int WORD_SIZE = 4;
-constexpr int ABANDONED = -1;       ///< id of a record whose text lives elsewhere now
 constexpr int LEAST_LISTED = 1024;  ///< strings that getRecords() makes for a header's word alone
 constexpr int GREATEST_SIZE =
     INT_MAX - (1 << 21);  ///< of a file that is worked on: offsets are 32-bit, with room to spare
@@ -26,34 +30,6 @@ constexpr int GREATEST_GAP = 1 << 20;  ///< bytes from the file's end to a belie
 
 constexpr char OPEN_MODE[] = "r+be";   ///< e: a program that exec() starts does not inherit the descriptor
 constexpr char CREATE_MODE[] = "abe";  ///< a: never truncates a file that was created in the meantime
-
-/** The file's size; -1 if it is larger than offsets reach. Moves the stream's position. */
-int sizeOf(FILE* file) {
-    if (std::fseek(file, 0, SEEK_END) != 0) return -1;
-    const long size = std::ftell(file);
-    return size > GREATEST_SIZE ? -1 : static_cast<int>(size);
-}
-
-/** Reads up to the block's size; what was read is all the block holds then. */
-int readInto(FILE* file, JByte& block) {
-    const size_t n = std::fread(static_cast<void*>(block), 1, static_cast<size_t>(block.size()), file);
-    return static_cast<int>(n);
-}
-
-/** A little-endian int. */
-int intFrom(const unsigned char* bytes) {
-    unsigned value = 0;
-    for (int i = WORD_SIZE - 1; i >= 0; i--) value = value << 8 | bytes[i];
-    return static_cast<int>(value);
-}
-
-/** The text of a record as find() gives it: behind offset, length and id. */
-JString textOf(JMessage found) {
-    found.getInt();
-    found.getInt();
-    found.getInt();
-    return found.getString();
-}
 
 JMessage twoInts(int first, int second) {
     JMessage message;
@@ -63,53 +39,6 @@ JMessage twoInts(int first, int second) {
 }
 
 }  // namespace
-
-// ---- one pass over the records ----
-
-/** Steps over the records of an open file, each held until the next step. Never reads more than the file has.
- */
-class JDatabase::Walk {
-public:
-    explicit Walk(FILE* stream) : file(stream), fileSize(sizeOf(stream)) {
-        std::fseek(file, HEADER_SIZE, SEEK_SET);
-    }
-
-    /** False when the next record's length could not be read whole. */
-    bool next() {
-        offset = following;
-        unsigned char word[WORD_SIZE];
-        bytesRead = static_cast<int>(std::fread(word, 1, sizeof word, file));
-        if (bytesRead < WORD_SIZE) return false;
-        length = intFrom(word);
-        const int left = fileSize - offset - WORD_SIZE;
-        body.resize(std::max(0, std::min(length, left)));
-        following = offset + WORD_SIZE + readInto(file, body);
-        return true;
-    }
-
-    /** Whether the record has an id at all. */
-    bool hasId() const { return body.size() >= WORD_SIZE; }
-    int id() const { return intFrom(body); }
-
-    JString text() const { return textOf(message()); }
-
-    /** The record as find() gives it. */
-    JMessage message() const {
-        JMessage found = twoInts(offset, length);
-        found.addBytes(body);
-        return found;
-    }
-
-    int offset = 0;     ///< where the record, or what is left of it, begins
-    int bytesRead = 0;  ///< how much of its length could be read
-
-private:
-    FILE* file;
-    int fileSize;
-    int following = HEADER_SIZE;
-    int length = 0;
-    JByte body;
-};
 
 // ---- the shared instance ----
 
@@ -148,34 +77,36 @@ JString JDatabase::getRecord(const char* name, int id) {
     open(name);
     JMessage found = find(id);
     close();
-    return textOf(found);
+    return RecordWalk::textOf(found);
 }
 
 JStringArray JDatabase::getRecords(const char* name) {
     JStringArray texts;
     open(name);
     if (file == nullptr) return texts;
-    const int listed = std::min(std::max(numRecords, 0), std::max(sizeOf(file) / WORD_SIZE, LEAST_LISTED));
-    texts.resize(listed);
-    std::vector<bool> seen(static_cast<size_t>(listed), false);  // the first record with an id wins
+    const int possible = std::max(FileBytes(file).size() / RecordLayout::INT_SIZE, LEAST_LISTED);
+    texts.resize(std::min(std::max(numRecords, 0), possible));
+    collect(texts);
+    if (file == nullptr) return JStringArray();  // the file could not be read
+    close();
+    return texts;
+}
 
-    Walk walk(file);
-    for (int i = 0; i < numRecords; i++) {
-        if (!walk.next()) {
-            repair(walk.offset, walk.bytesRead, i);  // ends the loop, too
-            break;
-        }
+/** Puts the text of each record at its id less 1; of two records with one id, the first. */
+void JDatabase::collect(JStringArray& texts) {
+    const int listed = texts.length();
+    std::vector<bool> seen(static_cast<size_t>(listed), false);
+    RecordWalk walk{FileBytes(file)};
+    for (int i = 0; next(walk, i); i++) {
         const int index = walk.hasId() ? walk.id() - 1 : -1;
         if (index < 0 || index >= listed || seen[static_cast<size_t>(index)]) continue;
         seen[static_cast<size_t>(index)] = true;
-        texts[index] = walk.text();
+        if (!walk.readInto(texts[index])) return close();
     }
-    // A repaired file has no ids above its new count.
-    for (int index = std::max(numRecords, 0); index < listed; index++) {
-        if (seen[static_cast<size_t>(index)]) texts[index] = "";
+    if (numRecords < listed) {  // the file was repaired: there are no ids above its new count
+        texts.resize(numRecords);
+        texts.resize(listed);
     }
-    close();
-    return texts;
 }
 
 void JDatabase::addRecord(const char* name, const char* text) {
@@ -210,9 +141,11 @@ void JDatabase::open(const char* name) {
         if (FILE* made = std::fopen(path, CREATE_MODE)) std::fclose(made);
         file = std::fopen(path, OPEN_MODE);
     }
-    if (file != nullptr && sizeOf(file) < 0) close();
     numRecords = 0;
-    end = HEADER_SIZE;
+    end = RecordLayout::HEADER_SIZE;
+    if (file == nullptr) return;
+    const int size = FileBytes(file).size();
+    if (size < 0 || size > GREATEST_SIZE) return close();
     readHeader();
 }
 
@@ -223,18 +156,13 @@ void JDatabase::close() {
 
 void JDatabase::readHeader() {
     if (file == nullptr) return;
-    JByte header(HEADER_SIZE);
-    std::fseek(file, 0, SEEK_SET);
-    if (readInto(file, header) < HEADER_SIZE) {
-        numRecords = 0;
-        end = HEADER_SIZE;
-        writeHeader();
-    } else {
-        JMessage reader(header);
-        numRecords = reader.getInt();
-        end = reader.getInt();
-    }
-    std::fseek(file, HEADER_SIZE, SEEK_SET);
+    unsigned char header[RecordLayout::HEADER_SIZE];
+    const int n = FileBytes(file).read(0, header, sizeof header);
+    const bool whole = n == RecordLayout::HEADER_SIZE;
+    numRecords = whole ? RecordLayout::intAt(header + RecordLayout::COUNT_OFFSET) : 0;
+    end = whole ? RecordLayout::intAt(header + RecordLayout::END_OFFSET) : RecordLayout::HEADER_SIZE;
+    if (n < 0) return close();
+    if (!whole) writeHeader();
 }
 
 void JDatabase::writeHeader() {
@@ -244,24 +172,35 @@ void JDatabase::writeHeader() {
 }
 
 JMessage JDatabase::find(int id) {
-    if (file == nullptr) return JMessage();
+    JMessage found;
     readHeader();
-    Walk walk(file);
-    for (int i = 0; i < numRecords; i++) {
-        if (!walk.next()) {
-            repair(walk.offset, walk.bytesRead, i);
-            break;
-        }
-        if (walk.hasId() && walk.id() == id) return walk.message();
+    if (file == nullptr) return found;
+    RecordWalk walk{FileBytes(file)};
+    for (int i = 0; next(walk, i); i++) {
+        if (!walk.hasId() || walk.id() != id) continue;
+        if (!walk.readInto(found)) close();
+        break;
     }
-    return JMessage();
+    return found;
+}
+
+/**
+ * Steps to the record behind the first `before` ones. False when the header counts no more, when the file ends, which is
+ * repaired then, and when the file cannot be read: it is closed then, so that nothing is written to it.
+ */
+bool JDatabase::next(RecordWalk& walk, int before) {
+    if (before >= numRecords) return false;
+    const RecordWalk::Step step = walk.next();
+    if (step == RecordWalk::END) repair(walk.offset(), walk.bytesOfLength(), before);
+    if (step == RecordWalk::FAILED) close();
+    return step == RecordWalk::RECORD;
 }
 
 void JDatabase::repair(int offset, int bytesRead, int recordsBefore) {
     JMessage word;
     word.addInt(bytesRead);
     if (!writeAt(offset, word)) return;
-    end = offset + WORD_SIZE;
+    end = offset + RecordLayout::INT_SIZE;
     numRecords = recordsBefore;
     writeHeader();
 }
@@ -272,23 +211,22 @@ JMessage JDatabase::make(int id, const char* text) {
     record.addInt(id);
     record.addString(text);
     const int size = record.setWPos(0);
-    record.addInt(size - WORD_SIZE);
+    record.addInt(size - RecordLayout::INT_SIZE);
     record.setWPos(size);
     return record;
 }
 
-/** Writes all the bytes, to the file itself, or says that it could not. */
-bool JDatabase::writeAt(int offset, JMessage& bytes) {
-    if (std::fseek(file, offset, SEEK_SET) != 0) return false;
+bool JDatabase::writeAt(int offset, const JMessage& bytes) {
     const JByte block = bytes.toByteArray();
-    const auto size = static_cast<size_t>(block.size());
-    return std::fwrite(static_cast<void*>(block), 1, size, file) == size && std::fflush(file) == 0;
+    return FileBytes(file).write(offset, block, block.size());
 }
 
-/** Where the next record goes: `end`, unless that is damaged. */
+/** Where the next record goes: `end`, unless that is damaged. -1 when the file's size cannot be found out. */
 int JDatabase::appendOffset() {
-    const int fileSize = std::max(sizeOf(file), HEADER_SIZE);
-    const bool believable = end >= HEADER_SIZE && end <= fileSize + GREATEST_GAP;
+    const int size = FileBytes(file).size();
+    if (size < 0) return -1;
+    const int fileSize = std::max(size, RecordLayout::HEADER_SIZE);
+    const bool believable = end >= RecordLayout::HEADER_SIZE && end <= fileSize + GREATEST_GAP;
     return believable ? end : fileSize;
 }
 
@@ -297,7 +235,7 @@ bool JDatabase::append(const char* text) {
     if (file == nullptr || numRecords == INT_MAX) return false;
     JMessage record = make(numRecords + 1, text);
     const int offset = appendOffset();
-    if (record.size() > GREATEST_SIZE - offset || !writeAt(offset, record)) return false;
+    if (offset < 0 || record.size() > GREATEST_SIZE - offset || !writeAt(offset, record)) return false;
     numRecords++;
     end = offset + record.size();
     writeHeader();
@@ -311,9 +249,9 @@ bool JDatabase::replace(int id, const char* text) {
     const int length = found.getInt();
     JMessage image = twoInts(length, id);
     image.addString(text);
-    if (length >= image.size() - WORD_SIZE) return writeAt(offset, image);
+    if (length >= image.size() - RecordLayout::INT_SIZE) return writeAt(offset, image);
 
-    JMessage mark = twoInts(length, ABANDONED);
+    JMessage mark = twoInts(length, RecordLayout::ABANDONED);
     if (!writeAt(offset, mark)) return false;
     if (append(text)) return true;
     JMessage former = twoInts(length, id);  // the disk is full: the old text stays

@@ -8,6 +8,10 @@
 #include "core/JString.h"
 #include "core/JStringArray.h"
 
+namespace jay::detail {
+class RecordWalk;
+}
+
 /**
  * Small numbered text records in flat files, one file per named database. Records are numbered from 1 in the
  * order of addition and never removed; a new text is written in place when it fits the old space. Every
@@ -29,7 +33,8 @@
  *
  * Results: nothing reports an error. A record that is not there, or a file that can be neither opened nor
  * made, gives an empty message, string or array, or no effect; a record that cannot be written whole is not
- * counted in the header.
+ * counted in the header. The same goes for a file that cannot be read: a read error is not taken for the end of the file, and
+ * nothing is written after it.
  *
  * Damaged files: a search that cannot read the length of a record that the header counts repairs the file
  * there, see find(). A length that is negative counts as 0, one that reaches beyond the file is cut at its
@@ -127,14 +132,14 @@ public:
     static int _ref;              ///< its holders
 
 private:
-    class Walk;
-
-    static JString fileName(const char* name);
-    void repair(int offset, int bytesRead, int recordsBefore);
-    bool writeAt(int offset, JMessage& bytes);
-    int appendOffset();
-    bool append(const char* text);
-    bool replace(int id, const char* text);
+    JAY_HIDDEN static JString fileName(const char* name);
+    JAY_HIDDEN bool next(jay::detail::RecordWalk& walk, int before);
+    JAY_HIDDEN void collect(JStringArray& texts);
+    JAY_HIDDEN void repair(int offset, int bytesRead, int recordsBefore);
+    JAY_HIDDEN bool writeAt(int offset, const JMessage& bytes);
+    JAY_HIDDEN int appendOffset();
+    JAY_HIDDEN bool append(const char* text);
+    JAY_HIDDEN bool replace(int id, const char* text);
 
     FILE* file;      // null between operations
     int numRecords;  // as the header of the file last opened says

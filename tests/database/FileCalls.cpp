@@ -3,6 +3,7 @@
 #include "database/FileCalls.h"
 
 #include <dlfcn.h>
+#include <unistd.h>
 
 using database::FileCalls;
 
@@ -20,4 +21,14 @@ Function* theReal(const char* name, Function*) {
 JAY_STAND_IN FILE* fopen(const char* path, const char* mode) {
     static auto* const real = theReal("fopen", &fopen);
     return FileCalls::fopen.fails() ? nullptr : real(path, mode);
+}
+
+JAY_STAND_IN ssize_t pread(int fd, void* to, size_t size, off_t offset) {
+    static auto* const real = theReal("pread", &pread);
+    return FileCalls::pread.fails() ? -1 : real(fd, to, size, offset);
+}
+
+JAY_STAND_IN ssize_t pwrite(int fd, const void* from, size_t size, off_t offset) {
+    static auto* const real = theReal("pwrite", &pwrite);
+    return FileCalls::pwrite.fails() ? -1 : real(fd, from, size, offset);
 }

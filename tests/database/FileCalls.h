@@ -18,6 +18,7 @@ struct FileCall {
         before = n;
         error = with;
     }
+    bool hasFailed() const { return before < 0; }
     bool fails() {
         count++;
         if (before < 0 || before-- > 0) return false;
@@ -27,10 +28,10 @@ struct FileCall {
 };
 
 struct FileCalls {
-    static inline thread_local FileCall fopen{0, -1, 0};
+    static inline thread_local FileCall fopen{0, -1, 0}, pread{0, -1, 0}, pwrite{0, -1, 0};
 
     /** Forgets all counts and failures. */
-    static void reset() { fopen = {0, -1, 0}; }
+    static void reset() { fopen = pread = pwrite = {0, -1, 0}; }
 };
 
 }  // namespace database

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <gtest/gtest.h>
 #include <iterator>
 #include <map>
@@ -13,11 +14,14 @@
 #include <signal.h>
 #include <string>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
 
 #include "database/FileCalls.h"
 #include "system/JSystem.h"
+
+using database::FileCalls;
 
 namespace {
 
@@ -64,6 +68,7 @@ int wordAt(const std::string& bytes, size_t offset) {
 class JDatabaseTest : public testing::Test {
 protected:
     JDatabaseTest() {
+        FileCalls::reset();
         char pattern[] = "/tmp/jaydb.XXXXXX";
         directory = mkdtemp(pattern);
         JDatabase::_path = (directory + "/db").c_str();
@@ -98,7 +103,6 @@ protected:
     std::string directory;
 };
 
-using database::FileCalls;
 using Texts = std::vector<std::string>;
 
 /** Lets no file of this process grow beyond a size, as a full disk would, for the length of a scope. */
@@ -314,6 +318,48 @@ TEST_F(JDatabaseTest, AFileThatAnotherProcessCreatesMeanwhileKeepsItsRecords) {
     FileCalls::fopen.failAfter(0, ENOENT);
     EXPECT_EQ(get(1), "abc");
     EXPECT_EQ(image(), fileOf({"abc"}));
+}
+
+TEST_F(JDatabaseTest, AFailedReadIsNotTheEndOfTheFile) {
+    const Texts texts(100, std::string(200, 'x'));
+    const std::string whole = fileOf(texts);
+    setImage(whole);
+    const std::function<bool()> operations[] = {[this] { return all().empty(); },
+                                                [this] { return get(100).empty(); },
+                                                [this] { return db.setRecord("notes", 100, "new"), true; }};
+    for (const auto& operation : operations) {
+        for (int n = 0; n < 5; n++) {  // the header, and the records in several pieces
+            FileCalls::pread.failAfter(n, EIO);
+            EXPECT_TRUE(operation()) << n;
+            EXPECT_TRUE(FileCalls::pread.hasFailed()) << n;
+            ASSERT_TRUE(image() == whole) << n;
+        }
+    }
+    EXPECT_EQ(all(), texts);
+}
+
+TEST_F(JDatabaseTest, AFailedReadOfTheHeaderAddsNoRecord) {
+    setImage(fileOf({"abc"}));
+    FileCalls::pread.failAfter(0, EIO);
+    db.addRecord("notes", "new");
+    FileCalls::pread.failAfter(0, EIO);
+    EXPECT_EQ(db.getNumRecords("notes"), 0);
+    EXPECT_EQ(image(), fileOf({"abc"}));
+}
+
+TEST_F(JDatabaseTest, AnInterruptedReadOrWriteGoesOn) {
+    FileCalls::pread.failAfter(0, EINTR);
+    FileCalls::pwrite.failAfter(1, EINTR);
+    db.addRecord("notes", "abc");
+    EXPECT_EQ(image(), fileOf({"abc"}));
+}
+
+TEST_F(JDatabaseTest, AFileThatCannotBeReadAtAllIsLeftAlone) {
+    std::remove(path().c_str());
+    ASSERT_EQ(mkfifo(path().c_str(), 0600), 0);
+    db.addRecord("notes", "abc");
+    EXPECT_EQ(get(1), "");
+    EXPECT_TRUE(all().empty());
 }
 
 // ---- damaged files ----

@@ -1,0 +1,71 @@
+#include "database/detail/RecordWalk.h"
+
+#include <algorithm>
+
+#include "core/JByte.h"
+#include "database/detail/RecordLayout.h"
+
+namespace jay::detail {
+
+namespace {
+
+constexpr int HEAD_SIZE = RecordLayout::TEXT_OFFSET;  ///< length and id
+
+}  // namespace
+
+RecordWalk::RecordWalk(const FileBytes& file)
+    : file_(file), fileSize_(file.size()), following_(RecordLayout::HEADER_SIZE) {
+}
+
+RecordWalk::Step RecordWalk::next() {
+    offset_ = following_;
+    if (fileSize_ < 0) return FAILED;
+    const unsigned char* head = fetch(offset_, HEAD_SIZE, headHeld_);
+    if (headHeld_ < 0) return FAILED;
+    if (headHeld_ < RecordLayout::INT_SIZE) return END;
+    length_ = RecordLayout::intAt(head);
+    bodySize_ = std::clamp(fileSize_ - offset_ - RecordLayout::INT_SIZE, 0, std::max(length_, 0));
+    if (headHeld_ == HEAD_SIZE) id_ = RecordLayout::intAt(head + RecordLayout::ID_OFFSET);
+    following_ = offset_ + RecordLayout::INT_SIZE + bodySize_;
+    return RECORD;
+}
+
+bool RecordWalk::hasId() const {
+    return headHeld_ == HEAD_SIZE && bodySize_ >= RecordLayout::INT_SIZE;
+}
+
+bool RecordWalk::readInto(JMessage& message) {
+    JByte body(bodySize_);
+    if (file_.read(offset_ + RecordLayout::INT_SIZE, body, bodySize_) < bodySize_) return false;
+    message.addInt(offset_);
+    message.addInt(length_);
+    message.addBytes(body);
+    return true;
+}
+
+JString RecordWalk::textOf(JMessage found) {
+    found.getInt();  // offset
+    found.getInt();  // length
+    found.getInt();  // id
+    return found.getString();
+}
+
+bool RecordWalk::readInto(JString& text) {
+    JMessage message;
+    if (!readInto(message)) return false;
+    text = textOf(message);
+    return true;
+}
+
+/** The file's bytes from an offset on. `held` becomes their number, fewer than `count` at the file's end, -1 after an error. */
+const unsigned char* RecordWalk::fetch(int offset, int count, int& held) {
+    count = std::min(count, fileSize_ - offset);
+    if (offset < windowStart_ || count > windowStart_ + windowHeld_ - offset) {
+        windowStart_ = offset;
+        windowHeld_ = file_.read(offset, window_, WINDOW_SIZE);
+    }
+    held = windowHeld_ < 0 ? -1 : std::min(windowStart_ + windowHeld_ - offset, count);
+    return window_ + (offset - windowStart_);
+}
+
+}  // namespace jay::detail
