@@ -98,8 +98,9 @@ void JDatabase::collect(JStringArray& texts) {
     std::vector<bool> seen(static_cast<size_t>(listed), false);
     RecordWalk walk{FileBytes(file)};
     for (int i = 0; next(walk, i); i++) {
-        const int index = walk.hasId() ? walk.id() - 1 : -1;
-        if (index < 0 || index >= listed || seen[static_cast<size_t>(index)]) continue;
+        if (!walk.hasId() || walk.id() < 1 || walk.id() > listed) continue;
+        const int index = walk.id() - 1;
+        if (seen[static_cast<size_t>(index)]) continue;
         seen[static_cast<size_t>(index)] = true;
         if (!walk.readInto(texts[index])) return close();
     }

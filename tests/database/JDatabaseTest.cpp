@@ -405,6 +405,13 @@ TEST_F(JDatabaseTest, GetRecords_DropsIdsAboveTheRepairedCount) {
     EXPECT_EQ(all(), Texts({"", "", "", "", ""}));
 }
 
+TEST_F(JDatabaseTest, GetRecords_PassesOverIdsThatAreNone) {
+    for (const int id : {0, -1, INT_MIN, 3, INT_MAX}) {
+        setImage(header(2, 8 + 24) + record(id, "abc") + record(2, "xyz"));
+        EXPECT_EQ(all(), Texts({"", "xyz"})) << id;
+    }
+}
+
 TEST_F(JDatabaseTest, ANegativeLengthIsARecordOfNothing) {
     setImage(header(2, 100) + word(-5) + record(1, "abc"));
     EXPECT_EQ(get(1), "abc");
