@@ -168,8 +168,7 @@ void JDatabase::readHeader() {
 
 void JDatabase::writeHeader() {
     if (file == nullptr) return;
-    JMessage header = twoInts(numRecords, end);
-    writeAt(0, header);
+    writeAt(0, twoInts(numRecords, end));
 }
 
 JMessage JDatabase::find(int id) {
@@ -237,25 +236,29 @@ bool JDatabase::append(const char* text) {
     JMessage record = make(numRecords + 1, text);
     const int offset = appendOffset();
     if (offset < 0 || record.size() > GREATEST_SIZE - offset || !writeAt(offset, record)) return false;
-    numRecords++;
-    end = offset + record.size();
-    writeHeader();
-    return true;
+    return writeAt(0, twoInts(++numRecords, end = offset + record.size()));
 }
 
-bool JDatabase::replace(int id, const char* text) {
+void JDatabase::replace(int id, const char* text) {
     JMessage found = find(id);
-    if (found.size() == 0) return false;
+    if (found.size() == 0) return;
     const int offset = found.getInt();
     const int length = found.getInt();
     JMessage image = twoInts(length, id);
     image.addString(text);
-    if (length >= image.size() - RecordLayout::INT_SIZE) return writeAt(offset, image);
+    if (length < image.size() - RecordLayout::INT_SIZE) return move(offset, length, text);
+    writeAt(offset, image);
+}
 
-    JMessage mark = twoInts(length, RecordLayout::ABANDONED);
-    if (!writeAt(offset, mark)) return false;
-    if (append(text)) return true;
-    JMessage former = twoInts(length, id);  // the disk is full: the old text stays
-    writeAt(offset, former);
-    return false;
+/**
+ * Appends the new text and abandons the old record, in this order: at every moment one of the two is there. A damaged `end`
+ * may let the new record overwrite the old one; the mark then comes first, as it would destroy the new one.
+ */
+void JDatabase::move(int offset, int length, const char* text) {
+    const int target = appendOffset();
+    if (target < 0) return;
+    const JMessage mark = twoInts(length, RecordLayout::ABANDONED);
+    const bool overwrites = target < offset + mark.size();
+    if (overwrites) writeAt(offset, mark);
+    if (append(text) && !overwrites) writeAt(offset, mark);
 }

@@ -139,7 +139,8 @@ private:
     JAY_HIDDEN bool writeAt(int offset, const JMessage& bytes);
     JAY_HIDDEN int appendOffset();
     JAY_HIDDEN bool append(const char* text);
-    JAY_HIDDEN bool replace(int id, const char* text);
+    JAY_HIDDEN void replace(int id, const char* text);
+    JAY_HIDDEN void move(int offset, int length, const char* text);
 
     FILE* file;      // null between operations
     int numRecords;  // as the header of the file last opened says

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <signal.h>
 
 namespace database {
 
@@ -11,17 +12,20 @@ namespace database {
 struct FileCall {
     int count;   // calls so far
     int before;  // calls that succeed before one fails; a negative number fails none
-    int error;   // errno of the failure
+    int error;   // errno of the failure; 0 if the process is killed instead
 
     /** Lets the call after the next `n` fail, once. */
     void failAfter(int n, int with) {
         before = n;
         error = with;
     }
+    /** Lets the process be killed instead of making the call after the next `n`. */
+    void killAfter(int n) { failAfter(n, 0); }
     bool hasFailed() const { return before < 0; }
     bool fails() {
         count++;
         if (before < 0 || before-- > 0) return false;
+        if (error == 0) raise(SIGKILL);
         errno = error;
         return true;
     }

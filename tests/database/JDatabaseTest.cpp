@@ -354,6 +354,31 @@ TEST_F(JDatabaseTest, AnInterruptedReadOrWriteGoesOn) {
     EXPECT_EQ(image(), fileOf({"abc"}));
 }
 
+TEST_F(JDatabaseTest, AFailedWriteLeavesTheOldTextOrTheNewOne) {
+    for (int n = 0; n < 3; n++) {  // the new record, the header, the mark
+        setImage(fileOf({"abc", "xyz"}));
+        FileCalls::pwrite.failAfter(n, EIO);
+        db.setRecord("notes", 1, "longer");
+        EXPECT_TRUE(FileCalls::pwrite.hasFailed()) << n;
+        EXPECT_EQ(all(), n < 2 ? Texts({"abc", "xyz"}) : Texts({"abc", "xyz", "longer"})) << n;
+    }
+}
+
+TEST_F(JDatabaseTest, SetRecord_WithAFailedHeaderAppendsTheNextRecordInTheSamePlace) {
+    setImage(fileOf({"abc"}));
+    FileCalls::pwrite.failAfter(1, EIO);
+    db.setRecord("notes", 1, "longer");
+    db.addRecord("notes", "new");
+    EXPECT_EQ(all(), Texts({"abc", "new"}));
+}
+
+TEST_F(JDatabaseTest, SetRecord_WritesInPlaceInOneCall) {
+    setImage(fileOf({std::string(100000, 'a'), "second"}));
+    FileCalls::reset();
+    db.setRecord("notes", 1, std::string(100000, 'b').c_str());
+    EXPECT_EQ(FileCalls::pwrite.count, 1);
+}
+
 TEST_F(JDatabaseTest, AFileThatCannotBeReadAtAllIsLeftAlone) {
     std::remove(path().c_str());
     ASSERT_EQ(mkfifo(path().c_str(), 0600), 0);
@@ -422,7 +447,7 @@ TEST_F(JDatabaseTest, ALengthBeyondTheFileIsCutAtItsEnd) {
     EXPECT_EQ(get(1), "abc");
 }
 
-TEST_F(JDatabaseTest, SetRecord_AbandonsTheOldRecordBeforeItAppends) {
+TEST_F(JDatabaseTest, SetRecord_KeepsANewRecordThatADamagedEndPutsOverTheOldOne) {
     setImage(header(2, 8) + record(1, "abc") + record(2, "xyz"));  // an end that lies among the records
     db.setRecord("notes", 1, "abcdefgh");
     EXPECT_EQ(image().substr(0, 25), header(3, 25) + record(3, "abcdefgh"));
