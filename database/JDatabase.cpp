@@ -3,14 +3,15 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <utility>
 #include <vector>
 
 #include "database/detail/FileBytes.h"
 #include "database/detail/RecordLayout.h"
 #include "database/detail/RecordWalk.h"
 #include "system/JSystem.h"
+#include "thread/detail/CancelOff.h"
 
+using jay::detail::CancelOff;
 using jay::detail::FileBytes;
 using jay::detail::RecordLayout;
 using jay::detail::RecordWalk;
@@ -37,6 +38,19 @@ JMessage twoInts(int first, int second) {
     message.addInt(second);
     return message;
 }
+
+/** Keeps a database open for the length of one operation, during which the calling thread cannot be cancelled. */
+class Session {
+public:
+    Session(JDatabase& database, const char* name) : database_(database) { database_.open(name); }
+    ~Session() { database_.close(); }
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+private:
+    CancelOff cancelOff_;
+    JDatabase& database_;
+};
 
 }  // namespace
 
@@ -68,27 +82,23 @@ int JDatabase::release() {
 // ---- records by database name ----
 
 int JDatabase::getNumRecords(const char* name) {
-    open(name);
-    close();
+    const Session session(*this, name);
     return numRecords;
 }
 
 JString JDatabase::getRecord(const char* name, int id) {
-    open(name);
-    JMessage found = find(id);
-    close();
-    return RecordWalk::textOf(found);
+    const Session session(*this, name);
+    return RecordWalk::textOf(find(id));
 }
 
 JStringArray JDatabase::getRecords(const char* name) {
+    const Session session(*this, name);
     JStringArray texts;
-    open(name);
     if (file == nullptr) return texts;
     const int possible = std::max(FileBytes(file).size() / RecordLayout::INT_SIZE, LEAST_LISTED);
     texts.resize(std::min(std::max(numRecords, 0), possible));
     collect(texts);
-    if (file == nullptr) return JStringArray();  // the file could not be read
-    close();
+    if (file == nullptr) texts.clear();  // the file could not be read
     return texts;
 }
 
@@ -111,15 +121,13 @@ void JDatabase::collect(JStringArray& texts) {
 }
 
 void JDatabase::addRecord(const char* name, const char* text) {
-    open(name);
+    const Session session(*this, name);
     append(text);
-    close();
 }
 
 void JDatabase::setRecord(const char* name, int id, const char* text) {
-    open(name);
+    const Session session(*this, name);
     replace(id, text);
-    close();
 }
 
 void JDatabase::deleteRecord(const char*, int, const char*) {
@@ -135,6 +143,7 @@ JString JDatabase::fileName(const char* name) {
 }
 
 void JDatabase::open(const char* name) {
+    const CancelOff cancelOff;
     close();
     const JString path = fileName(name);
     file = std::fopen(path, OPEN_MODE);
@@ -151,11 +160,13 @@ void JDatabase::open(const char* name) {
 }
 
 void JDatabase::close() {
-    FILE* const closing = std::exchange(file, nullptr);  // first: fclose may be where a thread is cancelled
-    if (closing != nullptr) std::fclose(closing);
+    const CancelOff cancelOff;
+    if (file != nullptr) std::fclose(file);
+    file = nullptr;
 }
 
 void JDatabase::readHeader() {
+    const CancelOff cancelOff;
     if (file == nullptr) return;
     unsigned char header[RecordLayout::HEADER_SIZE];
     const int n = FileBytes(file).read(0, header, sizeof header);
@@ -167,11 +178,13 @@ void JDatabase::readHeader() {
 }
 
 void JDatabase::writeHeader() {
+    const CancelOff cancelOff;
     if (file == nullptr) return;
     writeAt(0, twoInts(numRecords, end));
 }
 
 JMessage JDatabase::find(int id) {
+    const CancelOff cancelOff;
     JMessage found;
     readHeader();
     if (file == nullptr) return found;

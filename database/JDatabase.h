@@ -45,6 +45,8 @@ class RecordWalk;
  * never written into the header, and `end` counts as damaged when it lies more than 1 MiB beyond the file:
  * the record then goes to the file's end. A file of 2 GiB or more is not opened.
  *
+ * No operation is a cancellation point: a thread is cancelled before or after it, so that the file is never left half written.
+ *
  * Not thread-safe, and two processes must not use one file at the same time.
  */
 class JAY_API JDatabase : public JObject {

@@ -43,11 +43,12 @@ bool RecordWalk::readInto(JMessage& message) {
     return true;
 }
 
-JString RecordWalk::textOf(JMessage found) {
-    found.getInt();  // offset
-    found.getInt();  // length
-    found.getInt();  // id
-    return found.getString();
+JString RecordWalk::textOf(const JMessage& found) {
+    JMessage exact(found);  // ends with the record, whatever the found message holds behind it
+    exact.getInt();         // offset
+    exact.getInt();         // length
+    exact.getInt();         // id
+    return exact.getString();
 }
 
 bool RecordWalk::readInto(JString& text) {

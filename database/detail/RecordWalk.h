@@ -36,8 +36,11 @@ public:
     /** Reads the record as JDatabase::find() returns it. @return false when the file could not be read. */
     bool readInto(JMessage& message);
 
-    /** The text of a record as JDatabase::find() returns it; empty when that is empty. */
-    static JString textOf(JMessage found);
+    /**
+     * The text of a record as JDatabase::find() returns it; empty when that is empty. A text that is longer than the record is
+     * cut where the record ends.
+     */
+    static JString textOf(const JMessage& found);
 
     /** Reads the text, as a reader of that message gets it. @return false when the file could not be read. */
     bool readInto(JString& text);

@@ -10,6 +10,7 @@
 #include <iterator>
 #include <map>
 #include <memory>
+#include <pthread.h>
 #include <random>
 #include <signal.h>
 #include <string>
@@ -99,8 +100,20 @@ protected:
         return texts;
     }
 
+    void changeAndRead() {
+        db.setRecord("notes", 1, "longer");
+        db.getRecord("notes", 2);
+        db.getRecords("notes");
+        db.open("notes");
+        db.find(1);
+        db.writeHeader();
+        db.close();
+        finished = true;
+    }
+
     JDatabase db;
     std::string directory;
+    bool finished = false;  // changeAndRead()
 };
 
 using Texts = std::vector<std::string>;
@@ -387,6 +400,25 @@ TEST_F(JDatabaseTest, AFileThatCannotBeReadAtAllIsLeftAlone) {
     EXPECT_TRUE(all().empty());
 }
 
+// ---- cancellation ----
+
+TEST_F(JDatabaseTest, ACancelledThreadFinishesItsOperations) {
+    db.addRecord("notes", "abc");
+    pthread_t thread{};
+    const auto run = [](void* test) -> void* {
+        pthread_cancel(pthread_self());  // takes effect at the first cancellation point
+        static_cast<JDatabaseTest*>(test)->changeAndRead();
+        pthread_testcancel();
+        return nullptr;
+    };
+    ASSERT_EQ(pthread_create(&thread, nullptr, run, this), 0);
+    void* result = nullptr;
+    pthread_join(thread, &result);
+    EXPECT_EQ(result, PTHREAD_CANCELED);
+    EXPECT_TRUE(finished);
+    EXPECT_EQ(all(), Texts({"", "longer"}));
+}
+
 // ---- damaged files ----
 
 TEST_F(JDatabaseTest, Find_RepairsAHeaderThatClaimsTooManyRecords) {
@@ -451,6 +483,14 @@ TEST_F(JDatabaseTest, SetRecord_KeepsANewRecordThatADamagedEndPutsOverTheOldOne)
     setImage(header(2, 8) + record(1, "abc") + record(2, "xyz"));  // an end that lies among the records
     db.setRecord("notes", 1, "abcdefgh");
     EXPECT_EQ(image().substr(0, 25), header(3, 25) + record(3, "abcdefgh"));
+}
+
+TEST_F(JDatabaseTest, ATextBeyondItsRecordIsCutAtTheRecordsEnd) {
+    std::string damaged = fileOf({"abc", "xyz"});
+    damaged[8 + 8] = 100;
+    setImage(damaged);
+    EXPECT_EQ(db.getRecord("notes", 1).length(), 3);
+    EXPECT_EQ(all(), Texts({"abc", "xyz"}));
 }
 
 TEST_F(JDatabaseTest, GetRecords_GivesWhatGetRecordGives_ForTextsBeyondTheirRecords) {
