@@ -5,12 +5,10 @@
 #include "core/JObjectArray.h"
 
 /**
- * A JObjectArray meant for JInteger. Its factory is const and so does not take the place of the base's: an
- * element that operator[] makes is a plain JObject (kept: callers rely on it), which is why operator[] hands
- * out JObject. Only the const factory makes a JInteger:
+ * A JObjectArray meant for JInteger.
  *
- *     const JIntegerArray& factory = array;
- *     JObject* zero = factory.create();
+ * An element that operator[] makes is a plain JObject, not a JInteger (kept: callers rely on it): operator[] uses the
+ * base's create(), and this class's create() is const and therefore another operation. Call create() for a JInteger.
  */
 class JAY_API JIntegerArray : public JObjectArray {
 public:
@@ -27,10 +25,11 @@ public:
 
     const JClass* getClass() const override;
 
-    using JObjectArray::create;
-
-    /** A new JInteger of value 0; the caller owns it. */
+    /** A new JInteger of value 0; the caller owns it. It hides the base's create() and does not override it. */
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Woverloaded-virtual"  // hidden on purpose; clang warns here
     virtual JObject* create() const;
+#pragma GCC diagnostic pop
 };
 
 static_assert(sizeof(void*) != 4 || sizeof(JIntegerArray) == 20,

@@ -46,7 +46,10 @@ public:
     const JClass* getClass() const override;
 
     /** Makes the element for an empty slot; the array owns it. Typed arrays override it. Not null. */
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Woverloaded-virtual"  // JIntegerArray hides it on purpose; GCC warns here
     virtual JObject* create();
+#pragma GCC diagnostic pop
 
     int length() const;  ///< slots, empty ones included
 

@@ -21,13 +21,20 @@ TEST(JIntegerArray, FillsItsSlotsWithPlainObjects) {
     EXPECT_EQ(array.length(), 4);
 }
 
-TEST(JIntegerArray, OnlyTheConstFactoryMakesAnInteger) {
+TEST(JIntegerArray, CreateMakesAnIntegerOfZeroFromEveryArray) {
     JIntegerArray array;
-    const JIntegerArray& factory = array;
-    const std::unique_ptr<JObject> integer(factory.create());
-    ASSERT_EQ(integer->getClass(), &JInteger::classJInteger);
-    EXPECT_EQ(static_cast<JInteger&>(*integer), 0);
-    const std::unique_ptr<JObject> plain(array.create());
+    const JIntegerArray constant;
+    for (JObject* made : {array.create(), constant.create()}) {
+        const std::unique_ptr<JObject> integer(made);
+        ASSERT_EQ(integer->getClass(), &JInteger::classJInteger);
+        EXPECT_EQ(static_cast<JInteger&>(*integer), 0);
+    }
+}
+
+TEST(JIntegerArray, CreateOfTheBaseMakesAPlainObject) {
+    JIntegerArray array;
+    JObjectArray& base = array;
+    const std::unique_ptr<JObject> plain(base.create());
     EXPECT_EQ(plain->getClass(), &JObject::classJObject);
 }
 
