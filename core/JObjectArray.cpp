@@ -14,6 +14,10 @@ JObject** newSlots(int n) {
     return new JObject*[static_cast<size_t>(n)]();
 }
 
+JObject* cloneOf(JObject& element) {
+    return element.clone();
+}
+
 }  // namespace
 
 JObjectArray::JObjectArray() : JObjectArray(static_cast<JSize*>(nullptr)) {
@@ -33,15 +37,19 @@ JObjectArray::~JObjectArray() {
 }
 
 JObjectArray& JObjectArray::operator=(const JObjectArray& other) {
+    assign(other, cloneOf);
+    return *this;
+}
+
+void JObjectArray::assign(const JObjectArray& other, JObject* (*copy)(JObject& element)) {
     clear();  // also when the other is this very array: kept
     elements = newSlots(other.length_);
     length_ = other.length_;
     capacity = other.length_;
     raiseCounter();
     for (int i = 0; i < length_; i++) {
-        if (other.elements[i] != nullptr) elements[i] = other.elements[i]->clone();
+        if (other.elements[i] != nullptr) elements[i] = copy(*other.elements[i]);
     }
-    return *this;
 }
 
 JObject* JObjectArray::clone() {
@@ -97,11 +105,6 @@ void JObjectArray::clear() {
     elements = nullptr;
     length_ = 0;
     capacity = 0;
-}
-
-void JObjectArray::replace(int i, JObject* element) {
-    delete elements[i];
-    elements[i] = element;
 }
 
 void JObjectArray::deleteFrom(int first) {

@@ -65,8 +65,8 @@ public:
     void clear();
 
 protected:
-    /** Stores an element in an existing slot, in place of the one that is there, which is deleted. */
-    void replace(int i, JObject* element);
+    /** operator= with `copy` in place of clone(). The array owns what `copy` returns; null leaves an empty slot. */
+    void assign(const JObjectArray& other, JObject* (*copy)(JObject& element));
 
 private:
     void deleteFrom(int first);

@@ -1,9 +1,23 @@
 #include "core/JStringTable.h"
 
-#include <algorithm>
-#include <memory>
+#include <cassert>
 
 const JClass JStringTable::classJStringTable = {"JStringTable", sizeof(JStringTable), &JTable::classJTable};
+
+namespace {
+
+/** A row made by an assignment: a plain array by its class record, yet an array of strings. */
+class AssignedRow : public JStringArray {
+public:
+    explicit AssignedRow(const JObjectArray& row) { JStringArray::operator=(row); }
+    const JClass* getClass() const override { return &JObjectArray::classJObjectArray; }
+};
+
+JObject* copyOfRow(JObject& row) {
+    return new AssignedRow(static_cast<JObjectArray&>(row));
+}
+
+}  // namespace
 
 JStringTable::JStringTable() = default;
 JStringTable::JStringTable(int rowCount, int columnCount) : JTable(rowCount, columnCount) {
@@ -11,7 +25,8 @@ JStringTable::JStringTable(int rowCount, int columnCount) : JTable(rowCount, col
 JStringTable::JStringTable(const JStringTable& other) = default;
 
 JStringTable& JStringTable::operator=(const JStringTable& other) {
-    JTable::operator=(other);
+    assign(other, copyOfRow);
+    resize(other.getRows(), other.getColumns());
     return *this;
 }
 
@@ -25,9 +40,6 @@ JObject* JStringTable::create() {
 
 JStringArray& JStringTable::operator[](int row) {
     JObjectArray& found = JTable::operator[](row);
-    if (auto* strings = dynamic_cast<JStringArray*>(&found)) return *strings;
-    auto strings = std::make_unique<JStringArray>();
-    *strings = found;
-    replace(std::max(row, 0), strings.get());
-    return *strings.release();
+    assert(dynamic_cast<JStringArray*>(&found) != nullptr);
+    return static_cast<JStringArray&>(found);
 }

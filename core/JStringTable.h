@@ -15,7 +15,12 @@ public:
     /** Copies the counts, and no element: kept. */
     JStringTable(const JStringTable& other);
 
-    /** Copies the counts, and no element: kept. */
+    /**
+     * Takes over copies of the other's rows and strings, and its counts. The class record of such a row is
+     * JObjectArray's, and the row does not count columns (kept: callers rely on it); its cells are strings, missing
+     * ones too. Always assign through this operator: an assignment through a reference to a base class makes rows
+     * that are no JStringArray.
+     */
     JStringTable& operator=(const JStringTable& other);
 
     const JClass* getClass() const override;
@@ -23,11 +28,7 @@ public:
     /** A row: a JStringArray that counts this table's columns. */
     JObject* create() override;
 
-    /**
-     * The row at `row`, made if there is none. A plain row, as an assignment makes them, turns into a
-     * JStringArray with the same strings when it is first asked for, so that a cell that is missing in it can
-     * be made as a string.
-     */
+    /** The row at `row`, made if there is none, with every slot before it. Valid until the row is deleted. */
     JStringArray& operator[](int row);
 };
 

@@ -79,7 +79,7 @@ TEST(JStringTable, ACloneIsATableWithTheCounts) {
     EXPECT_EQ(static_cast<JTable&>(*clone).length(), 0);
 }
 
-TEST(JStringTable, AssigningClonesTheRowsAsPlainArraysOfTheStrings) {
+TEST(JStringTable, AssigningCopiesTheRowsAsPlainArraysOfTheStrings) {
     JStringTable table;
     table[1][2] = "x";
     JStringTable target;
@@ -87,12 +87,42 @@ TEST(JStringTable, AssigningClonesTheRowsAsPlainArraysOfTheStrings) {
     EXPECT_EQ(&(target = table), &target);
     expectCounts(target, 2, 3);
     EXPECT_EQ(target.length(), 2);
-    EXPECT_EQ(rowOf(target, 0), nullptr);
-    ASSERT_EQ(rowOf(target, 1)->getClass(), &JObjectArray::classJObjectArray);
-    auto& row = static_cast<JObjectArray&>(*rowOf(target, 1));
-    EXPECT_STREQ(static_cast<JString&>(row[2]), "x");
+    EXPECT_EQ(target[1].getClass(), &JObjectArray::classJObjectArray);
+    EXPECT_STREQ(target[1][2], "x");
     table[1][2] = "changed";
     EXPECT_STREQ(target[1][2], "x");
+}
+
+TEST(JStringTable, ARowTakenRightAfterAnAssignmentStaysThatRow) {
+    JStringTable table;
+    table[0][0] = "x";
+    JStringTable target;
+    target = table;
+    JTable& base = target;
+    const JObjectArray& first = base[0];
+    EXPECT_EQ(&target[0], &first);
+    EXPECT_EQ(&base[0], &first);
+}
+
+TEST(JStringTable, AnAssignedTableCanBeAssignedOn) {
+    JStringTable table;
+    table[0][1] = "x";
+    JStringTable second;
+    second = table;
+    JStringTable third;
+    third = second;
+    EXPECT_STREQ(third[0][1], "x");
+    EXPECT_STREQ(third[0][0], "");
+    EXPECT_STREQ(third[1][0], "");
+}
+
+TEST(JStringTable, AssignedToItselfItIsEmpty) {
+    JStringTable table;
+    table[0][1] = "x";
+    JStringTable& same = table;
+    table = same;
+    EXPECT_EQ(table.length(), 0);
+    expectCounts(table, 1, 2);
 }
 
 TEST(JStringTable, MakesMissingCellsOfAnAssignedRowAsStrings) {
@@ -116,13 +146,4 @@ TEST(JStringTable, ANegativeIndexFindsTheAssignedFirstRow) {
     target = table;
     EXPECT_STREQ(target[-1][-1], "x");
     EXPECT_EQ(target.length(), 1);
-}
-
-TEST(JStringTable, AnAssignedRowStaysTheSameOnceItWasRead) {
-    JStringTable table;
-    table[0][0] = "x";
-    JStringTable target;
-    target = table;
-    const JStringArray& row = target[0];
-    EXPECT_EQ(&target[0], &row);
 }
