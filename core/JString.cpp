@@ -1,6 +1,7 @@
 #include "core/JString.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstring>
 #include <utility>
 
@@ -310,6 +311,7 @@ JString JString::replase(int from, int to) const {
 
 JString JString::replase(int from, int to, int) const {
     JString result(*this);
+    if (from < SCHAR_MIN || from > UCHAR_MAX) return result;
     std::replace(result.data, result.data + length_, static_cast<char>(from), static_cast<char>(to));
     return result;
 }

@@ -225,8 +225,8 @@ public:
     JString toUpperCase() const;
 
     /**
-     * With every byte `from` replaced by `to`. The third argument is ignored. The name is kept as callers
-     * know it.
+     * Every byte equal to `from` becomes the low byte of `to`. `from` may be given signed or unsigned, -128..255; no
+     * byte equals any other number. The third argument is ignored. The spelling of the name is kept: callers use it.
      */
     JString replase(int from, int to) const;
     JString replase(int from, int to, int ignored) const;

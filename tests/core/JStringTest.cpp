@@ -605,8 +605,17 @@ TEST(JString, ReplaseChangesEveryByte) {
     EXPECT_STREQ(s, "abcabc");
     EXPECT_STREQ(JString("\xB0-").replase(0xB0, 'x'), "x-");
     EXPECT_STREQ(JString("\xB0-").replase('\xB0', 'x'), "x-");
+    EXPECT_STREQ(JString("\xB0-").replase(static_cast<signed char>('\xB0'), 'x'), "x-");
     EXPECT_EQ(s.replase('a', 0).length(), 6);
     EXPECT_EQ(bytes(s.replase('c', 0)), std::string("ab\0ab\0", 6));
+}
+
+TEST(JString, ReplaceFindsNoByteOutsideOfTheRangeOfBytes) {
+    const JString s(",\xD4\x7F");
+    for (const int from : {300, 256 + ',', -129, ',' - 256, INT_MAX, INT_MIN}) {
+        EXPECT_STREQ(s.replase(from, 'x'), ",\xD4\x7F") << from;
+    }
+    EXPECT_STREQ(s.replase(',', 256 + 'x'), "x\xD4\x7F");
 }
 
 TEST(JString, ToMax_GivesDotsBelowFour) {
