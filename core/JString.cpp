@@ -5,11 +5,14 @@
 #include <cstring>
 #include <utility>
 
+#include "core/detail/Letters.h"
 #include "core/detail/TextSize.h"
 #include "core/JNumber.h"
 
 using jay::detail::textLength;
 using jay::detail::textSize;
+using jay::detail::toLower;
+using jay::detail::toUpper;
 
 const JClass JString::classJString = {"JString", sizeof(JString), &JObject::classJObject};
 
@@ -46,14 +49,6 @@ long long doubleRun(const char* text, long long begin, long long end) {
     long long start = end;
     while (start > begin && isDouble(text[start - 1])) --start;
     return end - start;
-}
-
-// Plain arithmetic, not <cctype>: the result must not depend on the application's locale.
-char toLower(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-char toUpper(char c) {
-    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
 }
 
 /** The index of `found` in `text`, -1 if it is null. */

@@ -1,19 +1,12 @@
-#include <cctype>
-
+#include "core/detail/Letters.h"
 #include "system/JSystem.h"
 
 char* JSystem::lcase(char* s) {
-    for (char* at = s; at != nullptr && *at != '\0'; ++at) {
-        const unsigned char byte = static_cast<unsigned char>(*at);
-        if (byte < 128 && std::isupper(byte)) *at = static_cast<char>(std::tolower(byte));
-    }
+    for (char* at = s; at != nullptr && *at != '\0'; ++at) *at = jay::detail::toLower(*at);
     return s;
 }
 
 char* JSystem::ucase(char* s) {
-    for (char* at = s; at != nullptr && *at != '\0'; ++at) {
-        const unsigned char byte = static_cast<unsigned char>(*at);
-        if (byte < 128 && std::islower(byte)) *at = static_cast<char>(std::toupper(byte));
-    }
+    for (char* at = s; at != nullptr && *at != '\0'; ++at) *at = jay::detail::toUpper(*at);
     return s;
 }

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <string>
 
+#include "core/JString.h"
 #include "system/JSystem.h"
 
 namespace {
@@ -42,4 +43,11 @@ TEST(JSystemCase, EmptyAndNull_AreReturned) {
     EXPECT_EQ(lower(""), "");
     EXPECT_EQ(JSystem::lcase(nullptr), nullptr);
     EXPECT_EQ(JSystem::ucase(nullptr), nullptr);
+}
+
+TEST(JSystemCase, EveryByte_IsConvertedAsByJString) {
+    std::string all;
+    for (int byte = 1; byte < 256; ++byte) all += static_cast<char>(byte);
+    EXPECT_EQ(lower(all), std::string(JString(all.c_str()).toLowerCase().toCharArray()));
+    EXPECT_EQ(upper(all), std::string(JString(all.c_str()).toUpperCase().toCharArray()));
 }
