@@ -16,6 +16,21 @@ constexpr int INDEX_CAPACITY = 533;
 constexpr float INDEX_LOAD_FACTOR = 4.0F;
 constexpr int NONE = -1;
 
+int* newLinks(size_t n) {
+    int* const links = new int[n];
+    std::fill_n(links, n, NONE);
+    return links;
+}
+
+/** The slots of a cache, numbered. None is left behind should an allocation fail. */
+JCacheEntry** newSlots(size_t n) {
+    const auto made = std::make_unique<std::unique_ptr<JCacheEntry>[]>(n);
+    for (size_t i = 0; i < n; i++) made[i] = std::make_unique<JCacheEntry>(static_cast<int>(i));
+    JCacheEntry** const slots = new JCacheEntry*[n];
+    for (size_t i = 0; i < n; i++) slots[i] = made[i].release();
+    return slots;
+}
+
 /** Deletes an object that a field owns and empties the field. */
 void drop(JObject*& owned) {
     delete owned;
@@ -45,51 +60,60 @@ JCachetable::JCachetable() : JCachetable(DEFAULT_CAPACITY) {
 }
 
 JCachetable::JCachetable(int slots)
-    : requests_(0),
-      hits_(0),
-      faults_(0),
-      capacity_(0),
-      count(0),
-      mostRecent(0),
-      leastRecent(0),
+    : capacity_(0),
       previous(nullptr),
       following(nullptr),
       entries(nullptr),
-      indexCapacity(INDEX_CAPACITY),
+      indexCapacity(0),
       indexCount(0),
-      duplicates(0),
-      indexThreshold(thresholdOf(INDEX_CAPACITY, INDEX_LOAD_FACTOR)),
-      indexLoadFactor(INDEX_LOAD_FACTOR),
       index(nullptr) {
     initialize(slots);
 }
 
 void JCachetable::initialize(int slots) {
+    // All of it is allocated before anything changes.
     const auto n = static_cast<size_t>(std::max(slots, 0));
-    // Held until all of them are there: a constructor that throws runs no destructor.
-    std::unique_ptr<int[]> previousLinks(new int[n]);
-    std::unique_ptr<int[]> followingLinks(new int[n]);
-    std::unique_ptr<std::unique_ptr<JCacheEntry>[]> made(new std::unique_ptr<JCacheEntry>[n]);
-    for (size_t i = 0; i < n; i++) made[i] = std::make_unique<JCacheEntry>(static_cast<int>(i));
-    std::unique_ptr<JCacheEntry*[]> slotArray(new JCacheEntry*[n]);
-    index = newBuckets<JCacheEntry>(indexCapacity);
+    std::unique_ptr<int[]> previousLinks(newLinks(n));
+    std::unique_ptr<int[]> followingLinks(newLinks(n));
+    std::unique_ptr<JCacheEntry*[]> buckets(newBuckets<JCacheEntry>(INDEX_CAPACITY));
+    JCacheEntry** const slotArray = newSlots(n);
 
-    std::fill_n(previousLinks.get(), n, NONE);
-    std::fill_n(followingLinks.get(), n, NONE);
-    for (size_t i = 0; i < n; i++) slotArray[i] = made[i].release();
+    release();
     previous = previousLinks.release();
     following = followingLinks.release();
-    entries = slotArray.release();
+    index = buckets.release();
+    entries = slotArray;
     capacity_ = slots;
+    indexCapacity = INDEX_CAPACITY;
+    indexLoadFactor = INDEX_LOAD_FACTOR;
+    indexThreshold = thresholdOf(INDEX_CAPACITY, INDEX_LOAD_FACTOR);
+    reset();
 }
 
-JCachetable::~JCachetable() {
+/** Deletes everything that the fields own; they dangle afterwards. */
+void JCachetable::release() {
     if (indexCount > 0) clear();
     delete[] index;
     delete[] previous;
     delete[] following;
     for (int i = 0; i < capacity_; i++) delete entries[i];
     delete[] entries;
+}
+
+/** Sets the counters and the ends of the recency list as in a new cache. */
+void JCachetable::reset() {
+    requests_ = 0;
+    hits_ = 0;
+    faults_ = 0;
+    count = 0;
+    mostRecent = 0;
+    leastRecent = 0;
+    indexCount = 0;
+    duplicates = 0;
+}
+
+JCachetable::~JCachetable() {
+    release();
 }
 
 const JClass* JCachetable::getClass() const {
@@ -188,14 +212,7 @@ void JCachetable::clear() {
         index[i] = nullptr;
     }
     // The links stay as they are: they are written again as slots are taken again.
-    mostRecent = 0;
-    leastRecent = 0;
-    count = 0;
-    indexCount = 0;
-    duplicates = 0;
-    requests_ = 0;
-    hits_ = 0;
-    faults_ = 0;
+    reset();
 }
 
 // ---- hash index ----

@@ -60,6 +60,12 @@ public:
     JCachetable(const JCachetable&) = delete;
     JCachetable& operator=(const JCachetable&) = delete;
 
+    /**
+     * Makes the cache empty, with `capacity` slots and all counters 0, as the constructors do. Deletes what it held. A
+     * failed allocation leaves the cache as it was.
+     */
+    void initialize(int capacity);
+
     const JClass* getClass() const override;
 
     // ---- pairs ----
@@ -115,7 +121,8 @@ public:
 private:
     friend class JCacheEntries;
 
-    void initialize(int slots);
+    JAY_HIDDEN void release();
+    JAY_HIDDEN void reset();
     void unlink(int slot);
     bool isListed(int slot) const;
     void toHead(int slot);

@@ -174,6 +174,21 @@ TEST(Allocation, FailingToInitializeLeavesTheTable) {
     EXPECT_NE(table.get(key), nullptr);
 }
 
+TEST(Allocation, FailingToInitializeLeavesTheCache) {
+    JCachetable cache(2);
+    Name key("key");
+    cache.addElement(key, key);
+    const long before = blocks;
+    const int failures = failEachAllocation([&] { cache.initialize(3); },
+                                            [&] {
+                                                EXPECT_EQ(cache.capacity(), 2);
+                                                EXPECT_NE(cache.getEntry(key), nullptr);
+                                            });
+    EXPECT_EQ(failures, 2 + 3 + 2 + 1);
+    EXPECT_EQ(cache.getEntry(key), nullptr);
+    EXPECT_EQ(blocks, before - 4 + 1) << "the pair and its texts are gone, a slot has come";
+}
+
 TEST(Allocation, FailingAnywhereInTheConstructorsReleasesTheRest) {
     EXPECT_EQ(failEachAllocation([] { JHashtable table(10); }, [] {}), 1);
     // Two links, three slots in two arrays, and the index.

@@ -195,6 +195,32 @@ TEST_F(JCachetableTest, WithoutSlotsItKeepsNothing) {
     }
 }
 
+TEST_F(JCachetableTest, InitializingMakesAnEmptyCacheOfAnotherSize) {
+    JCachetable cache(2);
+    add(cache, 1, 10);
+    add(cache, 2, 20);
+    EXPECT_EQ(get(cache, 1), 10);
+    EXPECT_EQ(get(cache, 3), EMPTY);
+    cache.reallocation();
+    cache.initialize(3);
+    EXPECT_EQ(alive(), 0);
+    EXPECT_EQ(cache.capacity(), 3);
+    EXPECT_EQ(cache.size(), 0);
+    expectCounters(cache, 0, 0, 0);
+    EXPECT_EQ(keys(cache), std::vector<int>{EMPTY});
+    for (int key = 1; key <= 4; key++) add(cache, key, 10 * key);
+    EXPECT_EQ(keys(cache), (std::vector<int>{4, 3, 2}));
+}
+
+TEST_F(JCachetableTest, InitializingWithoutSlotsKeepsNothing) {
+    JCachetable cache(2);
+    add(cache, 1, 10);
+    cache.initialize(0);
+    add(cache, 2, 20);
+    EXPECT_EQ(alive(), 0);
+    EXPECT_TRUE(cache.isFull());
+}
+
 // ---- adding ----
 
 TEST_F(JCachetableTest, AddingStoresClonesKeyFirst) {
