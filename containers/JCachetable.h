@@ -4,6 +4,10 @@
 #include "containers/JEnumeration.h"
 #include "core/JObject.h"
 
+namespace jay::detail {
+struct JCachetablePeer;  // for the library's own tests
+}
+
 class JCacheEntries;
 
 /** One slot of a JCachetable; it owns its key and value. */
@@ -120,15 +124,16 @@ public:
 
 private:
     friend class JCacheEntries;
+    friend struct jay::detail::JCachetablePeer;
 
     JAY_HIDDEN void release();
     JAY_HIDDEN void reset();
-    void unlink(int slot);
-    bool isListed(int slot) const;
-    void toHead(int slot);
-    void takeSlot();
-    void fillHead(JObject& key, JObject& value);
-    void unindex(const JCacheEntry* entry);
+    JAY_HIDDEN void unlink(int slot);
+    JAY_HIDDEN bool isListed(int slot) const;
+    JAY_HIDDEN void toHead(int slot);
+    JAY_HIDDEN void takeSlot();
+    JAY_HIDDEN void fillHead(JObject& key, JObject& value);
+    JAY_HIDDEN void unindex(const JCacheEntry* entry);
 
     int requests_;
     int hits_;

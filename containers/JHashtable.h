@@ -4,6 +4,10 @@
 #include "containers/JEnumeration.h"
 #include "core/JObject.h"
 
+namespace jay::detail {
+struct JHashtablePeer;  // for the library's own tests
+}
+
 class JHashEnumerator;
 
 /** One pair of a JHashtable. The table owns key and value; the destructor releases nothing. */
@@ -113,6 +117,8 @@ public:
     void reallocation();
 
 private:
+    friend struct jay::detail::JHashtablePeer;
+
     int capacity_;
     int count;
     int threshold;

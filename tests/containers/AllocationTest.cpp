@@ -147,7 +147,6 @@ TEST(Allocation, FailingToGrowLeavesTheTable) {
     untilFailure = 1;
     EXPECT_THROW(table.put(second, second), std::bad_alloc);
     EXPECT_EQ(table.capacity(), 1);
-    EXPECT_EQ(table.threshold, 1);
     EXPECT_EQ(table.size(), 1);
     EXPECT_STREQ(static_cast<JString&>(*table.get(first)), "first");
 }
@@ -203,7 +202,6 @@ TEST(Allocation, FailingAnywhereInAddElementLeavesTheOtherPairs) {
     const int failures = failEachAllocation([&] { cache.addElement(key, key); },
                                             [&] {
                                                 EXPECT_EQ(cache.getEntry(key), nullptr);
-                                                EXPECT_EQ(cache.indexCount, 1);
                                                 cache.costMax(0);  // the empty slot is the next to be used
                                             });
     EXPECT_EQ(failures, 4);
