@@ -31,6 +31,11 @@ JCacheEntry** newSlots(size_t n) {
     return slots;
 }
 
+/** Counters wrap around at 32 bits. */
+void increment(int& counter) {
+    counter = static_cast<int>(static_cast<unsigned>(counter) + 1);
+}
+
 /** Deletes an object that a field owns and empties the field. */
 void drop(JObject*& owned) {
     delete owned;
@@ -123,15 +128,15 @@ const JClass* JCachetable::getClass() const {
 // ---- pairs ----
 
 JObject* JCachetable::getElement(JObject& key) {
-    requests_++;
+    increment(requests_);
     JCacheEntry* const entry = getEntry(key);
     if (entry == nullptr) {
-        faults_++;
+        increment(faults_);
         return nullptr;
     }
     costMax(entry->slot);
-    entry->useCount++;
-    hits_++;
+    increment(entry->useCount);
+    increment(hits_);
     return entry->value;
 }
 
@@ -220,7 +225,7 @@ void JCachetable::clear() {
 void JCachetable::addEntry(JObject* key, JCacheEntry* entry) {
     const int hash = key->hashCode();
     if (JCacheEntry** const link = findLink(index, indexCapacity, *key, hash)) {
-        duplicates++;
+        increment(duplicates);
         if (*link == entry) return;
         entry->next = (*link)->next;
         entry->hash = hash;

@@ -28,7 +28,7 @@ public:
     JCacheEntry* next;  ///< the next entry in the same bucket, or null
     int hash;           ///< the key's full hashCode()
     int slot;           ///< the entry's own number, fixed
-    int useCount;       ///< 1 when a pair is stored, one more with every hit
+    int useCount;       ///< 1 when a pair is stored, one more with every hit; wraps around at 32 bits
     JObject* key;       ///< the cache's own clone; null in an empty slot
     JObject* value;     ///< the cache's own clone; null in an empty slot
 };
@@ -114,7 +114,7 @@ public:
     bool isFull() const;   ///< whether the next new key takes the place of the least recent one
     int size() const;      ///< slots taken so far; removing a pair does not lower it (kept)
     int capacity() const;  ///< pairs that it can hold
-    int requests() const;  ///< look-ups so far
+    int requests() const;  ///< look-ups so far; wraps around at 32 bits, as the next two
     int hits() const;      ///< those that found their key
     int faults() const;    ///< those that did not
 

@@ -177,6 +177,19 @@ TEST_F(JCachetableTest, InitializingWithoutSlotsKeepsNothing) {
     EXPECT_TRUE(cache.isFull());
 }
 
+TEST_F(JCachetableTest, CountersWrapAround) {
+    JCachetable cache(1);
+    add(cache, 1, 10);
+    entryOf(cache, 1)->useCount = INT_MAX;
+    Peer::setCounters(cache, INT_MAX);
+    get(cache, 1);
+    get(cache, 2);
+    expectCounters(cache, INT_MIN + 1, INT_MIN, INT_MIN);
+    EXPECT_EQ(entryOf(cache, 1)->useCount, INT_MIN);
+    add(cache, 1, 11);
+    EXPECT_EQ(Peer::duplicates(cache), INT_MIN);
+}
+
 // ---- adding ----
 
 TEST_F(JCachetableTest, AddingStoresClonesKeyFirst) {
