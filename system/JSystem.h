@@ -138,10 +138,8 @@ public:
 
     /**
      * The parent of the directory that holds the programs, /bin, without a closing slash: "" where /bin is a
-     * directory, "/usr" where it is a link to usr/bin (kept: database files are found by it).
-     *
-     * The current directory of the process, which all threads share, is another one for a moment: no thread
-     * should rely on relative paths meanwhile.
+     * directory, "/usr" where it is a link to usr/bin (kept: database files are found by it). The current directory
+     * does not matter and does not change.
      */
     static JString getHomeDirectory();
 
