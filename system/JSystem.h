@@ -13,8 +13,9 @@ class JLock;
  * commands and the installation directory. There is nothing to construct: the one instance belongs to the
  * library.
  *
- * Every operation may be called by any thread, from static constructors and destructors too. Results tell of
- * failures; nothing throws. What blocks is a cancellation point, and a thread cancelled there leaves no lock
+ * Any thread may call any operation, from static constructors and destructors too. Failures are reported by the result.
+ * One exception can be thrown: std::bad_alloc, by debug() and printf() when a text of 512 bytes or more finds no memory,
+ * and by getHomeDirectory(). An operation that blocks is a cancellation point; a thread cancelled there leaves no lock
  * held and no descriptor open.
  */
 class JAY_API JSystem : public JObject {
