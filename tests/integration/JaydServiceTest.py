@@ -92,19 +92,20 @@ class JaydLocalOnly(ServiceCase):
             self.assertEqual(connection.recv(21, socket.MSG_WAITALL)[16:], b"hello")
 
     def test_clients_on_this_machine_are_served(self):
-        _, port = self.start_server("--local-only")
-        self.connect_attached(port, 5)
-        self.assert_served("127.0.0.2", port)
+        for options in ([], ["--local-only"]):
+            _, port = self.start_server(*options)
+            self.connect_attached(port, 5)
+            self.assert_served("127.0.0.2", port)
 
     def test_a_connection_from_another_machine_is_closed_before_it_greets(self):
-        server, port = self.start_server("--local-only")
+        server, port = self.start_server()
         address = outer_address()
         self.assert_closed(address, port)
         server.err.wait_for(f"CM>> {address} is another machine, closed!!!")
         self.connect_attached(port, 5)
 
     def test_a_crowd_from_another_machine_does_not_keep_this_one_out(self):
-        server, port = self.start_server("--local-only", "--quiet")
+        server, port = self.start_server("--quiet")
         here = self.connect_attached(port, 5)
         for _ in range(200):
             self.assert_closed(outer_address(), port)
@@ -112,12 +113,16 @@ class JaydLocalOnly(ServiceCase):
         self.connect_attached(port, 6)
         self.end(server)
 
-    def test_without_it_every_machine_is_served(self):
-        _, port = self.start_server()
+    def test_every_machine_is_served_only_if_asked_for(self):
+        _, port = self.start_server("--listen-all")
         self.assert_served(outer_address(), port)
 
     def test_it_takes_no_value(self):
         self.assertIn("'--local-only=yes' takes no value", self.refuse("--local-only=yes", status=2))
+
+    def test_local_only_excludes_listen_all(self):
+        for options in (["--local-only", "--listen-all"], ["--listen-all", "--local-only"]):
+            self.assertIn("exclude each other", self.refuse(*options, status=2))
 
 
 class JaydLog(ServiceCase):
@@ -161,7 +166,7 @@ class JaydLog(ServiceCase):
         self.assertIn("cannot write the log", self.refuse("--log", self.log))
 
     def test_an_empty_name_is_wrong_use(self):
-        self.assertIn("'--log' wants the name of a file", self.refuse("--log", "", status=2))
+        self.assertIn("'--log' needs the name of a file", self.refuse("--log", "", status=2))
         self.assertIn("'--log' wants a value", self.refuse("--log", status=2))
 
     def test_a_log_on_a_full_disk_is_told_and_keeps_nobody_from_being_served(self):
@@ -284,7 +289,7 @@ class JaydPidFile(ServiceCase):
         self.refuse_pid_file("/proc/jayd.pid", "cannot be written")
 
     def test_an_empty_name_is_wrong_use(self):
-        self.assertIn("'--pid-file' wants the name of a file", self.refuse("--pid-file", "", status=2))
+        self.assertIn("'--pid-file' needs the name of a file", self.refuse("--pid-file", "", status=2))
 
     def test_what_is_no_pid_file_is_never_touched(self):
         for text in ("precious\n", "12 13\n", "1" * 30, "-5\n"):
@@ -601,7 +606,7 @@ class JaydUnit(ServiceCase):
     def test_its_command_line_is_one_that_jayd_takes(self):
         unit = (UNIT_FOLDER / "jayd.service").read_text()
         options = re.search(r"^ExecStart=jayd (.*)$", unit, re.MULTILINE).group(1).replace("$JAYD_OPTIONS", "").split()
-        self.assertIn("--local-only", options)
+        self.assertNotIn("--listen-all", options)
         server, port = self.start_server(*options)
         self.connect_attached(port, 5)
         self.end(server)

@@ -12,38 +12,39 @@ namespace {
 const char HELP[] =
     R"(jayd - the bus server: passes messages between up to 32 client programs on this machine
 
-usage: jayd [--port N] [--local-only] [--log FILE] [--pid-file FILE] [--quiet]
+usage: jayd [--port N] [--listen-all] [--log FILE] [--pid-file FILE] [--quiet]
 
   -p, --port N         TCP port to listen on, 1 to 65535 (default )";
 
 const char HELP_CONTINUED[] = R"()
-      --local-only     close connections from other machines at once
-      --log FILE       append what it has to say to the file instead of standard error
-      --pid-file FILE  keep its process id in the file from when it listens until it ends
-  -q, --quiet          write no line for each message and connection, only errors and the line at the start
+      --listen-all     accept clients on other machines, too; without it only clients on this machine
+      --local-only     accept clients on this machine only: the default
+      --log FILE       append all output to this file instead of writing it to standard error
+      --pid-file FILE  keep the process id in this file while the server is listening
+  -q, --quiet          do not log each message and connection, only errors and the start
   -V, --version        print the version
   -h, --help           print this text
 
-It stays in the foreground. What it has to say goes to standard error, beginning with one line when it is ready;
-a service manager (systemd, Type=notify) is told as well. Without --local-only every machine that reaches the port
-can take part: keep it behind a firewall where the network is not yours.
+jayd stays in the foreground. It writes a line to standard error when it is ready, and notifies a service manager
+(systemd, Type=notify). There is no authentication: with --listen-all every machine that reaches the port can be any
+client, so keep it behind a firewall.
 
 signals:
   SIGTERM, SIGINT      end within two seconds, whatever the clients do
-  SIGHUP               open the log file anew, after it was renamed; the hang-up of a terminal does not end jayd
-  SIGUSR1              write a table: for each client its state, waiting messages, and where it is connected from
+  SIGHUP               open the log file again, for log rotation; closing the terminal does not end jayd
+  SIGUSR1              write a status table: each client's state, waiting messages and address
 
 examples:
-  jayd                              serve on the default port, and watch the messages go by
+  jayd                              serve on the default port and log each message
   jayd --port 7000 --quiet &        serve on port 7000 in the background
-  kill -USR1 $!                     show who is connected
+  kill -USR1 $!                     show which clients are connected
   kill $!                           end it
-  jayd --local-only --log jayd.log --pid-file jayd.pid &
+  jayd --log jayd.log --pid-file jayd.pid &
 
-  jay listen --id 7                 a client that prints what comes; see 'jay --help'
+  jay listen --id 7                 a client that prints its messages; see 'jay --help'
   jay send --id 5 --to 7 hello
 
-exit status: 0 ended by a signal, 1 cannot serve (the port is in use, say), 2 wrong use
+exit status: 0 ended by a signal; 1 cannot serve (for example, the port is in use); 2 wrong use
 )";
 
 int shown() {

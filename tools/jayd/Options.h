@@ -16,11 +16,13 @@ struct Options {
 
     Action action = SERVE;
     int port = DEFAULT_PORT;  ///< 1..65535
-    bool localOnly = false;   ///< closes connections from other machines
+    bool listenAll = false;   ///< serves other machines, too, instead of closing their connections
     bool quiet = false;       ///< no debug lines
     std::string log;          ///< the file for what it says; empty: standard error
     std::string pidFile;      ///< empty: none
 
+    /** Reads the command line with getopt_long(), which the C library has anyway: the library that `jay` uses would make jayd,
+     * which is for devices, several times as large. */
     static Options parse(int argc, char** argv);
 };
 

@@ -86,7 +86,7 @@ bool endInTime(Service service) {
 std::unique_ptr<SM> makeServer(const Options& options) {
     JSystem::debug(!options.quiet);
     auto server = std::make_unique<SM>(options.port);
-    server->setLocalOnly(options.localOnly);
+    server->setLocalOnly(!options.listenAll);
     server->start();
     return server;
 }
