@@ -9,9 +9,11 @@
 #include <vector>
 
 #include "support/Thread.h"
+#include "support/WallClock.h"
 
 using support::eventually;
 using support::Thread;
+using support::WallClock;
 
 namespace {
 
@@ -277,13 +279,30 @@ TEST(JEvent, WaitWithoutArgument_WaitsForEver) {
 
 TEST(JEvent, Set_EndsATimedWait) {
     JEvent event;
-    const auto start = Clock::now();
     Waiters waiters(event, 1, 600000);
     ASSERT_TRUE(waiters.fallAsleep());
     event.set();
+    EXPECT_TRUE(eventually([&] { return waiters.finished() == 1; }));
+    waiters.threads[0]->cancel();  // if it has not ended
     waiters.threads[0]->join();
     EXPECT_EQ(waiters.results[0], 1);
-    EXPECT_LT(millisecondsSince(start), 600000);
+}
+
+// ---- wait: the time of day is set ----
+
+TEST(JEvent, TimeOfDaySetBackDuringAWait_DoesNotProlongIt) {
+    JEvent event;
+    const WallClock ahead(
+        support::AN_HOUR_MS);  // the wait begins an hour ahead of the clock that the system waits by
+    EXPECT_TRUE(takesLessThan(1900, [&] { EXPECT_EQ(event.wait(1000), -1); }));
+}
+
+TEST(JEvent, TimeOfDaySetForwardDuringAWait_DoesNotEndIt) {
+    JEvent event;
+    const WallClock behind(-support::AN_HOUR_MS);
+    const auto start = Clock::now();
+    EXPECT_EQ(event.wait(1000), -1);
+    EXPECT_GE(millisecondsSince(start), 999);
 }
 
 TEST(JEvent, Wait_ForTheLargestTime_WaitsUntilSet) {
