@@ -14,6 +14,14 @@ foreach(folder ${JAY_FOLDERS})
     install(FILES ${headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/jay/${folder} COMPONENT libjay-dev)
 endforeach()
 
+# The manual of the C interface: one page, found by the name of each function.
+install(FILES man/ca_open.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3 COMPONENT libjay-dev)
+foreach(function ca_close ca_write ca_read ca_peek ca_next ca_dump)
+    file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/man)
+    file(CREATE_LINK ca_open.3 ${CMAKE_BINARY_DIR}/man/${function}.3 SYMBOLIC)
+    install(FILES ${CMAKE_BINARY_DIR}/man/${function}.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3 COMPONENT libjay-dev)
+endforeach()
+
 # ---- how an application finds them: find_package(jay) and pkg-config ----
 set(JAY_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/jay)
 configure_package_config_file(cmake/jayConfig.cmake.in ${CMAKE_BINARY_DIR}/cmake/jayConfig.cmake

@@ -28,9 +28,32 @@ def read_page(path):
     return re.sub(".\b", "", text)
 
 
+def functions_in_the_header():
+    """The declarations in bus/ca.h, without blanks."""
+    text = (ROOT / "bus" / "ca.h").read_text(encoding="utf-8")
+    return [re.sub(r"\s", "", declaration) for declaration in re.findall(r"^JAY_API ([^;]+);", text, re.MULTILINE)]
+
+
+def functions_in_the_page(path):
+    """The declarations in the synopsis of a page, without blanks."""
+    found = []
+    for result, name, arguments in re.findall(r'^\.Ft (.*)\n\.Fn (\w+) (.*)', path.read_text(encoding="utf-8"), re.MULTILINE):
+        parameters = ",".join(re.findall(r'"(.*?)"', arguments))
+        found.append(re.sub(r"\s", "", f"{result}{name}({parameters})"))
+    return found
+
+
 class Manual(unittest.TestCase):
     def test_every_tool_and_every_command_has_a_page_and_no_page_is_left_over(self):
-        self.assertEqual(sorted(path.name for path in MAN.iterdir()), sorted(path.name for path in pages()))
+        self.assertEqual(sorted(path.name for path in MAN.glob("*.[18]")), sorted(path.name for path in pages()))
+
+    def test_the_page_of_the_c_interface_declares_what_the_header_declares(self):
+        self.assertEqual(functions_in_the_page(MAN / "ca_open.3"), functions_in_the_header())
+
+    def test_the_page_of_the_c_interface_names_each_function(self):
+        names = re.findall(r"^\.Nm (\w+)", (MAN / "ca_open.3").read_text(encoding="utf-8"), re.MULTILINE)
+        declared = re.findall(r"^JAY_API .*\b(ca_\w+)\(", (ROOT / "bus" / "ca.h").read_text(encoding="utf-8"), re.MULTILINE)
+        self.assertEqual(names, declared)
 
     def test_every_option_and_argument_and_command_is_in_the_page(self):
         for path, helps in pages().items():

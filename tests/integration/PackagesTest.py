@@ -132,6 +132,7 @@ class Packages(Case):
         self.check_control_fields(files)
         prefix = self.unpack(files) / "usr"
         self.check_tools_package(prefix)
+        self.check_manual_of_the_c_interface(prefix)
         environment = {"LD_LIBRARY_PATH": str(self.library_folder(prefix))}
         port = self.start_installed_server(prefix, **environment)
         self.check_programs(self.build_with_cmake(prefix), port)
@@ -191,6 +192,12 @@ class Packages(Case):
             self.assertIn("License: Expat", (prefix / "share" / "doc" / package / "copyright").read_text())
         self.assertFalse(list(prefix.glob("include/**/detail")))
         self.assertTrue((prefix / "share/doc/jay/api/classJString.html").is_file(), "no API reference")
+
+    def check_manual_of_the_c_interface(self, prefix):
+        """Each function has a page, and `man` finds the right one."""
+        for function in re.findall(r"^JAY_API .*\b(ca_\w+)\(", (ROOT / "bus" / "ca.h").read_text(), re.MULTILINE):
+            page = prefix / "share" / "man" / "man3" / f"{function}.3.gz"
+            self.assertIn(f".Nm {function}", self.run_outside("zcat", page))
 
     def check_nothing_names(self, place, prefix):
         """Neither the folder into which it was installed, nor the one it was built in."""
