@@ -13,7 +13,8 @@
  *
  * @param nfds highest descriptor plus one; above FD_SETSIZE the call fails with EINVAL, for an fd_set cannot
  * hold more.
- * @param timeout null: no limit, and no slices. Not modified.
+ * @param timeout null: no limit, and no slices. Not modified. The system's default timeval: a 32-bit program must not define
+ * _TIME_BITS where it calls this.
  * @return the number of ready descriptors, left in the sets, with errno as it was before the call; 0 after
  * the time-out, with errno ETIMEDOUT; -1 when interrupted or when select fails with anything but EINTR and
  * EAGAIN.

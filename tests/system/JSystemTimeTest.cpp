@@ -8,6 +8,7 @@
 #include <sys/time.h>
 
 #include "support/Thread.h"
+#include "support/WallClock.h"
 #include "system/JSystem.h"
 
 using support::Thread;
@@ -76,6 +77,16 @@ TEST(JSystemClock, GetMilliseconds_IsTheTimeOfDayInMilliseconds) {
 
 TEST(JSystemClock, GetMilliseconds_NeedsMoreThan32Bits) {
     EXPECT_GT(JSystem::getMilliseconds(), 1LL << 32);
+}
+
+TEST(JSystemClock, GetMilliseconds_GoesOnAfterTheYear2038) {
+#ifdef JAY_TIME_ENDS
+    GTEST_SKIP() << "this system's time has 32 bits and ends in 2038";
+#endif
+    constexpr long long YEAR_2038 = 1LL << 31;  // seconds: what a signed 32-bit number cannot hold
+    const support::WallClock ahead((YEAR_2038 + 1000) * 1000 - JSystem::getMilliseconds());
+    EXPECT_GE(JSystem::getMilliseconds(), (YEAR_2038 + 998) * 1000);
+    EXPECT_LT(JSystem::getMilliseconds(), (YEAR_2038 + 1000 + 600) * 1000);
 }
 
 // ---- sleeping ----
