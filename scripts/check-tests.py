@@ -48,11 +48,15 @@ def check_everything_is_built(root, build_dir, report):
 
 
 def check_python_tests_run(root, report):
-    """The integration tests are taken from tests/integration/*Test.py, and from nowhere else."""
+    """They are taken from tests/integration/*Test.py and bindings/python/tests/test_*.py, and from nowhere else."""
     for path in sorted((root / "tests").rglob("*.py")):
         runs = path.parent == root / "tests" / "integration" and path.name.endswith("Test.py")
         if not runs and re.search(r"^\s+def test_", path.read_text(), re.MULTILINE):
             report(f"{path.relative_to(root)}: nothing runs its tests; name it tests/integration/<Subject>Test.py")
+    for path in sorted((root / "bindings").rglob("*.py")):
+        runs = path.parent.name == "tests" and path.name.startswith("test_")
+        if not runs and re.search(r"^\s*def test_", path.read_text(), re.MULTILINE):
+            report(f"{path.relative_to(root)}: nothing runs its tests; name it bindings/python/tests/test_<subject>.py")
 
 
 def needs_test(header):

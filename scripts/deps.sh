@@ -27,7 +27,8 @@ packages_of() {
     build) echo g++ make cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev ;;
     package) echo dpkg-dev doxygen file python3 ;;
     demo) echo python3 ;;
-    test) echo googletest clang clang-format libclang-rt-14-dev python3 git tshark doxygen abigail-tools dpkg-dev file lintian mandoc zsh ;;
+    test) echo googletest clang clang-format libclang-rt-14-dev python3 git tshark doxygen abigail-tools dpkg-dev file lintian mandoc zsh
+        echo mypy python3-pytest ;;
     test-all)
         echo clang-tidy g++-arm-linux-gnueabihf qemu-user systemd logrotate
         # The metapackage g++-multilib excludes the ARM compiler; the versioned package behind it does not.
