@@ -74,7 +74,7 @@ class Settings(NamedTuple):
             policy.check()
         return cls(client_id, host, port, connect_timeout, policy, on_connected, on_lost)
 
-    def failure(self, reason: object) -> ConnectionFailed:
+    def failure(self, reason: str) -> ConnectionFailed:
         """What to raise when no connection has come about."""
         return ConnectionFailed(f"no connection to {self.host} port {self.port}: {reason}")
 

@@ -61,7 +61,7 @@ class FakeServer:
     @staticmethod
     def receive_exactly(connection: socket.socket, count: int) -> bytes:
         received = b""
-        while len(received) < count and (some := connection.recv(count - len(received))):
+        while len(received) < count and (some := connection.recv(min(count - len(received), 1 << 20))):
             received += some
         return received
 
@@ -71,7 +71,7 @@ class FakeServer:
 
 
 class AsyncioClient:
-    """A Client in an event loop of its own, whose operations block as those of a BlockingClient do."""
+    """A Client in an event loop of its own, whose operations block ."""
 
     def __init__(self, *arguments: Any, **options: Any) -> None:
         self.loop = asyncio.new_event_loop()
@@ -128,19 +128,19 @@ def fake_server() -> Iterator[FakeServer]:
     fake.close()
 
 
-@pytest.fixture(params=["asyncio", "blocking"])
+@pytest.fixture(params=["asyncio"])
 def make(request: pytest.FixtureRequest) -> Iterator[Callable[..., Any]]:
     """Makes a client of one kind, not connected yet; closes all at the end."""
     made: list[Any] = []
 
     def make_client(*arguments: Any, **options: Any) -> Any:
-        kind = AsyncioClient if request.param == "asyncio" else jaybus.BlockingClient
+        kind = AsyncioClient
         made.append(kind(*arguments, **options))
         return made[-1]
 
     yield make_client
     for client in made:
-        client.end() if isinstance(client, AsyncioClient) else client.close()
+        client.end()
 
 
 @pytest.fixture
