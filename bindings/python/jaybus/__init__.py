@@ -1,6 +1,6 @@
 """Clients of the Jay message bus, in Python alone.
 
-Client is for programs that use asyncio. A message and its
+Client is for programs that use asyncio, BlockingClient for all others; both have the same operations. A message and its
 header fields is a Message, its flag a sum of Flag. ItemWriter and ItemReader pack and read typed payloads. Reconnect says how
 a client comes back after a loss. All exceptions are BusErrors: see jaybus.errors.
 """
@@ -8,6 +8,7 @@ from __future__ import annotations
 
 from typing import TYPE_CHECKING, Any
 
+from jaybus.blocking import BlockingClient
 from jaybus.errors import (BusError, BusTimeout, ClientClosed, ConnectionFailed, ConnectionLost, InvalidValue, ItemError,
                            NotSent)
 from jaybus.items import MAX_PAYLOAD, ItemReader, ItemWriter
@@ -19,7 +20,7 @@ if TYPE_CHECKING:
 
 __all__ = [
     "CLIENTS", "DEFAULT_PORT", "HEADER_SIZE", "MAX_PAYLOAD",
-    "Client", "Decoder", "Flag", "ItemReader", "ItemWriter", "Message", "Payload", "Reconnect",
+    "BlockingClient", "Client", "Decoder", "Flag", "ItemReader", "ItemWriter", "Message", "Payload", "Reconnect",
     "BusError", "BusTimeout", "ClientClosed", "ConnectionFailed", "ConnectionLost", "InvalidValue", "ItemError", "NotSent",
 ]
 __version__ = "1.0.0"

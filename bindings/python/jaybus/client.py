@@ -12,6 +12,8 @@
                 await bus.reply(message, message.payload.upper())
 
     asyncio.run(main())
+
+BlockingClient is the same without asyncio: the operations have the same names, arguments and results.
 """
 from __future__ import annotations
 

@@ -71,7 +71,7 @@ class FakeServer:
 
 
 class AsyncioClient:
-    """A Client in an event loop of its own, whose operations block ."""
+    """A Client in an event loop of its own, whose operations block as those of a BlockingClient do."""
 
     def __init__(self, *arguments: Any, **options: Any) -> None:
         self.loop = asyncio.new_event_loop()
@@ -128,19 +128,19 @@ def fake_server() -> Iterator[FakeServer]:
     fake.close()
 
 
-@pytest.fixture(params=["asyncio"])
+@pytest.fixture(params=["asyncio", "blocking"])
 def make(request: pytest.FixtureRequest) -> Iterator[Callable[..., Any]]:
     """Makes a client of one kind, not connected yet; closes all at the end."""
     made: list[Any] = []
 
     def make_client(*arguments: Any, **options: Any) -> Any:
-        kind = AsyncioClient
+        kind = AsyncioClient if request.param == "asyncio" else jaybus.BlockingClient
         made.append(kind(*arguments, **options))
         return made[-1]
 
     yield make_client
     for client in made:
-        client.end()
+        client.end() if isinstance(client, AsyncioClient) else client.close()
 
 
 @pytest.fixture

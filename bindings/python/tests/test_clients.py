@@ -1,7 +1,9 @@
 """Both clients at a real server: sending, receiving, requests, waiting, closing."""
 import os
 import random
+import select
 import socket
+import subprocess
 import sys
 import threading
 import time
@@ -11,7 +13,7 @@ import pytest
 from conftest import LIMIT, ROOT, eventually
 from processes import Process
 
-from jaybus import (MAX_PAYLOAD, BusTimeout, ClientClosed, ConnectionFailed, ConnectionLost, Flag, InvalidValue,
+from jaybus import (MAX_PAYLOAD, BlockingClient, BusTimeout, ClientClosed, ConnectionFailed, ConnectionLost, Flag, InvalidValue,
                     ItemWriter, Message, NotSent)
 
 PACKAGE = str(ROOT / "bindings" / "python")
@@ -288,6 +290,43 @@ def test_another_client_with_the_id_ends_the_connection(connect):
     second.request(5, timeout=LIMIT)
 
 
+# ---- without asyncio ----
+
+def readable(client):
+    return bool(select.select([client], [], [], 0)[0])
+
+
+def test_the_descriptor_of_a_blocking_client_is_readable_while_a_message_waits(server):
+    with BlockingClient(5, port=server.port) as five:
+        assert not readable(five)
+        five.send(5, b"one")
+        five.send(5, b"two")
+        assert select.select([five], [], [], LIMIT)[0]
+        eventually(lambda: five.waiting == 2)
+        five.receive(0)
+        assert readable(five)
+        five.receive(0)
+        assert not readable(five)
+        server.kill()
+        assert select.select([five], [], [], LIMIT)[0]
+        with pytest.raises(ConnectionLost):
+            five.receive(0)
+        assert readable(five)
+
+
+def test_the_descriptor_knows_of_what_came_before_it_was_asked_for(server):
+    with BlockingClient(5, port=server.port) as five:
+        five.send(5)
+        eventually(lambda: five.waiting == 1)
+        assert readable(five)
+
+
+def test_a_program_without_asyncio_does_not_load_it():
+    program = "import sys; from jaybus import BlockingClient; sys.exit('asyncio' in sys.modules)"
+    subprocess.run([sys.executable, "-I", "-c", f"import sys; sys.path.insert(0, {PACKAGE!r}); {program}"],
+                   check=True, timeout=LIMIT)
+
+
 # ---- idle ----
 
 IDLE = """
@@ -299,7 +338,12 @@ async def idle():
         await bus.send(5, b"ready")
         await bus.receive()
 
-asyncio.run(idle())
+def block():
+    with BlockingClient(7, port={port}, reconnect=True) as bus:
+        bus.send(5, b"ready")
+        bus.receive()
+
+asyncio.run(idle()) if "{kind}" == "Client" else block()
 """
 
 
@@ -318,7 +362,7 @@ def settled_wake_ups(process):
     return now
 
 
-@pytest.mark.parametrize("kind", ["Client"])
+@pytest.mark.parametrize("kind", ["Client", "BlockingClient"])
 def test_an_idle_client_never_wakes_up(connect, server, kind):
     five = connect(5)
     process = Process(sys.executable, "-c", IDLE.format(kind=kind, port=server.port), env={**os.environ, "PYTHONPATH": PACKAGE})

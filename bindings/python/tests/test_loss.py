@@ -8,6 +8,7 @@ import time
 import pytest
 from conftest import LIMIT, AsyncioClient, FakeServer, eventually
 
+import jaybus.blocking
 import jaybus.client
 from jaybus import MAX_PAYLOAD, BusTimeout, ClientClosed, ConnectionLost, Message, NotSent, Reconnect
 
@@ -187,8 +188,9 @@ def test_a_callback_that_fails_does_not_keep_the_client_from_coming_back(connect
 
 @pytest.fixture
 def impatient(monkeypatch):
-    monkeypatch.setattr(jaybus.client, "WRITE_LIMIT", 0.2)
-    monkeypatch.setattr(jaybus.client, "CLOSE_LIMIT", 0.2)
+    for module in (jaybus.blocking, jaybus.client):
+        monkeypatch.setattr(module, "WRITE_LIMIT", 0.2)
+        monkeypatch.setattr(module, "CLOSE_LIMIT", 0.2)
 
 
 def test_a_server_that_takes_nothing_is_given_up(make, fake_server, impatient):
