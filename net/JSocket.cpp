@@ -19,7 +19,6 @@
 #include "thread/detail/Monotonic.h"
 
 using jay::detail::Descriptor;
-using jay::detail::Readiness;
 
 namespace {
 
@@ -123,7 +122,6 @@ JSocket::Attempt JSocket::connectOnce() {
         // Refused, unreachable and the like are not failures here (kept): the first read or write shows them.
     }
     setNonBlocking(use.fd());
-    woken = false;
     inputShutdown = false;
     outputShutdown = false;
     connected = true;
@@ -188,9 +186,19 @@ void JSocket::closeAfterSending(int ms) {
     close();
 }
 
+void JSocket::discardUntilEnd(int number, int ms) {
+    const long long deadline = jay::detail::monotonicMilliseconds() + ms;
+    for (long long left = ms; left > 0; left = deadline - jay::detail::monotonicMilliseconds()) {
+        char some[4096];
+        const long n = recv(number, some, sizeof some, MSG_DONTWAIT);
+        if (n > 0) continue;
+        if (n == 0 || !jay::detail::isTransient(errno)) return;
+        jay::detail::waitFor(number, POLLIN, left, INT_MAX, descriptor.get());
+    }
+}
+
 void JSocket::wakeUp() {
     if (!connected) return;  // shutting down what is only being connected would break it off
-    woken = true;
     descriptor->wake();
 }
 
@@ -313,6 +321,16 @@ int JSocket::getSoLinger() {
     return value.l_onoff != 0 ? value.l_linger : 0;
 }
 
+/**
+ * The result of a transfer without a descriptor. There is nothing to close, and another thread may have connected anew
+ * by now. What counts as connected without a descriptor, since it was made of a number that was none, does so no more.
+ */
+int JSocket::noConnection() {
+    if (connected && fd < 0) connected = false;
+    errno = EBADF;
+    return -1;
+}
+
 // ---- addresses ----
 
 int JSocket::getLocalPort() {
@@ -330,37 +348,4 @@ JInetAddress JSocket::getLocalAddress() {
     sockaddr_in local{};
     if (!localAddress(use.fd(), local)) return JInetAddress();
     return JInetAddress::getByName(jay::detail::dottedForm(local.sin_addr).c_str());
-}
-
-// ---- waiting ----
-
-/** Between two looks at the descriptor: whether somebody closed the socket or wants its threads to look up.
- */
-class JSocket::WaitWatcher final : public jay::detail::WaitWatcher {
-public:
-    explicit WaitWatcher(JSocket& socket) : socket_(socket) {}
-    Readiness look() override {
-        if (!socket_.descriptor->isOpen()) return Readiness::FAILED;
-        return socket_.woken ? Readiness::TIMED_OUT : Readiness::READY;
-    }
-
-private:
-    JSocket& socket_;
-};
-
-Readiness JSocket::waitFor(int number, short events, int seconds, int slice) {
-    WaitWatcher watcher(*this);
-    return jay::detail::waitFor(number, events, seconds * 1000LL, slice, watcher);
-}
-
-void JSocket::discardUntilEnd(int number, int ms) {
-    const long long deadline = jay::detail::monotonicMilliseconds() + ms;
-    for (long long left = ms; left > 0; left = deadline - jay::detail::monotonicMilliseconds()) {
-        char some[4096];
-        const long n = recv(number, some, sizeof some, MSG_DONTWAIT);
-        if (n > 0) continue;
-        if (n == 0 || !jay::detail::isTransient(errno)) return;
-        WaitWatcher watcher(*this);
-        jay::detail::waitFor(number, POLLIN, left, INT_MAX, watcher);
-    }
 }

@@ -11,7 +11,6 @@
 
 namespace jay::detail {
 class Descriptor;
-enum class Readiness;
 }  // namespace jay::detail
 struct sockaddr_in;
 
@@ -160,7 +159,6 @@ public:
 private:
     friend class JServerSocket;
 
-    class WaitWatcher;
     enum class Attempt { CONNECTED, FAILED, ALREADY_CONNECTED };
 
     /** Wraps a non-blocking descriptor whose peer is known from accept(): a connection that was reset since has no
@@ -168,14 +166,14 @@ private:
     JAY_HIDDEN JSocket(int fd, const sockaddr_in& peer);
 
     JAY_HIDDEN void setPeer(const sockaddr_in& peer);
-    Attempt connectOnce();
-    bool resolveHost();
+    JAY_HIDDEN Attempt connectOnce();
+    JAY_HIDDEN bool resolveHost();
     JAY_HIDDEN void discardUntilEnd(int number, int ms);
-    bool openDescriptor();
-    void fail(const char* text);
-    int setOption(int level, int name, int value);
-    int getOption(int level, int name);
-    jay::detail::Readiness waitFor(int number, short events, int seconds, int slice);
+    JAY_HIDDEN bool openDescriptor();
+    JAY_HIDDEN void fail(const char* text);
+    JAY_HIDDEN int setOption(int level, int name, int value);
+    JAY_HIDDEN int getOption(int level, int name);
+    JAY_HIDDEN int noConnection();
 
     // Atomic: touched by the reader, the writer and whoever closes without a common lock. The descriptor
     // orders what must be ordered, so relaxed accesses would do.
@@ -197,7 +195,6 @@ private:
     JSocketOutputStream* output = nullptr;
 
     std::unique_ptr<jay::detail::Descriptor> descriptor;  // guards the number in fd
-    std::atomic<bool> woken{false};
 };
 
 /** Reads a socket. The owner makes and deletes it. One thread at a time. */
@@ -243,11 +240,11 @@ public:
 private:
     friend class JSocket;
 
-    int takeBuffered(char* to, int n);
-    void openWindow(unsigned generation);
-    long receiveSome(int number, char* to, int n, int seconds);
-    long receive(int number, char* to, int n);
-    int finish(long outcome, int got);
+    JAY_HIDDEN int takeBuffered(char* to, int n);
+    JAY_HIDDEN void openWindow();
+    JAY_HIDDEN long receiveSome(int number, char* to, int n, int seconds);
+    JAY_HIDDEN long receive(int number, char* to, int n);
+    JAY_HIDDEN int finish(long outcome, int got);
 
     JSocket* socket;
     JByte* buffer = nullptr;
@@ -290,8 +287,8 @@ public:
     int offer(const char* from, int n);
 
 private:
-    long sendSome(int number, const char* from, int n);
-    int finish(long outcome);
+    JAY_HIDDEN long sendSome(int number, const char* from, int n);
+    JAY_HIDDEN int finish(long outcome);
 
     JSocket* socket;
 };

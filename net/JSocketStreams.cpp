@@ -15,6 +15,7 @@
 using jay::detail::Descriptor;
 using jay::detail::isTransient;
 using jay::detail::Readiness;
+using jay::detail::waitFor;
 
 namespace {
 
@@ -31,16 +32,6 @@ int rangeLength(const JByte& b, int off, int len) {
 
 /** How one transfer went, if it brought no bytes. */
 enum : long { END = 0, FAILED = -1, TIMED_OUT = -2 };
-
-/**
- * The result of a transfer on a closed socket. There is nothing to close, and perhaps a new connection by now: what
- * counts as connected without a descriptor (made of a number that was none) just does so no more.
- */
-int closedAlready(std::atomic<bool>& connected, const std::atomic<int>& fd) {
-    if (connected && fd < 0) connected = false;
-    errno = EBADF;
-    return -1;
-}
 
 long outcomeOf(Readiness readiness) {
     return readiness == Readiness::FAILED ? FAILED : TIMED_OUT;
@@ -74,7 +65,7 @@ JSocket::JSocketInputStream::~JSocketInputStream() {
 int JSocket::JSocketInputStream::available() {
     const Descriptor::Use use(*socket->descriptor);
     if (use.fd() < 0) return buffered;
-    openWindow(use.generation());
+    openWindow();
     int waiting = 0;
     if (ioctl(use.fd(), FIONREAD, &waiting) != 0) waiting = 0;
     return waiting + (windowEnd - windowStart) + buffered;
@@ -106,8 +97,8 @@ int JSocket::JSocketInputStream::read(JByte& b, int off, int len, bool raw) {
 
     socket->readTimedOut = false;
     const Descriptor::Use use(*socket->descriptor);
-    if (use.fd() < 0) return closedAlready(socket->connected, socket->fd);
-    openWindow(use.generation());
+    if (use.fd() < 0) return socket->noConnection();
+    openWindow();
     int got = 0;
     do {
         // After the first bytes only what comes within one slice of a wait.
@@ -137,12 +128,13 @@ long JSocket::JSocketInputStream::receiveSome(int number, char* to, int n, int s
         const long r = receive(number, to, n);
         if (r > 0) return r;
         if (!socket->descriptor->isOpen()) return FAILED;
-        if (r == 0) return socket->woken ? TIMED_OUT : END;
+        if (r == 0) return socket->descriptor->isWoken() ? TIMED_OUT : END;
         if (!isTransient(errno)) return FAILED;
         attempt.forget();
         if (waited) JSystem::sleep(SPURIOUS_WAKE_PAUSE_MS);  // readable, and yet there was nothing
         // A reader is woken when its socket closes: it need not look up meanwhile.
-        const Readiness readiness = socket->waitFor(number, POLLIN, seconds, INT_MAX);
+        const Readiness readiness =
+            waitFor(number, POLLIN, seconds * 1000LL, INT_MAX, socket->descriptor.get());
         if (readiness != Readiness::READY) return outcomeOf(readiness);
     }
 }
@@ -164,7 +156,8 @@ long JSocket::JSocketInputStream::receive(int number, char* to, int n) {
 }
 
 /** What a former connection brought is not the next one's. */
-void JSocket::JSocketInputStream::openWindow(unsigned generation) {
+void JSocket::JSocketInputStream::openWindow() {
+    const unsigned generation = socket->descriptor->generation();
     if (windowGeneration == generation) return;
     windowGeneration = generation;
     windowStart = 0;
@@ -207,7 +200,7 @@ bool JSocket::JSocketInputStream::holds(int n) {
     if (buffered > 0) return n <= buffered;
     const Descriptor::Use use(*socket->descriptor);
     if (use.fd() < 0) return false;
-    openWindow(use.generation());
+    openWindow();
     return n <= windowEnd - windowStart;
 }
 
@@ -241,7 +234,7 @@ int JSocket::JSocketOutputStream::write(JByte& b, int off, int len) {
 
     socket->writeTimedOut = false;
     const Descriptor::Use use(*socket->descriptor);
-    if (use.fd() < 0) return closedAlready(socket->connected, socket->fd);
+    if (use.fd() < 0) return socket->noConnection();
     for (int sent = 0; sent < n;) {
         const long s = sendSome(use.fd(), from + sent, n - sent);
         if (s < 0) return finish(s);
@@ -280,8 +273,8 @@ long JSocket::JSocketOutputStream::sendSome(int number, const char* from, int n)
         if (!isTransient(errno)) return FAILED;
         attempt.forget();
         if (waited) JSystem::sleep(SPURIOUS_WAKE_PAUSE_MS);  // writable, and yet nothing was taken
-        const Readiness readiness =
-            socket->waitFor(number, POLLOUT, socket->writeTimeout, jay::detail::SLICE_MS);
+        const Readiness readiness = waitFor(number, POLLOUT, socket->writeTimeout * 1000LL,
+                                            jay::detail::SLICE_MS, socket->descriptor.get());
         if (readiness != Readiness::READY) return outcomeOf(readiness);
     }
 }

@@ -25,11 +25,6 @@ void setBlocking(int fd, bool on) {
     ioctl(fd, FIONBIO, &nonBlocking);
 }
 
-class Patient : public jay::detail::WaitWatcher {
-public:
-    Readiness look() override { return Readiness::READY; }
-};
-
 }  // namespace
 
 int sys_select(int nfds, fd_set* readfds, fd_set* writefds, fd_set* exceptfds, timeval* timeout) {
@@ -71,8 +66,7 @@ int sys_connect(int fd, sockaddr* addr, int addrlen, int timeoutMs) {
     }
     if (errno != EINPROGRESS && errno != EAGAIN) return -1;
 
-    Patient patient;
-    if (jay::detail::waitFor(fd, POLLIN | POLLOUT, timeoutMs, jay::detail::SLICE_MS, patient) !=
+    if (jay::detail::waitFor(fd, POLLIN | POLLOUT, timeoutMs, jay::detail::SLICE_MS, nullptr) !=
         Readiness::READY)
         return -1;
     int pending = 0;

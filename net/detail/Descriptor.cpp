@@ -1,7 +1,7 @@
 #include "net/detail/Descriptor.h"
 
+#include <cassert>
 #include <cerrno>
-#include <ctime>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -11,7 +11,7 @@ namespace jay::detail {
 
 namespace {
 
-/** Who closes because a call has failed wants that call's errno afterwards. */
+/** Keeps errno: a thread that closes because a call has failed looks at that call's errno afterwards. */
 class KeptErrno {
 public:
     KeptErrno() : errno_(errno) {}
@@ -30,48 +30,45 @@ Descriptor::~Descriptor() {
 }
 
 void Descriptor::attach(int fd) {
-    const CancelOff off;  // nobody else knows the number yet: it would be lost
-    unsigned vacant = CLOSED;
-    while (!word_.compare_exchange_strong(vacant, CLOSED | 1, std::memory_order_acq_rel)) {
-        vacant = CLOSED;
-        const timespec moment{0, 1000000};
-        nanosleep(&moment, nullptr);
-    }
+    const CancelOff off;  // the number would be lost
+    std::unique_lock<std::mutex> lock(mutex_);
+    released_.wait(lock, [this] { return !held_; });
+    assert(word_ == CLOSED);
+    held_ = true;
     fd_ = fd;
     generation_++;
-    word_.fetch_and(~CLOSED, std::memory_order_acq_rel);
-    leave();
+    woken_ = false;
+    word_.store(1, std::memory_order_release);
 }
 
 int Descriptor::enter() {
-    if ((word_.fetch_add(1, std::memory_order_acq_rel) & CLOSED) == 0) return fd_;
-    leave();
-    return -1;
+    unsigned word = word_.load(std::memory_order_acquire);
+    do {
+        if ((word & CLOSED) != 0) return -1;
+    } while (!word_.compare_exchange_weak(word, word + 1, std::memory_order_acq_rel));
+    return fd_;
 }
 
 void Descriptor::leave() {
-    if (word_.fetch_sub(1, std::memory_order_acq_rel) != (CLOSED | HELD | 1)) return;
-    // The last user. Somebody who only looked in may be the last one too: the exchange lets one of them
-    // through, and makes it a user again, so that no new number is attached before the old one is released.
-    unsigned unused = CLOSED | HELD;
-    if (!word_.compare_exchange_strong(unused, CLOSED | 1, std::memory_order_acq_rel)) return;
-    release();
-    word_.fetch_sub(1, std::memory_order_acq_rel);
+    const unsigned before = word_.fetch_sub(1, std::memory_order_acq_rel);
+    assert((before & ~CLOSED) != 0);
+    if (before == (CLOSED | 1)) release();
 }
 
 /** Gives the number back to the system. */
-void Descriptor::release() const {
+void Descriptor::release() {
     const CancelOff off;
     const KeptErrno kept;
     ::close(fd_);
+    const std::lock_guard<std::mutex> lock(mutex_);
+    held_ = false;
+    released_.notify_all();
 }
 
 bool Descriptor::close() {
-    unsigned word = word_.load(std::memory_order_acquire);
-    do {
-        if ((word & CLOSED) != 0) return false;
-    } while (!word_.compare_exchange_weak(word, (word + 1) | CLOSED | HELD, std::memory_order_acq_rel));
-    if (word != 0) {
+    const unsigned before = word_.fetch_or(CLOSED, std::memory_order_acq_rel);
+    if ((before & CLOSED) != 0) return false;
+    if (before > 1) {
         const KeptErrno kept;
         ::shutdown(fd_, SHUT_RD);
     }
@@ -81,7 +78,9 @@ bool Descriptor::close() {
 
 void Descriptor::wake() {
     const Use use(*this);
-    if (use.fd() >= 0) ::shutdown(use.fd(), SHUT_RD);
+    if (use.fd() < 0) return;
+    woken_ = true;  // first: the reader looks at it as soon as it is woken
+    ::shutdown(use.fd(), SHUT_RD);
 }
 
 }  // namespace jay::detail

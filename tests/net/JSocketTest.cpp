@@ -682,15 +682,16 @@ TEST_F(JSocketTest, Close_UnderAWriter_EndsItsWriteSoon) {
     EXPECT_FALSE(isOpen(before));
 }
 
-// The first look of a wait is short in any case: these are beyond it.
+// A writer looks up ten times a second; these are beyond its first look.
 TEST_F(JSocketTest, Close_UnderThreadsThatHaveWaitedForAWhile_EndsThemSoon) {
     fillTheWay();
-    PatientWaiter reader([this] { return readOne(); });
+    Waiter reader([this] { return readOne(); });
     PatientWaiter writer([this] { return writeALot(); });
-    ASSERT_TRUE(reader.waitsForLong() && writer.waitsForLong());
+    ASSERT_TRUE(reader.waits() && writer.waitsForLong());
     const net::Stopwatch watch;
     socket.close();
-    EXPECT_EQ(reader.join(), -1);
+    reader.thread.join();
+    EXPECT_EQ(reader.result, -1);
     EXPECT_EQ(writer.join(), -1);
     EXPECT_LT(watch.ms(), net::LATE_MS);
     EXPECT_FALSE(socket.isReadTimeout());
@@ -699,12 +700,13 @@ TEST_F(JSocketTest, Close_UnderThreadsThatHaveWaitedForAWhile_EndsThemSoon) {
 
 TEST_F(JSocketTest, WakeUp_OfThreadsThatHaveWaitedForAWhile_EndsTheirWaitsSoon) {
     fillTheWay();
-    PatientWaiter reader([this] { return readOne(); });
+    Waiter reader([this] { return readOne(); });
     PatientWaiter writer([this] { return writeALot(); });
-    ASSERT_TRUE(reader.waitsForLong() && writer.waitsForLong());
+    ASSERT_TRUE(reader.waits() && writer.waitsForLong());
     const net::Stopwatch watch;
     socket.wakeUp();
-    EXPECT_EQ(reader.join(), -1);
+    reader.thread.join();
+    EXPECT_EQ(reader.result, -1);
     EXPECT_EQ(writer.join(), -1);
     EXPECT_LT(watch.ms(), net::LATE_MS);
     EXPECT_TRUE(socket.isReadTimeout());
@@ -844,11 +846,11 @@ TEST_F(JSocketTest, WakeUp_LastsUntilTheNextConnection) {
     socket.wakeUp();
     ASSERT_TRUE(socket.connect());
     peer = listener.accept();
-    int waits = 0;
-    const net::AsWaitsBegin event([&] {
-        if (++waits == 2) arrives("x");  // a read that was to end would have looked up by then
-    });
-    EXPECT_EQ(readOne(), 1);
+    Waiter reader([this] { return readOne(); });
+    ASSERT_TRUE(reader.hangUpRepeatedly());  // each time it looks whether it is to end
+    peer.send("x");
+    reader.thread.join();
+    EXPECT_EQ(reader.result, 1);
 }
 
 TEST(JSocket, WakeUp_WithoutAConnection_DoesNothing) {
