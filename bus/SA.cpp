@@ -1,13 +1,11 @@
 #include "bus/SA.h"
 
-#include <cstdio>
 #include <memory>
 #include <mutex>
-#include <utility>
 #include <vector>
 
-#include "bus/detail/Burst.h"
-#include "bus/detail/MessageReader.h"
+#include "bus/detail/Connection.h"
+#include "bus/detail/Outbox.h"
 #include "bus/LQ.h"
 #include "bus/SM.h"
 #include "net/JSocket.h"
@@ -16,14 +14,13 @@
 #include "thread/detail/Monotonic.h"
 #include "thread/detail/ScopedLock.h"
 
-using jay::detail::Burst;
-using jay::detail::MessageReader;
+using jay::detail::Connection;
 using jay::detail::monotonicMilliseconds;
+using jay::detail::Outbox;
 using jay::detail::ScopedLock;
 using jay::detail::ScopedTryLock;
 
 const JClass SA::classSA = {"SA", sizeof(SA), &JObject::classJObject};
-const JClass SA::SAReader::classSAReader = {"SAReader", sizeof(SA::SAReader), &JObject::classJObject};
 
 namespace {
 
@@ -52,12 +49,13 @@ SA::SA(SM* manager, int clientId)
       stopFlag(false),
       lq(new LQ(this)),
       sm(manager),
-      socket(nullptr),
+      socket(new Connection),
       in(0),
       out(0),
       state(ABSENT),
       timedStamp(0),
-      reader(new SAReader(this)) {
+      reader(new SAReader(this)),
+      outbox(new Outbox(*lq)) {
     event.setAutoReset(true);  // it only wakes a loop that looks at its queue anyway
     reader->start();
 }
@@ -67,15 +65,11 @@ SA::~SA() {
     endReader();
     stop();
     finish();
-    delete lq;
     // Of a client that is connected, the reader's end counts as the loss: if the agent's thread did not come
     // to the closing, it is done here. A client given up after a TIMED message was not lost.
     const bool givenUp = state == ABSENT || state == ASKED;
-    if (givenUp && socket != nullptr && socket->isConnected()) {
-        leaveOpen(socket);
-    } else {
-        delete socket;
-    }
+    if (givenUp && socket->get() != nullptr && socket->get()->isConnected()) leaveOpen(socket->release());
+    delete lq;
 }
 
 const JClass* SA::getClass() const {
@@ -85,8 +79,7 @@ const JClass* SA::getClass() const {
 /** Tells the reader to end and ends the waits of both threads on the client, which does not notice. */
 void SA::stopReader() {
     reader->stop();
-    const ScopedLock guard(socketLock);
-    if (socket != nullptr) socket->wakeUp();
+    socket->wakeUp();
 }
 
 void SA::endReader() {
@@ -164,7 +157,7 @@ void SA::step(bool waiting, long long& deadline) {
             if (monotonicMilliseconds() > deadline) state = ABSENT;
             break;
         case CONNECTED:
-            if (rest == nullptr && expired()) {
+            if (!outbox->hasRest() && expired()) {
                 timedStamp = 0;
                 ask(deadline);
                 JSystem::debug("SA(%d)>> timed expire sync...\n", id);
@@ -196,36 +189,22 @@ bool SA::expired() const {
 }
 
 void SA::sendNext() {
-    if (rest != nullptr || sendBurst()) {
-        sendRest();
+    JSocket* const to = socket->get();
+    if (to != nullptr && (outbox->hasRest() || outbox->offer(*to))) {
+        if (outbox->hasRest()) sent(outbox->sendRest(*to));
         return;
     }
     const std::unique_ptr<M> m(lq->get());
     if (m == nullptr) return;
     if ((m->getFlag() & M::M_FLAG_TIMED) != 0) startTimer(*m);
-    if (socket != nullptr) transmit(*m);
+    if (to != nullptr) sent(Outbox::send(*to, *m));
 }
 
-/**
- * Sends what waits in one write, as far as the system takes it without waiting: what one write each would have done, at
- * the cost of one. What was not begun stays in the queue, where more urgent messages overtake it. False when nothing
- * was taken: then the next message goes alone. Called under lock, which makes its holder the one that takes messages
- * out of the queue.
- */
-bool SA::sendBurst() {
-    if (socket == nullptr) return false;
-    Burst burst;
-    if (lq->gather(burst) == 0) return false;
-    const int sent = socket->getOutputStream()->offer(burst.bytes(), burst.end(burst.count()));
-    if (sent == 0) return false;
-    const int begun = burst.begunWithin(sent);
-    lq->drop(burst, begun);
-    if (sent < burst.end(begun)) rest = std::make_unique<JByte>(burst.bytes(), sent, burst.end(begun) - sent);
-    return true;
-}
-
-void SA::sendRest() {
-    if (const std::unique_ptr<JByte> bytes = std::move(rest)) write(*bytes);
+/** @param result of a write: a message that could not be sent whole is lost, and the connection with it. */
+void SA::sent(int result) {
+    if (result == 0) return;
+    state = LOST;
+    JSystem::debug("SA(%d)>> error send message!!!\n", id);
 }
 
 void SA::deliver() {
@@ -235,11 +214,9 @@ void SA::deliver() {
 /** False when something is left for the sending loop. */
 bool SA::deliverAtOnce() {
     const ScopedTryLock guard(lock);
-    if (!guard.held() || state != CONNECTED || rest != nullptr || expired()) return false;
-    // A client that takes a long queue as fast as it is sent would keep the manager from all others.
-    for (int i = 0; i < BURSTS_AT_ONCE && sendBurst() && rest == nullptr; i++) {
-    }
-    return rest == nullptr && lq->isEmpty();
+    if (!guard.held() || state != CONNECTED || expired()) return false;
+    JSocket* const to = socket->get();
+    return to != nullptr && outbox->offerAll(*to, BURSTS_AT_ONCE);
 }
 
 void SA::startTimer(M& m) {
@@ -250,25 +227,16 @@ void SA::startTimer(M& m) {
     JSystem::debug("SA(%d)>> timed message = %ld\n", id, patience);
 }
 
-void SA::transmit(M& m) {
-    JByte bytes = m.toByteArray();
-    write(bytes);
-}
-
-void SA::write(JByte& bytes) {
-    if (socket->getOutputStream()->write(bytes, 0, bytes.size()) == 0) return;
-    state = LOST;  // the message is lost with the connection
-    JSystem::debug("SA(%d)>> error send message!!!\n", id);
-}
-
 // ---- connections ----
 
+// The loss of the former connection drives the states through 3 to 4. It is closed without `lock`: a client that does not
+// read would hold the new connection up.
 int SA::set(JSocket* s) {
-    closeFormer();
+    socket->close();
     while (!replaceable() || (s != nullptr && !attach(s))) {
         if (stopping()) return 0;
         JSystem::sleep(REPLACE_POLL_MS);
-        closeFormer();  // again: another call may have attached its connection meanwhile
+        socket->close();  // again: another call may have attached its connection meanwhile
     }
     if (s == nullptr) return 0;
     notify();
@@ -276,15 +244,8 @@ int SA::set(JSocket* s) {
     return 1;
 }
 
-/** The loss of the former connection then drives the states through 3 to 4. */
-void SA::closeFormer() {
-    // Not under `lock`: a former connection whose client does not read would hold the new one up.
-    const ScopedLock guard(socketLock);
-    if (socket != nullptr) socket->close();
-}
-
 bool SA::stopping() {
-    return reader->stopFlag != 0;
+    return reader->isStopping();
 }
 
 bool SA::replaceable() {
@@ -293,18 +254,12 @@ bool SA::replaceable() {
 
 /** False when it is not, or no longer, the moment for it. */
 bool SA::attach(JSocket* s) {
-    JSocket* former = s;
-    {
-        const ScopedLock guard(lock);
-        const ScopedLock socketGuard(socketLock);  // the reader borrows the socket under this one
-        if (stopping() || !replaceable()) return false;
-        std::swap(socket, former);
-        timedStamp = 0;
-        rest.reset();
-        state = CONNECTED;
-    }
-    // Closed, but still here if the states have not come to it, or after an unanswered message.
-    delete former;
+    const ScopedLock guard(lock);
+    // The former socket is closed, but still there if the states have not come to it, or after an unanswered message.
+    if (stopping() || !replaceable() || !socket->replace(s)) return false;
+    timedStamp = 0;
+    outbox->dropRest();
+    state = CONNECTED;
     return true;
 }
 
@@ -328,7 +283,7 @@ bool SA::closeStep() {
     if (pthread_equal(pthread_self(), reader->getHandle()) != 0)
         return true;  // the agent's thread does the rest
     if (state == LOST) {
-        if (socket != nullptr) socket->close();
+        socket->close();
         state = CLOSED;
         return true;
     }
@@ -337,39 +292,28 @@ bool SA::closeStep() {
 
 /** False while the reader holds the socket. Called under lock. */
 bool SA::destroySocket() {
-    JSocket* closed = nullptr;
-    {
-        const ScopedLock guard(socketLock);
-        if (socket == nullptr) return true;
-        if (!reader->idle()) return false;
-        closed = socket;
-        socket = nullptr;
-    }
-    delete closed;
-    JSystem::debug("SA(%d)>> close socket OK!!!\n", id);
-    return true;
+    const Connection::Removal removal = socket->remove();
+    if (removal == Connection::REMOVED) JSystem::debug("SA(%d)>> close socket OK!!!\n", id);
+    return removal != Connection::STILL_BORROWED;
 }
 
 /** Without `lock`, which is held while a message is written. */
 void SA::tell(SM::ClientStatus& status) {
     status.queued = lq->size();
     status.in = in;
-    const ScopedLock guard(socketLock);
     status.state = state;
-    if (socket == nullptr || !socket->isConnected())
-        return;  // one given up after a TIMED message is still open
-    std::snprintf(status.host, sizeof status.host, "%s", socket->getHost());
-    status.port = socket->getPort();
+    socket->getAddress(status.host, sizeof status.host,
+                       status.port);  // one given up after a TIMED message is still open
 }
 
 // ---- the reader ----
 
-/** The socket for the reader, which counts as busy from here on; null if there is none. */
-JSocket* SA::lendSocket() {
-    const ScopedLock guard(socketLock);
-    reader->idleFlag = socket == nullptr ? 1 : 0;
-    if (socket != nullptr && stopping()) socket->wakeUp();
-    return socket;
+JSocket* SA::borrowSocket() {
+    return socket->borrow();
+}
+
+void SA::giveSocketBack() {
+    socket->giveBack();
 }
 
 /** The manager is not told yet. */
@@ -378,67 +322,4 @@ void SA::received(M* m) {
     if (timedStamp == 0) return;
     timedStamp = 0;
     JSystem::debug("SA(%d)>> clear timed time-stamp\n", id);
-}
-
-SA::SAReader::SAReader(SA* owner) : agent(owner), stopFlag(0), idleFlag(1) {
-    event.setAutoReset(true);  // however many connections were announced, the newest is read
-}
-
-SA::SAReader::~SAReader() = default;
-
-const JClass* SA::SAReader::getClass() const {
-    return &classSAReader;
-}
-
-void SA::SAReader::run() {
-    while (stopFlag == 0) {
-        idleFlag = 1;
-        event.wait();
-        if (stopFlag != 0) break;
-        JSocket* from = agent->lendSocket();
-        if (from == nullptr) continue;
-        readMessages(*from);
-        agent->close();
-        JSystem::debug("SA(%d)>> disconnected!!!\n", agent->id);
-    }
-    JSystem::debug("SA(%d)>> terminate SA reader!!!\n", agent->id);
-}
-
-/** Reads until the connection is over or this thread is to end. */
-void SA::SAReader::readMessages(JSocket& from) {
-    SM& manager = *agent->sm;
-    bool owed = false;  // the manager is told once of all that came together
-    const auto notifyManager = [&] {
-        if (owed) manager.notify();
-        owed = false;
-    };
-    MessageReader messages(from, notifyManager);
-    std::unique_ptr<M> m;
-    while (stopFlag == 0) {
-        switch (messages.next(m)) {
-            case MessageReader::MESSAGE:
-                agent->received(m.release());
-                owed = true;
-                break;
-            case MessageReader::TIMED_OUT:
-                break;
-            case MessageReader::ENDED:
-                notifyManager();  // closed by another thread after the next message had come
-                return;
-        }
-    }
-    notifyManager();
-}
-
-bool SA::SAReader::idle() {
-    return idleFlag != 0;
-}
-
-int SA::SAReader::notify() {
-    return event.set();
-}
-
-void SA::SAReader::stop() {
-    stopFlag = 1;
-    notify();
 }

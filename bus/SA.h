@@ -13,6 +13,11 @@
 class JSocket;
 class LQ;
 
+namespace jay::detail {
+class Connection;
+class Outbox;
+}  // namespace jay::detail
+
 /**
  * The server's agent of one client: keeps the client's outbound queue, sends what is in it while the client
  * is connected, and asks client 0 to bring the client up while it is not. Outlives the connections: the next
@@ -34,9 +39,8 @@ class LQ;
  * Made and started by the manager and destroyed with it. Two threads serve an agent: its own sends and runs
  * the states, the reader reads the client's messages and hands them to the manager.
  *
- * Locks: `lock` guards the states and is held while a message is written, up to 10 s when the client does not
- * read; queue locks are taken inside it. `socketLock`, innermost, guards the life of the socket object: who
- * uses the socket without `lock` takes it (or its loan, SAReader) under this one.
+ * Lock: `lock` guards the states, what is being sent, and which socket there is. It is held while a message is written, up
+ * to 10 s when the client does not read. The locks of the queues and of the connection are taken inside it.
  */
 class JAY_API SA : public JThread {
 public:
@@ -104,52 +108,56 @@ public:
     void stop();
 
 private:
-    friend class SAReader;
     friend class SM;
 
     enum State { ABSENT = 0, ASKED = 1, CONNECTED = 2, LOST = 3, CLOSED = 4 };
 
+    // for the sending loop
     void step(bool waiting, long long& deadline);
     void ask(long long& deadline);
     void sendNext();
-    bool sendBurst();
-    void sendRest();
     bool deliverAtOnce();
     void startTimer(M& m);
-    void transmit(M& m);
-    void write(JByte& bytes);
+    void sent(int result);
     bool expired() const;
     bool closeStep();
     bool destroySocket();
-    JSocket* lendSocket();
+
+    // for the reader, which uses nothing else but close()
+    JSocket* borrowSocket();
     void received(M* m);
+    void giveSocketBack();
+
+    // for the manager and the listener
     void stopReader();
     void endReader();
     bool stopping();
     bool replaceable();
-    void closeFormer();
-    void tell(SM::ClientStatus& status);
     bool attach(JSocket* s);
+    void tell(SM::ClientStatus& status);
 
     int id;
     JEvent event;
     std::atomic<bool> stopFlag;
     LQ* lq;
     SM* sm;
-    JSocket* socket;      // changed under lock and socketLock
+    std::unique_ptr<jay::detail::Connection> socket;
     std::atomic<int> in;  // counted by several threads
     int out;              // nothing counts it: the log always shows 0 (kept)
     JLock lock;
     std::atomic<int> state;  // changed under lock; read without it where any recent value will do
     std::atomic<long long>
-        timedStamp;  // of the steady clock; set under lock, cleared by the reader without it: either order is right
+        timedStamp;  // of the steady clock; set under lock, cleared by the reader without it: either order
+                     // is right
     SAReader* reader;
 
-    JLock socketLock;
-    std::unique_ptr<JByte> rest;  // of the message that the system took in part; under lock
+    std::unique_ptr<jay::detail::Outbox> outbox;  // used under lock
 };
 
-/** The thread that reads one client's messages. Belongs to its agent. */
+/**
+ * The thread that reads one client's messages. Belongs to its agent, of which it uses four operations: it borrows the
+ * socket, hands over what it has read, tells of the end of the connection, and gives the socket back.
+ */
 class JAY_API SA::SAReader : public JThread {
 public:
     static const JClass classSAReader;
@@ -171,15 +179,16 @@ public:
     /** Tells it to end. */
     void stop();
 
-private:
-    friend class SA;
+    /** Whether it has been told to end. */
+    bool isStopping() const;
 
+private:
     void readMessages(JSocket& from);
 
     SA* agent;
     JEvent event;
     std::atomic<char> stopFlag;
-    std::atomic<char> idleFlag;  // cleared under the agent's socketLock, together with the loan of the socket
+    std::atomic<char> idleFlag;
 };
 
 #endif

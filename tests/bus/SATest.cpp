@@ -5,6 +5,7 @@
 #include <sys/ioctl.h>
 #include <vector>
 
+#include "bus/detail/Outbox.h"
 #include "bus/Server.h"
 #include "support/WallClock.h"
 #include "thread/detail/Monotonic.h"
@@ -88,7 +89,7 @@ TEST(SA, Constructor_StartsTheReaderOnly) {
     SteppedAgent agent;
     EXPECT_EQ(agent->id, 7);
     EXPECT_EQ(agent->state, ABSENT);
-    EXPECT_EQ(agent->socket, nullptr);
+    EXPECT_EQ(agent->socket->get(), nullptr);
     EXPECT_EQ(agent->timedStamp, 0);
     EXPECT_EQ(agent->in, 0);
     EXPECT_EQ(agent->out, 0);
@@ -325,7 +326,7 @@ TEST(SA, Deliver_ToAClientThatDoesNotRead_NeverWaits_AndNothingIsLost) {
 TEST(SA, ANewConnection_DoesNotGetTheRestOfAFormerMessage) {
     SteppedAgent agent;
     Client former = agent.connect();
-    agent->rest = std::make_unique<JByte>("rest", 0, 4);
+    agent->outbox->rest_ = std::make_unique<JByte>("rest", 0, 4);
     former.close();
     EXPECT_TRUE(eventually([&] { return agent->state != CONNECTED; }));
     agent.step();
@@ -406,8 +407,8 @@ TEST(SA, Step_Connected_WhenTheWriteFails_LosesTheMessageAndTheConnection) {
     SteppedAgent agent;
     Client client = agent.connect();
     agent.add(to(7).from(5));
-    ASSERT_TRUE(agent->socket != nullptr);
-    agent->socket->shutdownOutput();
+    ASSERT_TRUE(agent->socket->get() != nullptr);
+    agent->socket->get()->shutdownOutput();
     agent.step();
     EXPECT_EQ(agent->state, LOST);
     agent.log.expect(agentLine(7, "error send message!!!"));
@@ -419,7 +420,7 @@ TEST(SA, Step_Connected_WhenTheWriteFails_LosesTheFirstOfManyMessagesOnly) {
     {
         const Client client = agent.connect();
         for (unsigned i = 1; i <= 3; i++) agent.addQuietly(to(7).from(5).about(i));
-        agent->socket->shutdownOutput();
+        agent->socket->get()->shutdownOutput();
         agent->deliver();
         EXPECT_EQ(agent->lq->size(), 3);
         EXPECT_EQ(agent->state, CONNECTED) << "what failed is for the agent to tell";
@@ -438,13 +439,13 @@ TEST(SA, Step_Connected_WhenTheWriteFails_LosesTheFirstOfManyMessagesOnly) {
 TEST(SA, Step_Connected_WhenTheRestOfAMessageCannotBeSent_LosesThatMessageOnly) {
     SteppedAgent agent;
     Client client = agent.connect();
-    agent->rest = std::make_unique<JByte>("rest", 0, 4);
+    agent->outbox->rest_ = std::make_unique<JByte>("rest", 0, 4);
     agent.addQuietly(to(7).from(5).says("next"));
-    agent->socket->shutdownOutput();
+    agent->socket->get()->shutdownOutput();
     agent.step();
     EXPECT_EQ(agent->state, LOST);
     EXPECT_EQ(agent.log.count(agentLine(7, "error send message!!!")), 1);
-    EXPECT_EQ(agent->rest, nullptr);
+    EXPECT_EQ(agent->outbox->rest_, nullptr);
     agent.step();
     client.close();
     Client next = agent.connect();
@@ -464,7 +465,7 @@ TEST(SA, Step_Lost_ClosesTheSocket_AndWaitsThreeSeconds) {
     EXPECT_GE(agent.deadline, before + 3000);
     EXPECT_LE(agent.deadline, now() + 3000);
     client.expectClosed();
-    EXPECT_NE(agent->socket, nullptr);
+    EXPECT_NE(agent->socket->get(), nullptr);
 }
 
 TEST(SA, Step_Closed_DestroysTheSocketOnceTheReaderHasLetGo) {
@@ -472,14 +473,14 @@ TEST(SA, Step_Closed_DestroysTheSocketOnceTheReaderHasLetGo) {
     Client client = agent.connectAndClose();
     agent.deadline = now() - 1;
     agent.step();
-    EXPECT_NE(agent->socket, nullptr);
+    EXPECT_NE(agent->socket->get(), nullptr);
     EXPECT_EQ(agent->state, CLOSED) << "a new connection could not tell";
     client.close();
     agent.expectIdleReader();
     agent.deadline = now() + 3000;
     for (int i = 0; i < 2; i++) {
         agent.step();
-        EXPECT_EQ(agent->socket, nullptr);
+        EXPECT_EQ(agent->socket->get(), nullptr);
         EXPECT_EQ(agent->state, CLOSED);
         EXPECT_EQ(agent.log.count(agentLine(7, "close socket OK!!!")), 1);
     }
@@ -531,7 +532,7 @@ TEST(SA, Close_Closed_WaitsForTheReader_WithTheLockFree) {
     EXPECT_FALSE(closer.isFinished());
     client.close();
     closer.join();
-    EXPECT_EQ(agent->socket, nullptr);
+    EXPECT_EQ(agent->socket->get(), nullptr);
     agent.log.expect(agentLine(7, "close socket OK!!!"));
 }
 
@@ -541,7 +542,7 @@ TEST(SA, Close_Closed_DoesNotWaitForAReaderThatEnds) {
     agent->endReader();
     EXPECT_FALSE(agent->reader->idle());
     agent->close();
-    EXPECT_NE(agent->socket, nullptr);  // it goes with the agent
+    EXPECT_NE(agent->socket->get(), nullptr);  // it goes with the agent
 }
 
 // ---- set ----
@@ -569,7 +570,7 @@ TEST(SA, Set_OnAnAgentThatIsEnding_TakesNothing) {
     agent->endReader();
     JSocket socket("127.0.0.1", 1);
     EXPECT_EQ(agent->set(&socket), 0);
-    EXPECT_EQ(agent->socket, nullptr);
+    EXPECT_EQ(agent->socket->get(), nullptr);
     agent->state = CONNECTED;  // would be waited for
     EXPECT_EQ(agent->set(&socket), 0);
 }
@@ -876,7 +877,7 @@ TEST(SA, Disconnection_IsLoggedAndTheSocketReleased) {
     server.log.expect(agentLine(5, "close socket OK!!!"));
     server.log.expectInOrder({agentLine(5, "disconnected!!!"), agentLine(5, "close socket OK!!!")});
     EXPECT_TRUE(eventually([&] { return net::openDescriptors() == descriptors; }));
-    EXPECT_EQ(server.agent(5).socket, nullptr);
+    EXPECT_EQ(server.agent(5).socket->get(), nullptr);
 }
 
 TEST(SA, AClientKilledWhileTheServerWrites_LosesWhatWasOnItsWay_AndNothingElse) {

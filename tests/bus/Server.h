@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "bus/CM.h"
+#include "bus/detail/Connection.h"
 #include "bus/LQ.h"
 #include "bus/MQ.h"
 #include "bus/SA.h"
@@ -208,8 +209,8 @@ public:
     template <class Look>
     bool withSocket(int id, Look look) const {
         SA& it = agent(id);
-        const jay::detail::ScopedLock guard(it.socketLock);
-        return it.socket != nullptr && look(*it.socket);
+        const jay::detail::ScopedLock guard(it.socket->lock_);
+        return it.socket->get() != nullptr && look(*it.socket->get());
     }
 
     support::DebugLog log;

@@ -1,0 +1,78 @@
+#include <memory>
+
+#include "bus/detail/MessageReader.h"
+#include "bus/SA.h"
+#include "system/JSystem.h"
+
+using jay::detail::MessageReader;
+
+const JClass SA::SAReader::classSAReader = {"SAReader", sizeof(SA::SAReader), &JObject::classJObject};
+
+SA::SAReader::SAReader(SA* owner) : agent(owner), stopFlag(0), idleFlag(1) {
+    event.setAutoReset(true);  // however many connections were announced, the newest is read
+}
+
+SA::SAReader::~SAReader() = default;
+
+const JClass* SA::SAReader::getClass() const {
+    return &classSAReader;
+}
+
+void SA::SAReader::run() {
+    while (stopFlag == 0) {
+        agent->giveSocketBack();
+        idleFlag = 1;
+        event.wait();
+        if (stopFlag != 0) break;
+        idleFlag = 0;
+        JSocket* from = agent->borrowSocket();
+        if (from == nullptr) continue;
+        readMessages(*from);
+        agent->close();
+        JSystem::debug("SA(%d)>> disconnected!!!\n", agent->id);
+    }
+    JSystem::debug("SA(%d)>> terminate SA reader!!!\n", agent->id);
+}
+
+/** Reads until the connection is over or this thread is to end. */
+void SA::SAReader::readMessages(JSocket& from) {
+    SM& manager = *agent->sm;
+    bool owed = false;  // the manager is told once of all that came together
+    const auto notifyManager = [&] {
+        if (owed) manager.notify();
+        owed = false;
+    };
+    MessageReader messages(from, notifyManager);
+    std::unique_ptr<M> m;
+    while (stopFlag == 0) {
+        switch (messages.next(m)) {
+            case MessageReader::MESSAGE:
+                agent->received(m.release());
+                owed = true;
+                break;
+            case MessageReader::TIMED_OUT:
+                break;
+            case MessageReader::ENDED:
+                notifyManager();  // closed by another thread after the next message had come
+                return;
+        }
+    }
+    notifyManager();
+}
+
+bool SA::SAReader::idle() {
+    return idleFlag != 0;
+}
+
+int SA::SAReader::notify() {
+    return event.set();
+}
+
+void SA::SAReader::stop() {
+    stopFlag = 1;
+    notify();
+}
+
+bool SA::SAReader::isStopping() const {
+    return stopFlag != 0;
+}
