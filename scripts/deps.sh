@@ -13,6 +13,7 @@ Installs the Debian packages that are missing, as root or through sudo. Does not
               package    what the Debian packages need besides: their tools, and Doxygen for the API reference
               demo       what scripts/demo.sh needs besides
               test       what scripts/test.sh needs besides
+              arm        the compiler for 32-bit ARM, and the emulator that runs its programs
               test-all   what scripts/test.sh --all needs besides: 32-bit x86, 32-bit ARM, clang-tidy
               coverage   the coverage report
               bench      the benchmark library
@@ -29,8 +30,10 @@ packages_of() {
     demo) echo python3 ;;
     test) echo googletest clang clang-format libclang-rt-14-dev python3 git tshark doxygen abigail-tools dpkg-dev file lintian mandoc zsh
         echo mypy python3-pytest ;;
+    arm) echo g++-arm-linux-gnueabihf qemu-user ;;
     test-all)
-        echo clang-tidy g++-arm-linux-gnueabihf qemu-user systemd logrotate
+        echo clang-tidy systemd logrotate
+        packages_of arm
         # The metapackage g++-multilib excludes the ARM compiler; the versioned package behind it does not.
         if [[ $(uname -m) == x86_64 ]]; then echo g++-12-multilib; fi
         ;;

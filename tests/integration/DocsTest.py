@@ -6,9 +6,11 @@ import re
 import unittest
 
 from cases import BUILD_DIR, ROOT, Case, main
-from pages import Folder, Page, PageError, missing_links
+from pages import Folder, Page, PageError, missing_links, run_in_order
 from processes import EMULATOR
 
+# What a newcomer reads, in this order.
+ROAD = [ROOT / "README.md", *(ROOT / "docs" / f"{name}.md" for name in ("getting-started", "operating", "porting"))]
 PAGES = [ROOT / "README.md", *sorted((ROOT / "docs").glob("*.md"))]
 
 
@@ -18,10 +20,16 @@ class PageCase(Case):
         if EMULATOR:
             self.skipTest("a shell starts programs by their names: it cannot run those of another machine")
 
-    def run_text(self, text):
+    def folder(self):
         folder = Folder(ROOT, BUILD_DIR, self.closed_port(), self.closed_port())
         self.addCleanup(folder.remove)
-        Page(text, folder, ROOT, BUILD_DIR).run()
+        return folder
+
+    def run_text(self, text):
+        Page(text, self.folder(), ROOT, BUILD_DIR).run()
+
+    def run_texts(self, pages):
+        run_in_order(pages, self.folder(), ROOT, BUILD_DIR)
 
 
 class Docs(PageCase):
@@ -42,6 +50,26 @@ def add_tests():
 add_tests()
 
 
+class DocsRoad(PageCase):
+    def test_the_pages_of_a_newcomer_can_be_followed_in_one_shell(self):
+        folder = self.folder()
+        files = sorted(folder.path.iterdir())
+        run_in_order([(str(page.relative_to(ROOT)), page.read_text(encoding="utf-8")) for page in ROAD], folder, ROOT, BUILD_DIR)
+        self.assertEqual(sorted(folder.path.iterdir()), files, "files left among the sources")
+
+    def test_a_page_can_use_what_the_one_before_has_set(self):
+        self.run_texts([("one", "```console\n$ mkdir own; cd own; export WORD=hello\n```\n"),
+                        ("two", "```console\n$ ls -d own; echo $WORD\nown\nhello\n```\n")])
+
+    def test_a_page_that_fails_is_named(self):
+        with self.assertRaisesRegex(PageError, r"two, line 1: \$ false\nends with status 1"):
+            self.run_texts([("one", "text\n"), ("two", "```console\n$ false\n```\n")])
+
+    def test_what_is_left_running_is_told(self):
+        with self.assertRaisesRegex(PageError, "leave running.*sleep 1234"):
+            self.run_texts([("one", "```console\n$ sleep 1234 &\n```\n")])
+
+
 class DocsRunner(PageCase):
     """What runs the pages notices what is wrong in them."""
 
@@ -58,6 +86,10 @@ class DocsRunner(PageCase):
 
     def test_blocks_of_a_page_share_their_folder(self):
         self.run_text("```sh\necho hello > note\n```\n```console\n$ cat note\nhello\n```\n")
+
+    def test_a_file_is_written_where_the_shell_stands(self):
+        self.run_text("```console\n$ mkdir -p ~/own; cd ~/own\n```\n\n```text note\nhello\n```\n\n"
+                      "```console\n$ cat ~/own/note\nhello\n```\n")
 
     def test_other_output_than_shown_is_told(self):
         self.refuse("```console\n$ echo hello; exit\ngoodbye\n```\n", "goodbye", "hello")

@@ -69,7 +69,10 @@ def missing_links(page, text):
 
 
 class Folder:
-    """A scratch folder that looks like a checkout with a build in it, and a PATH on which the build's tools come first."""
+    """A scratch folder that looks like a checkout whose build is installed: the build's tools come first on its PATH."""
+
+    prefix = []  # what starts a shell there
+    runs_sources = False  # whether the commands of 'sh sources' are run
 
     def __init__(self, root, build_dir, port, other_port):
         self.ports = {"23117": str(port), "7000": str(other_port)}
@@ -87,7 +90,16 @@ class Folder:
         for preset in PRESETS:
             (self.path / "build" / preset).symlink_to(build_dir)
         self._add_tools(build_dir, port)
-        self.environment = {**os.environ, "PATH": f"{self._bin}:{os.environ['PATH']}", "HOME": str(top), "LC_ALL": "C.UTF-8"}
+        self.environment = {**os.environ, "PATH": f"{self._bin}:{os.environ['PATH']}", "HOME": str(top), "LC_ALL": "C.UTF-8",
+                            **self._install(build_dir, top / "installed")}
+
+    @staticmethod
+    def _install(build_dir, prefix):
+        """Installs the library; what a system finds by itself in /usr/local, the variables name that are returned."""
+        subprocess.run(["cmake", "--install", build_dir, "--prefix", prefix], check=True, capture_output=True)
+        (description,) = prefix.glob("**/jay.pc")
+        return {"PKG_CONFIG_PATH": str(description.parent), "LD_LIBRARY_PATH": str(description.parents[1]),
+                "CMAKE_PREFIX_PATH": str(prefix)}
 
     def _add_tools(self, build_dir, port):
         """The tools, told of the port of this folder where the page leaves it to the default; the compilers of the build."""
@@ -102,6 +114,10 @@ class Folder:
     def _add_tool(self, name, text):
         (self._bin / name).write_text("#!/bin/sh\n" + text)
         (self._bin / name).chmod(0o755)
+
+    def outside(self, path):
+        """Where the file is that a shell there calls by this path."""
+        return Path(path)
 
     def with_ports(self, text):
         """The text with the ports of this folder in place of those that pages name."""
@@ -119,7 +135,7 @@ class Sessions:
         self._shells = []
 
     def start(self, command, **options):
-        shell = subprocess.Popen(command, cwd=self.folder.path, env=self.folder.environment, start_new_session=True, **options)
+        shell = subprocess.Popen([*self.folder.prefix, *command], cwd=self.folder.path, env=self.folder.environment, start_new_session=True, **options)
         self._shells.append(shell)
         return shell
 
@@ -145,19 +161,35 @@ class Transcript:
                                      stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, pass_fds=[commands])
         os.close(commands)
         self._out = Stream(self._shell.stdout)
-        self._ended = True
+        self.last = ""  # what the last command printed
 
     def close(self):
         os.close(self._commands)
 
-    def type(self, command, expected):
+    def folder(self):
+        """The folder in which the shell stands."""
+        return self._ask("pwd")[-1]
+
+    def jobs(self):
+        """What the shell has running in the background, one job a line."""
+        return self._ask("jobs -r")
+
+    def _ask(self, command):
+        """The lines that a command prints."""
+        os.write(self._commands, command.encode() + b"\0")
+        lines = []
+        while not (line := self._out.next_line()).startswith("@done "):
+            lines.append(line)
+        return lines
+
+    def type(self, command, expected, limit=3 * LIMIT):
         """Runs a command and waits for what it should print, itself or through a job in the background; its status."""
         os.write(self._commands, command.encode() + b"\0")
         pattern, seen, status = pattern_of(expected), "", None
-        deadline = time.monotonic() + 3 * LIMIT
+        deadline = time.monotonic() + limit
         while status is None or not pattern.fullmatch(seen):
             try:
-                line = self._out.next_line(min(LIMIT if status is not None else 3 * LIMIT, max(0, deadline - time.monotonic())))
+                line = self._out.next_line(min(LIMIT if status is not None else limit, max(0, deadline - time.monotonic())))
             except TimeUp:
                 self._fail(command, expected, seen, "the command has not ended" if status is None else "nothing more came")
             if line is None:
@@ -167,6 +199,7 @@ class Transcript:
                 status = int(number)
             if text or not done:
                 seen += text + "\n"
+        self.last = seen
         return status
 
     @staticmethod
@@ -202,13 +235,14 @@ def steps_of(text):
 
 
 class Page:
-    """A page whose blocks are run in their order, in one folder."""
+    """A page whose blocks are run in their order: in one folder, and its transcripts in one shell."""
 
-    def __init__(self, text, folder, root, build_dir):
+    def __init__(self, text, folder, root, build_dir, transcript=None):
         self.blocks = parse(text)
         self.folder, self.root, self.build_dir = folder, root, build_dir
         self.sessions = Sessions(folder)
-        self._transcript = None
+        self.transcript = transcript or Transcript(self.sessions)
+        self._owns_transcript = transcript is None
 
     def run(self):
         try:
@@ -219,8 +253,8 @@ class Page:
                     raise PageError(f"line {block.number}: {error}") from None
         finally:
             self.sessions.end()
-            if self._transcript:
-                self._transcript.close()
+            if self._owns_transcript:
+                self.transcript.close()
 
     def _run_block(self, block, following):
         if block.language not in SHOWN | RUN:
@@ -229,8 +263,10 @@ class Page:
             if block.words[0] == "no-run" or len(block.words) < 3:
                 raise PageError("'no-run' wants a reason behind a colon, as in 'sh no-run: it would fill the disk'")
             return
-        if block.language == "sh" and block.words == ["sources"]:
+        if block.language == "sh" and block.words[:1] == ["sources"]:
             check_commands(block.text, self.root, self.build_dir)
+            if self.folder.runs_sources and block.words == ["sources"]:
+                self._run_sources(block.text)
         elif block.language == "sh":
             self._run_script(block.text)
         elif block.language == "console":
@@ -252,21 +288,28 @@ class Page:
                 output.seek(0)
                 raise PageError(f"the script ends with {status}:\n{text}---\n{output.read().decode(errors='backslashreplace')}")
 
+    def _run_sources(self, text):
+        """In the shell of the transcripts, which the page may have told of folders; installing and building take their time."""
+        start = time.monotonic()
+        status = self.transcript.type(f"(set -e\n{text})", ["..."], limit=3600)
+        print(f"{time.monotonic() - start:.0f} s for\n{text}", flush=True)
+        if status != 0:
+            raise PageError(f"the commands end with {status}:\n{text}---\n{last_lines(self.transcript.last)}")
+
     def _run_transcript(self, text):
-        self._transcript = self._transcript or Transcript(self.sessions)
         steps = steps_of(self.folder.with_ports(text))
         for index, (command, expected) in enumerate(steps):
-            status = self._transcript.type(command, expected)
+            status = self.transcript.type(command, expected)
             told = index + 1 < len(steps) and steps[index + 1][0] == "echo $?"
             if status != 0 and not told:
                 raise PageError(f"$ {command}\nends with status {status}, and the page does not show it with 'echo $?'")
 
     def _write_file(self, block):
-        """What has a name is a file of the folder."""
+        """What has a name is a file in the folder in which the shell stands."""
         if not block.words:
             return None
         name = block.words[0]
-        path = self.folder.path / name
+        path = self.folder.outside(self.transcript.folder()) / name
         if len(block.words) > 1 or path.is_symlink() or not re.fullmatch(r"[\w.-]+", name):
             raise PageError(f"'{' '.join(block.words)}' is no name for a new file")
         path.write_text(self.folder.with_ports(block.text), encoding="utf-8")
@@ -286,6 +329,29 @@ class Page:
                               input=block.before + block.text, capture_output=True, text=True, check=False)
         if done.returncode != 0:
             raise PageError(f"does not compile:\n{done.stderr}")
+
+
+def last_lines(text, count=40):
+    return "\n".join(text.splitlines()[-count:])
+
+
+def run_in_order(pages, folder, root, build_dir):
+    """Follows pages, each with its name, one after the other in one shell, as a reader does."""
+    sessions = Sessions(folder)
+    transcript = Transcript(sessions)
+    sources = transcript.folder()
+    try:
+        for name, text in pages:
+            transcript.type(f"cd {shlex.quote(sources)}", [])
+            try:
+                Page(text, folder, root, build_dir, transcript).run()
+            except PageError as error:
+                raise PageError(f"{name}, {error}") from None
+        if left := transcript.jobs():
+            raise PageError(f"the pages leave running: {left}")
+    finally:
+        sessions.end()
+        transcript.close()
 
 
 def check_commands(text, root, build_dir):
