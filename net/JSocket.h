@@ -233,17 +233,39 @@ public:
     /** 0: nothing is passed over. Kept. */
     long skip(long n) override;
 
-    /** Whether the next `n` bytes have been received already: a read() of as many would not wait. Makes no system call,
-     * so what still waits in the system does not count. */
-    bool holds(int n);
+    // ---- messages: bytes are looked at where they were received, and taken when they are complete ----
+
+    static constexpr int WINDOW_SIZE = 8192;  ///< how many bytes can be looked at together
+
+    /**
+     * The next `n` bytes, 1..WINDOW_SIZE, if all of them have been received already; otherwise null. They stay in the
+     * stream, and where they are until the next operation on it other than consume(). Makes no system call, so what
+     * still waits in the system does not count, nor does the read-ahead buffer.
+     */
+    const char* received(int n);
+
+    /**
+     * As received(), but waits for what is missing, up to 60 s for each part that comes.
+     * @return null at the end of the stream and on failure, which close the socket, and after a time-out
+     * (JSocket::isReadTimeout()), which drops what had come of the `n` bytes.
+     */
+    const char* await(int n);
+
+    /** Takes `n` bytes that received() or await() has shown. */
+    void consume(int n);
+
+    /** As read(b, off, len), into plain memory and without the read-ahead buffer. */
+    int readInto(char* to, int n);
 
 private:
     friend class JSocket;
 
     JAY_HIDDEN int takeBuffered(char* to, int n);
     JAY_HIDDEN void openWindow();
+    JAY_HIDDEN int held() const;
     JAY_HIDDEN long receiveSome(int number, char* to, int n, int seconds);
-    JAY_HIDDEN long receive(int number, char* to, int n);
+    JAY_HIDDEN long fillWindow(int number, long long ms);
+    JAY_HIDDEN long transfer(int number, char* to, int n, long long ms);
     JAY_HIDDEN int finish(long outcome, int got);
 
     JSocket* socket;
@@ -257,6 +279,7 @@ private:
     int windowStart = 0;
     int windowEnd = 0;
     unsigned windowGeneration = 0;  // the connection that the window's bytes came from
+    bool quiet = false;  // the last try found nothing: the next one waits first, which spares a system call
 };
 
 /** Writes to a socket. The owner makes and deletes it. One thread at a time. */

@@ -1,5 +1,5 @@
 #include <algorithm>
-#include <atomic>
+#include <cassert>
 #include <cerrno>
 #include <climits>
 #include <cstring>
@@ -19,7 +19,6 @@ using jay::detail::waitFor;
 
 namespace {
 
-constexpr int WINDOW_SIZE = 8192;
 constexpr int READ_AHEAD_STEP = 10240;
 constexpr int READ_AHEAD_CHUNK = 1024;
 constexpr int SPURIOUS_WAKE_PAUSE_MS = 1000;
@@ -68,7 +67,7 @@ int JSocket::JSocketInputStream::available() {
     openWindow();
     int waiting = 0;
     if (ioctl(use.fd(), FIONREAD, &waiting) != 0) waiting = 0;
-    return waiting + (windowEnd - windowStart) + buffered;
+    return waiting + held() + buffered;
 }
 
 int JSocket::JSocketInputStream::close() {
@@ -95,6 +94,11 @@ int JSocket::JSocketInputStream::read(JByte& b, int off, int len, bool raw) {
     char* const to = static_cast<char*>(b) + off;
     if (!raw && buffered > 0) return takeBuffered(to, n);
 
+    return readInto(to, n);
+}
+
+int JSocket::JSocketInputStream::readInto(char* to, int n) {
+    if (n < 1) return -1;
     socket->readTimedOut = false;
     const Descriptor::Use use(*socket->descriptor);
     if (use.fd() < 0) return socket->noConnection();
@@ -121,38 +125,51 @@ int JSocket::JSocketInputStream::finish(long outcome, int got) {
     return outcome == END ? 0 : -1;
 }
 
-/** Receives once, waiting before that if there is nothing: bytes, END, FAILED or TIMED_OUT. */
+/** Takes bytes out of the window, receiving before that if it is empty: bytes, END, FAILED or TIMED_OUT. */
 long JSocket::JSocketInputStream::receiveSome(int number, char* to, int n, int seconds) {
+    if (held() == 0) {
+        if (n >= WINDOW_SIZE) return transfer(number, to, n, seconds * 1000LL);
+        const long r = fillWindow(number, seconds * 1000LL);
+        if (r <= 0) return r;
+    }
+    const int k = std::min(n, held());
+    std::memcpy(to, window.get() + windowStart, static_cast<size_t>(k));
+    windowStart += k;
+    return k;
+}
+
+/** Receives behind what the window holds, for which there is room: bytes, END, FAILED or TIMED_OUT. */
+long JSocket::JSocketInputStream::fillWindow(int number, long long ms) {
+    if (window == nullptr) window.reset(new char[WINDOW_SIZE]);
+    if (held() > 0 && windowStart > 0)
+        std::memmove(window.get(), window.get() + windowStart, static_cast<size_t>(held()));
+    windowEnd = held();
+    windowStart = 0;
+    const long r = transfer(number, window.get() + windowEnd, WINDOW_SIZE - windowEnd, ms);
+    if (r > 0) windowEnd += static_cast<int>(r);
+    return r;
+}
+
+/** Receives once, waiting for `ms` milliseconds if there is nothing: bytes, END, FAILED or TIMED_OUT. */
+long JSocket::JSocketInputStream::transfer(int number, char* to, int n, long long ms) {
     const TriedFirst attempt;
-    for (bool waited = false;; waited = true) {
-        const long r = receive(number, to, n);
-        if (r > 0) return r;
+    for (;;) {
+        if (quiet) {
+            const Readiness readiness = waitFor(number, POLLIN, ms, INT_MAX, socket->descriptor.get());
+            if (readiness != Readiness::READY) return outcomeOf(readiness);
+        }
+        const long r = recv(number, to, static_cast<size_t>(n), MSG_DONTWAIT);
+        if (r > 0) {
+            quiet = quiet && r < n;  // as much as there was room for: probably there is more
+            return r;
+        }
         if (!socket->descriptor->isOpen()) return FAILED;
         if (r == 0) return socket->descriptor->isWoken() ? TIMED_OUT : END;
         if (!isTransient(errno)) return FAILED;
         attempt.forget();
-        if (waited) JSystem::sleep(SPURIOUS_WAKE_PAUSE_MS);  // readable, and yet there was nothing
-        // A reader is woken when its socket closes: it need not look up meanwhile.
-        const Readiness readiness =
-            waitFor(number, POLLIN, seconds * 1000LL, INT_MAX, socket->descriptor.get());
-        if (readiness != Readiness::READY) return outcomeOf(readiness);
+        if (quiet) JSystem::sleep(SPURIOUS_WAKE_PAUSE_MS);  // readable, and yet there was nothing
+        quiet = true;
     }
-}
-
-/** recv() through the window: up to `n` bytes, 0 at the end of the stream, -1 with errno. Never blocks. */
-long JSocket::JSocketInputStream::receive(int number, char* to, int n) {
-    if (windowStart == windowEnd) {
-        if (n >= WINDOW_SIZE) return recv(number, to, static_cast<size_t>(n), MSG_DONTWAIT);
-        if (window == nullptr) window.reset(new char[WINDOW_SIZE]);
-        const long r = recv(number, window.get(), WINDOW_SIZE, MSG_DONTWAIT);
-        if (r <= 0) return r;
-        windowStart = 0;
-        windowEnd = static_cast<int>(r);
-    }
-    const int k = std::min(n, windowEnd - windowStart);
-    std::memcpy(to, window.get() + windowStart, static_cast<size_t>(k));
-    windowStart += k;
-    return k;
 }
 
 /** What a former connection brought is not the next one's. */
@@ -162,6 +179,12 @@ void JSocket::JSocketInputStream::openWindow() {
     windowGeneration = generation;
     windowStart = 0;
     windowEnd = 0;
+    quiet = false;
+}
+
+/** How many bytes the window holds. */
+int JSocket::JSocketInputStream::held() const {
+    return windowEnd - windowStart;
 }
 
 int JSocket::JSocketInputStream::takeBuffered(char* to, int n) {
@@ -196,12 +219,38 @@ long JSocket::JSocketInputStream::skip(long) {
     return 0;
 }
 
-bool JSocket::JSocketInputStream::holds(int n) {
-    if (buffered > 0) return n <= buffered;
+// ---- input: messages ----
+
+const char* JSocket::JSocketInputStream::received(int n) {
+    const Descriptor& descriptor = *socket->descriptor;
+    const bool complete = n <= held() && windowGeneration == descriptor.generation() && descriptor.isOpen();
+    return complete ? window.get() + windowStart : nullptr;
+}
+
+const char* JSocket::JSocketInputStream::await(int n) {
+    assert(n >= 1 && n <= WINDOW_SIZE);
+    socket->readTimedOut = false;
     const Descriptor::Use use(*socket->descriptor);
-    if (use.fd() < 0) return false;
+    if (use.fd() < 0) {
+        socket->noConnection();
+        return nullptr;
+    }
     openWindow();
-    return n <= windowEnd - windowStart;
+    while (held() < n) {
+        // A read that has begun gives the rest a slice of time, and then the whole time anew.
+        const long long ms = socket->readTimeout * 1000LL + (held() > 0 ? jay::detail::SLICE_MS : 0);
+        const long r = fillWindow(use.fd(), ms);
+        if (r > 0) continue;
+        finish(r, 0);
+        windowStart = windowEnd;
+        return nullptr;
+    }
+    return window.get() + windowStart;
+}
+
+void JSocket::JSocketInputStream::consume(int n) {
+    assert(n >= 0 && n <= held());
+    windowStart += n;
 }
 
 // ---- output ----

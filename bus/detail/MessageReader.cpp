@@ -1,40 +1,62 @@
 #include "bus/detail/MessageReader.h"
 
+#include <algorithm>
 #include <utility>
-
-#include "net/JSocket.h"
 
 namespace jay::detail {
 
-// readFully() takes an end index but refuses ranges that, taken as a length, leave the block: hence the extra
-// header.
+namespace {
+
+/** The whole length of the message with this header. */
+int lengthOf(const char* header) {
+    const auto* bytes = reinterpret_cast<const unsigned char*>(header);
+    return std::max(bytes[0] | bytes[1] << 8, M::HEADER_SIZE);
+}
+
+std::unique_ptr<M> copyOf(const char* bytes, int length) {
+    return std::make_unique<M>(const_cast<char*>(bytes), 0, length);  // M only reads there
+}
+
+}  // namespace
+
 MessageReader::MessageReader(JSocket& socket, std::function<void()> beforeWait)
-    : socket_(socket),
-      beforeWait_(std::move(beforeWait)),
-      in_(socket.getInputStream()),
-      buffer_(M::MAX_SIZE + M::HEADER_SIZE) {
+    : socket_(socket), in_(*socket.getInputStream()), beforeWait_(std::move(beforeWait)) {
 }
 
 MessageReader::Result MessageReader::next(std::unique_ptr<M>& message) {
-    Result result = fill(0, M::HEADER_SIZE);
-    if (result != MESSAGE) return result;
-    const auto* header = static_cast<const unsigned char*>(buffer_);
-    int length = header[0] | header[1] << 8;
-    if (length > M::HEADER_SIZE) {
-        result = fill(M::HEADER_SIZE, length);
-        if (result != MESSAGE) return result;
-    } else {
-        length = M::HEADER_SIZE;
-    }
-    message = std::make_unique<M>(static_cast<void*>(buffer_), 0, length);
+    const char* const header = look(M::HEADER_SIZE);
+    if (header == nullptr) return failure();
+    const int length = lengthOf(header);
+    if (length > JSocket::JSocketInputStream::WINDOW_SIZE) return collect(length, message);
+    const char* const whole = look(length);
+    if (whole == nullptr) return failure();
+    message = copyOf(whole, length);
+    in_.consume(length);
     return MESSAGE;
 }
 
-MessageReader::Result MessageReader::fill(int from, int end) {
-    if (beforeWait_ && !socket_.getInputStream()->holds(end - from)) beforeWait_();
-    const int n = in_.readFully(buffer_, from, end);
-    if (n > 0) return MESSAGE;
-    return n < 0 && socket_.isReadTimeout() ? TIMED_OUT : ENDED;
+/** The next `n` bytes of the connection, null when they do not come. */
+const char* MessageReader::look(int n) {
+    if (const char* const there = in_.received(n)) return there;
+    if (beforeWait_) beforeWait_();
+    return in_.await(n);
+}
+
+/** Takes a message that does not fit in the window. */
+MessageReader::Result MessageReader::collect(int length, std::unique_ptr<M>& message) {
+    if (beforeWait_) beforeWait_();
+    const std::unique_ptr<char[]> bytes(new char[static_cast<std::size_t>(length)]);
+    for (int got = 0; got < length;) {
+        const int n = in_.readInto(bytes.get() + got, length - got);
+        if (n <= 0) return failure();
+        got += n;
+    }
+    message = copyOf(bytes.get(), length);
+    return MESSAGE;
+}
+
+MessageReader::Result MessageReader::failure() const {
+    return socket_.isReadTimeout() ? TIMED_OUT : ENDED;
 }
 
 }  // namespace jay::detail

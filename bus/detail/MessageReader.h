@@ -5,15 +5,16 @@
 #include <memory>
 
 #include "bus/M.h"
-#include "net/JDataInputStream.h"
-
-class JSocket;
+#include "net/JSocket.h"
 
 namespace jay::detail {
 
 /**
  * Takes messages off a connection, which carries them back to back: a header, then as many bytes as its
  * length says beyond it. A length of 16 or less means a header alone.
+ *
+ * A message is made from where it was received. Only one that is longer than the stream's window is collected in
+ * memory of its own first.
  */
 class MessageReader {
 public:
@@ -23,19 +24,21 @@ public:
         ENDED       ///< the connection is over
     };
 
-    /** @param beforeWait called whenever the next message may have to be waited for. */
+    /** @param beforeWait called when every message that has been received is handed out, before the connection is asked
+     * for more; so all that came in one receive is handed out between two calls. */
     explicit MessageReader(JSocket& socket, std::function<void()> beforeWait = {});
 
     /** Waits for the next message. A cancellation point. `message` is set only with MESSAGE. */
     Result next(std::unique_ptr<M>& message);
 
 private:
-    Result fill(int from, int end);
+    const char* look(int n);
+    Result collect(int length, std::unique_ptr<M>& message);
+    Result failure() const;
 
     JSocket& socket_;
+    JSocket::JSocketInputStream& in_;
     std::function<void()> beforeWait_;
-    JDataInputStream in_;
-    JByte buffer_;  // room for the largest message
 };
 
 }  // namespace jay::detail

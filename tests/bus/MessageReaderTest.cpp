@@ -109,6 +109,26 @@ TEST_F(MessageReaderTest, BeforeWait_IsCalledWheneverWhatIsNextIsNotThere_AndOnl
     }
 }
 
+TEST_F(MessageReaderTest, Messages_ThatCameTogether_AreHandedOutWithoutACallInBetween) {
+    constexpr int COUNT = 100;
+    std::string together;
+    for (int i = 0; i < COUNT; i++) together += sized(16 + i % 20);
+    peer.send(together);
+    EXPECT_TRUE(support::eventually([&] {
+        int waiting = 0;
+        return ioctl(socket.fd, FIONREAD, &waiting) == 0 && waiting == static_cast<int>(together.size());
+    }));
+    int handedOut = 0;
+    std::vector<int> calls;
+    MessageReader reader(socket, [&] {
+        calls.push_back(handedOut);
+        if (handedOut == COUNT) peer.close();
+    });
+    std::unique_ptr<M> m;
+    for (; reader.next(m) == MessageReader::MESSAGE; handedOut++) EXPECT_EQ(m->size(), 16 + handedOut % 20);
+    EXPECT_EQ(calls, (std::vector<int>{0, COUNT}));
+}
+
 TEST_F(MessageReaderTest, Messages_MayBeCutAnywhereOnTheirWay) {
     const std::string all = sized(20) + sized(16) + sized(18);
     for (std::size_t cut = 1; cut < all.size(); cut++) {

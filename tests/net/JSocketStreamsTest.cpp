@@ -24,7 +24,7 @@ using support::Thread;
 
 namespace {
 
-constexpr int WINDOW = 8192;  // bytes that one system call may bring beyond those asked for
+constexpr int WINDOW = JSocket::JSocketInputStream::WINDOW_SIZE;
 
 class JSocketInputStreamTest : public net::ConnectionTest {
 protected:
@@ -67,32 +67,137 @@ public:
 
 }  // namespace
 
-// ---- what the bus adds ----
+// ---- messages: looking at bytes before they are taken ----
 
-TEST_F(JSocketInputStreamTest, Holds_WhatHasBeenReceivedAndNotYetRead) {
-    EXPECT_TRUE(in->holds(0));
-    EXPECT_FALSE(in->holds(1));
+TEST_F(JSocketInputStreamTest, Received_ShowsWhatHasBeenReceivedAndNotYetRead) {
+    EXPECT_EQ(in->received(1), nullptr);
     arrives("0123456789");
-    EXPECT_FALSE(in->holds(1));  // still in the system
+    EXPECT_EQ(in->received(1), nullptr) << "still in the system";
     readText(4);
-    EXPECT_TRUE(in->holds(6));
-    EXPECT_FALSE(in->holds(7));
-    readText(6);
-    EXPECT_FALSE(in->holds(1));
+    const int calls = Calls::recv.count + Calls::poll.count;
+    ASSERT_NE(in->received(6), nullptr);
+    EXPECT_EQ(std::string(in->received(6), 6), "456789");
+    EXPECT_EQ(in->received(7), nullptr);
+    in->consume(4);
+    EXPECT_EQ(std::string(in->received(2), 2), "89");
+    EXPECT_EQ(Calls::recv.count + Calls::poll.count, calls);
+    EXPECT_EQ(readText(2), "89");
+    EXPECT_EQ(in->received(1), nullptr);
 }
 
-TEST_F(JSocketInputStreamTest, Holds_CountsTheReadAheadFirst_AsReadDoes) {
-    readAhead("0123456789");
-    EXPECT_TRUE(in->holds(10));
-    EXPECT_FALSE(in->holds(11));
-}
-
-TEST_F(JSocketInputStreamTest, Holds_NothingOfAClosedSocket) {
+TEST_F(JSocketInputStreamTest, Received_NothingOfAClosedSocketOrAFormerConnection) {
     arrives("0123456789");
     readText(4);
     socket.close();
-    EXPECT_FALSE(in->holds(1));
+    EXPECT_EQ(in->received(1), nullptr);
+    ASSERT_TRUE(socket.connect());
+    EXPECT_EQ(in->received(1), nullptr);
 }
+
+TEST_F(JSocketInputStreamTest, Await_WaitsUntilEverythingIsThere) {
+    const std::string all = pattern(20);
+    size_t sent = 0;
+    const AsWaitsBegin event([&] {
+        if (sent < all.size()) arrives(all.substr(sent, 5));
+        sent += 5;
+    });
+    const char* const bytes = in->await(20);
+    ASSERT_NE(bytes, nullptr);
+    EXPECT_EQ(std::string(bytes, 20), all);
+    in->consume(20);
+    EXPECT_EQ(in->received(1), nullptr);
+}
+
+TEST_F(JSocketInputStreamTest, Await_OfTheWholeWindow_WhereverTheFirstByteLies) {
+    const std::string all = pattern(3 * WINDOW);
+    Thread sender([&] { peer.send(all); });
+    size_t taken = 0;
+    for (const int n : {1, WINDOW, 100, WINDOW, WINDOW - 101}) {
+        const char* const bytes = in->await(n);
+        ASSERT_NE(bytes, nullptr);
+        EXPECT_TRUE(std::string(bytes, static_cast<size_t>(n)) == all.substr(taken, static_cast<size_t>(n)));
+        in->consume(n);
+        taken += static_cast<size_t>(n);
+    }
+    EXPECT_EQ(taken, all.size());
+}
+
+TEST_F(JSocketInputStreamTest, Await_AfterATimeOut_DropsWhatHadCome) {
+    socket.readTimeout = 0;
+    arrives("0123");
+    EXPECT_EQ(in->await(10), nullptr);
+    EXPECT_TRUE(socket.isReadTimeout());
+    EXPECT_TRUE(socket.isConnected());
+    EXPECT_EQ(errno, ETIMEDOUT);
+    arrives("abc");
+    const char* const bytes = in->await(3);
+    ASSERT_NE(bytes, nullptr);
+    EXPECT_EQ(std::string(bytes, 3), "abc");
+    EXPECT_FALSE(socket.isReadTimeout());
+}
+
+TEST_F(JSocketInputStreamTest, Await_AtTheEndOrAfterAReset_ClosesTheSocket) {
+    peer.send("0123");
+    peer.close();
+    EXPECT_EQ(in->await(10), nullptr);
+    EXPECT_FALSE(socket.isReadTimeout());
+    EXPECT_FALSE(socket.isConnected());
+    EXPECT_EQ(in->await(1), nullptr);
+    EXPECT_EQ(errno, EBADF);
+    ASSERT_TRUE(socket.connect());
+    listener.accept().reset();
+    EXPECT_EQ(in->await(1), nullptr);
+    EXPECT_FALSE(socket.isConnected());
+}
+
+TEST_F(JSocketInputStreamTest, Await_EndsWhenTheSocketIsWokenUp) {
+    Waiter reader([this] { return in->await(10) == nullptr; });
+    ASSERT_TRUE(reader.waits());
+    socket.wakeUp();
+    reader.thread.join();
+    EXPECT_EQ(reader.result, 1);
+    EXPECT_TRUE(socket.isReadTimeout());
+    EXPECT_TRUE(socket.isConnected());
+}
+
+TEST_F(JSocketInputStreamTest, ReadInto_TakesFromTheWindowAndThenFromTheSystem) {
+    arrives("0123456789");
+    ASSERT_NE(in->await(4), nullptr);
+    in->consume(4);
+    char some[8];
+    const AsWaitsBegin event([&] {
+        if (waiting() == 0) arrives("ab");
+    });
+    EXPECT_EQ(in->readInto(some, 8), 8);
+    EXPECT_EQ(std::string(some, 8), "456789ab");
+    EXPECT_EQ(in->readInto(some, 0), -1);
+}
+
+TEST_F(JSocketInputStreamTest, Read_AfterATryThatFoundNothing_WaitsFirst) {
+    const AsWaitsBegin event([this] {
+        if (waiting() == 0) arrives("x");
+    });
+    EXPECT_EQ(readOne(), 1);  // tries, waits, receives
+    const int receives = Calls::recv.count;
+    const int waits = Calls::poll.count;
+    EXPECT_EQ(readOne(), 1);
+    EXPECT_EQ(readOne(), 1);
+    EXPECT_EQ(Calls::recv.count, receives + 2);
+    EXPECT_EQ(Calls::poll.count, waits + 2);
+}
+
+TEST_F(JSocketInputStreamTest, Read_AfterAReceiveThatFilledTheWindow_TriesFirstAgain) {
+    std::string some = "x";
+    const AsWaitsBegin event([&] { arrives(some); });
+    EXPECT_EQ(readOne(), 1);
+    some = std::string(WINDOW + 10, 'y');
+    EXPECT_EQ(readText(WINDOW - 1).size(), static_cast<size_t>(WINDOW - 1));
+    const int waits = Calls::poll.count;
+    EXPECT_EQ(readText(11), std::string(11, 'y'));
+    EXPECT_EQ(Calls::poll.count, waits);
+}
+
+// ---- bytes that are sent without waiting ----
 
 TEST_F(JSocketOutputStreamTest, Offer_SendsAtOnceAndSaysHowMuch) {
     errno = ENOENT;
