@@ -229,14 +229,14 @@ void SA::startTimer(M& m) {
 
 // ---- connections ----
 
-// The loss of the former connection drives the states through 3 to 4. It is closed without `lock`: a client that does not
-// read would hold the new connection up.
+// The reader closes the former connection when it has taken what had arrived, without `lock`: a client that does not read
+// would hold the new connection up. The loss then drives the states through 3 to 4.
 int SA::set(JSocket* s) {
-    socket->close();
+    socket->retire();
     while (!replaceable() || (s != nullptr && !attach(s))) {
         if (stopping()) return 0;
         JSystem::sleep(REPLACE_POLL_MS);
-        socket->close();  // again: another call may have attached its connection meanwhile
+        socket->retire();  // again: another call may have attached its connection meanwhile
     }
     if (s == nullptr) return 0;
     notify();
@@ -310,6 +310,16 @@ void SA::tell(SM::ClientStatus& status) {
 
 JSocket* SA::borrowSocket() {
     return socket->borrow();
+}
+
+bool SA::isRetired() const {
+    return socket->isRetired();
+}
+
+/** The socket is closed here, without `lock`, if another connection waits: the sending loop may wait for the client. */
+void SA::endConnection() {
+    if (isRetired()) socket->close();
+    close();
 }
 
 void SA::giveSocketBack() {

@@ -75,7 +75,8 @@ public:
     bool active();
 
     /**
-     * Attaches a new connection. A former one is closed first; waits until it is out of the way.
+     * Attaches a new connection. A former one is closed first, after the reader has taken the whole messages that have
+     * arrived on it; waits until it is out of the way.
      * @return 1 when the connection was attached, and the agent owns it; 0 for null, and when the agent is
      * stopping.
      */
@@ -123,9 +124,11 @@ private:
     bool closeStep();
     bool destroySocket();
 
-    // for the reader, which uses nothing else but close()
+    // for the reader, which uses nothing else
     JSocket* borrowSocket();
+    bool isRetired() const;
     void received(M* m);
+    void endConnection();
     void giveSocketBack();
 
     // for the manager and the listener
@@ -155,8 +158,8 @@ private:
 };
 
 /**
- * The thread that reads one client's messages. Belongs to its agent, of which it uses four operations: it borrows the
- * socket, hands over what it has read, tells of the end of the connection, and gives the socket back.
+ * The thread that reads one client's messages. Belongs to its agent, of which it uses few operations: it borrows the
+ * socket, hands over what it has read, says that the connection is over, and gives the socket back.
  */
 class JAY_API SA::SAReader : public JThread {
 public:

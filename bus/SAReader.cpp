@@ -6,6 +6,14 @@
 
 using jay::detail::MessageReader;
 
+namespace {
+
+/** Bytes that are read from a connection that another takes the place of: more than the system's buffers of both its ends
+ * hold. */
+constexpr long RETIRED_LIMIT = 16L << 20;
+
+}  // namespace
+
 const JClass SA::SAReader::classSAReader = {"SAReader", sizeof(SA::SAReader), &JObject::classJObject};
 
 SA::SAReader::SAReader(SA* owner) : agent(owner), stopFlag(0), idleFlag(1) {
@@ -28,14 +36,16 @@ void SA::SAReader::run() {
         JSocket* from = agent->borrowSocket();
         if (from == nullptr) continue;
         readMessages(*from);
-        agent->close();
+        agent->endConnection();
         JSystem::debug("SA(%d)>> disconnected!!!\n", agent->id);
     }
     JSystem::debug("SA(%d)>> terminate SA reader!!!\n", agent->id);
 }
 
-/** Reads until the connection is over or this thread is to end. */
+/** Reads until the connection is over or this thread is to end. Of one that another takes the place of, no more than a limit:
+ * its client may go on sending. */
 void SA::SAReader::readMessages(JSocket& from) {
+    long left = RETIRED_LIMIT;
     SM& manager = *agent->sm;
     bool owed = false;  // the manager is told once of all that came together
     const auto notifyManager = [&] {
@@ -44,9 +54,10 @@ void SA::SAReader::readMessages(JSocket& from) {
     };
     MessageReader messages(from, notifyManager);
     std::unique_ptr<M> m;
-    while (stopFlag == 0) {
+    while (stopFlag == 0 && left > 0) {
         switch (messages.next(m)) {
             case MessageReader::MESSAGE:
+                if (agent->isRetired()) left -= m->size();
                 agent->received(m.release());
                 owed = true;
                 break;

@@ -1,5 +1,6 @@
 #include "bus/SA.h"
 
+#include <atomic>
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/ioctl.h>
@@ -961,6 +962,44 @@ TEST(SA, Reconnect_WhileTheOldConnectionIsOpen_ClosesTheOldOneFirst) {
     first.expectClosed();
     server.log.expectInOrder({bus::listenerLine(5), agentLine(5, "disconnected!!!"), bus::listenerLine(5)});
     server.expectNothingElse(second, 5);
+    second.send(to(5).from(5).says("echo"));
+    second.expect(to(5).from(5).says("echo"));
+}
+
+TEST(SA, Reconnect_WhatHadArrivedOnTheFormerConnectionIsTaken) {
+    Server server;
+    Client receiver = server.connect(6);
+    unsigned number = 0;
+    for (int round = 0; round < 20; round++) {
+        Client client = Client::connectedTo(server.port());
+        std::string all = to(0).from(5).bytes();
+        for (int i = 0; i < 500; i++) all += to(6).from(5).about(number++).bytes();
+        client.send(all + to(6).from(5).says("cut").bytes().substr(0, 17));
+        if (round % 2 == 0) client.close();
+        Client next = Client::connectedTo(server.port());
+        next.greet(5);
+    }
+    for (unsigned i = 0; i < number; i++) ASSERT_EQ(receiver.receive().section, i);
+    server.expectNothingElse(receiver, 6);
+}
+
+TEST(SA, Reconnect_AFormerConnectionThatGoesOnSendingIsClosedAllTheSame) {
+    Server server;
+    JSystem::debug(false);
+    Client first = server.attach(5);
+    std::atomic<bool> over{false};
+    support::Thread flood([&] {
+        std::string some;
+        for (int i = 0; i < 100; i++) some += to(31).from(5).says(std::string(1000, '#')).bytes();
+        while (!over && ::send(first.fd(), some.data(), some.size(), MSG_NOSIGNAL) > 0) {
+        }
+    });
+    EXPECT_TRUE(eventually([&] { return server->status().in > 1000; }));
+    const net::Stopwatch watch;
+    Client second = server.attach(5);
+    EXPECT_LT(watch.ms(), 8000);
+    flood.join();
+    over = true;
     second.send(to(5).from(5).says("echo"));
     second.expect(to(5).from(5).says("echo"));
 }
