@@ -55,7 +55,8 @@ SA::SA(SM* manager, int clientId)
       state(ABSENT),
       timedStamp(0),
       reader(new SAReader(this)),
-      outbox(new Outbox(*lq)) {
+      outbox(new Outbox(*lq)),
+      held(false) {
     event.setAutoReset(true);  // it only wakes a loop that looks at its queue anyway
     reader->start();
 }
@@ -133,7 +134,8 @@ void SA::run() {
     long long deadline = 0;
     while (!stopFlag) {
         const bool waiting = !lq->isEmpty();
-        if (!waiting) event.wait(LOOK_UP_MS);
+        if (!waiting || held) event.wait(LOOK_UP_MS);
+        held = false;
         if (stopFlag) break;
         step(waiting, deadline);
         if (state == CONNECTED) continue;
@@ -194,6 +196,9 @@ void SA::sendNext() {
         if (outbox->hasRest()) sent(outbox->sendRest(*to));
         return;
     }
+    // The reader is about to find the end. A write that fails would close the connection before it has read up to there.
+    held = to != nullptr && to->isPeerClosed();
+    if (held) return;
     const std::unique_ptr<M> m(lq->get());
     if (m == nullptr) return;
     if ((m->getFlag() & M::M_FLAG_TIMED) != 0) startTimer(*m);
@@ -204,6 +209,10 @@ void SA::sendNext() {
 void SA::sent(int result) {
     if (result == 0) return;
     state = LOST;
+    logLostMessage();
+}
+
+void SA::logLostMessage() const {
     JSystem::debug("SA(%d)>> error send message!!!\n", id);
 }
 
@@ -284,6 +293,7 @@ bool SA::closeStep() {
         return true;  // the agent's thread does the rest
     if (state == LOST) {
         socket->close();
+        if (outbox->dropRest()) logLostMessage();
         state = CLOSED;
         return true;
     }

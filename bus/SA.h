@@ -120,6 +120,7 @@ private:
     bool deliverAtOnce();
     void startTimer(M& m);
     void sent(int result);
+    void logLostMessage() const;
     bool expired() const;
     bool closeStep();
     bool destroySocket();
@@ -155,6 +156,7 @@ private:
     SAReader* reader;
 
     std::unique_ptr<jay::detail::Outbox> outbox;  // used under lock
+    bool held;  // whether what waits is held back, for the client has ended its side; the sending loop only
 };
 
 /**

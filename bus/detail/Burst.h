@@ -23,6 +23,9 @@ public:
         return true;
     }
 
+    /** Drops all but the first message. */
+    void keepFirst() { count_ = 1; }
+
     int count() const { return count_; }
     JQueue& band() const { return *band_; }
     const char* bytes() const { return bytes_; }

@@ -14,6 +14,7 @@ bool Outbox::offer(JSocket& to) {
     assert(!hasRest());
     Burst burst;
     if (queue_.gather(burst) == 0) return false;
+    if (burst.count() > 1 && to.isPeerClosed()) burst.keepFirst();
     const int sent = to.getOutputStream()->offer(burst.bytes(), burst.end(burst.count()));
     if (sent == 0) return false;
     const int begun = burst.begunWithin(sent);

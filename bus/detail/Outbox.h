@@ -29,7 +29,8 @@ public:
     bool hasRest() const { return rest_ != nullptr; }
 
     /**
-     * Sends one burst, without waiting; never while there is a rest.
+     * Sends one burst, without waiting; never while there is a rest. To a client that has ended its side, only one message:
+     * if the client is gone, it is the only one that is lost.
      * @return false when nothing was taken, so that the next message is for send().
      */
     bool offer(JSocket& to);

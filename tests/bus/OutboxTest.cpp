@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
+#include <sys/socket.h>
 #include <vector>
 
 #include "bus/SocketPair.h"
@@ -75,6 +76,24 @@ TEST_F(OutboxTest, Offer_OnALostConnectionTakesNothing) {
     EXPECT_FALSE(outbox.offer(*socket));
     EXPECT_EQ(queue.size(), 1);
     EXPECT_FALSE(outbox.hasRest());
+}
+
+TEST_F(OutboxTest, Offer_ToAClientThatHasEndedItsSideSendsOneMessage) {
+    for (unsigned i = 0; i < 3; i++) add(to(7).about(i));
+    ASSERT_EQ(::shutdown(client.fd(), SHUT_WR), 0);
+    EXPECT_TRUE(support::eventually([&] { return socket->isPeerClosed(); }));
+    EXPECT_TRUE(outbox.offer(*socket));
+    EXPECT_EQ(queue.size(), 2);
+    client.expect(to(7).about(0));
+    client.expectNothing();
+}
+
+TEST_F(OutboxTest, OfferAll_ToAClientThatIsGoneLosesOneMessageOnly) {
+    for (unsigned i = 0; i < 100; i++) add(to(7).about(i));
+    client.reset();
+    EXPECT_TRUE(support::eventually([&] { return socket->isPeerClosed(); }));
+    EXPECT_FALSE(outbox.offerAll(*socket, 16));
+    EXPECT_GE(queue.size(), 99);
 }
 
 TEST_F(OutboxTest, OfferAll_StopsAfterSoManyBursts) {

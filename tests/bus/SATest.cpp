@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/ioctl.h>
+#include <sys/socket.h>
 #include <vector>
 
 #include "bus/detail/Outbox.h"
@@ -452,6 +453,50 @@ TEST(SA, Step_Connected_WhenTheRestOfAMessageCannotBeSent_LosesThatMessageOnly) 
     Client next = agent.connect();
     agent->deliver();
     next.expect(to(7).from(5).says("next"));
+}
+
+TEST(SA, Step_Connected_WhatAClientThatIsGoneCannotTakeIsHeldBack) {
+    SteppedAgent agent;
+    Client client = agent.connect();
+    agent.addQuietly(to(7).from(5).flagged(TIMED).stamped(60000));
+    const jay::detail::ScopedLock guard(agent->lock);
+    client.reset();
+    EXPECT_TRUE(eventually([&] { return agent->socket->get()->isPeerClosed(); }));
+    agent.step();
+    EXPECT_TRUE(agent->held);
+    EXPECT_EQ(agent->lq->size(), 1);
+    EXPECT_EQ(agent->timedStamp, 0);
+    EXPECT_EQ(agent->state, CONNECTED);
+}
+
+TEST(SA, AClientThatSendsAndIsGoneWhileItsMessagesAreRead_LosesNothingThatIsKeptForIt) {
+    Server server;
+    Client receiver = server.connect(6);
+    Client client = server.attach(5);
+    std::string all;
+    constexpr int COUNT = 5000;
+    for (unsigned i = 0; i < COUNT; i++) all += to(6).from(5).about(i).bytes();
+    {
+        const support::DebugLog::Blocked blocked(server.log);  // the routing loop stands still
+        client.send(all);
+        client.reset();
+        for (unsigned i = 0; i < 100; i++) server.add(to(5).from(6).about(i));
+    }
+    for (unsigned i = 0; i < COUNT; i++) ASSERT_EQ(receiver.receive().section, i);
+    server.log.expect(agentLine(5, "disconnected!!!"));
+    Client again = server.connect(5);
+    for (unsigned i = 0; i < 100; i++) ASSERT_EQ(again.receive().section, i);
+}
+
+TEST(SA, AConnectionLostWithAMessageHalfSent_LogsTheMessage) {
+    SteppedAgent agent;
+    Client client = agent.connect();
+    agent->outbox->rest_ = std::make_unique<JByte>("rest", 0, 4);
+    client.reset();
+    EXPECT_TRUE(eventually([&] { return agent->state == LOST; }));
+    agent.step();
+    EXPECT_FALSE(agent->outbox->hasRest());
+    EXPECT_EQ(agent.log.count(agentLine(7, "error send message!!!")), 1);
 }
 
 TEST(SA, Step_Lost_ClosesTheSocket_AndWaitsThreeSeconds) {
