@@ -485,6 +485,22 @@ TEST_F(JDatabaseTest, SetRecord_KeepsANewRecordThatADamagedEndPutsOverTheOldOne)
     EXPECT_EQ(image().substr(0, 25), header(3, 25) + record(3, "abcdefgh"));
 }
 
+TEST_F(JDatabaseTest, ARecordOfFourBytesIsAnIdWithoutAText) {
+    setImage(header(2, 100) + word(4) + word(1) + record(2, "xyz"));
+    EXPECT_EQ(all(), Texts({"", "xyz"}));
+    db.open("notes");
+    EXPECT_EQ(db.find(1).size(), 8 + 4);
+    db.close();
+}
+
+TEST_F(JDatabaseTest, ARecordOfThreeBytesHasNoId) {
+    setImage(header(2, 100) + word(3) + word(1).substr(0, 3) + record(2, "xyz"));
+    db.open("notes");
+    EXPECT_EQ(db.find(1).size(), 0);
+    db.close();
+    EXPECT_EQ(get(2), "xyz");
+}
+
 TEST_F(JDatabaseTest, ATextBeyondItsRecordIsCutAtTheRecordsEnd) {
     std::string damaged = fileOf({"abc", "xyz"});
     damaged[8 + 8] = 100;
@@ -549,12 +565,60 @@ TEST_F(JDatabaseTest, AnEndSomewhatBeyondTheFileLeavesAGap) {
     EXPECT_EQ(get(2), "new");
 }
 
-TEST_F(JDatabaseTest, EveryCutOfAFileIsSurvived) {
+namespace {
+
+/** What reading a file that was cut gives, and what it leaves of the file: the description in its plainest form. */
+class CutFile {
+public:
+    CutFile(const Texts& written, size_t size) : texts(size < 8 ? 0 : written.size()) {
+        const std::string whole = fileOf(written);
+        image = size < 8 ? header(0, 8) : whole.substr(0, size);
+        size_t offset = 8;
+        for (size_t i = 0; i < texts.size(); i++) {
+            if (offset + 4 > size) {
+                repair(static_cast<int>(i), offset, size);
+                break;
+            }
+            const size_t length = record(0, written[i]).size() - 4;
+            const std::string body = whole.substr(0, size).substr(offset + 4, length);
+            const size_t start = length - written[i].size();  // behind id and text length
+            if (body.size() > start) texts[i] = body.substr(start);
+            offset += 4 + length;
+        }
+    }
+
+    Texts texts;
+    std::string image;
+
+private:
+    void repair(int records, size_t offset, size_t size) {
+        const int left = size > offset ? static_cast<int>(size - offset) : 0;
+        const auto end = static_cast<int>(size) - left + 4;
+        image = header(records, end) + image.substr(8, static_cast<size_t>(end) - 12) + word(left);
+    }
+};
+
+}  // namespace
+
+TEST_F(JDatabaseTest, ACutFileGivesWhatIsLeftAndIsRepaired) {
+    const Texts written = {"first", "", std::string(300, 'x'), "last"};
+    const std::string whole = fileOf(written);
+    for (size_t size = 0; size < whole.size(); size++) {
+        const CutFile cut(written, size);
+        setImage(whole.substr(0, size));
+        ASSERT_EQ(all(), cut.texts) << size;
+        ASSERT_TRUE(image() == cut.image) << size;
+        for (size_t i = 0; i < written.size(); i++) {
+            setImage(whole.substr(0, size));
+            ASSERT_EQ(get(static_cast<int>(i) + 1), size < 8 ? "" : cut.texts[i]) << size;
+        }
+    }
+}
+
+TEST_F(JDatabaseTest, ACutFileCanBeWrittenTo) {
     const std::string whole = fileOf({"first", "", std::string(300, 'x'), "last"});
     for (size_t size = 0; size <= whole.size(); size++) {
         setImage(whole.substr(0, size));
-        for (int id = -1; id <= 5; id++) get(id);
-        all();
         db.setRecord("notes", 2, "changed");
         db.addRecord("notes", "added");
         const std::string added = record(db.getNumRecords("notes"), "added");
