@@ -89,6 +89,10 @@ private:
     Status noSuchFile() const { return refuse(shownFile() + " is not there; 'jay db add' makes a database"); }
 
     Status noSuchRecord() const {
+        if (id_ <= file_.count && file_.damage.empty())
+            return refuse("record " + std::to_string(id_) + " of " + shownFile() +
+                              " was abandoned: a longer text for it was stored under a new number",
+                          UNFINISHED);
         std::string which = "; it has none";
         if (!file_.ids.empty())
             which = "; its numbers go from " + std::to_string(*file_.ids.begin()) + " to " +
