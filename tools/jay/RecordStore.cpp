@@ -104,17 +104,13 @@ void RecordStore::repair() {
     text(NOBODY);
 }
 
-int RecordStore::add(const std::string& text) {
-    const int before = count();
+int RecordStore::add(const std::string& text, int before) {
     JDatabase::_instance->addRecord(NAME, text.c_str());
-    const int after = count();
-    return after == before + 1 ? after : 0;
+    return count() == before + 1 ? before + 1 : 0;
 }
 
-int RecordStore::set(int id, const std::string& text) {
-    const int before = count();
+int RecordStore::set(int id, const std::string& text, int before) {
     JDatabase::_instance->setRecord(NAME, id, text.c_str());
-    const int after = count();
-    if (after == before + 1) return after;
+    if (count() == before + 1) return before + 1;
     return this->text(id) == text ? id : 0;
 }

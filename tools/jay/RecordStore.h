@@ -36,11 +36,14 @@ public:
     /** Lets the library go through the file, which it repairs where it is damaged. */
     void repair();
 
-    /** @param text without zero bytes, which would end it. @return the new record's id; 0 when it was not written. */
-    int add(const std::string& text);
-
-    /** @return the id under which the text is now, another one when it did not fit; 0 when it was not written. */
-    int set(int id, const std::string& text);
+    /**
+     * Both take the number of records so far, as the caller knows it: the library, which cannot read the file, says 0.
+     *
+     * @param text without zero bytes, which would end it.
+     * @return the number under which the text is now, for set() a new one when it did not fit; 0 when it was not written.
+     */
+    int add(const std::string& text, int before);
+    int set(int id, const std::string& text, int before);
 
 private:
     std::string place() const;

@@ -170,10 +170,14 @@ private:
 
     /** The numbers of the new records, up to the first that could not be written, which is 0. */
     std::vector<int> addAll(RecordStore& store, const std::vector<std::string>& texts) {
-        if (!file_.damage.empty()) store.repair();
+        int count = file_.count;
+        if (!file_.damage.empty()) {
+            store.repair();
+            count = store.count();
+        }
         std::vector<int> ids;
         for (const std::string& text : texts) {
-            ids.push_back(store.add(text));
+            ids.push_back(store.add(text, count++));
             if (ids.back() == 0) return ids;
         }
         hidden_ = !ids.empty() && store.text(ids.back()) != texts.back();
@@ -192,7 +196,7 @@ private:
         {
             RecordStore store(RecordStore::ON_FILE, path_);
             if (!store.error().empty()) return refuse(store.error());
-            now = store.set(id_, texts[0]);
+            now = store.set(id_, texts[0], file_.count);
         }
         if (now == 0) return notWritten();
         if (now != id_)
@@ -261,6 +265,8 @@ private:
     }
 
     Status notWritten() const {
+        const DatabaseFile now = DatabaseFile::read(path_);
+        if (!now.error.empty()) return refuse(now.error, UNFINISHED);
         const bool whole = file_.damage.empty();
         return refuse("could not write the record to " + shownFile() +
                           (whole ? "; is the disk full?"
