@@ -74,9 +74,11 @@ class Stream:
             return self._taken == len(self._lines)
 
     def text(self):
-        """All that was written, once the process has ended."""
+        """All that was written, once the process has ended, and every other process that holds the pipe."""
         self._thread.join(LIMIT)
         with self._changed:
+            if not self._ended:
+                raise TimeUp(f"a process still holds the pipe after {LIMIT:g} s; so far: {self._lines}")
             return "".join(line + "\n" for line in self._lines)
 
 
