@@ -5,7 +5,7 @@ import resource
 import signal
 
 from cases import main
-from files import EXAMPLE, FileCase, as_somebody, database, record
+from files import EXAMPLE, FileCase, database, record
 
 
 class DbCase(FileCase):
@@ -90,7 +90,7 @@ class JayDbReading(DbCase):
     def test_a_file_that_may_only_be_read_is_read(self):
         (self.folder / "notes.db").chmod(0o444)
         self.folder.chmod(0o555)
-        self.assertEqual(self.done("get", "notes.db", 2, preexec_fn=as_somebody), "salt\n")
+        self.assertEqual(self.done("get", "notes.db", 2, **self.as_somebody()), "salt\n")
 
     def test_a_damaged_file_is_shown_as_far_as_it_goes(self):
         self.file("notes.db", EXAMPLE[:35])
@@ -229,7 +229,7 @@ class JayDbWriting(DbCase):
         (self.folder / "notes.db").chmod(0o444)
         self.folder.chmod(0o555)
         for part in (["add", "notes.db", "x"], ["set", "notes.db", 2, "x"], ["add", "new.db", "x"]):
-            self.assertIn("Permission denied", self.refuse("db", *part, preexec_fn=as_somebody))
+            self.assertIn("Permission denied", self.refuse("db", *part, **self.as_somebody()))
         self.folder.chmod(0o755)
         self.assertEqual(os.listdir(self.folder), ["notes.db"])
         self.assertEqual(self.content("notes.db"), EXAMPLE)

@@ -4,7 +4,7 @@ import random
 import struct
 
 from cases import BROADCAST, SYNC, TIMED, main, pack
-from files import EXAMPLE, FileCase, as_somebody, database, record
+from files import EXAMPLE, FileCase, database, record
 
 GREETING = pack(5, 0, stamp=595925115)
 MESSAGE = pack(5, 7, b"\x05hello\xfe\xe8\x03\x70\x11\xfe\xff\xff\xff", priority=1, stamp=595925115, section=42)
@@ -261,7 +261,7 @@ class JayDumpFiles(DumpCase):
         name = self.file("secret", CAPTURE)
         (self.folder / name).chmod(0)
         self.folder.chmod(0o755)
-        self.assertIn("Permission denied", self.refuse("dump", name, preexec_fn=as_somebody))
+        self.assertIn("Permission denied", self.refuse("dump", name, **self.as_somebody()))
 
     def test_what_looks_like_nothing_is_told(self):
         self.assertIn("--format", self.refuse("dump", "-", given=b"\xff" * 40))

@@ -5,7 +5,7 @@ import signal
 import time
 
 from cases import SYNC, main
-from files import FileCase, as_somebody
+from files import FileCase
 
 QUICK = ["--backoff", "100", "--backoff-most", "400"]
 
@@ -43,7 +43,7 @@ class WakeTable(FileCase):
         name = self.file("table", b"5 true\n")
         (self.folder / name).chmod(0)
         self.folder.chmod(0o755)
-        self.assertIn("Permission denied", self.refuse("wake", name, preexec_fn=as_somebody))
+        self.assertIn("Permission denied", self.refuse("wake", name, **self.as_somebody()))
 
     def test_options_that_are_wrong_are_told(self):
         name = self.file("table", b"5 true\n")
