@@ -1,7 +1,7 @@
-/* Client 7, in C: waits for one message and prints it.
+/* Client 7, in C: waits for one message, for at most 5 seconds, and prints it.
  *
- *     cc -std=c99 -I. -c examples/hello_receiver.c && cc hello_receiver.o -Lbuild/release -ljay -o hello_receiver
- *     ./hello_receiver [PORT]      (with a jayd running; LD_LIBRARY_PATH=build/release while Jay is not installed)
+ *     cc -std=c99 hello_receiver.c $(pkg-config --cflags --libs jay) -o hello_receiver
+ *     ./hello_receiver [PORT]      (while a server runs: jayd)
  */
 #define _POSIX_C_SOURCE 200809L /* nanosleep */
 #include <stdio.h>
@@ -12,7 +12,8 @@
 
 enum { OUR_ID = 7, HEADER = 16, SOURCE = 4, PATIENCE_MS = 5000, PAUSE_MS = 5 };
 
-/* ca_read never waits, so whoever waits for a message looks from time to time. Returns its length, 0 if none came. */
+/* ca_read does not wait, so a program that waits calls it from time to time. Returns the length of the message, or 0 if none
+ * has come. The limit also ends the program when the connection is lost, which no function reports. */
 static int wait_for_message(ca_handle bus, unsigned char* message, int size) {
     const struct timespec pause = {0, PAUSE_MS * 1000000L};
     int waited, length = 0;
@@ -34,7 +35,7 @@ int main(int argc, char** argv) {
         fprintf(stderr, "no message came within %d seconds\n", PATIENCE_MS / 1000);
         return 1;
     }
-    /* Numbers are little-endian; a text is its length, here below 254 and so one byte, and then its bytes. */
+    /* Numbers are little-endian. A string is its length, one byte if it is below 254, and then its bytes. */
     const int source = message[SOURCE] | message[SOURCE + 1] << 8;
     int text_length = message[HEADER];
     if (text_length > length - HEADER - 1) text_length = length - HEADER - 1;
