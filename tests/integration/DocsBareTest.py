@@ -1,6 +1,6 @@
 """The pages for a newcomer, followed on a bare Debian 12: packages are installed, everything is built, nothing is replaced.
 
-It takes a quarter of an hour and downloads packages, so it runs only when asked for: ctest -C bare -R DocsBare
+It takes about ten minutes and downloads packages, so it runs only when asked for: ctest -C bare -R DocsBare
 """
 import os
 import shutil
