@@ -287,6 +287,12 @@ int JMessage::copyTo(void* to, int size) const {
     return n;
 }
 
+/** All size() bytes where they are; the write cursor may stand beyond the buffer, which then grows. */
+const char* JMessage::whole() {
+    if (wpos > capacity) resize(0);
+    return data;
+}
+
 void JMessage::dump() const {
     JSystem::dump(data, present(0, wpos));
 }

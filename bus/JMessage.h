@@ -127,6 +127,9 @@ public:
     static void Test();
 
 private:
+    friend class M;
+
+    JAY_HIDDEN const char* whole();
     void assign(const char* p, int presentBytes, int len);
     void fill(const char* p, int presentBytes, int len);
     int present(int from, int n) const;

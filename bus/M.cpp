@@ -79,6 +79,11 @@ JByte M::toByteArray() {
     return JMessage::toByteArray();
 }
 
+const char* M::bytes() {
+    setLength(size());
+    return whole();
+}
+
 int M::copyTo(void* to, int size) {
     setLength(this->size());
     return JMessage::copyTo(to, size);

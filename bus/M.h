@@ -62,15 +62,19 @@ public:
     /** Sets the length field to size(), of which 16 bits count, and returns all bytes. */
     JByte toByteArray();
 
-    /** The same into a buffer of `size` bytes; the rest of a longer message is left out. @return how many bytes
+    /** Sets the length field as toByteArray() does, and shows the bytes without a copy: size() of them, the message's own,
+     * good until it is changed. */
+    const char* bytes();
+
+    /** Sets the length field and copies the bytes into a buffer of `size` bytes; the rest of a longer message is left out. @return how many bytes
      * were copied. */
     int copyTo(void* to, int size);
 
 private:
     enum Offset { LENGTH = 0, DEST = 2, SRC = 4, FLAG = 6, PRIORITY = 7, TIMESTAMP = 8, SECTION = 12 };
 
-    int field(Offset offset, int (JMessage::*get)());
-    void setField(Offset offset, void (JMessage::*add)(int), int value);
+    JAY_HIDDEN int field(Offset offset, int (JMessage::*get)());
+    JAY_HIDDEN void setField(Offset offset, void (JMessage::*add)(int), int value);
 };
 
 static_assert(sizeof(M) == sizeof(JMessage), "no fields of its own");

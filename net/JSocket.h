@@ -303,6 +303,9 @@ public:
      */
     int write(JByte& b, int off, int len) override;
 
+    /** As write(b, off, len), of `n` bytes of plain memory. */
+    int writeFrom(const char* from, int n);
+
     /**
      * Sends what the system takes at once, without waiting.
      * @return how many of the bytes it took: 0..n. A failure counts as 0, and is for a write() to tell.

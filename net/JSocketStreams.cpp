@@ -278,9 +278,11 @@ int JSocket::JSocketOutputStream::write(JByte& b) {
 
 int JSocket::JSocketOutputStream::write(JByte& b, int off, int len) {
     const int n = rangeLength(b, off, len);
-    if (n <= 0) return 0;
-    const char* const from = static_cast<const char*>(b) + off;
+    return n > 0 ? writeFrom(static_cast<const char*>(b) + off, n) : 0;
+}
 
+int JSocket::JSocketOutputStream::writeFrom(const char* from, int n) {
+    if (n <= 0) return 0;
     socket->writeTimedOut = false;
     const Descriptor::Use use(*socket->descriptor);
     if (use.fd() < 0) return socket->noConnection();

@@ -317,6 +317,25 @@ TEST(M, ToByteArray_CountsTheLengthIn16Bits) {
     EXPECT_EQ(hex(m.toByteArray()).substr(0, 5), "00 00");
 }
 
+TEST(M, Bytes_AreTheMessagesOwn_WithItsTrueLength) {
+    M m;
+    m.addString("abc");
+    const char* const bytes = m.bytes();
+    EXPECT_EQ(hex(std::string(bytes, 20)), "14 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 03 61 62 63");
+    EXPECT_EQ(m.getLength(), 20);
+    m.setDestId(7);
+    EXPECT_EQ(bytes[2], 7);
+}
+
+TEST(M, Bytes_BehindTheBufferAreZeros) {
+    M m = received(EVERY_BYTE);
+    m.setWPos(600);
+    ASSERT_EQ(m.size(), 600);
+    const char* const bytes = m.bytes();
+    EXPECT_EQ(text(m.toByteArray()), std::string(bytes, 600));
+    EXPECT_EQ(std::string(bytes + 16, 584), std::string(584, '\0'));
+}
+
 TEST(M, CopyTo_SetsTheTrueLengthAlsoWhenTheMessageIsCut) {
     M m;
     m.addString("abc");

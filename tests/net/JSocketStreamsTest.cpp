@@ -863,6 +863,16 @@ TEST_F(JSocketOutputStreamTest, Write_FromBeforeTheBlock_SendsNothing) {
     peer.expect("next");
 }
 
+TEST_F(JSocketOutputStreamTest, WriteFrom_SendsPlainMemory_AndNothingOfNothing) {
+    const std::string all = pattern(5000);
+    EXPECT_EQ(out->writeFrom(all.data(), 5000), 0);
+    EXPECT_EQ(out->writeFrom(all.data(), 0), 0);
+    EXPECT_EQ(out->writeFrom(nullptr, -1), 0);
+    peer.expect(all);
+    socket.close();
+    EXPECT_EQ(out->writeFrom(all.data(), 1), -1);
+}
+
 TEST_F(JSocketOutputStreamTest, WriteOfAByte_SendsItsLowBits) {
     EXPECT_EQ(out->write(0x1FF), 0);
     EXPECT_EQ(out->write(-2), 0);
