@@ -31,6 +31,7 @@ CA::CA(int clientId, const char* hostName, int portNumber)
       cursor(0),
       socket(new JSocket(host, port)),
       callback(nullptr),
+      waiting(0),
       destroyed(nullptr) {
     for (JQueue*& band : bands) band = new JQueue(jay::detail::BAND_SEGMENT);
 }
@@ -91,8 +92,7 @@ int CA::put(M& m) {
     if ((m.getFlag() & M::M_FLAG_TIMED) == 0) m.setTimestamp(JSystem::getMilliseconds());
     if (!socket->isConnected()) return 1;
     if (m.size() > M::MAX_SIZE) return 0;  // the server could not read on behind it
-    JByte bytes = m.toByteArray();
-    return socket->getOutputStream()->write(bytes, 0, bytes.size()) == 0 ? 1 : 0;
+    return socket->getOutputStream()->writeFrom(m.bytes(), m.size()) == 0 ? 1 : 0;
 }
 
 bool CA::isConnected() {
@@ -103,40 +103,54 @@ bool CA::isConnected() {
 // ---- receiving ----
 
 M* CA::get() {
+    if (passedEmptyBands()) return nullptr;
     const ScopedLock guard(lock);
-    const unsigned start = cursor;
-    do {
-        if (auto* m = static_cast<M*>(bandUnderCursor().get())) {
-            cursor++;
-            return m;
-        }
-    } while (passEmptyBand(start));
+    for (unsigned step = 0; step <= BANDS; step++) {
+        auto* const m = static_cast<M*>(band(step).get());
+        if (m == nullptr) continue;
+        waiting--;
+        cursor += step + 1;
+        return m;
+    }
+    cursor += BANDS + 1;
     return nullptr;
 }
 
 M* CA::peek() {
+    if (passedEmptyBands()) return nullptr;
     const ScopedLock guard(lock);
-    const unsigned start = cursor;
-    do {
-        if (auto* m = static_cast<M*>(bandUnderCursor().peek())) return m;
-    } while (passEmptyBand(start));
+    return peekUnderLock();
+}
+
+M* CA::peekUnderLock() {
+    for (unsigned step = 0; step <= BANDS; step++) {
+        auto* const m = static_cast<M*>(band(step).peek());
+        if (m == nullptr) continue;
+        cursor += step;
+        return m;
+    }
+    cursor += BANDS + 1;
     return nullptr;
 }
 
 M* CA::copyNext() {
+    if (passedEmptyBands()) return nullptr;
     const ScopedLock guard(lock);
-    const M* m = peek();
+    const M* m = peekUnderLock();
     return m != nullptr ? new M(*m) : nullptr;
 }
 
-JQueue& CA::bandUnderCursor() {
-    return *bands[cursor % BANDS];
+/** True when nothing waits, which costs no lock: who polls finds that most of the time. The cursor then ends four
+ * bands further, as after a look at each band, the first of them twice (kept). */
+bool CA::passedEmptyBands() {
+    if (waiting != 0) return false;
+    cursor += BANDS + 1;
+    return true;
 }
 
-/** Goes on to the next band. False after four: the first one is looked at twice, and the cursor ends four
- * further (kept). */
-bool CA::passEmptyBand(unsigned start) {
-    return cursor++ != start + BANDS;
+/** The band that is `step` bands behind the one whose turn it is. */
+JQueue& CA::band(unsigned step) {
+    return *bands[(cursor + step) % BANDS];
 }
 
 void CA::next() {
@@ -209,6 +223,7 @@ bool CA::deliver(M* m) {
         const ScopedLock guard(lock);
         const int priority = m->getPriority();
         bands[priority <= 1 ? priority : BANDS - 1]->adopt(m);
+        waiting++;
         fn = callback;
     }
     messageEvent.set();

@@ -9,6 +9,7 @@
 #include "thread/JLock.h"
 #include "thread/JQueue.h"
 #include "thread/JThread.h"
+#include "thread/JThreadSafety.h"
 
 class JSocket;
 
@@ -117,24 +118,27 @@ private:
 
     static constexpr int BANDS = 3;
 
-    void readMessages();
-    bool deliver(M* m);
-    JQueue& bandUnderCursor();
-    bool passEmptyBand(unsigned start);
+    JAY_HIDDEN void readMessages();
+    JAY_HIDDEN bool deliver(M* m);
+    JAY_HIDDEN bool passedEmptyBands();
+    JAY_HIDDEN JQueue& band(unsigned step) JAY_REQUIRES(lock);
+    JAY_HIDDEN M* peekUnderLock() JAY_REQUIRES(lock);
 
     int id;
     JString host;
     int port;
     JEvent connectEvent;
     JEvent messageEvent;
-    JLock lock;  // guards the socket's output, the bands, the cursor and the callback
+    JLock lock;  // guards the socket's output and the bands; whoever changes the callback holds it
     std::atomic<char> stopFlag;
     std::atomic<char> doneFlag;
-    JQueue* bands[BANDS];
-    unsigned cursor;
-    JSocket* socket;                      // never null, never replaced
+    JQueue* bands[BANDS];  // the queues are guarded by lock, the pointers never change
+    std::atomic<unsigned>
+        cursor;       // moved on under lock, or without it while nothing waits: it only ever adds up
+    JSocket* socket;  // never null, never replaced
     std::atomic<void (*)(CA*)> callback;  // set under lock; cleared at the end without it
 
+    std::atomic<int> waiting;  // messages in the bands; changed under lock
     bool* destroyed;  // where run() looks whether the callback deleted this client; the reading thread only
 };
 

@@ -100,6 +100,7 @@ protected:
         for (const int priority : priorities) {
             auto* const m = new M(bus::message(to(5).urgency(priority).about(n++)));
             ca->bands[std::min(priority, 2)]->adopt(m);
+            ca->waiting++;
         }
     }
 
@@ -304,6 +305,20 @@ TEST_F(CATest, Get_OnEmptyBands_GivesNullAndMovesTheCursorByFour) {
         EXPECT_EQ(ca->peek(), nullptr);
         EXPECT_EQ(ca->cursor, start + 8);
     }
+}
+
+TEST_F(CATest, Get_OfNothing_DoesNotWaitForAWriterThatIsHeldUp) {
+    connect();
+    const auto writer = blockedWriter();
+    const net::Stopwatch watch;
+    EXPECT_EQ(ca->get(), nullptr);
+    EXPECT_EQ(ca->peek(), nullptr);
+    EXPECT_EQ(ca->copyNext(), nullptr);
+    EXPECT_LT(watch.ms(), 1000);
+    CA* const dying = ca.release();
+    dying->~CA();
+    writer->join();
+    CA::operator delete(dying);
 }
 
 TEST_F(CATest, Get_FindsTheMessage_WhereverTheCursorStands) {
