@@ -37,9 +37,8 @@ public:
     static std::atomic<bool> _debug;
 
     /**
-     * The output lock. Null until the library's own static objects are constructed and again once they are
-     * destroyed at exit: output is not serialised then. Use it through lock() and unlock(), which get along
-     * with both.
+     * The output lock. Null until the library's static objects are constructed and again from their destruction at exit
+     * on: output is not serialised then. The lock itself is never destroyed. Use lock() and unlock(), which handle null.
      */
     static JLock* _sync;
 

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <new>
 
 #include "system/JSystem.h"
 #include "thread/JLock.h"
@@ -20,25 +21,17 @@ JSystem JSystem::_instance __attribute__((init_priority(200)));
 namespace {
 
 /**
- * The threads that hold the output lock, or are about to take it. At exit some may still run and log: the
- * application's own, the library's are stopped by then unless they resist. Either such a thread counts itself
- * before the destructor looks here, and the lock is left undestroyed; or it finds that _sync is null, and
- * writes unserialised. That needs sequential consistency: each side writes its own word first, then reads the
- * other's. _sync stays a plain pointer for applications, so the built-in operations do it.
+ * The output lock. It lies in static storage and is never destroyed, because threads that still run while the process
+ * exits may hold it. It exists from JSystem's constructor on.
  */
-std::atomic<int> outputUsers{0};
+alignas(JLock) unsigned char outputLockStorage[sizeof(JLock)];
 
-// What the calling thread's lock() took, and how often: its unlock() must meet the same lock although _sync
-// may have changed in between.
-thread_local JLock* heldLock = nullptr;
-thread_local int lockDepth = 0;
-
-JLock* enterOutput() {
-    outputUsers.fetch_add(1);
-    JLock* const lock = __atomic_load_n(&JSystem::_sync, __ATOMIC_SEQ_CST);
-    if (lock == nullptr) outputUsers.fetch_sub(1);
-    return lock;
+JLock& outputLock() {
+    return *std::launder(reinterpret_cast<JLock*>(outputLockStorage));
 }
+
+/** How often the calling thread has taken the lock: it gives back exactly that, even if _sync becomes null meanwhile. */
+thread_local int lockDepth = 0;
 
 /** Holds the output lock for the length of a scope, also when the thread is cancelled in the write. */
 class OutputLock {
@@ -123,13 +116,14 @@ private:
 
 }  // namespace
 
+// _sync is a plain pointer for applications. Threads may look at it while it is set to null: the accesses are atomic.
+
 JSystem::JSystem() {
-    __atomic_store_n(&_sync, new JLock, __ATOMIC_SEQ_CST);
+    __atomic_store_n(&_sync, new (outputLockStorage) JLock, __ATOMIC_RELEASE);
 }
 
 JSystem::~JSystem() {
-    JLock* const lock = __atomic_exchange_n(&_sync, nullptr, __ATOMIC_SEQ_CST);
-    if (outputUsers.load() == 0) delete lock;
+    __atomic_store_n(&_sync, nullptr, __ATOMIC_RELAXED);
 }
 
 const JClass* JSystem::getClass() const {
@@ -159,19 +153,18 @@ int JSystem::printf(const char* format, ...) {
     return text.write();
 }
 
-// Which lock these take is known only when they run, so clang cannot follow them.
+// Whether the lock is taken is known only when these run, so clang cannot follow them.
 
 void JSystem::lock() JAY_UNCHECKED_LOCKING {
-    if (lockDepth++ == 0) heldLock = enterOutput();
-    if (heldLock != nullptr) heldLock->lock();
+    if (lockDepth == 0 && __atomic_load_n(&_sync, __ATOMIC_ACQUIRE) == nullptr) return;
+    outputLock().lock();
+    ++lockDepth;
 }
 
 void JSystem::unlock() JAY_UNCHECKED_LOCKING {
     if (lockDepth == 0) return;
     --lockDepth;
-    if (heldLock == nullptr) return;
-    heldLock->unlock();
-    if (lockDepth == 0) outputUsers.fetch_sub(1);
+    outputLock().unlock();
 }
 
 void JSystem::flush() {

@@ -1,7 +1,7 @@
 #include "system/JSystem.h"
 
 #include <gtest/gtest.h>
-#include <memory>
+#include <unistd.h>
 
 #include "support/Stderr.h"
 #include "support/Thread.h"
@@ -18,8 +18,8 @@ JLock* const syncAtLoad = JSystem::_sync;
 bool isFreeForOthers(JLock& lock) {
     bool taken = false;
     Thread other([&] {
-        taken = pthread_mutex_trylock(&lock.mutex) == 0;
-        if (taken) pthread_mutex_unlock(&lock.mutex);
+        taken = lock.tryLock();
+        if (taken) lock.unlock();
     });
     other.join();
     return taken;
@@ -38,14 +38,6 @@ private:
 };
 
 }  // namespace
-
-TEST(JSystem, HasItsOwnClassRecord) {
-    EXPECT_EQ(JSystem::_instance.getClass(), &JSystem::classJSystem);
-    EXPECT_STREQ(JSystem::classJSystem.name, "JSystem");
-    EXPECT_EQ(JSystem::classJSystem.size, static_cast<int>(sizeof(JSystem)));
-    EXPECT_EQ(JSystem::classJSystem.superclass, &JObject::classJObject);
-    EXPECT_EQ(sizeof(JSystem), sizeof(JObject)) << "no instance fields";
-}
 
 TEST(JSystem, Constants) {
     EXPECT_EQ(JSystem::MAX_DUMP, 16);
@@ -130,34 +122,7 @@ TEST(JSystem, OutputLockThatComesWhileNoneIsHeld_IsNotUnlockedWithoutHavingBeenL
     JSystem::unlock();
 }
 
-// ---- construction and destruction at load and exit, on a second instance ----
-
-TEST(JSystem, Constructor_MakesTheOutputLockAndDestructorTakesItAway) {
-    const KeptSync kept;
-    JLock* const first = JSystem::_sync;
-    {
-        JSystem second;
-        EXPECT_NE(JSystem::_sync, nullptr);
-        EXPECT_NE(JSystem::_sync, first);
-        JSystem::lock();
-        JSystem::unlock();
-    }
-    EXPECT_EQ(JSystem::_sync, nullptr);
-}
-
-TEST(JSystem, Destructor_LeavesALockThatAThreadStillHolds) {
-    const KeptSync kept;
-    std::unique_ptr<JLock> left;
-    {
-        JSystem second;
-        left.reset(JSystem::_sync);
-        JSystem::lock();
-    }
-    EXPECT_EQ(JSystem::_sync, nullptr);
-    EXPECT_FALSE(isFreeForOthers(*left));
-    JSystem::unlock();
-    EXPECT_TRUE(isFreeForOthers(*left));
-}
+// ---- exit ----
 
 TEST(JSystemDeathTest, ProcessThatExitsWhileAThreadLogs_EndsNormally) {
     const auto exitWhileLogging = [] {
@@ -172,4 +137,18 @@ TEST(JSystemDeathTest, ProcessThatExitsWhileAThreadLogs_EndsNormally) {
         std::exit(3);
     };
     EXPECT_EXIT(exitWhileLogging(), ::testing::ExitedWithCode(3), "line");
+}
+
+TEST(JSystemDeathTest, ProcessThatExitsWhileAThreadHoldsTheOutputLock_EndsNormally) {
+    const auto exitWhileLocked = [] {
+        std::atomic<bool> held{false};
+        Thread holder([&] {
+            JSystem::lock();
+            held = true;
+            for (;;) pause();
+        });
+        support::eventually([&] { return held.load(); });
+        std::exit(4);
+    };
+    EXPECT_EXIT(exitWhileLocked(), ::testing::ExitedWithCode(4), "");
 }
