@@ -4,6 +4,10 @@
 #include "core/JObject.h"
 #include "core/JSize.h"
 
+namespace jay::detail {
+struct JObjectArrayPeer;  // for the library's own tests
+}
+
 /**
  * A growing array of owned objects. Reading an element that does not exist yet makes the array longer and
  * creates the element on the spot, through the virtual create():
@@ -69,8 +73,10 @@ protected:
     void assign(const JObjectArray& other, JObject* (*copy)(JObject& element));
 
 private:
-    void deleteFrom(int first);
-    void raiseCounter();
+    friend struct jay::detail::JObjectArrayPeer;
+
+    JAY_HIDDEN void deleteFrom(int first);
+    JAY_HIDDEN void raiseCounter();
 
     int length_;
     int capacity;

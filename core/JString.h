@@ -11,6 +11,8 @@ class JString;
 
 namespace jay::detail {
 
+struct JStringPeer;  // for the library's own tests
+
 /** bool where one of A, B is a JString and the other a char* (or an array of char), else no type at all. */
 template <class A, class B>
 using IfStringAndBuffer =
@@ -309,8 +311,10 @@ public:
     }
 
 private:
-    JString(const JString* other, int room);
-    int occupied() const;
+    friend struct jay::detail::JStringPeer;
+
+    JAY_HIDDEN JString(const JString* other, int room);
+    JAY_HIDDEN int occupied() const;
 
     char* data;   // owned, from array-new, never null; occupied() bytes and a NUL at least
     int hash;     // the cached hash code; 0: not computed

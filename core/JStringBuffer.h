@@ -6,6 +6,10 @@
 #include "core/JObject.h"
 #include "core/JString.h"
 
+namespace jay::detail {
+struct JStringBufferPeer;  // for the library's own tests
+}
+
 /**
  * Collects a long text from many appends without the reallocation that every JString::operator+= makes. The
  * storage grows in blocks of 256 zero-filled bytes and never shrinks but by clear(). An append that finds
@@ -74,7 +78,9 @@ public:
     const JClass* getClass() const override;
 
 private:
-    std::unique_ptr<char[]> makeRoom(int extra);
+    friend struct jay::detail::JStringBufferPeer;
+
+    JAY_HIDDEN std::unique_ptr<char[]> makeRoom(int extra);
 
     char* data = nullptr;  // owned, from array-new; null until the first append or sizing
     int capacity = 0;      // bytes allocated, a multiple of 256

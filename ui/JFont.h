@@ -4,6 +4,10 @@
 #include "core/JObject.h"
 #include "core/JString.h"
 
+namespace jay::detail {
+struct JFontPeer;  // for the library's own tests
+}
+
 /**
  * A font by face, style and size, and its measures. The operations marked as platform hooks have weak, empty
  * definitions in ui/JPlatformHooks.cpp; a platform layer defines them (docs/platform.md).
@@ -60,6 +64,8 @@ public:
     void setFont(unsigned int* font);                       ///< the platform font becomes `font`
 
 private:
+    friend struct jay::detail::JFontPeer;
+
     int face;
     int style;
     int size;

@@ -6,6 +6,10 @@
 #include "ui/JFont.h"
 #include "ui/JImage.h"
 
+namespace jay::detail {
+struct JGraphicsPeer;  // for the library's own tests
+}
+
 /**
  * What a canvas draws with. The operations marked as platform hooks have weak, empty definitions in
  * ui/JPlatformHooks.cpp; a platform layer defines them (docs/platform.md). Pixels; (0, 0) is the top-left
@@ -45,6 +49,8 @@ public:
     int getStrokeStyle();            ///< as set
 
 private:
+    friend struct jay::detail::JGraphicsPeer;
+
     [[maybe_unused]] void* state;  // the platform layer's
     JImage image;
     unsigned int* handle;  // the platform layer's; null until it stores one

@@ -5,6 +5,10 @@
 #include "core/JString.h"
 #include "ui/JLayoutArray.h"
 
+namespace jay::detail {
+struct JLayoutPeer;  // for the library's own tests
+}
+
 class JCanvas;
 
 /**
@@ -131,10 +135,12 @@ public:
     Rectangle preset;  ///< set by the application
 
 private:
-    void adjustRow(JCanvas& canvas);
-    void adjustColumn(JCanvas& canvas);
-    void adjustStack(JCanvas& canvas);
-    void adjustStacked(JLayout& child, JCanvas& canvas);
+    friend struct jay::detail::JLayoutPeer;
+
+    JAY_HIDDEN void adjustRow(JCanvas& canvas);
+    JAY_HIDDEN void adjustColumn(JCanvas& canvas);
+    JAY_HIDDEN void adjustStack(JCanvas& canvas);
+    JAY_HIDDEN void adjustStacked(JLayout& child, JCanvas& canvas);
 
     int reserved[5];  // copied, not used
 

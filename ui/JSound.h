@@ -4,6 +4,10 @@
 #include "core/JObject.h"
 #include "core/JString.h"
 
+namespace jay::detail {
+struct JSoundPeer;  // for the library's own tests
+}
+
 /** A sound in a file. Playing it is the platform's: play() is a hook with a weak, empty definition
  * (docs/platform.md). */
 class JAY_API JSound : public JObject {
@@ -31,6 +35,8 @@ public:
     void play(const JString& path);
 
 private:
+    friend struct jay::detail::JSoundPeer;
+
     JString fileName;
 };
 

@@ -11,6 +11,7 @@
 #include "core/JByte.h"
 #include "core/JString.h"
 #include "core/JStringBuffer.h"
+#include "support/JStringBufferPeer.h"
 
 namespace {
 
@@ -67,7 +68,7 @@ TEST(AllocationFailure, OfAnAppendLeavesTheString) {
     }
     EXPECT_STREQ(s, "abc");
     EXPECT_EQ(s.length(), 3);
-    EXPECT_EQ(s.hash, hash);
+    EXPECT_EQ(s.hashCode(), hash);
     s += "def";
     EXPECT_STREQ(s, "abcdef");
 }
@@ -103,7 +104,7 @@ TEST(AllocationFailure, LeavesTheStringBuffer) {
         EXPECT_THROW(buffer.append(longer.c_str()), std::bad_alloc);
     }
     EXPECT_EQ(buffer.length(), 3);
-    EXPECT_EQ(buffer.capacity, 256);
+    EXPECT_EQ(jay::detail::JStringBufferPeer::capacity(buffer), 256);
     EXPECT_STREQ(buffer, "abc");
 }
 

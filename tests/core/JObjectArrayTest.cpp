@@ -11,11 +11,12 @@
 
 #include "core/JString.h"
 #include "support/Counted.h"
+#include "support/JObjectArrayPeer.h"
 
 using jay::test::Counted;
 using jay::test::CountedTest;
 using jay::test::numberOf;
-using jay::test::offsetIn;
+using Peer = jay::detail::JObjectArrayPeer;
 
 namespace {
 
@@ -56,9 +57,9 @@ class JObjectArrayLifeTest : public CountedTest {};
 TEST(JObjectArray, IsEmptyAtFirstAndCountsNowhere) {
     JObjectArray array;
     EXPECT_EQ(array.length(), 0);
-    EXPECT_EQ(array.capacity, 0);
-    EXPECT_EQ(array.counter, nullptr);
-    EXPECT_EQ(array.elements, nullptr);
+    EXPECT_EQ(Peer::capacity(array), 0);
+    EXPECT_EQ(Peer::counter(array), nullptr);
+    EXPECT_EQ(Peer::elements(array), nullptr);
 }
 
 TEST(JObjectArray, LeavesItsCounterAsItIsAtFirst) {
@@ -66,32 +67,8 @@ TEST(JObjectArray, LeavesItsCounterAsItIsAtFirst) {
     counter = 3;
     JObjectArray array(&counter);
     EXPECT_EQ(array.length(), 0);
-    EXPECT_EQ(array.counter, &counter);
+    EXPECT_EQ(Peer::counter(array), &counter);
     EXPECT_EQ(counter.size(), 3);
-}
-
-TEST(JObjectArray, HasARecordOfItsOwn) {
-    JObjectArray array;
-    EXPECT_EQ(array.getClass(), &JObjectArray::classJObjectArray);
-    EXPECT_STREQ(JObjectArray::classJObjectArray.name, "JObjectArray");
-    EXPECT_EQ(JObjectArray::classJObjectArray.size, static_cast<int>(sizeof(JObjectArray)));
-    EXPECT_EQ(JObjectArray::classJObjectArray.superclass, &JObject::classJObject);
-}
-
-TEST(JObjectArray, HoldsLengthCapacityCounterAndElementsInThisOrder) {
-    JObjectArray array;
-    const long pointer = sizeof(void*);
-    EXPECT_EQ(offsetIn(array, array.length_), pointer);
-    EXPECT_EQ(offsetIn(array, array.capacity), pointer + 4);
-    EXPECT_EQ(offsetIn(array, array.counter), pointer + 8);
-    EXPECT_EQ(offsetIn(array, array.elements), 2 * pointer + 8);
-}
-
-TEST(JObjectArray, AppendsItsFactoryToTheRootsOperations) {
-    JObject* (JObjectArray::*const factory)() = &JObjectArray::create;
-    std::uintptr_t offset;
-    std::memcpy(&offset, &factory, sizeof(offset));
-    EXPECT_EQ((offset & ~std::uintptr_t{1}) / sizeof(void*), 7u);
 }
 
 TEST(JObjectArray, MakesPlainObjects) {
@@ -108,8 +85,8 @@ TEST_F(JObjectArrayLifeTest, ReadingAnElementMakesItAndNoOther) {
     const JObject& element = array[5];
     EXPECT_EQ(array.length(), 6);
     EXPECT_EQ(array.made, 1);
-    for (int i = 0; i < 5; i++) EXPECT_EQ(array.elements[i], nullptr) << i;
-    EXPECT_EQ(array.elements[5], &element);
+    for (int i = 0; i < 5; i++) EXPECT_EQ(Peer::element(array, i), nullptr) << i;
+    EXPECT_EQ(Peer::element(array, 5), &element);
 }
 
 TEST_F(JObjectArrayLifeTest, ReadingAnElementAgainGivesTheSameOne) {
@@ -124,8 +101,8 @@ TEST_F(JObjectArrayLifeTest, AMissingElementBelowTheLengthIsMadeWhenItIsRead) {
     array[3];
     EXPECT_EQ(numberOf(&array[1]), 1);
     EXPECT_EQ(array.length(), 4);
-    EXPECT_EQ(array.elements[0], nullptr);
-    EXPECT_EQ(array.elements[2], nullptr);
+    EXPECT_EQ(Peer::element(array, 0), nullptr);
+    EXPECT_EQ(Peer::element(array, 2), nullptr);
 }
 
 TEST(JObjectArray, ANegativeIndexIsTheFirstElement) {
@@ -139,11 +116,11 @@ TEST(JObjectArray, ANegativeIndexIsTheFirstElement) {
 TEST(JObjectArray, GrowsWithinItsCapacityInPlace) {
     JObjectArray array;
     array[0];
-    JObject** const slots = array.elements;
+    JObject** const slots = Peer::elements(array);
     array[7];
     EXPECT_EQ(array.length(), 8);
-    EXPECT_EQ(array.capacity, 8);
-    EXPECT_EQ(array.elements, slots);
+    EXPECT_EQ(Peer::capacity(array), 8);
+    EXPECT_EQ(Peer::elements(array), slots);
 }
 
 TEST(JObjectArray, GrowsInStepsOfEightSlots) {
@@ -154,17 +131,17 @@ TEST(JObjectArray, GrowsInStepsOfEightSlots) {
         JObjectArray array;
         array[c.index];
         EXPECT_EQ(array.length(), c.index + 1);
-        EXPECT_EQ(array.capacity, c.capacity) << c.index;
-        for (int i = 0; i < c.capacity; i++) EXPECT_EQ(array.elements[i] != nullptr, i == c.index) << i;
+        EXPECT_EQ(Peer::capacity(array), c.capacity) << c.index;
+        for (int i = 0; i < c.capacity; i++) EXPECT_EQ(Peer::element(array, i) != nullptr, i == c.index) << i;
     }
 }
 
 TEST(JObjectArray, KeepsItsElementsWhenItGrows) {
     JObjectArray array;
     fill(array, 8);
-    const std::vector<JObject*> before(array.elements, array.elements + 8);
+    const std::vector<JObject*> before(Peer::elements(array), Peer::elements(array) + 8);
     array[100];
-    EXPECT_EQ(std::vector<JObject*>(array.elements, array.elements + 8), before);
+    EXPECT_EQ(std::vector<JObject*>(Peer::elements(array), Peer::elements(array) + 8), before);
 }
 
 TEST(JObjectArray, AnIndexThatNoLengthCanReachFailsAsItsAllocationWould) {
@@ -174,14 +151,14 @@ TEST(JObjectArray, AnIndexThatNoLengthCanReachFailsAsItsAllocationWould) {
     EXPECT_THROW(array.resize(INT_MAX), std::bad_alloc);
     EXPECT_THROW(array.resize(INT_MAX - 6), std::bad_alloc);
     EXPECT_EQ(array.length(), 2);
-    EXPECT_EQ(array.capacity, 8);
+    EXPECT_EQ(Peer::capacity(array), 8);
 }
 
 TEST(JObjectArray, AFactoryThatFailsLeavesAnEmptySlot) {
     Barren array;
     EXPECT_THROW(array[2], std::bad_alloc);
     EXPECT_EQ(array.length(), 3);
-    EXPECT_EQ(array.elements[2], nullptr);
+    EXPECT_EQ(Peer::element(array, 2), nullptr);
 }
 
 // ---- counter ----
@@ -235,11 +212,11 @@ TEST(JObjectArray, ResizingToTheLengthItHasTouchesNotEvenTheCounter) {
     JSize counter;
     JObjectArray array(&counter);
     array.resize(8);
-    JObject** const slots = array.elements;
+    JObject** const slots = Peer::elements(array);
     counter = 1;
     array.resize(8);
     EXPECT_EQ(counter.size(), 1);
-    EXPECT_EQ(array.elements, slots);
+    EXPECT_EQ(Peer::elements(array), slots);
 }
 
 TEST(JObjectArray, ArraysThatShareACounterRecordTheLargestLength) {
@@ -258,51 +235,52 @@ TEST(JObjectArray, ArraysThatShareACounterRecordTheLargestLength) {
 TEST(JObjectArray, ResizingRoundsTheCapacityUp) {
     JObjectArray array;
     array.resize(8);
-    EXPECT_EQ(array.capacity, 8);
+    EXPECT_EQ(Peer::capacity(array), 8);
     array.resize(9);
-    EXPECT_EQ(array.capacity, 16);
+    EXPECT_EQ(Peer::capacity(array), 16);
     EXPECT_EQ(array.length(), 9);
     array.resize(17);
-    EXPECT_EQ(array.capacity, 24);
+    EXPECT_EQ(Peer::capacity(array), 24);
 }
 
 TEST(JObjectArray, ResizingAddsEmptySlots) {
     JObjectArray array;
     array.resize(20);
     EXPECT_EQ(array.length(), 20);
-    for (int i = 0; i < array.capacity; i++) EXPECT_EQ(array.elements[i], nullptr) << i;
+    for (int i = 0; i < Peer::capacity(array); i++) EXPECT_EQ(Peer::element(array, i), nullptr) << i;
 }
 
 TEST(JObjectArray, ResizingToTheCapacityMovesToNewSlotsOfTheSameNumber) {
     JObjectArray array;
     array.resize(9);
     const JObject& element = array[8];
-    JObject** const slots = array.elements;
+    JObject** const slots = Peer::elements(array);
     array.resize(16);
-    EXPECT_NE(array.elements, slots);
-    EXPECT_EQ(array.capacity, 16);
-    EXPECT_EQ(array.elements[8], &element);
+    EXPECT_NE(Peer::elements(array), slots);
+    EXPECT_EQ(Peer::capacity(array), 16);
+    EXPECT_EQ(Peer::element(array, 8), &element);
 }
 
 TEST(JObjectArray, ResizingBelowTheCapacityStaysInPlace) {
     JObjectArray array;
     array.resize(9);
-    JObject** const slots = array.elements;
+    JObject** const slots = Peer::elements(array);
     array.resize(15);
-    EXPECT_EQ(array.elements, slots);
+    EXPECT_EQ(Peer::elements(array), slots);
     EXPECT_EQ(array.length(), 15);
 }
 
 TEST_F(JObjectArrayLifeTest, ShrinkingDeletesTheElementsBehindAndKeepsTheSlots) {
     Numbered array;
     fill(array, 20);
-    JObject** const slots = array.elements;
+    JObject** const slots = Peer::elements(array);
     array.resize(17);
     EXPECT_EQ(happened(), (Log{"delete 17", "delete 18", "delete 19"}));
     EXPECT_EQ(array.length(), 17);
-    EXPECT_EQ(array.capacity, 24);
-    EXPECT_EQ(array.elements, slots);
-    for (int i = 0; i < array.capacity; i++) EXPECT_EQ(array.elements[i] != nullptr, i < 17) << i;
+    EXPECT_EQ(Peer::capacity(array), 24);
+    EXPECT_EQ(Peer::elements(array), slots);
+    for (int i = 0; i < Peer::capacity(array); i++)
+        EXPECT_EQ(Peer::element(array, i) != nullptr, i < 17) << i;
 }
 
 TEST_F(JObjectArrayLifeTest, ShrinkingToNothingKeepsTheSlots) {
@@ -311,15 +289,15 @@ TEST_F(JObjectArrayLifeTest, ShrinkingToNothingKeepsTheSlots) {
     array.resize(0);
     EXPECT_EQ(alive(), 0);
     EXPECT_EQ(array.length(), 0);
-    EXPECT_EQ(array.capacity, 8);
-    EXPECT_NE(array.elements, nullptr);
+    EXPECT_EQ(Peer::capacity(array), 8);
+    EXPECT_NE(Peer::elements(array), nullptr);
 }
 
 TEST_F(JObjectArrayLifeTest, ANegativeLengthCountsAsNone) {
     Numbered array;
     array.resize(-1);
     EXPECT_EQ(array.length(), 0);
-    EXPECT_EQ(array.capacity, 0);
+    EXPECT_EQ(Peer::capacity(array), 0);
     fill(array, 3);
     array.resize(INT_MIN);
     EXPECT_EQ(array.length(), 0);
@@ -333,7 +311,7 @@ TEST_F(JObjectArrayLifeTest, AnElementThatWasCutOffIsMadeAnew) {
     fill(array, 3);
     array.resize(1);
     EXPECT_EQ(numberOf(&array[2]), 3);
-    EXPECT_EQ(array.elements[1], nullptr);
+    EXPECT_EQ(Peer::element(array, 1), nullptr);
 }
 
 // ---- clear and destruction ----
@@ -345,8 +323,8 @@ TEST_F(JObjectArrayLifeTest, ClearingDeletesElementsAndSlots) {
     array.clear();
     EXPECT_EQ(happened(), (Log{"delete 0", "delete 1"}));
     EXPECT_EQ(array.length(), 0);
-    EXPECT_EQ(array.capacity, 0);
-    EXPECT_EQ(array.elements, nullptr);
+    EXPECT_EQ(Peer::capacity(array), 0);
+    EXPECT_EQ(Peer::elements(array), nullptr);
     array.clear();
     array[0];
     EXPECT_EQ(array.length(), 1);
@@ -373,10 +351,10 @@ TEST_F(JObjectArrayLifeTest, AssigningReplacesTheContentByClones) {
     EXPECT_EQ(&result, &target);
     EXPECT_EQ(happened(), (Log{"delete 10", "delete 11", "clone 0", "clone 1"}));
     EXPECT_EQ(target.length(), 3);
-    EXPECT_EQ(numberOf(target.elements[0]), 0);
-    EXPECT_EQ(target.elements[1], nullptr);
-    EXPECT_EQ(numberOf(target.elements[2]), 1);
-    EXPECT_NE(target.elements[0], source.elements[0]);
+    EXPECT_EQ(numberOf(Peer::element(target, 0)), 0);
+    EXPECT_EQ(Peer::element(target, 1), nullptr);
+    EXPECT_EQ(numberOf(Peer::element(target, 2)), 1);
+    EXPECT_NE(Peer::element(target, 0), Peer::element(source, 0));
 }
 
 TEST_F(JObjectArrayLifeTest, AnAssignedArrayHasExactlyTheOthersLengthAsCapacity) {
@@ -384,10 +362,10 @@ TEST_F(JObjectArrayLifeTest, AnAssignedArrayHasExactlyTheOthersLengthAsCapacity)
     fill(source, 3);
     JObjectArray target;
     target = source;
-    EXPECT_EQ(target.capacity, 3);
+    EXPECT_EQ(Peer::capacity(target), 3);
     target[3];  // and grows from there
-    EXPECT_EQ(target.capacity, 8);
-    EXPECT_EQ(numberOf(target.elements[2]), 2);
+    EXPECT_EQ(Peer::capacity(target), 8);
+    EXPECT_EQ(numberOf(Peer::element(target, 2)), 2);
 }
 
 TEST(JObjectArray, AssigningRaisesTheOwnCounterAndKeepsIt) {
@@ -397,7 +375,7 @@ TEST(JObjectArray, AssigningRaisesTheOwnCounterAndKeepsIt) {
     source.resize(3);
     JObjectArray target(&counter);
     target = source;
-    EXPECT_EQ(target.counter, &counter);
+    EXPECT_EQ(Peer::counter(target), &counter);
     EXPECT_EQ(counter.size(), 3);
     target[5];
     EXPECT_EQ(others.size(), 3);
@@ -409,7 +387,7 @@ TEST_F(JObjectArrayLifeTest, AssignedToItselfItIsEmptied) {
     JObjectArray& same = array;
     array = same;
     EXPECT_EQ(array.length(), 0);
-    EXPECT_EQ(array.capacity, 0);
+    EXPECT_EQ(Peer::capacity(array), 0);
     EXPECT_EQ(alive(), 0);
     array[0];
     EXPECT_EQ(array.length(), 1);
@@ -421,8 +399,8 @@ TEST(JObjectArray, ElementsThatDoNotCloneComeOutAsEmptySlots) {
     JObjectArray target;
     target = source;
     EXPECT_EQ(target.length(), 2);
-    EXPECT_EQ(target.elements[0], nullptr);
-    EXPECT_EQ(target.elements[1], nullptr);
+    EXPECT_EQ(Peer::element(target, 0), nullptr);
+    EXPECT_EQ(Peer::element(target, 1), nullptr);
 }
 
 TEST_F(JObjectArrayLifeTest, ACopyHasNoCounter) {
@@ -430,10 +408,10 @@ TEST_F(JObjectArrayLifeTest, ACopyHasNoCounter) {
     Numbered source(&counter);
     fill(source, 2);
     JObjectArray copy(source);
-    EXPECT_EQ(copy.counter, nullptr);
+    EXPECT_EQ(Peer::counter(copy), nullptr);
     EXPECT_EQ(copy.length(), 2);
-    EXPECT_EQ(copy.capacity, 2);
-    EXPECT_EQ(numberOf(copy.elements[1]), 1);
+    EXPECT_EQ(Peer::capacity(copy), 2);
+    EXPECT_EQ(numberOf(Peer::element(copy, 1)), 1);
     EXPECT_EQ(alive(), 4);
 }
 
@@ -451,15 +429,15 @@ TEST_F(JObjectArrayLifeTest, ACloneIsAPlainArrayOfClones) {
 TEST_F(JObjectArrayLifeTest, ACloneThatFailsHalfwayReleasesWhatWasCloned) {
     JObjectArray source;
     source.resize(2);
-    source.elements[0] = new Counted(0);
-    source.elements[1] = new Unique(1);
+    Peer::element(source, 0) = new Counted(0);
+    Peer::element(source, 1) = new Unique(1);
     EXPECT_THROW(JObjectArray{source}, std::bad_alloc);
     EXPECT_THROW(source.clone(), std::bad_alloc);
     EXPECT_EQ(alive(), 2);
     JObjectArray target;
     EXPECT_THROW(target = source, std::bad_alloc);
     EXPECT_EQ(alive(), 3);
-    EXPECT_EQ(target.elements[1], nullptr);
+    EXPECT_EQ(Peer::element(target, 1), nullptr);
 }
 
 // ---- any order of operations ----
@@ -500,11 +478,11 @@ struct Model {
 
 void expectSame(const Numbered& array, const JSize& counter, const Model& model) {
     ASSERT_EQ(array.length(), static_cast<int>(model.slots.size()));
-    ASSERT_EQ(array.capacity, model.capacity);
+    ASSERT_EQ(Peer::capacity(array), model.capacity);
     ASSERT_EQ(counter.size(), model.counter);
-    for (int i = 0; i < array.capacity; i++) {
+    for (int i = 0; i < Peer::capacity(array); i++) {
         const int expected = i < array.length() ? model.slots[static_cast<std::size_t>(i)] : -1;
-        ASSERT_EQ(array.elements[i] == nullptr ? -1 : numberOf(array.elements[i]), expected) << i;
+        ASSERT_EQ(Peer::element(array, i) == nullptr ? -1 : numberOf(Peer::element(array, i)), expected) << i;
     }
 }
 

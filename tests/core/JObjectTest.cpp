@@ -1,6 +1,5 @@
 #include "core/JObject.h"
 
-#include <cstdint>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <vector>
@@ -32,51 +31,12 @@ private:
     int& count;
 };
 
-/** The place of a virtual operation in the table, as a pointer to member tells it. */
-template <class Operation>
-std::size_t slotOf(Operation operation) {
-    std::uintptr_t offset;
-    std::memcpy(&offset, &operation, sizeof(offset));
-    return (offset & ~std::uintptr_t{1}) / sizeof(void*);
-}
-
-template <class Object>
-void expectRecord(const char* name, const JClass& record, const JClass* superclass) {
-    Object object;
-    EXPECT_EQ(object.getClass(), &record);
-    EXPECT_STREQ(record.name, name);
-    EXPECT_EQ(record.size, static_cast<int>(sizeof(Object)));
-    EXPECT_EQ(record.superclass, superclass);
-}
-
 }  // namespace
 
 TEST(JObject, HashCodeIsZeroAndThereIsNoClone) {
     JObject object;
     EXPECT_EQ(object.hashCode(), 0);
     EXPECT_EQ(object.clone(), nullptr);
-}
-
-TEST(JObject, RecordsHoldNameSizeAndSuperclass) {
-    expectRecord<JObject>("JObject", JObject::classJObject, nullptr);
-    expectRecord<JInteger>("JInteger", JInteger::classJInteger, &JObject::classJObject);
-    expectRecord<JSize>("JSize", JSize::classJSize, &JObject::classJObject);
-    expectRecord<JPointer>("JPointer", JPointer::classJPointer, &JObject::classJObject);
-    expectRecord<JString>("JString", JString::classJString, &JObject::classJObject);
-    expectRecord<JStringBuffer>("JStringBuffer", JStringBuffer::classJStringBuffer, &JObject::classJObject);
-}
-
-TEST(JObject, HoldsNothingButTheTable) {
-    EXPECT_EQ(sizeof(JObject), sizeof(void*));
-}
-
-TEST(JObject, VirtualOperationsStandInTheirOrder) {
-    // The destructor takes the first two slots.
-    EXPECT_EQ(slotOf(static_cast<bool (JObject::*)(const JObject&)>(&JObject::equals)), 2u);
-    EXPECT_EQ(slotOf(static_cast<bool (JObject::*)(const JObject*)>(&JObject::equals)), 3u);
-    EXPECT_EQ(slotOf(&JObject::hashCode), 4u);
-    EXPECT_EQ(slotOf(&JObject::clone), 5u);
-    EXPECT_EQ(slotOf(&JObject::getClass), 6u);
 }
 
 TEST(JObject, IsDestroyedThroughTheRoot) {

@@ -6,21 +6,17 @@
 #include <string>
 #include <vector>
 
-TEST(JStringArray, HasARecordOfItsOwn) {
-    JStringArray array;
-    EXPECT_EQ(array.getClass(), &JStringArray::classJStringArray);
-    EXPECT_STREQ(JStringArray::classJStringArray.name, "JStringArray");
-    EXPECT_EQ(JStringArray::classJStringArray.size, static_cast<int>(sizeof(JObjectArray)));
-    EXPECT_EQ(JStringArray::classJStringArray.superclass, &JObjectArray::classJObjectArray);
-}
+#include "support/JObjectArrayPeer.h"
+
+using Peer = jay::detail::JObjectArrayPeer;
 
 TEST(JStringArray, ReadingAnElementMakesAnEmptyStringAndNoOther) {
     JStringArray array;
     EXPECT_STREQ(array[5], "");
     EXPECT_EQ(array.length(), 6);
-    for (int i = 0; i < 5; i++) EXPECT_EQ(array.elements[i], nullptr) << i;
+    for (int i = 0; i < 5; i++) EXPECT_EQ(Peer::element(array, i), nullptr) << i;
     EXPECT_STREQ(array[2], "");
-    EXPECT_EQ(array.elements[2]->getClass(), &JString::classJString);
+    EXPECT_EQ(Peer::element(array, 2)->getClass(), &JString::classJString);
 }
 
 TEST(JStringArray, ANegativeIndexIsTheFirstElement) {
@@ -63,9 +59,9 @@ TEST(JStringArray, ItsCopyIsAStringArrayWithoutACounter) {
     array[1] = "b";
     JStringArray copy(array);
     EXPECT_EQ(copy.getClass(), &JStringArray::classJStringArray);
-    EXPECT_EQ(copy.counter, nullptr);
-    EXPECT_EQ(copy.capacity, 2);
-    EXPECT_EQ(copy.elements[0], nullptr);
+    EXPECT_EQ(Peer::counter(copy), nullptr);
+    EXPECT_EQ(Peer::capacity(copy), 2);
+    EXPECT_EQ(Peer::element(copy, 0), nullptr);
     array[1] = "changed";
     EXPECT_STREQ(copy[1], "b");
     EXPECT_STREQ(copy[0], "");

@@ -7,6 +7,9 @@
 #include <type_traits>
 
 #include "core/JString.h"
+#include "support/JStringBufferPeer.h"
+
+using Peer = jay::detail::JStringBufferPeer;
 
 namespace {
 
@@ -18,29 +21,29 @@ void fill(JStringBuffer& buffer, int n) {
 
 TEST(JStringBuffer, StartsWithoutStorage) {
     JStringBuffer buffer;
-    EXPECT_EQ(buffer.data, nullptr);
-    EXPECT_EQ(buffer.capacity, 0);
+    EXPECT_EQ(Peer::data(buffer), nullptr);
+    EXPECT_EQ(Peer::capacity(buffer), 0);
     EXPECT_EQ(buffer.length(), 0);
     EXPECT_STREQ(buffer.toString(), "");
     EXPECT_EQ(buffer.toString().length(), 0);
 }
 
 TEST(JStringBuffer, ASizedBufferHasRoomForThatManyBytes) {
-    EXPECT_EQ(JStringBuffer(1000).capacity, 1024);
-    EXPECT_EQ(JStringBuffer(256).capacity, 256);
-    EXPECT_EQ(JStringBuffer(257).capacity, 512);
-    EXPECT_EQ(JStringBuffer(0).capacity, 256);
-    EXPECT_EQ(JStringBuffer(-7).capacity, 256);
+    EXPECT_EQ(Peer::capacity(JStringBuffer(1000)), 1024);
+    EXPECT_EQ(Peer::capacity(JStringBuffer(256)), 256);
+    EXPECT_EQ(Peer::capacity(JStringBuffer(257)), 512);
+    EXPECT_EQ(Peer::capacity(JStringBuffer(0)), 256);
+    EXPECT_EQ(Peer::capacity(JStringBuffer(-7)), 256);
     EXPECT_EQ(JStringBuffer(1000).length(), 0);
 }
 
 TEST(JStringBuffer, TheFirstBlockHolds256BytesExactly) {
     JStringBuffer buffer;
     fill(buffer, 256);
-    EXPECT_EQ(buffer.capacity, 256);
+    EXPECT_EQ(Peer::capacity(buffer), 256);
     EXPECT_EQ(buffer.length(), 256);
     const char* text = buffer;
-    EXPECT_EQ(buffer.capacity, 512);
+    EXPECT_EQ(Peer::capacity(buffer), 512);
     EXPECT_EQ(std::string(text), std::string(256, 'x'));
     EXPECT_EQ(buffer.length(), 256);
 }
@@ -49,19 +52,19 @@ TEST(JStringBuffer, ReadingFewerBytesDoesNotGrowTheStorage) {
     JStringBuffer buffer;
     fill(buffer, 255);
     EXPECT_EQ(std::strlen(buffer), 255u);
-    EXPECT_EQ(buffer.capacity, 256);
+    EXPECT_EQ(Peer::capacity(buffer), 256);
 }
 
 TEST(JStringBuffer, GrowsToTheNextBlockAboveTheNeed) {
     JStringBuffer buffer;
     fill(buffer, 256);
     buffer.append("y");
-    EXPECT_EQ(buffer.capacity, 512);
+    EXPECT_EQ(Peer::capacity(buffer), 512);
     buffer.append(std::string(255, 'z').c_str());
-    EXPECT_EQ(buffer.capacity, 512);
+    EXPECT_EQ(Peer::capacity(buffer), 512);
     EXPECT_EQ(buffer.length(), 512);
     buffer.append(std::string(1000, 'w').c_str());
-    EXPECT_EQ(buffer.capacity, 1536);
+    EXPECT_EQ(Peer::capacity(buffer), 1536);
     const std::string expected = std::string(256, 'x') + "y" + std::string(255, 'z') + std::string(1000, 'w');
     EXPECT_EQ(std::string(buffer), expected);
 }
@@ -69,24 +72,24 @@ TEST(JStringBuffer, GrowsToTheNextBlockAboveTheNeed) {
 TEST(JStringBuffer, StorageIsZeroFilled) {
     JStringBuffer buffer;
     buffer.append("abc");
-    EXPECT_EQ(std::string(buffer.data + 3, 253), std::string(253, '\0'));
+    EXPECT_EQ(std::string(Peer::data(buffer) + 3, 253), std::string(253, '\0'));
     buffer.resize(400);
-    EXPECT_EQ(std::string(buffer.data, 512), "abc" + std::string(509, '\0'));
+    EXPECT_EQ(std::string(Peer::data(buffer), 512), "abc" + std::string(509, '\0'));
 }
 
 TEST(JStringBuffer, ResizeNeverShrinksAndNeverChangesTheLength) {
     JStringBuffer buffer(1000);
     buffer.append("abc");
-    const char* data = buffer.data;
+    const char* data = Peer::data(buffer);
     buffer.resize(0);
     buffer.resize(-5000);
     buffer.resize(INT_MIN);
     buffer.resize(1021);
-    EXPECT_EQ(buffer.capacity, 1024);
-    EXPECT_EQ(buffer.data, data);
+    EXPECT_EQ(Peer::capacity(buffer), 1024);
+    EXPECT_EQ(Peer::data(buffer), data);
     EXPECT_EQ(buffer.length(), 3);
     buffer.resize(1022);
-    EXPECT_EQ(buffer.capacity, 1280);
+    EXPECT_EQ(Peer::capacity(buffer), 1280);
     EXPECT_EQ(buffer.length(), 3);
     EXPECT_STREQ(buffer, "abc");
 }
@@ -96,7 +99,7 @@ TEST(JStringBuffer, ResizeBeyondTheLimitFailsAsAnAllocation) {
     buffer.append("abc");
     EXPECT_THROW(buffer.resize(INT_MAX), std::bad_alloc);
     EXPECT_STREQ(buffer, "abc");
-    EXPECT_EQ(buffer.capacity, 256);
+    EXPECT_EQ(Peer::capacity(buffer), 256);
     EXPECT_THROW(JStringBuffer{INT_MAX}, std::bad_alloc);
 }
 
@@ -123,7 +126,7 @@ TEST(JStringBuffer, AppendingNothingLeavesTheLength) {
     JStringBuffer buffer;
     buffer.append('\0').append("").append(JString()).append(static_cast<const char*>(nullptr));
     EXPECT_EQ(buffer.length(), 0);
-    EXPECT_EQ(buffer.capacity, 256);
+    EXPECT_EQ(Peer::capacity(buffer), 256);
     EXPECT_STREQ(buffer, "");
 }
 
@@ -156,11 +159,11 @@ TEST(JStringBuffer, MayBeAppendedToItself) {
 TEST(JStringBuffer, OnlyReadingTerminatesTheText) {
     JStringBuffer buffer;
     buffer.append("abc");
-    buffer.data[3] = '#';
+    Peer::data(buffer)[3] = '#';
     buffer.toString();
-    EXPECT_EQ(buffer.data[3], '#');
+    EXPECT_EQ(Peer::data(buffer)[3], '#');
     EXPECT_STREQ(buffer, "abc");
-    EXPECT_EQ(buffer.data[3], '\0');
+    EXPECT_EQ(Peer::data(buffer)[3], '\0');
 }
 
 TEST(JStringBuffer, ToStringHoldsTheText) {
@@ -169,24 +172,24 @@ TEST(JStringBuffer, ToStringHoldsTheText) {
     const JString text = buffer.toString();
     EXPECT_EQ(text.length(), 256);
     EXPECT_EQ(std::string(text), std::string(256, 'x'));
-    EXPECT_EQ(buffer.capacity, 256);
+    EXPECT_EQ(Peer::capacity(buffer), 256);
 }
 
 TEST(JStringBuffer, ReadingAnEmptyBufferGivesTheEmptyText) {
     JStringBuffer buffer;
     EXPECT_STREQ(buffer, "");
-    EXPECT_EQ(buffer.capacity, 256);
+    EXPECT_EQ(Peer::capacity(buffer), 256);
 }
 
 TEST(JStringBuffer, ClearFreesTheStorage) {
     JStringBuffer buffer(1000);
     buffer.append("abc").clear();
-    EXPECT_EQ(buffer.data, nullptr);
-    EXPECT_EQ(buffer.capacity, 0);
+    EXPECT_EQ(Peer::data(buffer), nullptr);
+    EXPECT_EQ(Peer::capacity(buffer), 0);
     EXPECT_EQ(buffer.length(), 0);
     buffer.clear();
     buffer.append('x');
-    EXPECT_EQ(buffer.capacity, 256);
+    EXPECT_EQ(Peer::capacity(buffer), 256);
     EXPECT_STREQ(buffer, "x");
 }
 

@@ -5,10 +5,22 @@
 
 namespace {
 
-/** Counts how often its tree is asked for. */
-class Screen : public JCanvas {
+/** A canvas as a derived class sees it. */
+class Canvas : public JCanvas {
 public:
-    Screen() : JCanvas(42) {}
+    explicit Canvas(unsigned int number) : JCanvas(number) {}
+    using JCanvas::active;
+    using JCanvas::flag;
+    using JCanvas::handle;
+    using JCanvas::lastHit;
+    using JCanvas::layout;
+    using JCanvas::repaintPending;
+};
+
+/** Counts how often its tree is asked for. */
+class Screen : public Canvas {
+public:
+    Screen() : Canvas(42) {}
     void createLayout() override {
         created++;
         layout = new JLayout(1, "root", JLayout::STACK);
@@ -27,7 +39,7 @@ JLayout nodeAt(int x, int y, int width, int height) {
 }  // namespace
 
 TEST(JCanvas, StartsAt280By320WithoutATree) {
-    JCanvas canvas(42);
+    Canvas canvas(42);
     EXPECT_EQ(canvas.getWidth(), 280);
     EXPECT_EQ(canvas.getHeight(), 320);
     EXPECT_EQ(canvas.handle, 42U);
@@ -36,12 +48,10 @@ TEST(JCanvas, StartsAt280By320WithoutATree) {
     EXPECT_EQ(canvas.layout, nullptr);
     EXPECT_EQ(canvas.lastHit, nullptr);
     EXPECT_EQ(canvas.active.length(), 0);
-    EXPECT_EQ(canvas.getClass(), &JCanvas::classJCanvas);
-    EXPECT_STREQ(canvas.getClass()->name, "JCanvas");
 }
 
 TEST(JCanvas, PropertiesAreStored) {
-    JCanvas canvas(0);
+    Canvas canvas(0);
     canvas.setHandle(7);
     canvas.setWidth(11);
     canvas.setHeight(12);
@@ -67,7 +77,7 @@ TEST(JCanvas, Paint_EndsThePendingRepaintAndMakesTheTreeOnce) {
 }
 
 TEST(JCanvas, EmptyHooksDoNothing) {
-    JCanvas canvas(0);
+    Canvas canvas(0);
     JGraphics graphics(nullptr);
     JLayout node;
     canvas.keyPressed(5);
@@ -79,7 +89,7 @@ TEST(JCanvas, EmptyHooksDoNothing) {
 }
 
 TEST(JCanvas, Hit_LeavesOutTheRightAndBottomEdges) {
-    JCanvas canvas(0);
+    Canvas canvas(0);
     JLayout node = nodeAt(10, 20, 30, 40);
     canvas.addActive(&node);
     EXPECT_EQ(canvas.hit(10, 20), &node);
@@ -91,7 +101,7 @@ TEST(JCanvas, Hit_LeavesOutTheRightAndBottomEdges) {
 }
 
 TEST(JCanvas, Hit_FindsTheNodeRegisteredLast) {
-    JCanvas canvas(0);
+    Canvas canvas(0);
     JLayout below = nodeAt(0, 0, 100, 100);
     JLayout above = nodeAt(10, 10, 10, 10);
     canvas.addActive(&below);
@@ -104,14 +114,14 @@ TEST(JCanvas, Hit_FindsTheNodeRegisteredLast) {
 }
 
 TEST(JCanvas, Hit_OfNothingIsNull) {
-    JCanvas canvas(0);
+    Canvas canvas(0);
     EXPECT_EQ(canvas.hit(0, 0), nullptr);
     canvas.addActive(nullptr);
     EXPECT_EQ(canvas.hit(0, 0), nullptr);
 }
 
 TEST(JCanvas, Hit_SurvivesAnAreaBeyondAllCoordinates) {
-    JCanvas canvas(0);
+    Canvas canvas(0);
     JLayout node = nodeAt(INT_MAX - 1, INT_MAX - 1, INT_MAX, INT_MAX);
     canvas.addActive(&node);
     EXPECT_EQ(canvas.hit(INT_MAX, INT_MAX), &node);

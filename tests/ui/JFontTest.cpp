@@ -2,44 +2,46 @@
 
 #include <gtest/gtest.h>
 
+#include "support/JFontPeer.h"
+
+using Peer = jay::detail::JFontPeer;
+
 TEST(JFont, DefaultFontHasFaceStyleAndSizeZero) {
     JFont font;
     EXPECT_EQ(font.getFace(), 0);
     EXPECT_EQ(font.getStyle(), 0);
     EXPECT_EQ(font.getSize(), 0);
-    EXPECT_TRUE(font.ownsFont);
-    EXPECT_EQ(font.platformFont, nullptr);
-    EXPECT_EQ(font.reserved[0], 0);
-    EXPECT_EQ(font.reserved[1], 0);
-    EXPECT_EQ(font.getClass(), &JFont::classJFont);
-    EXPECT_STREQ(font.getClass()->name, "JFont");
+    EXPECT_TRUE(Peer::ownsFont(font));
+    EXPECT_EQ(Peer::platformFont(font), nullptr);
+    EXPECT_EQ(Peer::reserved(font, 0), 0);
+    EXPECT_EQ(Peer::reserved(font, 1), 0);
 }
 
 TEST(JFont, ACopySharesThePlatformFontAndDoesNotOwnIt) {
     unsigned int platform = 0;
     JFont font(1, 2, 3);
-    font.platformFont = &platform;
-    font.reserved[0] = 5;
+    Peer::platformFont(font) = &platform;
+    Peer::reserved(font, 0) = 5;
     JFont copy(font);
     EXPECT_EQ(copy.getFace(), 1);
     EXPECT_EQ(copy.getStyle(), 2);
     EXPECT_EQ(copy.getSize(), 3);
-    EXPECT_FALSE(copy.ownsFont);
-    EXPECT_EQ(copy.platformFont, &platform);
-    EXPECT_EQ(copy.reserved[0], 0);
+    EXPECT_FALSE(Peer::ownsFont(copy));
+    EXPECT_EQ(Peer::platformFont(copy), &platform);
+    EXPECT_EQ(Peer::reserved(copy, 0), 0);
 }
 
 TEST(JFont, AssignmentCopiesFaceStyleAndSizeOnly) {
     unsigned int platform = 0;
     JFont font(1, 2, 3);
-    font.platformFont = &platform;
+    Peer::platformFont(font) = &platform;
     JFont other;
     other = font;
     EXPECT_EQ(other.getFace(), 1);
     EXPECT_EQ(other.getStyle(), 2);
     EXPECT_EQ(other.getSize(), 3);
-    EXPECT_TRUE(other.ownsFont);
-    EXPECT_EQ(other.platformFont, nullptr);
+    EXPECT_TRUE(Peer::ownsFont(other));
+    EXPECT_EQ(Peer::platformFont(other), nullptr);
 }
 
 TEST(JFont, GetFont_BySpecUsesTheLowThreeBits) {
@@ -49,7 +51,7 @@ TEST(JFont, GetFont_BySpecUsesTheLowThreeBits) {
     EXPECT_EQ(JFont::getFont(-1).getSize(), 39);
     EXPECT_EQ(JFont::getFont(9).getFace(), 0);
     EXPECT_EQ(JFont::getFont(9).getStyle(), 0);
-    EXPECT_TRUE(JFont::getFont(9).ownsFont);
+    EXPECT_TRUE(Peer::ownsFont(JFont::getFont(9)));
 }
 
 TEST(JFont, GetFont_ByFaceStyleAndSize) {
@@ -60,8 +62,8 @@ TEST(JFont, GetFont_ByFaceStyleAndSize) {
 }
 
 TEST(JFont, GetDefaultFont_IsACopy) {
-    EXPECT_TRUE(JFont::DEFAULT_FONT.ownsFont);
-    EXPECT_FALSE(JFont::getDefaultFont().ownsFont);
+    EXPECT_TRUE(Peer::ownsFont(JFont::DEFAULT_FONT));
+    EXPECT_FALSE(Peer::ownsFont(JFont::getDefaultFont()));
 }
 
 TEST(JFont, HooksOfAnEmptyPlatformGiveZero) {

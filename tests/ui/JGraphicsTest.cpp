@@ -2,13 +2,16 @@
 
 #include <gtest/gtest.h>
 
+#include "support/JFontPeer.h"
+#include "support/JGraphicsPeer.h"
+
+using Peer = jay::detail::JGraphicsPeer;
+
 TEST(JGraphics, StoresNoHandleByItself) {
     unsigned int platform = 0;
     const JGraphics graphics(&platform);
-    EXPECT_EQ(graphics.handle, nullptr);
-    EXPECT_EQ(graphics.state, nullptr);
-    EXPECT_EQ(graphics.getClass(), &JGraphics::classJGraphics);
-    EXPECT_STREQ(graphics.getClass()->name, "JGraphics");
+    EXPECT_EQ(Peer::handle(graphics), nullptr);
+    EXPECT_EQ(Peer::state(graphics), nullptr);
 }
 
 TEST(JGraphics, StartsWithADefaultFontAndTakesAnother) {
@@ -18,7 +21,7 @@ TEST(JGraphics, StartsWithADefaultFontAndTakesAnother) {
     graphics.setFont(font);
     EXPECT_EQ(graphics.getFont().getFace(), 1);
     EXPECT_EQ(graphics.getFont().getSize(), 3);
-    EXPECT_TRUE(graphics.getFont().ownsFont);
+    EXPECT_TRUE(jay::detail::JFontPeer::ownsFont(graphics.getFont()));
 }
 
 TEST(JGraphics, HooksOfAnEmptyPlatformDoNothing) {

@@ -5,13 +5,6 @@
 
 #include "ui/JLayout.h"
 
-TEST(JLayoutArray, HasItsOwnClassRecord) {
-    const JLayoutArray array;
-    EXPECT_EQ(array.getClass(), &JLayoutArray::classJLayoutArray);
-    EXPECT_STREQ(array.getClass()->name, "JLayoutArray");
-    EXPECT_EQ(array.getClass()->superclass, &JObjectArray::classJObjectArray);
-}
-
 TEST(JLayoutArray, MakesDefaultNodesAndPlainClones) {
     JLayoutArray array;
     EXPECT_EQ(array[2].getId(), -1);
