@@ -24,10 +24,8 @@ int JDatabase::_ref = 0;
 
 namespace {
 
-constexpr int LEAST_LISTED = 1024;  ///< strings that getRecords() makes for a header's word alone
-constexpr int GREATEST_SIZE =
-    INT_MAX - (1 << 21);  ///< of a file that is worked on: offsets are 32-bit, with room to spare
-constexpr int GREATEST_GAP = 1 << 20;  ///< bytes from the file's end to a believable end of the records
+constexpr int LEAST_LISTED =
+    1024;  ///< elements that getRecords() returns for a count that the file does not hold
 
 constexpr char OPEN_MODE[] = "r+be";   ///< e: a program that exec() starts does not inherit the descriptor
 constexpr char CREATE_MODE[] = "abe";  ///< a: never truncates a file that was created in the meantime
@@ -153,9 +151,7 @@ void JDatabase::open(const char* name) {
     }
     numRecords = 0;
     end = RecordLayout::HEADER_SIZE;
-    if (file == nullptr) return;
-    const int size = FileBytes(file).size();
-    if (size < 0 || size > GREATEST_SIZE) return close();
+    if (file != nullptr && FileBytes(file).size() < 0) close();
     readHeader();
 }
 
@@ -212,7 +208,7 @@ bool JDatabase::next(RecordWalk& walk, int before) {
 void JDatabase::repair(int offset, int bytesRead, int recordsBefore) {
     JMessage word;
     word.addInt(bytesRead);
-    if (!writeAt(offset, word)) return;
+    if (word.size() > INT_MAX - offset || !writeAt(offset, word)) return;
     end = offset + RecordLayout::INT_SIZE;
     numRecords = recordsBefore;
     writeHeader();
@@ -234,13 +230,18 @@ bool JDatabase::writeAt(int offset, const JMessage& bytes) {
     return FileBytes(file).write(offset, block, block.size());
 }
 
-/** Where the next record goes: `end`, unless that is damaged. -1 when the file's size cannot be found out. */
+/**
+ * Where the next record goes: `end`, or the file's end when `end` is damaged. An `end` beyond the file is right where the file
+ * was cut: records are missing then. -1 when the file could not be read.
+ */
 int JDatabase::appendOffset() {
     const int size = FileBytes(file).size();
     if (size < 0) return -1;
-    const int fileSize = std::max(size, RecordLayout::HEADER_SIZE);
-    const bool believable = end >= RecordLayout::HEADER_SIZE && end <= fileSize + GREATEST_GAP;
-    return believable ? end : fileSize;
+    if (end >= RecordLayout::HEADER_SIZE && end <= size) return end;
+    RecordWalk walk{FileBytes(file)};
+    const RecordWalk::Step step = end > size ? walk.passOver(numRecords) : RecordWalk::RECORD;
+    if (step == RecordWalk::FAILED) return -1;
+    return step == RecordWalk::END ? end : std::max(size, RecordLayout::HEADER_SIZE);
 }
 
 /** The header follows the record, so that a record that could not be written does not count. */
@@ -248,7 +249,7 @@ bool JDatabase::append(const char* text) {
     if (file == nullptr || numRecords == INT_MAX) return false;
     JMessage record = make(numRecords + 1, text);
     const int offset = appendOffset();
-    if (offset < 0 || record.size() > GREATEST_SIZE - offset || !writeAt(offset, record)) return false;
+    if (offset < 0 || record.size() > INT_MAX - offset || !writeAt(offset, record)) return false;
     return writeAt(0, twoInts(++numRecords, end = offset + record.size()));
 }
 

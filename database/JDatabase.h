@@ -36,14 +36,13 @@ class RecordWalk;
  * counted in the header. The same goes for a file that cannot be read: a read error is not taken for the end of the file, and
  * nothing is written after it.
  *
- * Damaged files: a search that cannot read the length of a record that the header counts repairs the file
- * there, see find(). A length that is negative counts as 0, one that reaches beyond the file is cut at its
- * end, and a record of fewer than 4 bytes has no id and matches none; so no read leaves the file, none
- * allocates what the file does not hold, and a search ends after at most one step for every 4 bytes of the
- * file. getRecords() has no more elements than a quarter of the file's bytes, or
- * 1024 if that is more. A new record is
- * never written into the header, and `end` counts as damaged when it lies more than 1 MiB beyond the file:
- * the record then goes to the file's end. A file of 2 GiB or more is not opened.
+ * Damaged files: a search that cannot read the length of a record that the header counts repairs the file there, see find(). A
+ * length that is negative counts as 0, one that reaches beyond the file is cut at its end, and a record of fewer than 4 bytes
+ * has no id and matches none. So no read leaves the file, none allocates more than the file holds, and a search ends after at
+ * most one step for every 4 bytes of the file. When the header counts more records than the file holds, getRecords() returns
+ * as many elements as it counts, but no more than 1024 or a quarter of the file's bytes, whichever is more. A new record is never written into the header; where `end` lies in the header, or
+ * beyond a file in which no record is missing, `end` is damaged and the record goes to the file's end. Offsets are ints: a file
+ * of 2 GiB or more is not opened, and no record is written beyond that.
  *
  * No operation is a cancellation point: a thread is cancelled before or after it, so that the file is never left half written.
  *

@@ -30,6 +30,15 @@ RecordWalk::Step RecordWalk::next() {
     return RECORD;
 }
 
+RecordWalk::Step RecordWalk::passOver(int count) {
+    Step step = RECORD;
+    for (int i = 0; i < count && step == RECORD; i++) {
+        step = next();
+        if (step == RECORD && length_ > bodySize_) step = END;
+    }
+    return step;
+}
+
 bool RecordWalk::hasId() const {
     return headHeld_ == HEAD_SIZE && bodySize_ >= RecordLayout::INT_SIZE;
 }
@@ -63,7 +72,7 @@ const unsigned char* RecordWalk::fetch(int offset, int count, int& held) {
     count = std::min(count, fileSize_ - offset);
     if (offset < windowStart_ || count > windowStart_ + windowHeld_ - offset) {
         windowStart_ = offset;
-        windowHeld_ = file_.read(offset, window_, WINDOW_SIZE);
+        windowHeld_ = file_.read(offset, window_, std::min(WINDOW_SIZE, fileSize_ - offset));
     }
     held = windowHeld_ < 0 ? -1 : std::min(windowStart_ + windowHeld_ - offset, count);
     return window_ + (offset - windowStart_);

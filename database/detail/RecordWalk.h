@@ -24,6 +24,9 @@ public:
 
     Step next();
 
+    /** Steps over several records. @return RECORD if all are there and whole, END if one is missing or cut. */
+    Step passOver(int count);
+
     int offset() const { return offset_; }  ///< where the record begins; after END, where the file ended
     int bytesOfLength() const {
         return headHeld_;

@@ -1,5 +1,6 @@
 #include "database/JDatabase.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -89,6 +90,12 @@ protected:
     void setImage(const std::string& bytes) const {
         std::ofstream file(path(), std::ios::binary | std::ios::trunc);
         file << bytes;
+    }
+
+    off_t sizeOfFile() const {
+        struct stat status {};
+        stat(path().c_str(), &status);
+        return status.st_size;
     }
 
     std::string get(int id) { return static_cast<const char*>(db.getRecord("notes", id)); }
@@ -556,13 +563,81 @@ TEST_F(JDatabaseTest, ADamagedEndIsNeverWrittenInTheHeaderOrFarBeyondTheFile) {
     }
 }
 
-TEST_F(JDatabaseTest, AnEndSomewhatBeyondTheFileLeavesAGap) {
+TEST_F(JDatabaseTest, AnEndBeyondAFileWhoseLastRecordIsCutLeavesAGap) {
     const std::string whole = fileOf({"abc"});
     setImage(whole.substr(0, whole.size() - 2));
     db.addRecord("notes", "new");
     EXPECT_EQ(image(),
               header(2, 32) + record(1, "abc").substr(0, 10) + std::string(2, '\0') + record(2, "new"));
     EXPECT_EQ(get(2), "new");
+}
+
+TEST_F(JDatabaseTest, AnEndBeyondAFileWithoutItsLastRecordLeavesAGap) {
+    setImage(header(2, 32) + record(1, "abc"));
+    db.addRecord("notes", "new");
+    EXPECT_EQ(image(), header(3, 44) + record(1, "abc") + std::string(12, '\0') + record(3, "new"));
+}
+
+TEST_F(JDatabaseTest, AnEndJustBeyondAWholeFileIsDamaged) {
+    setImage(header(1, 21) + record(1, "abc"));
+    db.addRecord("notes", "new");
+    EXPECT_EQ(image(), fileOf({"abc", "new"}));
+}
+
+TEST_F(JDatabaseTest, NothingIsAddedWhenTheRecordsCannotBeReadToJudgeTheEnd) {
+    setImage(header(2, 32) + record(1, "abc"));
+    FileCalls::pread.failAfter(1, EIO);
+    db.addRecord("notes", "new");
+    EXPECT_EQ(image(), header(2, 32) + record(1, "abc"));
+}
+
+TEST_F(JDatabaseTest, ARecordMayEndWhereAnIntDoesAndNotBehind) {
+    setImage(header(2, INT_MAX - 12) + record(1, "abc"));
+    db.addRecord("notes", "abcd");
+    EXPECT_EQ(db.getNumRecords("notes"), 2);
+    db.addRecord("notes", "new");
+    EXPECT_EQ(db.getNumRecords("notes"), 3);
+    db.addRecord("notes", "");
+    EXPECT_EQ(db.getNumRecords("notes"), 3);
+    EXPECT_EQ(sizeOfFile(), INT_MAX);
+    EXPECT_EQ(get(1), "abc");
+}
+
+TEST_F(JDatabaseTest, ARepairThatDoesNotFitBelowTheLimitIsLeftOut) {
+    setImage(header(3, 20) + word(INT_MAX) + word(1));
+    ASSERT_EQ(truncate(path().c_str(), INT_MAX), 0);
+    EXPECT_EQ(get(2), "");
+    EXPECT_EQ(db.getNumRecords("notes"), 3);
+    EXPECT_EQ(sizeOfFile(), INT_MAX);
+}
+
+TEST_F(JDatabaseTest, AFileOfTwoGibibytesIsNotOpened) {
+    if (sizeof(off_t) < 8) GTEST_SKIP() << "the system's calls cannot make such a file";
+    setImage(fileOf({"abc"}));
+    ASSERT_EQ(truncate(path().c_str(), INT_MAX), 0);
+    EXPECT_EQ(get(1), "abc");
+    ASSERT_EQ(truncate(path().c_str(), static_cast<off_t>(INT_MAX + 1LL)), 0);
+    EXPECT_EQ(get(1), "");
+    db.addRecord("notes", "new");
+    EXPECT_EQ(db.getNumRecords("notes"), 0);
+    ASSERT_EQ(truncate(path().c_str(), 100), 0);
+    EXPECT_EQ(db.getNumRecords("notes"), 1);
+}
+
+TEST_F(JDatabaseTest, ACountThatTheFileDoesNotHoldIsKeptUpTo1024Elements) {
+    for (const int count : {1023, 1024, 1025, INT_MAX}) {
+        setImage(header(count, 20) + record(1, "abc"));
+        EXPECT_EQ(all().size(), static_cast<size_t>(std::min(count, 1024))) << count;
+    }
+}
+
+TEST_F(JDatabaseTest, NoRecordIsAddedToTheGreatestCount) {
+    for (const int count : {INT_MAX - 1, INT_MAX}) {
+        setImage(header(count, 20) + record(1, "abc"));
+        db.addRecord("notes", "new");
+        EXPECT_EQ(db.getNumRecords("notes"), INT_MAX);
+        EXPECT_EQ(image().size(), count == INT_MAX ? 20U : 32U);
+    }
 }
 
 namespace {
