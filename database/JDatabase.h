@@ -13,40 +13,38 @@ class RecordWalk;
 }
 
 /**
- * Small numbered text records in flat files, one file per named database. Records are numbered from 1 in the
- * order of addition and never removed; a new text is written in place when it fits the old space. Every
- * operation that takes a name opens the file, works and closes it.
+ * Small numbered text records in flat files, one file per named database. Records are numbered from 1 in the order of addition
+ * and never removed; a new text is written in place when it fits the old space. Every operation that takes a name opens the
+ * file, works on it and closes it.
  *
  *     JDatabase* db = JDatabase::getDatabase();
  *     db->addRecord("notes", "milk");
  *     JString first = db->getRecord("notes", 1);
  *     JDatabase::release();
  *
- * The file of database `name` is `_path` + "\\" + name + ".db", where `_path` is the home directory (see
- * JSystem::getHomeDirectory()) + "\\db". The separators are backslashes on every platform (kept: existing
- * files are found by exactly this name). With an empty home directory the file of "notes" is called
- * `\\db\\notes.db`, in the current directory.
+ * Name. The file of database `name` is `_path` + "\\" + name + ".db", where `_path` is the home directory (see
+ * JSystem::getHomeDirectory()) + "\\db". The separators are backslashes on every platform: existing files are found by exactly
+ * this name. With an empty home directory the file of "notes" is `\\db\\notes.db` in the current directory.
  *
- * The file: numRecords and end, then the records up to `end`; a record is its length (of what follows), its
- * id and its text as JMessage writes them. Numbers are 32-bit little-endian. docs/database-format.md tells it
- * byte by byte.
+ * Format. A header with numRecords and end, then the records up to `end`; a record is its length (of what follows), its id and
+ * its text as JMessage writes them. Numbers are 32-bit little-endian. docs/database-format.md describes each byte, and what a
+ * process that is killed while it writes leaves.
  *
- * Results: nothing reports an error. A record that is not there, or a file that can be neither opened nor
- * made, gives an empty message, string or array, or no effect; a record that cannot be written whole is not
- * counted in the header. The same goes for a file that cannot be read: a read error is not taken for the end of the file, and
- * nothing is written after it.
+ * Errors. No operation reports an error. A record that does not exist, and a file that cannot be opened, created or read, give
+ * an empty message, string or array, or no effect. A read error is not taken for the end of the file, and nothing is written
+ * after it. A record that cannot be written completely is not counted in the header.
  *
- * Damaged files: a search that cannot read the length of a record that the header counts repairs the file there, see find(). A
+ * Damaged files. A search that cannot read the length of a record that the header counts repairs the file there, see find(). A
  * length that is negative counts as 0, one that reaches beyond the file is cut at its end, and a record of fewer than 4 bytes
  * has no id and matches none. So no read leaves the file, none allocates more than the file holds, and a search ends after at
  * most one step for every 4 bytes of the file. When the header counts more records than the file holds, getRecords() returns
- * as many elements as it counts, but no more than 1024 or a quarter of the file's bytes, whichever is more. A new record is never written into the header; where `end` lies in the header, or
- * beyond a file in which no record is missing, `end` is damaged and the record goes to the file's end. Offsets are ints: a file
- * of 2 GiB or more is not opened, and no record is written beyond that.
+ * as many elements as it counts, but no more than 1024 or a quarter of the file's bytes, whichever is more. A new record is
+ * never written into the header: where `end` lies in the header, or beyond a file from which no record is missing, `end` is
+ * damaged and the record goes to the file's end. Offsets are ints: a file of 2 GiB or more is not opened, and no record is
+ * written beyond that.
  *
- * No operation is a cancellation point: a thread is cancelled before or after it, so that the file is never left half written.
- *
- * Not thread-safe, and two processes must not use one file at the same time.
+ * Threads. Not thread-safe, and two processes must not use one file at the same time. No operation is a cancellation point: a
+ * thread is cancelled before or after it, so that a change is never left half done.
  */
 class JAY_API JDatabase : public JObject {
 public:

@@ -32,3 +32,20 @@ JAY_STAND_IN ssize_t pwrite(int fd, const void* from, size_t size, off_t offset)
     static auto* const real = theReal("pwrite", &pwrite);
     return FileCalls::pwrite.fails() ? -1 : real(fd, from, size, offset);
 }
+
+// The names that a 32-bit library calls which has 64-bit file offsets.
+
+JAY_STAND_IN FILE* fopen64(const char* path, const char* mode) {
+    static auto* const real = theReal("fopen64", &fopen64);
+    return FileCalls::fopen.fails() ? nullptr : real(path, mode);
+}
+
+JAY_STAND_IN ssize_t pread64(int fd, void* to, size_t size, off64_t offset) {
+    static auto* const real = theReal("pread64", &pread64);
+    return FileCalls::pread.fails() ? -1 : real(fd, to, size, offset);
+}
+
+JAY_STAND_IN ssize_t pwrite64(int fd, const void* from, size_t size, off64_t offset) {
+    static auto* const real = theReal("pwrite64", &pwrite64);
+    return FileCalls::pwrite.fails() ? -1 : real(fd, from, size, offset);
+}
