@@ -1,6 +1,7 @@
 #include "database/JDatabase.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cerrno>
 #include <climits>
 #include <vector>
@@ -249,6 +250,7 @@ bool JDatabase::append(const char* text) {
     if (file == nullptr || numRecords == INT_MAX) return false;
     JMessage record = make(numRecords + 1, text);
     const int offset = appendOffset();
+    assert(offset < 0 || offset >= RecordLayout::HEADER_SIZE);
     if (offset < 0 || record.size() > INT_MAX - offset || !writeAt(offset, record)) return false;
     return writeAt(0, twoInts(++numRecords, end = offset + record.size()));
 }

@@ -1,5 +1,6 @@
 #include "database/detail/FileBytes.h"
 
+#include <cassert>
 #include <cerrno>
 #include <climits>
 #include <sys/stat.h>
@@ -17,6 +18,7 @@ int FileBytes::size() const {
 }
 
 int FileBytes::read(int offset, void* to, int count) const {
+    assert(offset >= 0);
     auto* const bytes = static_cast<char*>(to);
     int done = 0;
     while (done < count) {
@@ -30,6 +32,7 @@ int FileBytes::read(int offset, void* to, int count) const {
 }
 
 bool FileBytes::write(int offset, const void* from, int count) const {
+    assert(offset >= 0 && count <= INT_MAX - offset);
     const auto* const bytes = static_cast<const char*>(from);
     int done = 0;
     while (done < count) {

@@ -1,6 +1,7 @@
 #include "database/detail/RecordWalk.h"
 
 #include <algorithm>
+#include <cassert>
 
 #include "core/JByte.h"
 #include "database/detail/RecordLayout.h"
@@ -27,6 +28,7 @@ RecordWalk::Step RecordWalk::next() {
     bodySize_ = std::clamp(fileSize_ - offset_ - RecordLayout::INT_SIZE, 0, std::max(length_, 0));
     if (headHeld_ == HEAD_SIZE) id_ = RecordLayout::intAt(head + RecordLayout::ID_OFFSET);
     following_ = offset_ + RecordLayout::INT_SIZE + bodySize_;
+    assert(following_ <= fileSize_);  // each step moves on, and stays in the file
     return RECORD;
 }
 
@@ -74,6 +76,7 @@ const unsigned char* RecordWalk::fetch(int offset, int count, int& held) {
         windowStart_ = offset;
         windowHeld_ = file_.read(offset, window_, std::min(WINDOW_SIZE, fileSize_ - offset));
     }
+    assert(windowHeld_ <= fileSize_ - windowStart_);
     held = windowHeld_ < 0 ? -1 : std::min(windowStart_ + windowHeld_ - offset, count);
     return window_ + (offset - windowStart_);
 }
