@@ -1,10 +1,10 @@
-/** @file The layout of a record database's file, which docs/database-format.md describes, as constants. */
+/** @file The layout of a record database's file, for the library and the programs that look into one. */
 #ifndef JAY_DATABASE_DETAIL_RECORDLAYOUT_H
 #define JAY_DATABASE_DETAIL_RECORDLAYOUT_H
 
 namespace jay::detail {
 
-/** Offsets and sizes in bytes. All integers in the file are 32-bit, little-endian and signed. */
+/** Offsets and sizes in bytes, as docs/database-format.md describes them. All integers in the file are 32-bit, little-endian and signed. */
 struct RecordLayout {
     static constexpr int INT_SIZE = 4;
 
@@ -17,10 +17,12 @@ struct RecordLayout {
     static constexpr int ID_OFFSET = 4;
     static constexpr int TEXT_OFFSET =
         8;  ///< of the text length, 1, 3 or 5 bytes as JMessage::addVarInt() writes it
-    static constexpr int LENGTH_WORD =
-        254;  ///< first byte of a text length whose value is the 2 bytes that follow
-    static constexpr int LENGTH_INT = 255;  ///< the same for 4 bytes
-    static constexpr int ABANDONED = -1;    ///< id of a record whose text is stored under another id now
+    static constexpr int ABANDONED = -1;  ///< id of a record whose text is stored under another id now
+
+    /** How many bytes a text length takes, by its first one. */
+    static constexpr int sizeOfTextLength(unsigned char first) {
+        return first < 254 ? 1 : first == 254 ? 3 : 5;
+    }
 
     static int intAt(const void* data) {
         const auto* bytes = static_cast<const unsigned char*>(data);

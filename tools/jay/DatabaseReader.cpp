@@ -5,8 +5,10 @@
 
 namespace {
 
-constexpr std::size_t HEADER_SIZE = 8;
-constexpr std::size_t WORD_SIZE = 4;
+using jay::detail::RecordLayout;
+
+constexpr std::size_t HEADER_SIZE = RecordLayout::HEADER_SIZE;
+constexpr std::size_t INT_SIZE = RecordLayout::INT_SIZE;
 
 std::uint32_t numberAt(std::string_view bytes, std::size_t at, std::size_t size) {
     std::uint32_t value = 0;
@@ -15,7 +17,7 @@ std::uint32_t numberAt(std::string_view bytes, std::size_t at, std::size_t size)
 }
 
 int intAt(std::string_view bytes, std::size_t at) {
-    return static_cast<int>(numberAt(bytes, at, WORD_SIZE));
+    return RecordLayout::intAt(bytes.data() + at);
 }
 
 std::string bytesLeft(std::size_t n) {
@@ -32,8 +34,8 @@ DatabaseReader::DatabaseReader(std::string_view bytes)
         damage_ = "the header is cut: " + bytesLeft(bytes.size()) + " left of " + std::to_string(HEADER_SIZE);
         return;
     }
-    count_ = intAt(bytes, 0);
-    end_ = intAt(bytes, WORD_SIZE);
+    count_ = intAt(bytes, RecordLayout::COUNT_OFFSET);
+    end_ = intAt(bytes, RecordLayout::END_OFFSET);
 }
 
 bool DatabaseReader::next(StoredRecord& record) {
@@ -42,26 +44,26 @@ bool DatabaseReader::next(StoredRecord& record) {
     const std::string which = "record " + std::to_string(read_ + 1) + " of " + std::to_string(count_);
     const std::size_t left = offset_ < bytes_.size() ? bytes_.size() - offset_ : 0;
     if (left == 0) return fail(which + " is missing: the file ends here");
-    if (left < WORD_SIZE)
+    if (left < INT_SIZE)
         return fail("the length of " + which + " is cut: " + bytesLeft(left) + " left of " +
-                    std::to_string(WORD_SIZE));
+                    std::to_string(INT_SIZE));
     const int length = intAt(bytes_, offset_);
     if (length < 0) return fail("the length of " + which + " is negative: " + std::to_string(length));
     const auto size = static_cast<std::size_t>(length);
-    if (size > left - WORD_SIZE)
+    if (size > left - INT_SIZE)
         return fail(which + " is cut: its length is " + std::to_string(length) + ", but " +
-                    bytesLeft(left - WORD_SIZE) + " left");
+                    bytesLeft(left - INT_SIZE) + " left");
     record = StoredRecord();
     record.offset = offset_;
     record.length = length;
-    readBody(record, bytes_.substr(offset_ + WORD_SIZE, size));
-    offset_ += WORD_SIZE + size;
+    readBody(record, bytes_.substr(offset_ + INT_SIZE, size));
+    offset_ += INT_SIZE + size;
     read_++;
     return true;
 }
 
 void DatabaseReader::readBody(StoredRecord& record, std::string_view body) const {
-    record.hasId = body.size() >= WORD_SIZE;
+    record.hasId = body.size() >= INT_SIZE;
     if (!record.hasId) {
         record.fault = "too short for an id, as a repair leaves it";
         return;
@@ -69,10 +71,10 @@ void DatabaseReader::readBody(StoredRecord& record, std::string_view body) const
     record.id = intAt(body, 0);
     if (record.id != StoredRecord::ABANDONED && (record.id < 1 || record.id > count_))
         record.fault = "its id is none of 1.." + std::to_string(count_);
-    body.remove_prefix(WORD_SIZE);
+    body.remove_prefix(INT_SIZE);
 
     const auto first = static_cast<unsigned char>(body.empty() ? 0 : body[0]);
-    const std::size_t start = first < 254 ? 1 : first == 254 ? 3 : 5;
+    const std::size_t start = static_cast<std::size_t>(RecordLayout::sizeOfTextLength(first));
     const bool whole = body.size() >= start;
     const std::size_t length = !whole ? 0 : start == 1 ? first : numberAt(body, 1, start - 1);
     if (!whole || length > body.size() - start) {
@@ -93,12 +95,12 @@ bool DatabaseReader::finish() {
         return fail("the header counts " + std::to_string(count_) + " records");
     }
     if (end_ > size) {
-        offset_ = WORD_SIZE;
+        offset_ = RecordLayout::END_OFFSET;
         return fail("the header has the records end at offset " + std::to_string(end_) +
                     ", beyond the file's " + std::to_string(bytes_.size()) + " bytes");
     }
     if (end_ == here) return false;
-    const bool repaired = end_ == here + static_cast<long long>(WORD_SIZE);
+    const bool repaired = end_ == here + static_cast<long long>(INT_SIZE);
     return fail("the records end here, but at offset " + std::to_string(end_) + " for the header" +
                 (repaired ? ", as a repair leaves it" : ""));
 }

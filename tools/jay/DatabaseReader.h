@@ -5,9 +5,11 @@
 #include <string>
 #include <string_view>
 
+#include "database/detail/RecordLayout.h"
+
 /** A record as it stands in the file of a record database. */
 struct StoredRecord {
-    static constexpr int ABANDONED = -1;
+    static constexpr int ABANDONED = jay::detail::RecordLayout::ABANDONED;
 
     std::size_t offset = 0;
     int length = 0;         ///< of what follows the length itself
