@@ -112,6 +112,11 @@ class DocsRunner(PageCase):
         self.refuse("```c p.c\nint main(void) { return 0; }\n```\n", "nothing below starts ./p")
         self.refuse("```c\nint main(void) { return 0; }\n```\n", "file name")
 
+    def test_a_python_program_that_the_page_never_starts_is_told(self):
+        self.run_text("```python p.py\nprint('hello')\n```\n```console\n$ python3 p.py\nhello\n```\n")
+        self.refuse("```python p.py\nprint('hello')\n```\n", "nothing below starts python3 p.py")
+        self.refuse("```python\nprint(\n```\n", "no Python")
+
     def test_a_piece_of_code_may_rest_on_what_a_comment_before_it_declares(self):
         self.run_text("<!-- before: void draw(int); -->\n```cpp\nvoid twice() { draw(1); draw(2); }\n```\n")
         self.refuse("```cpp\nvoid twice() { draw(1); draw(2); }\n```\n", "draw")

@@ -17,7 +17,7 @@ Block = namedtuple("Block", "number language words text before")
 
 # Blocks in these languages show something that no program here reads.
 SHOWN = {"text", "bytes", "mermaid", "ini", "lua"}
-RUN = {"sh", "console", "c", "cpp", "cmake"}
+RUN = {"sh", "console", "c", "cpp", "cmake", "python"}
 
 FENCE = re.compile(r"^```(.*)$")
 BEFORE = re.compile(r"<!-- before:\s(.*?)-->\s*\Z", re.DOTALL)
@@ -275,6 +275,8 @@ class Page:
             name = self._write_file(block)
             if block.language in ("c", "cpp"):
                 self._compile(block, name, following)
+            elif block.language == "python":
+                check_python(block, name, following)
 
     def _run_script(self, text):
         with tempfile.TemporaryFile() as output:
@@ -352,6 +354,16 @@ def run_in_order(pages, folder, root, build_dir):
     finally:
         sessions.end()
         transcript.close()
+
+
+def check_python(block, name, following):
+    """A program must be started further down, and a piece of code be Python."""
+    try:
+        compile(block.text, name or "piece", "exec")
+    except SyntaxError as error:
+        raise PageError(f"is no Python: {error}") from None
+    if name and not any(b.language in ("sh", "console") and f"python3 {name}" in b.text for b in following):
+        raise PageError(f"nothing below starts python3 {name}")
 
 
 def check_commands(text, root, build_dir):
