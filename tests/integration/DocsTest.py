@@ -37,7 +37,7 @@ class Docs(PageCase):
 
     def run_page(self, page):
         text = page.read_text(encoding="utf-8")
-        self.assertEqual(missing_links(page, text), [], "links to files that are not there")
+        self.assertEqual(missing_links(page, text), [], "links to files or headings that are not there")
         self.run_text(text)
 
 
@@ -137,7 +137,11 @@ class DocsRunner(PageCase):
 
     def test_a_link_to_nowhere_is_told(self):
         page = ROOT / "docs" / "testing.md"
-        self.assertEqual(missing_links(page, "[a](protocol.md#x) [b](https://example.org) [c](no.md)"), ["no.md"])
+        self.assertEqual(missing_links(page, "[a](protocol.md#the-connection) [b](https://example.org) [c](no.md)"), ["no.md"])
+
+    def test_a_link_to_a_heading_that_is_not_there_is_told(self):
+        page = ROOT / "docs" / "testing.md"
+        self.assertEqual(missing_links(page, "# One\n[a](#one) [b](#two) [c](protocol.md#two)"), ["#two", "protocol.md#two"])
 
 
 if __name__ == "__main__":

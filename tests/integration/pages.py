@@ -21,7 +21,8 @@ RUN = {"sh", "console", "c", "cpp", "cmake", "python"}
 
 FENCE = re.compile(r"^```(.*)$")
 BEFORE = re.compile(r"<!-- before:\s(.*?)-->\s*\Z", re.DOTALL)
-LINK = re.compile(r"\]\(([^)#\s]+)[^)]*\)")
+LINK = re.compile(r"\]\(([^)#\s]*)(?:#([^)\s]+))?[^)]*\)")
+HEADING = re.compile(r"^#+ (.*)$", re.MULTILINE)
 PRESETS = ("debug", "release")
 WARNINGS = ["-Wall", "-Wextra", "-Wpedantic", "-Wshadow", "-Werror"]
 
@@ -61,11 +62,26 @@ def is_indented_code(lines, index):
     return not re.match(r"\s|[-*] |\d+\. ", before)
 
 
+def prose_of(text):
+    """The page without its fenced blocks."""
+    return re.sub(r"^```.*?^```", "", text, flags=re.DOTALL | re.MULTILINE)
+
+
+def anchors_of(text):
+    """The names that links give to the headings of a page."""
+    return {re.sub(r"[^\w -]", "", heading.lower()).replace(" ", "-") for heading in HEADING.findall(prose_of(text))}
+
+
 def missing_links(page, text):
-    """Links of a page to files that are not there."""
-    prose = re.sub(r"^```.*?^```", "", text, flags=re.DOTALL | re.MULTILINE)
-    return [link for link in LINK.findall(prose)
-            if not re.match(r"[a-z]+:", link) and not (page.parent / link).exists()]
+    """Links of a page to files or headings that are not there."""
+    missing = []
+    for link, anchor in LINK.findall(prose_of(text)):
+        if re.match(r"[a-z]+:", link):
+            continue
+        target = page.parent / link if link else page
+        if not target.exists() or (anchor and anchor not in anchors_of(target.read_text(encoding="utf-8") if link else text)):
+            missing.append(f"{link}#{anchor}" if anchor else link)
+    return missing
 
 
 class Folder:
