@@ -1,6 +1,7 @@
 #include "bus/MQ.h"
 
 #include <memory>
+#include <utility>
 
 #include "bus/detail/Bands.h"
 #include "bus/SM.h"
@@ -48,7 +49,18 @@ int MQ::adopt(M* m) {
 void MQ::adoptQuietly(M* m) {
     std::unique_ptr<M> mine(m);
     const ScopedLock guard(lock);
-    if (!closed && bands[bandOf(*m)]->adopt(m) == JQueue::OK) mine.release();
+    append(std::move(mine));
+}
+
+void MQ::adoptQuietly(std::vector<std::unique_ptr<M>>& messages) {
+    const ScopedLock guard(lock);
+    for (std::unique_ptr<M>& m : messages) append(std::move(m));
+    messages.clear();
+}
+
+/** Under the lock. A message that is not queued is destroyed. */
+void MQ::append(std::unique_ptr<M> m) {
+    if (!closed && bands[bandOf(*m)]->adopt(m.get()) == JQueue::OK) m.release();
 }
 
 M* MQ::get() {

@@ -1,6 +1,9 @@
 #ifndef JAY_BUS_MQ_H
 #define JAY_BUS_MQ_H
 
+#include <memory>
+#include <vector>
+
 #include "bus/M.h"
 #include "core/JObject.h"
 #include "thread/JLock.h"
@@ -36,8 +39,11 @@ public:
     /** The same without a copy: the queue takes the message over. */
     int adopt(M* m);
 
-    /** The same without the notification, which the caller owes. */
+    /** The same without the notification: the caller notifies the owner. */
     void adoptQuietly(M* m);
+
+    /** The same for many messages under one lock, in their order. `messages` is empty afterwards. */
+    void adoptQuietly(std::vector<std::unique_ptr<M>>& messages);
 
     /** The next message, owned by the caller; null when there is none. */
     M* get();
@@ -51,6 +57,7 @@ private:
     static constexpr int BANDS = 4;
 
     static int bandOf(M& m);
+    void append(std::unique_ptr<M> m);
 
     JQueue* bands[BANDS];
     SM* owner;

@@ -336,10 +336,13 @@ void SA::giveSocketBack() {
     socket->giveBack();
 }
 
-/** The manager is not told yet. */
-void SA::received(M* m) {
-    sm->adoptQuietly(m);
-    if (timedStamp == 0) return;
-    timedStamp = 0;
-    JSystem::debug("SA(%d)>> clear timed time-stamp\n", id);
+/** All of them come at once: the first is an answer to a TIMED message as good as any. */
+void SA::received(std::vector<std::unique_ptr<M>>& messages) {
+    if (messages.empty()) return;
+    sm->adoptQuietly(messages);
+    if (timedStamp != 0) {
+        timedStamp = 0;
+        JSystem::debug("SA(%d)>> clear timed time-stamp\n", id);
+    }
+    sm->routeNow();
 }

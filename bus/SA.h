@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <memory>
+#include <vector>
 
 #include "bus/M.h"
 #include "bus/SM.h"
@@ -128,7 +129,7 @@ private:
     // for the reader, which uses nothing else
     JSocket* borrowSocket();
     bool isRetired() const;
-    void received(M* m);
+    void received(std::vector<std::unique_ptr<M>>& messages);
     void endConnection();
     void giveSocketBack();
 

@@ -1,4 +1,6 @@
 #include <memory>
+#include <utility>
+#include <vector>
 
 #include "bus/detail/MessageReader.h"
 #include "bus/SA.h"
@@ -46,29 +48,17 @@ void SA::SAReader::run() {
  * its client may go on sending. */
 void SA::SAReader::readMessages(JSocket& from) {
     long left = RETIRED_LIMIT;
-    SM& manager = *agent->sm;
-    bool owed = false;  // the manager is told once of all that came together
-    const auto notifyManager = [&] {
-        if (owed) manager.notify();
-        owed = false;
-    };
-    MessageReader messages(from, notifyManager);
+    std::vector<std::unique_ptr<M>> messages;  // that came together
+    MessageReader reader(from, [&] { agent->received(messages); });
     std::unique_ptr<M> m;
-    while (stopFlag == 0 && left > 0) {
-        switch (messages.next(m)) {
-            case MessageReader::MESSAGE:
-                if (agent->isRetired()) left -= m->size();
-                agent->received(m.release());
-                owed = true;
-                break;
-            case MessageReader::TIMED_OUT:
-                break;
-            case MessageReader::ENDED:
-                notifyManager();  // closed by another thread after the next message had come
-                return;
-        }
+    MessageReader::Result result = MessageReader::MESSAGE;
+    while (stopFlag == 0 && left > 0 && result != MessageReader::ENDED) {
+        result = reader.next(m);
+        if (result != MessageReader::MESSAGE) continue;
+        if (agent->isRetired()) left -= m->size();
+        messages.push_back(std::move(m));
     }
-    notifyManager();
+    agent->received(messages);
 }
 
 bool SA::SAReader::idle() {

@@ -5,6 +5,7 @@
 
 #include "bus/CM.h"
 #include "bus/detail/Outcome.h"
+#include "bus/detail/Turn.h"
 #include "bus/MQ.h"
 #include "bus/SA.h"
 #include "system/JSystem.h"
@@ -17,9 +18,8 @@ const JClass SM::classSM = {"SM", sizeof(SM), &JObject::classJObject};
 
 namespace {
 
-constexpr int LOOK_UP_MS = 1000;  ///< how long the loop sleeps at most before it looks at the stop flag
-constexpr int ROUND = 128;        ///< messages that are routed before the agents hear of them
-constexpr unsigned ALL = ~0U;     ///< every agent that there is
+constexpr int ROUND = 128;     ///< messages that are routed before the agents hear of them
+constexpr unsigned ALL = ~0U;  ///< every agent that there is
 
 bool isClient(int client) {
     return static_cast<unsigned>(client) < static_cast<unsigned>(SM::MAX_CLIENTS);
@@ -37,6 +37,7 @@ SM::SM(int listenPort)
       port(listenPort),
       listenResult(new jay::detail::Outcome),
       localOnly(false),
+      turn(new jay::detail::Turn),
       untold(0) {
     event.setAutoReset(true);  // it only wakes a loop that looks at its queue anyway
 }
@@ -84,21 +85,43 @@ void SM::forEachAgent(unsigned clients, Action action) {
 void SM::run() {
     cm = new CM(this, port);
     cm.load()->start();
-    for (int routed = 0; !stopFlag;) {
+    while (!stopFlag) {
+        routeWaiting(true);
+        if (!stopFlag) event.wait();
+    }
+    JSystem::debug("SM>> stop SM(in:%d, out:%d)\n", in.load(), static_cast<int>(out.load()));
+}
+
+/**
+ * Routes what waits, unless another thread is at it, which then looks once more. What a thread of an agent may not route,
+ * it leaves to the manager's own.
+ */
+void SM::routeWaiting(bool onOwnThread) {
+    const jay::detail::CancelOff off;  // nobody else would have the turn any more
+    if (!turn->take()) return;
+    do {
+        routeRounds(onOwnThread);
+        if (!mayRoute(onOwnThread)) {
+            turn->leave();
+            notify();
+            return;
+        }
+    } while (!turn->giveBack());
+}
+
+/** A console that does not read must not stop a client's reader: while the log is on, only the manager's own thread routes. */
+bool SM::mayRoute(bool onOwnThread) const {
+    return !stopFlag && (onOwnThread || !JSystem::_debug);
+}
+
+void SM::routeRounds(bool onOwnThread) {
+    for (int routed = 0; mayRoute(onOwnThread); routed++) {
         std::unique_ptr<M> m(mq->get());
-        if (m == nullptr || routed == ROUND) {
-            tellAgents();
-            routed = 0;
-        }
-        if (m == nullptr) {
-            event.wait(LOOK_UP_MS);
-            continue;
-        }
+        if (m == nullptr) break;
         route(std::move(m));
-        routed++;
+        if (routed % ROUND == ROUND - 1) tellAgents();
     }
     tellAgents();
-    JSystem::debug("SM>> stop SM(in:%d, out:%d)\n", in.load(), static_cast<int>(out.load()));
 }
 
 /** Gives a message to its agents. */
@@ -165,6 +188,19 @@ void SM::adoptQuietly(M* m) {
     }
     in.fetch_add(1, std::memory_order_relaxed);
     mq->adoptQuietly(m);
+}
+
+void SM::adoptQuietly(std::vector<std::unique_ptr<M>>& messages) {
+    in.fetch_add(static_cast<int>(messages.size()), std::memory_order_relaxed);
+    mq->adoptQuietly(messages);
+}
+
+void SM::routeNow() {
+    if (mayRoute(false)) {
+        routeWaiting(false);
+    } else {
+        notify();
+    }
 }
 
 int SM::set(int client, JSocket* socket) {

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <memory>
+#include <vector>
 
 #include "bus/M.h"
 #include "thread/JEvent.h"
@@ -16,7 +17,8 @@ class SA;
 
 namespace jay::detail {
 class Outcome;
-}
+class Turn;
+}  // namespace jay::detail
 
 /**
  * The bus server: a thread that routes messages between up to 32 clients. A program makes one with the port
@@ -37,6 +39,7 @@ class Outcome;
  *
  * Threads: add(), set(), status(), notify() and stop() may be called by any thread; the destructor when no other thread
  * calls in. Locks: slotLock guards the table of agents only and is never held while an agent is called.
+ * One thread routes at a time, but none waits for it (detail/Turn).
  */
 class JAY_API SM : public JThread {
 public:
@@ -70,7 +73,10 @@ public:
      */
     ~SM() override;
 
-    /** The routing loop, on the manager's own thread. */
+    /**
+     * The routing loop, on the manager's own thread. While the log is off, a message is routed by the thread that has read it,
+     * if no other thread is routing; the log changes nothing else.
+     */
     void run() override;
 
     /** Returns &classSM. */
@@ -78,10 +84,6 @@ public:
 
     /** Queues a copy of a message for routing. One above M::MAX_SIZE is dropped. */
     void add(M& m);
-
-    /** The manager takes the message over, without a copy. It is not woken, which the caller owes: many messages, one
-     * notify(). One above M::MAX_SIZE is dropped. */
-    void adoptQuietly(M* m);
 
     /**
      * Hands a new connection to the agent of its client, which closes a former one first. May block until the
@@ -122,7 +124,16 @@ public:
 
 private:
     friend class CM;
+    friend class SA;
 
+    // for the agents
+    void adoptQuietly(M* m);
+    void adoptQuietly(std::vector<std::unique_ptr<M>>& messages);
+    void routeNow();
+
+    void routeWaiting(bool onOwnThread);
+    void routeRounds(bool onOwnThread);
+    bool mayRoute(bool onOwnThread) const;
     void route(std::unique_ptr<M> m);
     void broadcast(M& m);
     void give(SA& agent, int client, M* m);
@@ -140,14 +151,14 @@ private:
     std::atomic<SA*> slots[MAX_CLIENTS];  // filled under slotLock; an agent that is there stays
     std::atomic<bool> stopFlag;
     std::atomic<int> in;        // counted by many threads; nothing depends on the order
-    std::atomic<unsigned> out;  // counted by the manager's thread alone
+    std::atomic<unsigned> out;  // counted by whoever routes
     JLock slotLock;
     int port;
 
     std::unique_ptr<jay::detail::Outcome> listenResult;  // what waitUntilListening() returns
     std::atomic<bool> localOnly;
-    unsigned
-        untold;  // agents that have messages they have not been told of, a bit each; the manager's thread only
+    std::unique_ptr<jay::detail::Turn> turn;  // to route: whoever has it counts `out` and uses `untold`
+    unsigned untold;  // agents that have messages they have not been told of, a bit each
 };
 
 #endif

@@ -439,6 +439,93 @@ TEST_F(RoutingLoop, WhenTheLogIsSwitchedOnInARoundWhoHasMessagesIsToldFirst) {
     client.expect(to(7).from(5));
 }
 
+// ---- who routes ----
+
+/** A manager whose own thread does not run, with clients that are connected. */
+class ReadersRoute : public testing::Test {
+protected:
+    Client attach(int id) {
+        net::Listener listener;
+        Client client = Client::connectedTo(listener.port());
+        EXPECT_EQ(server->set(id, new JSocket(listener.accept().release())), 1);
+        return client;
+    }
+
+    IdleManager server;
+    Client five = attach(5);
+    Client seven = attach(7);
+};
+
+TEST_F(ReadersRoute, WhileTheLogIsOff) {
+    JSystem::debug(false);
+    for (int i = 0; i < 100; i++) {
+        five.send(to(7).from(5).says("there"));
+        seven.expect(to(7).from(5).says("there"));
+        seven.send(to(1).from(7).flagged(BROADCAST).says("and back"));
+        five.expect(to(5).from(7).says("and back"));
+    }
+    EXPECT_EQ(server->status().out, 200);
+    EXPECT_EQ(server->status().in, 200);
+    EXPECT_EQ(server->event.count(), 0) << "the manager's thread was woken for nothing";
+}
+
+TEST_F(ReadersRoute, ButNotWhileTheLogIsOn) {
+    five.send(to(7).from(5));
+    EXPECT_TRUE(eventually([&] { return server->event.count() == 1; }));
+    EXPECT_EQ(server->status().waiting, 1);
+    EXPECT_EQ(server->status().out, 0);
+    seven.expectNothing();
+}
+
+TEST_F(ReadersRoute, MoreUrgentMessagesOfOneReceiveFirst) {
+    JSystem::debug(false);
+    five.send(to(7).from(5).urgency(9).bytes() + to(7).from(5).urgency(1).bytes() + to(7).from(5).bytes());
+    for (const int priority : {0, 1, 9}) EXPECT_EQ(seven.receive().priority, priority);
+}
+
+TEST_F(ReadersRoute, NothingAfterTheManagerWasStopped) {
+    JSystem::debug(false);
+    server->stop();
+    five.send(to(7).from(5));
+    EXPECT_TRUE(eventually([&] { return server->status().waiting == 1; }));
+    seven.expectNothing();
+}
+
+TEST_F(ReadersRoute, ManyAtOnceLoseNothing) {
+    constexpr unsigned EACH = 20000 / bus::SLOWNESS;
+    JSystem::debug(false);
+    server->start();  // it routes as well
+    std::vector<Client> senders;
+    for (int id = 1; id <= 4; id++) senders.push_back(attach(id));
+    std::vector<std::unique_ptr<support::Thread>> threads;
+    for (int id = 1; id <= 4; id++)
+        threads.push_back(std::make_unique<support::Thread>([&, id] {
+            for (unsigned i = 0; i < EACH; i++)
+                senders[static_cast<std::size_t>(id) - 1].send(to(7).from(id).about(i));
+        }));
+    unsigned next[5] = {};
+    for (unsigned i = 0; i < 4 * EACH; i++) {
+        const Wire m = seven.receive();
+        ASSERT_EQ(m.section, next[m.src]++) << "from " << m.src;
+    }
+}
+
+TEST(SM, TheLogSwitchedOnAndOff_LosesNothing) {
+    Server server;
+    Client sender = server.connect(5);
+    Client receiver = server.connect(7);
+    std::atomic<bool> over{false};
+    support::Thread switcher([&] {
+        for (bool on = false; !over; on = !on) JSystem::debug(on);
+        JSystem::debug(true);
+    });
+    support::Thread sending([&] {
+        for (unsigned i = 0; i < 20000; i++) sender.send(to(7).from(5).about(i));
+    });
+    for (unsigned i = 0; i < 20000; i++) ASSERT_EQ(receiver.receive().section, i);
+    over = true;
+}
+
 // ---- SYNC ----
 
 TEST(SM, Route_SendsSyncMessagesToClientZero_WhateverTheirDestination) {
@@ -605,12 +692,6 @@ TEST(SM, Stop_WhileAMessageIsRouted_TheAgentStillHearsOfIt) {
     server->join();
     EXPECT_FALSE(agent->lq->isEmpty());
     EXPECT_EQ(agent->event.count(), 1);
-}
-
-TEST(SM, Run_LooksAtTheStopFlagEverySecond) {
-    Server server;
-    server->stopFlag = true;
-    server.log.expect("SM>> stop SM(in:0, out:0)\n");
 }
 
 TEST(SM, Stop_LeavesTheListenerRunning_ButNothingIsRouted) {
