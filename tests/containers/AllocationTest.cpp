@@ -1,85 +1,16 @@
-// What the containers allocate, and what remains when they cannot. All forms of new and delete are replaced
-// for the whole test program; they count, fail on demand, and do as always otherwise.
-#include <cstdlib>
+// What the containers allocate, and what remains when they cannot.
 #include <gtest/gtest.h>
-#include <memory>
-#include <new>
 
 #include "containers/JCachetable.h"
 #include "containers/JHashtable.h"
 #include "Keys.h"
+#include "support/allocation/FailingAllocator.h"
 
 using jay::test::Name;
-
-namespace {
-
-long allocations = 0;
-long blocks = 0;
-long untilFailure = 0;  // 0: none fails
-
-void* allocate(std::size_t size) {
-    allocations++;
-    if (untilFailure > 0 && --untilFailure == 0) throw std::bad_alloc();
-    void* const block = std::malloc(size > 0 ? size : 1);
-    if (block == nullptr) throw std::bad_alloc();
-    blocks++;
-    return block;
-}
-
-void release(void* block) {
-    if (block == nullptr) return;
-    blocks--;
-    std::free(block);
-}
-
-/** How many allocations an operation made. */
-template <class Operation>
-long allocationsOf(Operation operation) {
-    const long before = allocations;
-    operation();
-    return allocations - before;
-}
-
-/** Lets the first, the second, ... allocation of an operation fail until it succeeds; after each failure no
- * block is left of it and `check` is called. Returns the number of failures. */
-template <class Operation, class Check>
-int failEachAllocation(Operation operation, Check check) {
-    for (int failures = 0;; failures++) {
-        const long before = blocks;
-        bool failed = false;
-        untilFailure = failures + 1;
-        try {
-            operation();
-        } catch (const std::bad_alloc&) {
-            failed = true;
-        }
-        untilFailure = 0;
-        if (!failed) return failures;
-        EXPECT_EQ(blocks, before) << "leaked at allocation " << failures + 1;
-        check();
-    }
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-    return allocate(size);
-}
-void* operator new[](std::size_t size) {
-    return allocate(size);
-}
-void operator delete(void* block) noexcept {
-    release(block);
-}
-void operator delete[](void* block) noexcept {
-    release(block);
-}
-void operator delete(void* block, std::size_t) noexcept {
-    release(block);
-}
-void operator delete[](void* block, std::size_t) noexcept {
-    release(block);
-}
+using support::allocationsOf;
+using support::failEachAllocation;
+using support::FailingAllocation;
+using support::FailingAllocator;
 
 TEST(Allocation, TheHashTablesLookUpsAllocateNothing) {
     JHashtable table;
@@ -144,8 +75,10 @@ TEST(Allocation, FailingToGrowLeavesTheTable) {
     Name first("first");
     Name second("second");
     table.put(first, first);
-    untilFailure = 1;
-    EXPECT_THROW(table.put(second, second), std::bad_alloc);
+    {
+        const FailingAllocation failing;
+        EXPECT_THROW(table.put(second, second), std::bad_alloc);
+    }
     EXPECT_EQ(table.capacity(), 1);
     EXPECT_EQ(table.size(), 1);
     EXPECT_STREQ(static_cast<JString&>(*table.get(first)), "first");
@@ -166,8 +99,10 @@ TEST(Allocation, FailingToInitializeLeavesTheTable) {
     JHashtable table;
     Name key("key");
     table.put(key, key);
-    untilFailure = 1;
-    EXPECT_THROW(table.initialize(10, 1.0F), std::bad_alloc);
+    {
+        const FailingAllocation failing;
+        EXPECT_THROW(table.initialize(10, 1.0F), std::bad_alloc);
+    }
     EXPECT_EQ(table.capacity(), 533);
     EXPECT_EQ(table.size(), 1);
     EXPECT_NE(table.get(key), nullptr);
@@ -177,7 +112,7 @@ TEST(Allocation, FailingToInitializeLeavesTheCache) {
     JCachetable cache(2);
     Name key("key");
     cache.addElement(key, key);
-    const long before = blocks;
+    const long before = FailingAllocator::blocks();
     const int failures = failEachAllocation([&] { cache.initialize(3); },
                                             [&] {
                                                 EXPECT_EQ(cache.capacity(), 2);
@@ -185,7 +120,8 @@ TEST(Allocation, FailingToInitializeLeavesTheCache) {
                                             });
     EXPECT_EQ(failures, 2 + 3 + 2 + 1);
     EXPECT_EQ(cache.getEntry(key), nullptr);
-    EXPECT_EQ(blocks, before - 4 + 1) << "the pair and its texts are gone, a slot has come";
+    EXPECT_EQ(FailingAllocator::blocks(), before - 4 + 1)
+        << "the pair and its texts are gone, a slot has come";
 }
 
 TEST(Allocation, FailingAnywhereInTheConstructorsReleasesTheRest) {
@@ -210,7 +146,7 @@ TEST(Allocation, FailingAnywhereInAddElementLeavesTheOtherPairs) {
 }
 
 TEST(Allocation, DestroyingReleasesEverything) {
-    const long before = blocks;
+    const long before = FailingAllocator::blocks();
     {
         JHashtable table(3);
         JCachetable cache(3);
@@ -221,5 +157,5 @@ TEST(Allocation, DestroyingReleasesEverything) {
         cache.removeElement(key);
         cache.addElement(key, key);
     }
-    EXPECT_EQ(blocks, before);
+    EXPECT_EQ(FailingAllocator::blocks(), before);
 }

@@ -1,7 +1,5 @@
-// What remains of texts and blocks when the memory for a change cannot be had. The array forms of new and
-// delete are replaced for the whole test program; they fail on demand and do as always otherwise.
+// What remains of texts and blocks when the memory for a change cannot be had.
 #include <climits>
-#include <cstdlib>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <new>
@@ -11,18 +9,13 @@
 #include "core/JByte.h"
 #include "core/JString.h"
 #include "core/JStringBuffer.h"
+#include "support/allocation/FailingAllocator.h"
 #include "support/JStringBufferPeer.h"
 
+using support::FailingAllocation;
+using support::FailingAllocator;
+
 namespace {
-
-thread_local int allocationsUntilFailure = 0;  // 0: none fails
-
-/** Lets the n-th array allocation of this thread fail, within a scope. */
-class FailingAllocation {
-public:
-    explicit FailingAllocation(int n = 1) { allocationsUntilFailure = n; }
-    ~FailingAllocation() { allocationsUntilFailure = 0; }
-};
 
 std::string contents(const JByte& block) {
     return std::string(static_cast<const char*>(block), static_cast<std::size_t>(block.size()));
@@ -30,32 +23,17 @@ std::string contents(const JByte& block) {
 
 }  // namespace
 
-void* operator new[](std::size_t size) {
-    if (allocationsUntilFailure > 0 && --allocationsUntilFailure == 0) throw std::bad_alloc();
-    void* block = std::malloc(size > 0 ? size : 1);
-    if (block == nullptr) throw std::bad_alloc();
-    return block;
-}
-
-void operator delete[](void* block) noexcept {
-    std::free(block);
-}
-
-void operator delete[](void* block, std::size_t) noexcept {
-    std::free(block);
-}
-
 TEST(AllocationFailure, IsReportedByEveryConstructor) {
     const JString s("abc");
     const FailingAllocation failing;
     EXPECT_THROW(JString{"abc"}, std::bad_alloc);
-    allocationsUntilFailure = 1;
+    FailingAllocator::failAfter(1);
     EXPECT_THROW(JString{100}, std::bad_alloc);
-    allocationsUntilFailure = 1;
+    FailingAllocator::failAfter(1);
     EXPECT_THROW(JString{s}, std::bad_alloc);
-    allocationsUntilFailure = 1;
+    FailingAllocator::failAfter(1);
     EXPECT_THROW(JByte{100}, std::bad_alloc);
-    allocationsUntilFailure = 2;
+    FailingAllocator::failAfter(2);
     EXPECT_THROW(JStringBuffer{300}, std::bad_alloc) << "the first block must not leak";
 }
 
@@ -89,7 +67,7 @@ TEST(AllocationFailure, LeavesTheBlock) {
     {
         const FailingAllocation failing;
         EXPECT_THROW(block = larger, std::bad_alloc);
-        allocationsUntilFailure = 1;
+        FailingAllocator::failAfter(1);
         EXPECT_THROW(block.resize(100), std::bad_alloc);
     }
     EXPECT_EQ(contents(block), "abc");
