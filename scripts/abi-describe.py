@@ -3,6 +3,7 @@
 
 usage: scripts/abi-describe.py symbols LIBRARY     what it exports, one line per symbol
        scripts/abi-describe.py classes LIBRARY     sizes, bases, members and virtual functions; wants debug information
+       scripts/abi-describe.py private LIBRARY     exported symbols that no program can use; wants debug information
 Every line stands for itself: a library in which none of an older one's lines is missing can take its place.
 """
 import re
@@ -140,11 +141,32 @@ def classes(library):
     return output_of("c++filt", text="\n".join(line for *_, line in sorted(described))).splitlines()
 
 
+def private_members(element):
+    """The names of private static members and private functions, but not of virtual ones, which tables refer to."""
+    for member in element.findall("data-member"):
+        if member.get("access") == "private" and member.get("static") == "yes":
+            yield member.find("var-decl").get("mangled-name")
+    for member in element.findall("member-function"):
+        if member.get("access") == "private" and member.get("vtable-offset") is None:
+            yield member.find("function-decl").get("mangled-name")
+
+
+def private(library):
+    tree = ElementTree.fromstring(output_of("abidw", "--no-corpus-path", library))
+    inside = {name for _, element in scopes(tree) for name in private_members(element)}
+    exported = [line.split()[-1].split("@")[0] for line in symbols(library)]
+    readable = output_of("c++filt", text="\n".join(exported)).splitlines()
+    return [text for name, text in zip(exported, readable) if name in inside or "jay::detail::" in text]
+
+
+DESCRIPTIONS = {"symbols": symbols, "classes": classes, "private": private}
+
+
 def main():
-    if len(sys.argv) != 3 or sys.argv[1] not in ("symbols", "classes"):
+    if len(sys.argv) != 3 or sys.argv[1] not in DESCRIPTIONS:
         sys.exit(__doc__)
-    describe = symbols if sys.argv[1] == "symbols" else classes
-    print("\n".join(describe(sys.argv[2])))
+    for line in DESCRIPTIONS[sys.argv[1]](sys.argv[2]):
+        print(line)
 
 
 if __name__ == "__main__":

@@ -25,8 +25,9 @@ have added. One that is gone, or reads otherwise than before, breaks programs: -
     the version). The list of the new one starts empty, and that of the old one is removed; or
   - as long as no version with this SONAME has been released, write --update --break.
 
-A private function counts too: an inline function of a header may call it. What should not leave the library at all is
-hidden in cmake/libjay.map.
+Only what a program can use may leave the library. --check reports a private function or static member that is exported,
+and everything of jay::detail, also as a type in a public signature: put JAY_HIDDEN (core/JExport.h) in front of the
+member. Virtual functions are exempt, because the tables of derived classes refer to them.
 
 LIBRARY is a 64-bit x86 build with debug information, build/debug/libjay.so if none is given. Needs abidw (Debian's
 abigail-tools).
@@ -90,6 +91,12 @@ check() {
         exit 1
     fi
     [[ ! -s $work/gone ]] || fail_broken "programs compiled against $soname rely on what is gone or reads otherwise now"
+    python3 -B "$root/scripts/abi-describe.py" private "$library" >"$work/private"
+    if [[ -s $work/private ]]; then
+        echo "abi: exported, though no program can use it; JAY_HIDDEN keeps it inside:"
+        tell "$work/private" "!"
+        exit 1
+    fi
     if [[ -s $work/new ]]; then
         echo "abi: added, and to be written down by scripts/abi.sh --update:"
         tell "$work/new" +

@@ -8,6 +8,7 @@ from pathlib import Path
 from cases import BUILD_DIR, ROOT, main
 
 HEADER = """
+namespace jay::detail { class Inside; }
 class Base {
 public:
     virtual ~Base();
@@ -126,6 +127,31 @@ class Abi(unittest.TestCase):
         self.assertIn("  + Base::twice(int)  FUNC", text)
         self.assertNotIn("  - ", text)
         self.assertEqual(self.abi("--update", library)[0], 0)
+        self.assertEqual(self.abi("--check", library)[0], 0)
+
+    def assert_exported_in_vain(self, member, source, name):
+        status, text = self.abi("--check", self.change("    int number;", f"    int number;\n    {member}", new_source=source))
+        self.assertEqual(status, 1)
+        self.assertIn(f"  ! {name}\n", text)
+
+    def test_an_exported_private_function_is_reported(self):
+        self.assert_exported_in_vain("void help();", "void Base::help() {}", "Base::help()")
+
+    def test_an_exported_private_static_member_is_reported(self):
+        self.assert_exported_in_vain("static int shared;", "int Base::shared;", "Base::shared")
+
+    def test_a_type_of_the_inside_in_a_public_function_is_reported(self):
+        self.assert_exported_in_vain("public: void take(jay::detail::Inside*);",
+                                     "void Base::take(jay::detail::Inside*) {}", "Base::take(jay::detail::Inside*)")
+
+    def test_a_hidden_private_function_is_not_reported(self):
+        library = self.change("    int number;", "    int number;\n    __attribute__((visibility(\"hidden\"))) void help();",
+                              new_source="void Base::help() {}")
+        self.assertEqual(self.abi("--check", library)[0], 0)
+
+    def test_a_private_virtual_function_is_not_reported(self):
+        self.write_down()
+        library = self.build(HEADER.replace("virtual int second();", "private: virtual int second(); public:"), SOURCE)
         self.assertEqual(self.abi("--check", library)[0], 0)
 
     def test_another_soname_starts_a_list_of_its_own(self):
