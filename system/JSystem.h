@@ -182,10 +182,10 @@ public:
     static void Test();
 
 private:
-    JSystem();
+    JAY_HIDDEN JSystem();
     ~JSystem() override;
 
-    static JSystem _instance;
+    JAY_HIDDEN static JSystem _instance;
 };
 
 #endif

@@ -20,6 +20,9 @@ namespace {
 constexpr std::size_t BEHIND_DESTRUCTOR = 2;
 constexpr std::size_t BEHIND_ROOT = 7;
 
+/** The only object of the class stays inside the library. */
+const std::function<const JClass*()> NO_OBJECT;
+
 /** What stands in front of a JThread's own fields. */
 class TwoBases : public JRunnable, public JObject {};
 
@@ -145,7 +148,7 @@ std::vector<Row> containers() {
 std::vector<Row> systemAndThreads() {
     using Segment = JQueue::JQueueEntry;
     return {
-        row<JSystem, JObject>("JSystem", 4).OWNS(JSystem, JObject, JSystem::_instance),
+        row<JSystem, JObject>("JSystem", 4).owns(JSystem::classJSystem, &JObject::classJObject, NO_OBJECT),
         row<JLock, JObject>("JLock", 0)
             .OWNS(JLock, JObject, JLock())
             .holds({FIELD(JLock, attributes), FIELD(JLock, mutex)}),

@@ -62,7 +62,7 @@ struct Row {
     const JClass* record = nullptr;  ///< what its objects answer; null: it is no JObject
     std::string recordName;          ///< empty: the class answers its base's record
     const JClass* superclass = nullptr;
-    std::function<const JClass*()> answer;  ///< asks an object
+    std::function<const JClass*()> answer;  ///< asks an object; empty: there is none to ask
 
     std::vector<Field> fields;  ///< in their order, without gaps, the first one right behind the base
     std::size_t firstSlot = 0;
