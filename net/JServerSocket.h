@@ -10,7 +10,8 @@
 
 namespace jay::detail {
 class Descriptor;
-}
+struct JSocketPeer;
+}  // namespace jay::detail
 struct sockaddr_in;
 
 /**
@@ -62,6 +63,8 @@ public:
     void close();
 
 private:
+    friend struct jay::detail::JSocketPeer;
+
     JAY_HIDDEN void listenOn(int number);
     JAY_HIDDEN static JSocket* wrap(int number, const sockaddr_in& peer);
 

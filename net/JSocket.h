@@ -11,6 +11,7 @@
 
 namespace jay::detail {
 class Descriptor;
+struct JSocketPeer;
 }  // namespace jay::detail
 struct sockaddr_in;
 
@@ -158,6 +159,7 @@ public:
 
 private:
     friend class JServerSocket;
+    friend struct jay::detail::JSocketPeer;
 
     enum class Attempt { CONNECTED, FAILED, ALREADY_CONNECTED };
 
@@ -259,6 +261,7 @@ public:
 
 private:
     friend class JSocket;
+    friend struct jay::detail::JSocketPeer;
 
     JAY_HIDDEN int takeBuffered(char* to, int n);
     JAY_HIDDEN void openWindow();
@@ -313,6 +316,8 @@ public:
     int offer(const char* from, int n);
 
 private:
+    friend struct jay::detail::JSocketPeer;
+
     JAY_HIDDEN long sendSome(int number, const char* from, int n);
     JAY_HIDDEN int finish(long outcome);
 

@@ -222,8 +222,8 @@ long JSocket::JSocketInputStream::skip(long) {
 // ---- input: messages ----
 
 const char* JSocket::JSocketInputStream::received(int n) {
-    const Descriptor& descriptor = *socket->descriptor;
-    const bool complete = n <= held() && windowGeneration == descriptor.generation() && descriptor.isOpen();
+    const Descriptor& guard = *socket->descriptor;
+    const bool complete = n <= held() && windowGeneration == guard.generation() && guard.isOpen();
     return complete ? window.get() + windowStart : nullptr;
 }
 

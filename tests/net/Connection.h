@@ -8,8 +8,11 @@
 
 #include "net/JSocket.h"
 #include "net/Peer.h"
+#include "support/JSocketPeer.h"
 
 namespace net {
+
+using Inside = jay::detail::JSocketPeer;
 
 class ConnectionTest : public testing::Test {
 protected:
@@ -21,7 +24,7 @@ protected:
         errno = 0;
     }
 
-    int number() const { return socket.fd; }
+    int number() const { return Inside::number(socket); }
 
     /** Sends from the peer and waits until it has reached the socket. */
     void arrives(const std::string& data) {

@@ -16,6 +16,7 @@
 using net::AsWaitsBegin;
 using net::bytes;
 using net::Calls;
+using net::Inside;
 using net::isOpen;
 using net::pattern;
 using net::text;
@@ -123,7 +124,7 @@ TEST_F(JSocketInputStreamTest, Await_OfTheWholeWindow_WhereverTheFirstByteLies) 
 }
 
 TEST_F(JSocketInputStreamTest, Await_AfterATimeOut_DropsWhatHadCome) {
-    socket.readTimeout = 0;
+    Inside::readTimeout(socket) = 0;
     arrives("0123");
     EXPECT_EQ(in->await(10), nullptr);
     EXPECT_TRUE(socket.isReadTimeout());
@@ -229,11 +230,9 @@ TEST_F(JSocketInputStreamTest, HasTheClassRecordOfInputStreams) {
 }
 
 TEST_F(JSocketInputStreamTest, IsNew_WithoutAReadAheadBuffer) {
-    EXPECT_EQ(in->socket, &socket);
-    EXPECT_EQ(in->buffer, nullptr);
-    EXPECT_EQ(in->buffered, 0);
-    const void* const fields[] = {&in->socket, &in->buffer, &in->buffered, &in->capacity};
-    EXPECT_TRUE(std::is_sorted(std::begin(fields), std::end(fields)));
+    EXPECT_EQ(Inside::owner(*in), &socket);
+    EXPECT_EQ(Inside::readAhead(*in), nullptr);
+    EXPECT_EQ(Inside::buffered(*in), 0);
 }
 
 TEST_F(JSocketInputStreamTest, Close_ClosesTheSocket) {
@@ -343,7 +342,7 @@ TEST_F(JSocketInputStreamTest, Read_ReturnsAsSoonAsTheRangeIsFull) {
 }
 
 TEST_F(JSocketInputStreamTest, Read_OfNothingInTime_TimesOutAndLeavesTheSocketOpen) {
-    socket.readTimeout = 0;
+    Inside::readTimeout(socket) = 0;
     const net::Stopwatch watch;
     EXPECT_EQ(readOne(), -1);
     EXPECT_GE(watch.ms(), 99);
@@ -356,7 +355,7 @@ TEST_F(JSocketInputStreamTest, Read_OfNothingInTime_TimesOutAndLeavesTheSocketOp
 
 TEST_F(JSocketInputStreamTest, Read_KeepsItsTimeWhenTheClockIsSet) {
     for (const long long ms : {support::AN_HOUR_MS, -support::AN_HOUR_MS}) {
-        socket.readTimeout = 1;
+        Inside::readTimeout(socket) = 1;
         std::unique_ptr<support::WallClock> clock;
         const AsWaitsBegin event([&] { clock = std::make_unique<support::WallClock>(ms); });
         const net::Stopwatch watch;
@@ -369,7 +368,7 @@ TEST_F(JSocketInputStreamTest, Read_KeepsItsTimeWhenTheClockIsSet) {
 
 TEST_F(JSocketInputStreamTest, Read_OfADescriptorThatBlocks_TimesOutAllTheSame) {
     fcntl(number(), F_SETFL, 0);
-    socket.readTimeout = 0;
+    Inside::readTimeout(socket) = 0;
     EXPECT_EQ(readOne(), -1);
     EXPECT_TRUE(socket.isReadTimeout());
 }
@@ -389,7 +388,7 @@ TEST(JSocketInputStreamSlow, Read_OfNothing_TimesOutAfterSixtySeconds) {
 }
 
 TEST_F(JSocketInputStreamTest, Read_AfterATimeOut_ReadsOnAndTakesTheFlagBack) {
-    socket.readTimeout = 0;
+    Inside::readTimeout(socket) = 0;
     EXPECT_EQ(readOne(), -1);
     arrives("late");
     EXPECT_EQ(readText(4), "late");
@@ -397,7 +396,7 @@ TEST_F(JSocketInputStreamTest, Read_AfterATimeOut_ReadsOnAndTakesTheFlagBack) {
 }
 
 TEST_F(JSocketInputStreamTest, Read_OfAClosedSocketAfterATimeOut_IsNoTimeOut) {
-    socket.readTimeout = 0;
+    Inside::readTimeout(socket) = 0;
     EXPECT_EQ(readOne(), -1);
     ASSERT_TRUE(socket.isReadTimeout());
     socket.close();
@@ -518,7 +517,7 @@ TEST_F(JSocketInputStreamTest, Read_AtTheEnd_ReturnsZeroAndClosesTheSocket) {
     peer.close();
     EXPECT_EQ(readOne(), 0);
     EXPECT_FALSE(socket.isConnected());
-    EXPECT_EQ(socket.fd, -1);
+    EXPECT_EQ(Inside::number(socket), -1);
     EXPECT_FALSE(isOpen(before));
     EXPECT_EQ(readOne(), -1);
 }
@@ -573,7 +572,7 @@ TEST_F(JSocketInputStreamTest, ReadOfAByte_AtTheEnd_IsMinusOne) {
 }
 
 TEST_F(JSocketInputStreamTest, ReadOfAByte_AfterATimeOut_IsMinusOne) {
-    socket.readTimeout = 0;
+    Inside::readTimeout(socket) = 0;
     EXPECT_EQ(in->read(), -1);
     EXPECT_TRUE(socket.isReadTimeout());
 }
@@ -594,35 +593,35 @@ TEST_F(JSocketInputStreamTest, ReadOfAByte_OrOfABlock_GoesThroughTheVirtualRead)
 
 TEST_F(JSocketInputStreamTest, ReadBuffer_AppendsAndTellsWhatIsHeld) {
     readAhead("abc");
-    EXPECT_EQ(in->buffered, 3);
-    EXPECT_EQ(in->capacity, 10240);
-    EXPECT_EQ(in->buffer->size(), 10240);
+    EXPECT_EQ(Inside::buffered(*in), 3);
+    EXPECT_EQ(Inside::capacity(*in), 10240);
+    EXPECT_EQ(Inside::readAhead(*in)->size(), 10240);
     arrives("defg");
     EXPECT_EQ(in->readBuffer(), 7);
-    EXPECT_EQ(text(*in->buffer, 0, 7), "abcdefg");
+    EXPECT_EQ(text(*Inside::readAhead(*in), 0, 7), "abcdefg");
 }
 
 TEST_F(JSocketInputStreamTest, ReadBuffer_TakesAKilobyteAtMost) {
     arrives(pattern(1500));
     EXPECT_EQ(in->readBuffer(), 1024);
     EXPECT_EQ(in->readBuffer(), 1500);
-    EXPECT_EQ(text(*in->buffer, 0, 1500), pattern(1500));
+    EXPECT_EQ(text(*Inside::readAhead(*in), 0, 1500), pattern(1500));
 }
 
 TEST_F(JSocketInputStreamTest, ReadBuffer_AtTheEnd_AddsNothing) {
     readAhead("abc");
     peer.close();
     EXPECT_EQ(in->readBuffer(), 0);
-    EXPECT_EQ(in->buffered, 3);
+    EXPECT_EQ(Inside::buffered(*in), 3);
     EXPECT_FALSE(socket.isConnected());
 }
 
 TEST_F(JSocketInputStreamTest, ReadBuffer_AfterATimeOut_AddsNothing) {
     readAhead("abc");
-    socket.readTimeout = 0;
+    Inside::readTimeout(socket) = 0;
     EXPECT_EQ(in->readBuffer(), -1);
     EXPECT_TRUE(socket.isReadTimeout());
-    EXPECT_EQ(in->buffered, 3);
+    EXPECT_EQ(Inside::buffered(*in), 3);
 }
 
 TEST_F(JSocketInputStreamTest, ReadBuffer_GrowsWhenAKilobyteMightNotFit) {
@@ -630,21 +629,21 @@ TEST_F(JSocketInputStreamTest, ReadBuffer_GrowsWhenAKilobyteMightNotFit) {
     peer.send(all);
     for (int held = 1024; held <= 9216; held += 1024) {
         ASSERT_EQ(in->readBuffer(), held);
-        EXPECT_EQ(in->capacity, 10240);
+        EXPECT_EQ(Inside::capacity(*in), 10240);
     }
     EXPECT_EQ(in->readBuffer(), 10240);
-    EXPECT_EQ(in->capacity, 20480);
-    EXPECT_EQ(in->buffer->size(), 20480);
-    EXPECT_EQ(text(*in->buffer, 0, 10240), all);
+    EXPECT_EQ(Inside::capacity(*in), 20480);
+    EXPECT_EQ(Inside::readAhead(*in)->size(), 20480);
+    EXPECT_EQ(text(*Inside::readAhead(*in), 0, 10240), all);
 }
 
 TEST_F(JSocketInputStreamTest, ReadBuffer_GrowsAgainAndAgain) {
     const std::string all = pattern(30 * 1024);
     peer.send(all);
-    while (in->buffered < 30 * 1024) ASSERT_GT(in->readBuffer(), 0);
-    EXPECT_EQ(in->capacity, 40960);
+    while (Inside::buffered(*in) < 30 * 1024) ASSERT_GT(in->readBuffer(), 0);
+    EXPECT_EQ(Inside::capacity(*in), 40960);
     std::string read;
-    while (in->buffered > 0) read += readText(1000);
+    while (Inside::buffered(*in) > 0) read += readText(1000);
     EXPECT_EQ(read, all);
 }
 
@@ -653,10 +652,10 @@ TEST_F(JSocketInputStreamTest, Read_TakesFromTheReadAheadBufferWithoutASystemCal
     readAhead(all);
     const int calls = Calls::recv.count + Calls::poll.count;
     EXPECT_EQ(readText(100), all.substr(0, 100));
-    EXPECT_EQ(in->buffered, 200);
-    EXPECT_EQ(text(*in->buffer, 0, 200), all.substr(100));
+    EXPECT_EQ(Inside::buffered(*in), 200);
+    EXPECT_EQ(text(*Inside::readAhead(*in), 0, 200), all.substr(100));
     EXPECT_EQ(readText(200), all.substr(100));
-    EXPECT_EQ(in->buffered, 0);
+    EXPECT_EQ(Inside::buffered(*in), 0);
     EXPECT_EQ(Calls::recv.count + Calls::poll.count, calls);
 }
 
@@ -669,7 +668,7 @@ TEST_F(JSocketInputStreamTest, Read_OfMoreThanTheReadAheadBufferHolds_TakesThatO
 
 TEST_F(JSocketInputStreamTest, Read_FromTheReadAheadBuffer_WorksOnAClosedSocketAndLeavesTheFlagAlone) {
     readAhead("ahead");
-    socket.readTimeout = 0;
+    Inside::readTimeout(socket) = 0;
     ASSERT_EQ(in->readBuffer(), -1);
     socket.close();
     EXPECT_EQ(readText(5), "ahead");
@@ -682,7 +681,7 @@ TEST_F(JSocketInputStreamTest, RawRead_PassesTheReadAheadBufferBy) {
     JByte b(6);
     EXPECT_EQ(in->read(b, 0, 6, true), 6);
     EXPECT_EQ(text(b, 0, 6), "behind");
-    EXPECT_EQ(in->buffered, 5);
+    EXPECT_EQ(Inside::buffered(*in), 5);
     EXPECT_EQ(in->read(b, 0, 0, true), -1);
 }
 
@@ -728,7 +727,7 @@ TEST_F(JSocketInputStreamTest, Read_AcrossTheEndOfTheWindow_IsWhole) {
 TEST_F(JSocketInputStreamTest, Read_OfMoreThanAWindow_GoesStraightToItsPlace) {
     arrives(pattern(WINDOW));
     EXPECT_EQ(readText(WINDOW), pattern(WINDOW));
-    EXPECT_EQ(in->window, nullptr);
+    EXPECT_FALSE(Inside::hasWindow(*in));
 }
 
 TEST_F(JSocketInputStreamTest, Read_InAnySizes_BringsEveryByteInOrder) {
@@ -819,7 +818,7 @@ TEST_F(JSocketInputStreamTest, UnderADataStream_ReadsFully) {
 
 TEST_F(JSocketOutputStreamTest, HasTheClassRecordOfOutputStreams) {
     EXPECT_EQ(out->getClass(), &JOutputStream::classJOutputStream);
-    EXPECT_EQ(out->socket, &socket);
+    EXPECT_EQ(Inside::owner(*out), &socket);
 }
 
 TEST_F(JSocketOutputStreamTest, Write_SendsEverythingAndReturnsZero) {
@@ -908,7 +907,7 @@ TEST_F(JSocketOutputStreamTest, Write_WaitsForAPeerThatReadsSlowly) {
 
 TEST_F(JSocketOutputStreamTest, Write_ThatIsNotTakenInTime_TimesOutAndLeavesTheSocketOpen) {
     fillTheWay();
-    socket.writeTimeout = 0;
+    Inside::writeTimeout(socket) = 0;
     EXPECT_EQ(writeALot(), -1);
     EXPECT_EQ(errno, ETIMEDOUT);
     EXPECT_TRUE(socket.isWriteTimeout());
@@ -919,7 +918,7 @@ TEST_F(JSocketOutputStreamTest, Write_ThatIsNotTakenInTime_TimesOutAndLeavesTheS
 TEST_F(JSocketOutputStreamTest, Write_ToADescriptorThatBlocks_TimesOutAllTheSame) {
     fillTheWay();
     fcntl(number(), F_SETFL, 0);
-    socket.writeTimeout = 0;
+    Inside::writeTimeout(socket) = 0;
     EXPECT_EQ(writeALot(), -1);
     EXPECT_TRUE(socket.isWriteTimeout());
 }
@@ -947,10 +946,10 @@ TEST(JSocketOutputStreamSlow, Write_ToAPeerThatDoesNotRead_TimesOutAfterTenSecon
 
 TEST_F(JSocketOutputStreamTest, Write_AfterATimeOut_TakesTheFlagBack) {
     fillTheWay();
-    socket.writeTimeout = 0;
+    Inside::writeTimeout(socket) = 0;
     ASSERT_EQ(writeALot(), -1);
     Thread receiver([this] { peer.drain(); });
-    socket.writeTimeout = 10;
+    Inside::writeTimeout(socket) = 10;
     EXPECT_EQ(writeText("more"), 0);
     EXPECT_FALSE(socket.isWriteTimeout());
     socket.close();
@@ -1017,7 +1016,7 @@ TEST_F(JSocketOutputStreamTest, Write_WhileThePeerGoes_FailsWithoutASignal) {
 
 TEST_F(JSocketOutputStreamTest, Write_OfAClosedSocketAfterATimeOut_IsNoTimeOut) {
     fillTheWay();
-    socket.writeTimeout = 0;
+    Inside::writeTimeout(socket) = 0;
     ASSERT_EQ(writeALot(), -1);
     ASSERT_TRUE(socket.isWriteTimeout());
     socket.close();

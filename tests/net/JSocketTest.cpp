@@ -11,6 +11,7 @@
 #include "net/Waiter.h"
 
 using net::Fd;
+using net::Inside;
 using net::isOpen;
 using net::Listener;
 using net::LOOPBACK;
@@ -70,22 +71,21 @@ void expectToTalk(JSocket& socket, Peer& peer) {
 
 TEST(JSocket, IsNew_NotConnectedAndShutDown) {
     JSocket socket("some.host", 4711);
-    EXPECT_EQ(socket.fd, -1);
+    EXPECT_EQ(Inside::number(socket), -1);
     EXPECT_STREQ(socket.getHost(), "some.host");
     EXPECT_EQ(socket.getPort(), 4711);
     EXPECT_FALSE(socket.isConnected());
-    EXPECT_TRUE(socket.inputShutdown);
-    EXPECT_TRUE(socket.outputShutdown);
-    EXPECT_EQ(socket.connectTimeout, 10);
-    EXPECT_EQ(socket.readTimeout, 60);
-    EXPECT_EQ(socket.writeTimeout, 10);
+    EXPECT_TRUE(Inside::inputShutdown(socket));
+    EXPECT_TRUE(Inside::outputShutdown(socket));
+    EXPECT_EQ(Inside::connectTimeout(socket), 10);
+    EXPECT_EQ(Inside::readTimeout(socket), 60);
+    EXPECT_EQ(Inside::writeTimeout(socket), 10);
     EXPECT_FALSE(socket.isConnectTimeout());
     EXPECT_FALSE(socket.isReadTimeout());
     EXPECT_FALSE(socket.isWriteTimeout());
-    EXPECT_STREQ(socket.hostAddress, "");
-    EXPECT_STREQ(socket.message, "");
-    EXPECT_EQ(socket.input, nullptr);
-    EXPECT_EQ(socket.output, nullptr);
+    EXPECT_STREQ(Inside::hostAddress(socket), "");
+    EXPECT_STREQ(Inside::message(socket), "");
+    EXPECT_FALSE(Inside::hasStreams(socket));
 }
 
 TEST(JSocket, HasTheRootsClassRecord) {
@@ -93,28 +93,10 @@ TEST(JSocket, HasTheRootsClassRecord) {
     EXPECT_EQ(socket.getClass(), &JObject::classJObject);
 }
 
-TEST(JSocket, HasItsFieldsInOrder) {
-    JSocket s("some.host", 1);
-    const void* const fields[] = {&s.fd,
-                                  &s.port,
-                                  &s.connected,
-                                  &s.inputShutdown,
-                                  &s.outputShutdown,
-                                  &s.connectTimeout,
-                                  &s.readTimeout,
-                                  &s.writeTimeout,
-                                  &s.connectTimedOut,
-                                  &s.readTimedOut,
-                                  &s.writeTimedOut,
-                                  &s.host,
-                                  &s.hostAddress,
-                                  &s.message,
-                                  &s.input,
-                                  &s.output};
-    EXPECT_TRUE(std::is_sorted(std::begin(fields), std::end(fields)));
-    EXPECT_EQ(sizeof s.host, 256U);
-    EXPECT_EQ(sizeof s.hostAddress, 32U);
-    EXPECT_EQ(sizeof s.message, 2048U);
+TEST(JSocket, HasRoomForAHostAnAddressAndAMessage) {
+    EXPECT_EQ(Inside::HOST_SIZE, 256U);
+    EXPECT_EQ(Inside::HOST_ADDRESS_SIZE, 32U);
+    EXPECT_EQ(Inside::MESSAGE_SIZE, 2048U);
 }
 
 TEST(JSocket, CutsAHostNameThatIsTooLong) {
@@ -149,17 +131,17 @@ TEST(JSocket, SoTimeout_IsInert) {
     JSocket socket("some.host", 1);
     socket.setSoTimeout(5000);
     EXPECT_EQ(socket.getSoTimeout(), 0);
-    EXPECT_EQ(socket.connectTimeout, 10);
-    EXPECT_EQ(socket.readTimeout, 60);
-    EXPECT_EQ(socket.writeTimeout, 10);
+    EXPECT_EQ(Inside::connectTimeout(socket), 10);
+    EXPECT_EQ(Inside::readTimeout(socket), 60);
+    EXPECT_EQ(Inside::writeTimeout(socket), 10);
 }
 
 TEST(JSocket, MakesEachStreamOnce) {
     JSocket socket("some.host", 1);
     JSocket::JSocketInputStream* const in = socket.getInputStream();
     JSocket::JSocketOutputStream* const out = socket.getOutputStream();
-    EXPECT_EQ(in->socket, &socket);
-    EXPECT_EQ(out->socket, &socket);
+    EXPECT_EQ(Inside::owner(*in), &socket);
+    EXPECT_EQ(Inside::owner(*out), &socket);
     EXPECT_EQ(socket.getInputStream(), in);
     EXPECT_EQ(socket.getOutputStream(), out);
 }
@@ -170,16 +152,16 @@ TEST(JSocket, WrapsAnAcceptedDescriptor) {
     Peer served = listener.accept();
     const int number = served.release();
     JSocket socket(number);
-    EXPECT_EQ(socket.fd, number);
+    EXPECT_EQ(Inside::number(socket), number);
     EXPECT_STREQ(socket.getHost(), LOOPBACK);
-    EXPECT_STREQ(socket.hostAddress, LOOPBACK);
+    EXPECT_STREQ(Inside::hostAddress(socket), LOOPBACK);
     EXPECT_EQ(socket.getPort(), client.port());
     EXPECT_TRUE(socket.isConnected());
-    EXPECT_FALSE(socket.inputShutdown);
-    EXPECT_FALSE(socket.outputShutdown);
-    EXPECT_EQ(socket.connectTimeout, 10);
-    EXPECT_EQ(socket.readTimeout, 60);
-    EXPECT_EQ(socket.writeTimeout, 10);
+    EXPECT_FALSE(Inside::inputShutdown(socket));
+    EXPECT_FALSE(Inside::outputShutdown(socket));
+    EXPECT_EQ(Inside::connectTimeout(socket), 10);
+    EXPECT_EQ(Inside::readTimeout(socket), 60);
+    EXPECT_EQ(Inside::writeTimeout(socket), 10);
     EXPECT_TRUE(net::isNonBlocking(number));
     expectToTalk(socket, client);
 }
@@ -188,7 +170,7 @@ TEST(JSocket, WrapsASocketWithoutPeer_AndCountsAsConnected) {
     const int number = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     JSocket socket(number);
     EXPECT_STREQ(socket.getHost(), "invalid_socket");
-    EXPECT_STREQ(socket.hostAddress, "0.0.0.0");
+    EXPECT_STREQ(Inside::hostAddress(socket), "0.0.0.0");
     EXPECT_EQ(socket.getPort(), -1);
     EXPECT_TRUE(socket.isConnected());
     EXPECT_FALSE(net::isNonBlocking(number));
@@ -233,12 +215,12 @@ TEST(JSocket, Connect_ToAnAddress) {
     JSocket socket(LOOPBACK, listener.port());
     EXPECT_TRUE(socket.connect());
     EXPECT_TRUE(socket.isConnected());
-    EXPECT_FALSE(socket.inputShutdown);
-    EXPECT_FALSE(socket.outputShutdown);
+    EXPECT_FALSE(Inside::inputShutdown(socket));
+    EXPECT_FALSE(Inside::outputShutdown(socket));
     EXPECT_FALSE(socket.isConnectTimeout());
-    EXPECT_STREQ(socket.hostAddress, LOOPBACK);
-    EXPECT_TRUE(net::isNonBlocking(socket.fd));
-    EXPECT_TRUE(net::isClosedOnExec(socket.fd));
+    EXPECT_STREQ(Inside::hostAddress(socket), LOOPBACK);
+    EXPECT_TRUE(net::isNonBlocking(Inside::number(socket)));
+    EXPECT_TRUE(net::isClosedOnExec(Inside::number(socket)));
     Peer peer = listener.accept();
     expectToTalk(socket, peer);
 }
@@ -248,14 +230,14 @@ TEST(JSocket, Connect_ToAName) {
     JSocket socket("localhost", listener.port());
     EXPECT_TRUE(socket.connect());
     EXPECT_STREQ(socket.getHost(), "localhost");
-    EXPECT_STREQ(socket.hostAddress, LOOPBACK);
+    EXPECT_STREQ(Inside::hostAddress(socket), LOOPBACK);
 }
 
 TEST(JSocket, Connect_KeepsADottedAddressAsItWasWritten) {
     Listener listener;
     JSocket socket("127.1", listener.port());
     EXPECT_TRUE(socket.connect());
-    EXPECT_STREQ(socket.hostAddress, "127.1");
+    EXPECT_STREQ(Inside::hostAddress(socket), "127.1");
     EXPECT_EQ(dotted(socket.getInetAddress()), LOOPBACK);
 }
 
@@ -264,7 +246,7 @@ TEST(JSocket, Connect_ToADottedAddressTooLongForItsField_WritesItAnew) {
     const std::string longForm = "0x" + std::string(40, '0') + "7f000001";
     JSocket socket(longForm.c_str(), listener.port());
     EXPECT_TRUE(socket.connect());
-    EXPECT_STREQ(socket.hostAddress, LOOPBACK);
+    EXPECT_STREQ(Inside::hostAddress(socket), LOOPBACK);
 }
 
 TEST(JSocket, Connect_ToADottedAddressThatJustFitsItsField_KeepsIt_AndOneByteMoreIsWrittenAnew) {
@@ -273,30 +255,30 @@ TEST(JSocket, Connect_ToADottedAddressThatJustFitsItsField_KeepsIt_AndOneByteMor
     ASSERT_EQ(address.size(), 31U);
     JSocket fits(address.c_str(), listener.port());
     EXPECT_TRUE(fits.connect());
-    EXPECT_STREQ(fits.hostAddress, address.c_str());
+    EXPECT_STREQ(Inside::hostAddress(fits), address.c_str());
     JSocket longer((address.substr(0, 2) + "0" + address.substr(2)).c_str(), listener.port());
     EXPECT_TRUE(longer.connect());
-    EXPECT_STREQ(longer.hostAddress, LOOPBACK);
+    EXPECT_STREQ(Inside::hostAddress(longer), LOOPBACK);
     EXPECT_TRUE(longer.isConnected());
 }
 
 TEST(JSocket, Connect_ToAnUnknownHost_Fails) {
     JSocket socket(std::string(64, 'a').c_str(), 1);  // a label has 63 characters at most
     EXPECT_FALSE(socket.connect());
-    EXPECT_STREQ(socket.message, "unknown host!");
+    EXPECT_STREQ(Inside::message(socket), "unknown host!");
     EXPECT_FALSE(socket.isConnected());
     EXPECT_FALSE(socket.isConnectTimeout());
-    EXPECT_TRUE(isOpen(socket.fd));
+    EXPECT_TRUE(isOpen(Inside::number(socket)));
 }
 
 TEST(JSocket, Connect_AfterAFailure_UsesTheDescriptorThatIsLeft) {
     Listener listener;
     JSocket socket(std::string(64, 'a').c_str(), listener.port());
     ASSERT_FALSE(socket.connect());
-    const int number = socket.fd;
+    const int number = Inside::number(socket);
     socket.setHost(LOOPBACK);
     EXPECT_TRUE(socket.connect());
-    EXPECT_EQ(socket.fd, number);
+    EXPECT_EQ(Inside::number(socket), number);
 }
 
 TEST(JSocket, Connect_WithoutADescriptor_Fails) {
@@ -306,9 +288,9 @@ TEST(JSocket, Connect_WithoutADescriptor_Fails) {
         const net::FullTable full;
         EXPECT_FALSE(socket.connect());
     }
-    EXPECT_STREQ(socket.message, "not allocate socket handle!");
+    EXPECT_STREQ(Inside::message(socket), "not allocate socket handle!");
     EXPECT_FALSE(socket.isConnected());
-    EXPECT_EQ(socket.fd, -1);
+    EXPECT_EQ(Inside::number(socket), -1);
     EXPECT_TRUE(socket.connect());
 }
 
@@ -317,7 +299,7 @@ TEST(JSocket, Connect_ToAPortWithoutListener_SucceedsAndTheFirstReadFails) {
     EXPECT_TRUE(socket.connect());
     EXPECT_TRUE(socket.isConnected());
     EXPECT_FALSE(socket.isConnectTimeout());
-    EXPECT_TRUE(net::isNonBlocking(socket.fd));
+    EXPECT_TRUE(net::isNonBlocking(Inside::number(socket)));
     EXPECT_LT(readOne(socket), 1);
     EXPECT_FALSE(socket.isConnected());
 }
@@ -333,18 +315,18 @@ TEST(JSocket, Connect_ToAPortWithoutListener_SucceedsAndTheFirstWriteFails) {
 TEST(JSocket, Connect_WithoutAnAnswer_TimesOut) {
     const net::SilentPort silent;
     JSocket socket(LOOPBACK, silent.port());
-    socket.connectTimeout = 0;
+    Inside::connectTimeout(socket) = 0;
     EXPECT_FALSE(socket.connect());
     EXPECT_TRUE(socket.isConnectTimeout());
     EXPECT_FALSE(socket.isConnected());
-    EXPECT_STREQ(socket.message, "error connection timeout!");
-    EXPECT_TRUE(isOpen(socket.fd));
+    EXPECT_STREQ(Inside::message(socket), "error connection timeout!");
+    EXPECT_TRUE(isOpen(Inside::number(socket)));
 }
 
 TEST(JSocket, Connect_AgainWhileTheFirstAttemptGoesOn_CountsAsConnected) {
     const net::SilentPort silent;
     JSocket socket(LOOPBACK, silent.port());
-    socket.connectTimeout = 0;
+    Inside::connectTimeout(socket) = 0;
     ASSERT_FALSE(socket.connect());
     EXPECT_TRUE(socket.connect());  // EALREADY is one of the errors that are left to the first read
     EXPECT_FALSE(socket.isConnectTimeout());
@@ -374,7 +356,7 @@ TEST(JSocket, Connect_OfAnInterruptedThread_CountsAsConnected) {
 TEST(JSocket, Connect_GoesOnAfterASignal) {
     const net::SilentPort silent;
     JSocket socket(LOOPBACK, silent.port());
-    socket.connectTimeout = 1;
+    Inside::connectTimeout(socket) = 1;
     Waiter waiter([&] { return socket.connect(); });
     ASSERT_TRUE(waiter.hangUpRepeatedly());
     waiter.thread.join();
@@ -387,7 +369,7 @@ TEST(JSocket, Connect_ThatAnotherThreadCloses_Fails) {
     JSocket socket(LOOPBACK, silent.port());
     Waiter waiter([&] { return socket.connect(); });
     ASSERT_TRUE(waiter.waits());
-    const int number = socket.fd;
+    const int number = Inside::number(socket);
     const net::Stopwatch watch;
     EXPECT_EQ(socket.close(), -1);
     waiter.thread.join();
@@ -407,7 +389,7 @@ TEST(JSocket, Connect_ThatAnotherThreadCloses_LeavesWhatGetsTheNumberNextAlone) 
     JSocket socket(LOOPBACK, silent.port());
     Waiter waiter([&] { return socket.connect(); });
     ASSERT_TRUE(waiter.waits());
-    const int number = socket.fd;
+    const int number = Inside::number(socket);
     socket.close();
     Fd reused;  // gets the number as soon as it is free
     ASSERT_TRUE(support::eventually([&] {
@@ -426,7 +408,7 @@ TEST(JSocket, Connect_Cancelled_LeavesNothingHeld) {
         JSocket socket(LOOPBACK, silent.port());
         Thread thread([&] { socket.connect(); });
         ASSERT_TRUE(thread.fallsAsleep());
-        const int number = socket.fd;
+        const int number = Inside::number(socket);
         thread.cancel();
         EXPECT_TRUE(thread.join());
         EXPECT_FALSE(socket.isConnected());
@@ -441,11 +423,11 @@ TEST(JSocket, Connect_WithDescriptorsBeyondWhatASetHolds) {
     Listener listener;
     JSocket socket(LOOPBACK, listener.port());
     EXPECT_TRUE(socket.connect());
-    ASSERT_GE(socket.fd, FD_SETSIZE);
+    ASSERT_GE(Inside::number(socket), FD_SETSIZE);
     Peer peer = listener.accept();
     expectToTalk(socket, peer);
     JByte b(1);
-    socket.readTimeout = 0;
+    Inside::readTimeout(socket) = 0;
     EXPECT_EQ(socket.getInputStream()->read(b), -1);
     EXPECT_TRUE(socket.isReadTimeout());
 }
@@ -495,11 +477,11 @@ TEST_F(JSocketTest, Connect_WaitsUntilTheFormerReaderHasLeft) {
 TEST_F(JSocketTest, Close_ReleasesTheDescriptorAndForgetsTheConnection) {
     const int before = number();
     EXPECT_EQ(socket.close(), -1);
-    EXPECT_EQ(socket.fd, -1);
+    EXPECT_EQ(Inside::number(socket), -1);
     EXPECT_FALSE(isOpen(before));
     EXPECT_FALSE(socket.isConnected());
-    EXPECT_TRUE(socket.inputShutdown);
-    EXPECT_TRUE(socket.outputShutdown);
+    EXPECT_TRUE(Inside::inputShutdown(socket));
+    EXPECT_TRUE(Inside::outputShutdown(socket));
 }
 
 TEST_F(JSocketTest, Close_Twice_DoesNothingTheSecondTime) {
@@ -556,7 +538,7 @@ TEST(JSocket, Destroyed_ClosesAndDeletesItsStreams) {
     peer.send("abc");
     socket->getOutputStream();
     ASSERT_EQ(socket->getInputStream()->readBuffer(), 3);
-    const int number = socket->fd;
+    const int number = Inside::number(*socket);
     socket.reset();
     EXPECT_FALSE(isOpen(number));
     peer.expectReset();
@@ -575,7 +557,7 @@ TEST_F(JSocketTest, CloseAfterSending_EndsTheConnectionInOrder_OnceThePeerHasRea
     peer.close();
     closing.join();
     EXPECT_FALSE(socket.isConnected());
-    EXPECT_EQ(socket.fd, -1);
+    EXPECT_EQ(Inside::number(socket), -1);
 }
 
 TEST_F(JSocketTest, CloseAfterSending_DiscardsWhatThePeerSends) {
@@ -723,7 +705,7 @@ TEST_F(JSocketTest, Close_UnderAReader_KeepsTheNumberUntilItHasLeft) {
     });
     ASSERT_TRUE(reader.fallsAsleep());
     EXPECT_EQ(socket.close(), -1);
-    EXPECT_EQ(socket.fd, -1);
+    EXPECT_EQ(Inside::number(socket), -1);
     EXPECT_TRUE(isOpen(before));
     reader.join();
     EXPECT_FALSE(isOpen(before));
@@ -865,7 +847,7 @@ TEST(JSocket, WakeUp_WithoutAConnection_DoesNothing) {
 TEST(JSocket, WakeUp_DoesNotBreakAConnectOff) {
     const net::SilentPort silent;
     JSocket socket(LOOPBACK, silent.port());
-    socket.connectTimeout = 1;
+    Inside::connectTimeout(socket) = 1;
     const net::Stopwatch watch;
     Waiter waiter([&] { return socket.connect(); });
     ASSERT_TRUE(waiter.waits());
@@ -906,8 +888,8 @@ TEST_F(JSocketTest, IsPeerClosed_AfterAWakeUp_IsTrue) {
 
 TEST_F(JSocketTest, ShutdownOutput_EndsTheStreamForThePeer) {
     EXPECT_TRUE(socket.shutdownOutput());
-    EXPECT_TRUE(socket.outputShutdown);
-    EXPECT_FALSE(socket.inputShutdown);
+    EXPECT_TRUE(Inside::outputShutdown(socket));
+    EXPECT_FALSE(Inside::inputShutdown(socket));
     EXPECT_TRUE(socket.isConnected());
     peer.expectEnd();
     arrives("still read");
@@ -917,8 +899,8 @@ TEST_F(JSocketTest, ShutdownOutput_EndsTheStreamForThePeer) {
 
 TEST_F(JSocketTest, ShutdownInput_EndsTheStreamHere) {
     EXPECT_TRUE(socket.shutdownInput());
-    EXPECT_TRUE(socket.inputShutdown);
-    EXPECT_FALSE(socket.outputShutdown);
+    EXPECT_TRUE(Inside::inputShutdown(socket));
+    EXPECT_FALSE(Inside::outputShutdown(socket));
     EXPECT_TRUE(socket.isConnected());
     EXPECT_EQ(writeText("still written"), 0);
     peer.expect("still written");

@@ -17,7 +17,7 @@ class Waiter {
 public:
     explicit Waiter(const std::function<int()>& call)
         : thread([this, call] {
-              self_ = JThread::currentThread();
+              JThread::currentThread();  // so that a signal handler finds it made
               errno = 0;
               result = call();
               error = errno;
@@ -38,16 +38,14 @@ public:
         return waits();
     }
 
-    /** As JThread::interrupt(), which a thread can only do to itself, from outside. */
-    void interrupt() {
-        self_.load()->interrupted_ = true;
-        hangUp();
+    /** Has it interrupt itself, as only a thread itself can, in the middle of its call. */
+    void interrupt() const {
+        struct sigaction action {};
+        action.sa_handler = [](int) { JThread::interrupt(); };
+        sigaction(SIGUSR1, &action, nullptr);
+        pthread_kill(thread.handle(), SIGUSR1);
     }
 
-private:
-    std::atomic<JThread*> self_{nullptr};
-
-public:
     std::atomic<int> result{-99};
     std::atomic<int> error{0};
     support::Thread thread;
