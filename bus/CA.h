@@ -12,6 +12,9 @@
 #include "thread/JThreadSafety.h"
 
 class JSocket;
+namespace jay::detail {
+struct CAPeer;
+}
 
 /**
  * A bus client. put() sends on the caller's thread. A thread of the client's own reads what the server delivers
@@ -114,6 +117,7 @@ public:
     void stop();
 
 private:
+    friend struct jay::detail::CAPeer;
     class Watch;
 
     static constexpr int BANDS = 3;

@@ -7,7 +7,9 @@
 #include <vector>
 
 #include "bus/Server.h"
+#include "support/CAPeer.h"
 
+using Inside = jay::detail::CAPeer;
 using bus::BROADCAST;
 using bus::Client;
 using bus::PROMPT_MS;
@@ -16,6 +18,7 @@ using bus::SYNC;
 using bus::TIMED;
 using bus::to;
 using bus::Wire;
+using jay::detail::JSocketPeer;
 using support::eventually;
 
 namespace {
@@ -28,12 +31,6 @@ constexpr long long CLOSING_MS = 2000 + PROMPT_MS;
 
 unsigned stampOf(long long ms) {
     return static_cast<unsigned>(ms & 0x7FFFFFFF);
-}
-
-bool isFree(JLock& lock) {
-    if (pthread_mutex_trylock(&lock.mutex) != 0) return false;
-    pthread_mutex_unlock(&lock.mutex);
-    return true;
 }
 
 int put(CA& client, const Wire& w) {
@@ -90,7 +87,7 @@ protected:
     void expectTaken() {
         EXPECT_TRUE(eventually([&] {
             int waiting = -1;
-            return ioctl(ca->socket->fd, FIONREAD, &waiting) == 0 && waiting == 0;
+            return ioctl(Inside::number(*ca), FIONREAD, &waiting) == 0 && waiting == 0;
         }));
     }
 
@@ -98,26 +95,24 @@ protected:
     void fill(std::initializer_list<int> priorities) {
         unsigned n = 0;
         for (const int priority : priorities) {
-            auto* const m = new M(bus::message(to(5).urgency(priority).about(n++)));
-            ca->bands[std::min(priority, 2)]->adopt(m);
-            ca->waiting++;
+            Inside::sortIn(*ca, new M(bus::message(to(5).urgency(priority).about(n++))));
         }
     }
 
     /** A thread that writes until the server, which does not read, holds it up. */
     std::unique_ptr<support::Thread> blockedWriter() {
         const int small = 4096;
-        ca->socket->setSendBufferSize(small);
+        Inside::socket(*ca).setSendBufferSize(small);
         auto writer = std::make_unique<support::Thread>([client = ca.get()] {
             const Wire some = to(7).from(5).says(std::string(60000, '#'));
             while (put(*client, some) == 1) continue;
         });
-        EXPECT_TRUE(eventually([&] { return !isFree(ca->lock) && isStuck(); }));
+        EXPECT_TRUE(eventually([&] { return !Inside::isFree(*ca) && isStuck(); }));
         return writer;
     }
     /** Whether the system takes nothing more, and goes on taking nothing for a moment. */
     bool isStuck() const {
-        pollfd entry{ca->socket->fd, POLLOUT, 0};
+        pollfd entry{Inside::number(*ca), POLLOUT, 0};
         return ::poll(&entry, 1, 500) == 0;
     }
 
@@ -136,23 +131,22 @@ protected:
 // ---- construction ----
 
 TEST_F(CATest, Constructor_ConnectsAndStartsNothing) {
-    EXPECT_EQ(ca->id, 5);
-    EXPECT_STREQ(ca->host.toCharArray(), "127.0.0.1");
-    EXPECT_EQ(ca->port, listener.port());
-    EXPECT_EQ(ca->cursor, 0u);
-    EXPECT_EQ(ca->callback, nullptr);
-    EXPECT_EQ(ca->stopFlag, 0);
-    EXPECT_EQ(ca->doneFlag, 0);
+    EXPECT_EQ(Inside::id(*ca), 5);
+    EXPECT_STREQ(Inside::host(*ca), "127.0.0.1");
+    EXPECT_EQ(Inside::port(*ca), listener.port());
+    EXPECT_EQ(Inside::cursor(*ca), 0u);
+    EXPECT_FALSE(Inside::hasCallback(*ca));
+    EXPECT_FALSE(Inside::isStopped(*ca));
+    EXPECT_FALSE(Inside::isDone(*ca));
     EXPECT_FALSE(ca->isConnected());
-    EXPECT_EQ(static_cast<JThread&>(*ca).state, 1);
     EXPECT_EQ(ca->get(), nullptr);
 }
 
 TEST(CA, Constructor_CopiesTheHost) {
     char host[] = "127.0.0.1";
-    const CA client(5, host, 1);
+    CA client(5, host, 1);
     host[0] = 'x';
-    EXPECT_STREQ(client.host.toCharArray(), "127.0.0.1");
+    EXPECT_STREQ(Inside::host(client), "127.0.0.1");
 }
 
 // ---- connect ----
@@ -170,17 +164,25 @@ TEST_F(CATest, Connect_SendsTheGreetingFirst) {
 
 TEST_F(CATest, Connect_SwitchesDelayOff_AndWakesTheReader) {
     connect();
-    EXPECT_EQ(net::option(ca->socket->fd, IPPROTO_TCP, 1 /* TCP_NODELAY */), 1);
+    EXPECT_EQ(net::option(Inside::number(*ca), IPPROTO_TCP, 1 /* TCP_NODELAY */), 1);
     deliver(to(5).says("hello"));
     EXPECT_EQ(get(*ca), received(to(5).says("hello")));
 }
 
-TEST_F(CATest, Connect_BeforeTheStart_IsFine) {
+TEST_F(CATest, Connect_BeforeTheStart_IsFine_AndNothingIsReadUntilThen) {
     ASSERT_NE(ca->connect(), 0);
     server = Client(listener.accept());
-    ca->start();
     server.receive();
-    deliver(to(5));
+    const Wire early = to(5).says("early");
+    server.send(early);
+    EXPECT_TRUE(eventually([&] {
+        int waiting = -1;
+        return ioctl(Inside::number(*ca), FIONREAD, &waiting) == 0 &&
+               waiting == static_cast<int>(early.bytes().size());
+    }));
+    EXPECT_EQ(ca->get(), nullptr);
+    ca->start();
+    EXPECT_EQ(next(*ca), received(early));
 }
 
 TEST(CA, Connect_ToAnUnknownHost_GivesZero_AndPutSendsNothing) {
@@ -229,7 +231,7 @@ TEST_F(CATest, Put_WithoutAConnection_GivesOneAndStillStamps) {
 
 TEST_F(CATest, Put_GivesZeroWhenTheWriteFails_AndOneOnceTheConnectionIsKnownToBeGone) {
     ASSERT_NE(ca->connect(), 0);  // no reader, which would notice first
-    ca->socket->shutdownOutput();
+    Inside::socket(*ca).shutdownOutput();
     EXPECT_EQ(put(*ca, to(7)), 0);
     EXPECT_FALSE(ca->isConnected());
     EXPECT_EQ(put(*ca, to(7)), 1);
@@ -266,9 +268,9 @@ TEST_F(CATest, Put_ByManyThreads_MixesNoBytes) {
 }
 
 TEST_F(CATest, Put_WhileTheServerDoesNotRead_TimesOut_AndTheConnectionStays) {
-    ca->socket->writeTimeout = 1;
+    JSocketPeer::writeTimeout(Inside::socket(*ca)) = 1;
     connect();
-    ca->socket->setSendBufferSize(4096);
+    Inside::socket(*ca).setSendBufferSize(4096);
     const Wire some = to(7).from(5).says(std::string(60000, '#'));
     int n = 0;
     while (put(*ca, some) == 1) ASSERT_LT(++n, 1000);
@@ -293,17 +295,17 @@ TEST_F(CATest, Get_SkipsEmptyBands) {
     fill({5, 5, 5});
     for (const unsigned cursor : {3U, 6U, 9U}) {
         EXPECT_NE(get(*ca).length, 0);
-        EXPECT_EQ(ca->cursor, cursor);
+        EXPECT_EQ(Inside::cursor(*ca), cursor);
     }
 }
 
 TEST_F(CATest, Get_OnEmptyBands_GivesNullAndMovesTheCursorByFour) {
     for (const unsigned start : {0U, 1U, 2U, 100U}) {
-        ca->cursor = start;
+        Inside::cursor(*ca) = start;
         EXPECT_EQ(ca->get(), nullptr);
-        EXPECT_EQ(ca->cursor, start + 4);
+        EXPECT_EQ(Inside::cursor(*ca), start + 4);
         EXPECT_EQ(ca->peek(), nullptr);
-        EXPECT_EQ(ca->cursor, start + 8);
+        EXPECT_EQ(Inside::cursor(*ca), start + 8);
     }
 }
 
@@ -325,7 +327,7 @@ TEST_F(CATest, Get_FindsTheMessage_WhereverTheCursorStands) {
     for (unsigned start = 0; start != 14; start++) {
         for (const int priority : {0, 1, 2}) {
             fill({priority});
-            ca->cursor = start - 7;  // the values around the point where it starts again at 0
+            Inside::cursor(*ca) = start - 7;  // the values around the point where it starts again at 0
             EXPECT_NE(get(*ca).length, 0) << start << ' ' << priority;
         }
     }
@@ -334,7 +336,7 @@ TEST_F(CATest, Get_FindsTheMessage_WhereverTheCursorStands) {
 TEST_F(CATest, Peek_LeavesTheCursorOnTheBandOfTheMessage_SoThatGetTakesIt) {
     for (unsigned start = 0; start < 6; start++) {
         fill({1, 5, 5});
-        ca->cursor = start;
+        Inside::cursor(*ca) = start;
         for (int i = 0; i < 3; i++) {
             M* const shown = ca->peek();
             EXPECT_EQ(ca->peek(), shown);
@@ -349,7 +351,7 @@ TEST_F(CATest, Next_PassesOverTheBandWhoseTurnItIs) {
     fill({0, 1});
     EXPECT_EQ(ca->peek()->getSection(), 0);
     ca->next();
-    EXPECT_EQ(ca->cursor, 1u);
+    EXPECT_EQ(Inside::cursor(*ca), 1u);
     EXPECT_EQ(get(*ca).section, 1u);
     EXPECT_EQ(get(*ca).section, 0u);
 }
@@ -401,7 +403,7 @@ TEST_F(CATest, Reader_TakesAPayloadOfOneByteAndOfTheLargestSize) {
 TEST_F(CATest, Reader_SignalsOncePerMessage) {
     connect();
     server.send(to(5).bytes() + to(5).bytes() + to(5).bytes());
-    EXPECT_TRUE(eventually([&] { return ca->messageEvent.count() == 3; }));
+    EXPECT_TRUE(eventually([&] { return Inside::signalled(*ca) == 3; }));
     for (const int pending : {3, 2, 1}) EXPECT_EQ(ca->wait(1000), pending);
     EXPECT_EQ(ca->wait(0), -1);
 }
@@ -409,7 +411,7 @@ TEST_F(CATest, Reader_SignalsOncePerMessage) {
 TEST_F(CATest, Reader_ATimeOutWithinAPayload_DropsTheMessage) {
     const Wire cut = to(5).about(1).claims(32);
     const Wire whole = to(5).about(2);
-    ca->socket->readTimeout = 1;
+    JSocketPeer::readTimeout(Inside::socket(*ca)) = 1;
     connect();
     for (int patience = 1500; patience < 20000; patience *= 2) {
         server.send(cut);
@@ -460,7 +462,7 @@ TEST_F(CATest, Callback_IsCalledForEachMessage_OnTheReadersThread_WithNoLockHeld
     ca->setEventCallback([](CA* client) {
         onReader = JThread::currentThread() == client;
         // From another thread: to its holder a lock is always free.
-        support::Thread([client] { free = isFree(client->lock); }).join();
+        support::Thread([client] { free = Inside::isFree(*client); }).join();
         calls++;
     });
     connect();
@@ -527,7 +529,7 @@ TEST_F(CATest, Stop_EndsTheReaderAfterTheNextMessageAtTheLatest) {
     ca->stop();
     server.send(to(5));
     ca->join();
-    EXPECT_EQ(ca->doneFlag, 1);
+    EXPECT_TRUE(Inside::isDone(*ca));
     EXPECT_TRUE(ca->isConnected());
 }
 
@@ -535,7 +537,7 @@ TEST_F(CATest, Stop_EndsAReaderThatHasNoConnection) {
     ca->start();
     ca->stop();
     ca->join();
-    EXPECT_EQ(ca->doneFlag, 1);
+    EXPECT_TRUE(Inside::isDone(*ca));
 }
 
 TEST_F(CATest, Destructor_NeverStarted) {
@@ -572,7 +574,11 @@ TEST_F(CATest, Destructor_FreesTheMessagesNotTaken) {
     connect();
     for (const int priority : {0, 1, 2}) deliver(to(5).urgency(priority).says("left"));
     int freed = 0;
-    for (JQueue* band : ca->bands) band->adopt(new FreedMessage(freed));
+    for (const int priority : {0, 1, 2}) {
+        auto* const m = new FreedMessage(freed);
+        m->setPriority(priority);
+        Inside::sortIn(*ca, m);
+    }
     destroy();
     EXPECT_EQ(freed, 3);
 }
@@ -616,8 +622,8 @@ TEST_F(CATest, Reader_SortsAMessageInUnderTheLock) {
     server.send(to(5).says("later"));
     expectTaken();
     const net::Stopwatch watch;
-    EXPECT_TRUE(eventually([&] { return ca->messageEvent.count() > 0 || watch.ms() > 200; }));
-    EXPECT_EQ(ca->messageEvent.count(), 0);
+    EXPECT_TRUE(eventually([&] { return Inside::signalled(*ca) > 0 || watch.ms() > 200; }));
+    EXPECT_EQ(Inside::signalled(*ca), 0);
     support::Thread reading([this] { server.drain(); });
     EXPECT_EQ(next(*ca).payload, "later");
     writer->cancel();
@@ -682,7 +688,7 @@ TEST_F(CATest, AThreadCancelledInPut_LeavesTheLockFree) {
     const auto writer = blockedWriter();
     writer->cancel();
     EXPECT_TRUE(writer->join());
-    EXPECT_TRUE(isFree(ca->lock));
+    EXPECT_TRUE(Inside::isFree(*ca));
     EXPECT_TRUE(ca->isConnected());
 }
 
@@ -700,10 +706,10 @@ TEST(CA, AThreadCancelledInConnect_LeavesTheLockFree) {
     const net::SilentPort silent;
     CA client(5, "127.0.0.1", silent.port());
     support::Thread connecting([&] { client.connect(); });
-    EXPECT_TRUE(eventually([&] { return !isFree(client.lock) && connecting.isAsleep(); }));
+    EXPECT_TRUE(eventually([&] { return !Inside::isFree(client) && connecting.isAsleep(); }));
     connecting.cancel();
     EXPECT_TRUE(connecting.join());
-    EXPECT_TRUE(isFree(client.lock));
+    EXPECT_TRUE(Inside::isFree(client));
     EXPECT_FALSE(client.isConnected());
 }
 

@@ -11,12 +11,14 @@
 #include "bus/Wire.h"
 #include "net/JSocket.h"
 #include "net/Peer.h"
+#include "support/JSocketPeer.h"
 #include "support/Thread.h"
 
 using bus::hex;
 using bus::text;
 using bus::to;
 using bus::Wire;
+using jay::detail::JSocketPeer;
 using jay::detail::MessageReader;
 
 namespace {
@@ -47,7 +49,7 @@ protected:
         peer.send(part);
         EXPECT_TRUE(support::eventually([this] {
             int waiting = -1;
-            return ioctl(socket.fd, FIONREAD, &waiting) == 0 && waiting == 0;
+            return ioctl(JSocketPeer::number(socket), FIONREAD, &waiting) == 0 && waiting == 0;
         }));
     }
 
@@ -99,7 +101,8 @@ TEST_F(MessageReaderTest, BeforeWait_IsCalledWheneverWhatIsNextIsNotThere_AndOnl
     peer.send(together);
     EXPECT_TRUE(support::eventually([&] {
         int waiting = 0;
-        return ioctl(socket.fd, FIONREAD, &waiting) == 0 && waiting == static_cast<int>(together.size());
+        return ioctl(JSocketPeer::number(socket), FIONREAD, &waiting) == 0 &&
+               waiting == static_cast<int>(together.size());
     }));
     std::unique_ptr<M> m;
     for (const auto& [size, expected] : {std::pair(20, 1), {16, 1}, {18, 1}, {30, 2}}) {
@@ -116,7 +119,8 @@ TEST_F(MessageReaderTest, Messages_ThatCameTogether_AreHandedOutWithoutACallInBe
     peer.send(together);
     EXPECT_TRUE(support::eventually([&] {
         int waiting = 0;
-        return ioctl(socket.fd, FIONREAD, &waiting) == 0 && waiting == static_cast<int>(together.size());
+        return ioctl(JSocketPeer::number(socket), FIONREAD, &waiting) == 0 &&
+               waiting == static_cast<int>(together.size());
     }));
     int handedOut = 0;
     std::vector<int> calls;
@@ -210,14 +214,14 @@ TEST_F(MessageReaderTest, SocketClosedByAnotherThread_EndsTheMessages) {
 // ---- time-outs ----
 
 TEST_F(MessageReaderTest, QuietConnection_TimesOutAndGoesOn) {
-    socket.readTimeout = 1;
+    JSocketPeer::readTimeout(socket) = 1;
     EXPECT_EQ(next(), "time-out");
     peer.send(sized(20));
     expect(sized(20));
 }
 
 TEST_F(MessageReaderTest, TimeOutWithinAHeader_DropsWhatHadCome) {
-    socket.readTimeout = 1;
+    JSocketPeer::readTimeout(socket) = 1;
     peer.send(sized(20).substr(0, 10));
     EXPECT_EQ(next(), "time-out");
     peer.send(sized(18));
@@ -225,7 +229,7 @@ TEST_F(MessageReaderTest, TimeOutWithinAHeader_DropsWhatHadCome) {
 }
 
 TEST_F(MessageReaderTest, TimeOutWithinAPayload_DropsTheMessageAndTakesTheNextBytesForAHeader) {
-    socket.readTimeout = 1;
+    JSocketPeer::readTimeout(socket) = 1;
     peer.send(sized(60).substr(0, 40));
     EXPECT_EQ(next(), "time-out");
     peer.send(sized(18));
@@ -233,7 +237,7 @@ TEST_F(MessageReaderTest, TimeOutWithinAPayload_DropsTheMessageAndTakesTheNextBy
 }
 
 TEST_F(MessageReaderTest, ConnectionLostAfterATimeOut_IsNotTakenForAnother) {
-    socket.readTimeout = 1;
+    JSocketPeer::readTimeout(socket) = 1;
     EXPECT_EQ(next(), "time-out");
     peer.reset();
     EXPECT_EQ(next(), "end");
