@@ -167,7 +167,7 @@ class JaydLog(ServiceCase):
 
     def test_an_empty_name_is_wrong_use(self):
         self.assertIn("'--log' needs the name of a file", self.refuse("--log", "", status=2))
-        self.assertIn("'--log' wants a value", self.refuse("--log", status=2))
+        self.assertIn("'--log' needs a value", self.refuse("--log", status=2))
 
     def test_a_log_on_a_full_disk_is_told_and_keeps_nobody_from_being_served(self):
         port = self.closed_port()
