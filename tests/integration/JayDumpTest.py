@@ -11,11 +11,11 @@ MESSAGE = pack(5, 7, b"\x05hello\xfe\xe8\x03\x70\x11\xfe\xff\xff\xff", priority=
 REQUEST = pack(5, 7, flag=SYNC)
 CAPTURE = GREETING + MESSAGE + REQUEST
 
-GREETING_LINE = ("offset 0  stamp 595925115  5 -> 0  flag none  priority 0  section 0  length 16  empty"
+GREETING_LINE = ("offset 0  stamp 595925115  5 -> 0  length 16  empty"
                  "  (the greeting of client 5)\n")
-MESSAGE_LINE = ("offset 16  stamp 595925115  5 -> 7  flag none  priority 1  section 42  length 31"
+MESSAGE_LINE = ("offset 16  stamp 595925115  5 -> 7  priority 1  section 42  length 31"
                 "  hex 05 68 65 6c 6c 6f fe e8 03 70 11 fe ff ff ff\n")
-REQUEST_LINE = ("offset 47  stamp 0  5 -> 7  flag sync  priority 0  section 0  length 16  empty"
+REQUEST_LINE = ("offset 47  stamp 0  5 -> 7  flag sync  length 16  empty"
                 "  (a request to wake client 7 up)\n")
 CAPTURE_LINES = GREETING_LINE + MESSAGE_LINE + REQUEST_LINE
 

@@ -5,7 +5,7 @@ import os
 import signal
 import time
 
-from cases import BROADCAST, LIMIT, SYNC, TIMED, JayCase, eventually, main, pack, pipe_is_full, state_of
+from cases import BROADCAST, LIMIT, SYNC, TIMED, JayCase, Terminal, eventually, main, pack, pipe_is_full, state_of
 
 
 class JayListen(JayCase):
@@ -98,13 +98,13 @@ class JayListen(JayCase):
         status, out, _ = self.jay("listen", "--id", "7", "--timeout", "200")
         self.assertEqual((status, out.count("\n")), (0, 1))
 
-    def test_signals_end_it_with_status_0(self):
+    def test_signals_end_it_with_status_128_and_their_number(self):
         for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
             listener = self.listen(7)
-            self.assertEqual(listener.stop(number), 0)
+            self.assertEqual(listener.stop(number), 128 + number)
 
-    def test_an_interrupt_before_the_count_is_full_is_status_1(self):
-        self.assertEqual(self.listen(7, "--count", "1").stop(signal.SIGINT), 1)
+    def test_an_interrupt_before_the_count_is_full_is_status_130(self):
+        self.assertEqual(self.listen(7, "--count", "1").stop(signal.SIGINT), 130)
 
     def test_an_interrupt_ends_a_write_that_nobody_reads(self):
         reading, writing = os.pipe()
@@ -114,7 +114,7 @@ class JayListen(JayCase):
         for _ in range(10):
             five.send(7, b"x" * 60000)
         eventually(lambda: pipe_is_full(reading))
-        self.assertEqual(listener.stop(signal.SIGINT), 1)
+        self.assertEqual(listener.stop(signal.SIGINT), 130)
         os.close(reading)
 
     def test_a_lost_server_is_status_3(self):
@@ -123,7 +123,7 @@ class JayListen(JayCase):
         self.assertEqual(self.shown(listener)[6], "text last words")
         self.server.kill()
         self.assertEqual(listener.wait(), 3)
-        self.assertIn(f"jay: lost the bus server at 127.0.0.1:{self.port}; ", listener.err.text())
+        self.assertIn(f"jay: lost the connection to 127.0.0.1:{self.port}; ", listener.err.text())
 
     def test_it_ends_at_once_when_the_reader_of_its_output_goes(self):
         reading, writing = os.pipe()
@@ -142,16 +142,18 @@ class JayListen(JayCase):
         self.assertEqual(listener.wait(), 1)
         self.assertIn("cannot write: No space left on device", listener.err.text())
 
-    def test_a_closed_standard_output_is_never_taken_for_the_connection(self):
-        listener = self.listen(7, "--count", "1", stdout=None, preexec_fn=lambda: os.close(1))
+    def test_a_closed_standard_output_loses_no_message(self):
         self.send("--id", "5", "--to", "7", "hello")
-        self.assertEqual(listener.wait(), 0)
+        listener = self.start("jay", "listen", "--id", "7", "--port", self.port, stdout=None, preexec_fn=lambda: os.close(1))
+        self.assertEqual(listener.wait(), 1)
+        self.assertEqual(listener.err.text(), "jay: standard output is closed\n")
+        self.assertIn("text hello", self.jay("listen", "--id", "7", "--count", "1")[1])
 
     def test_another_client_with_its_id_takes_its_place(self):
         listener = self.listen(7)
         self.connect_attached(self.port, 7)
         self.assertEqual(listener.wait(), 3)
-        self.assertIn("lost the bus server", listener.err.text())
+        self.assertIn("lost the connection", listener.err.text())
 
     def test_the_question_of_an_earlier_run_is_not_printed(self):
         five = self.connect_attached(self.port, 5)
@@ -161,7 +163,7 @@ class JayListen(JayCase):
         self.assertEqual(self.listen(7, "--count", "1").out.next_line()[-6:], "text x")
 
     def test_the_debug_output_stays_off_unless_asked_for(self):
-        self.assertEqual(self.listen(7).stop(signal.SIGINT), 0)
+        self.assertEqual(self.listen(7).stop(signal.SIGINT), 130)
         self.listen(7, "--debug")
 
 
@@ -197,6 +199,32 @@ class JayListenView(JayCase):
             payload = bytes(range(250, 250 - size, -1))
             five.send(7, payload)
             self.assertEqual(json.loads(listener.out.next_line())["base64"], base64.b64encode(payload).decode())
+
+    def test_characters_that_change_the_order_of_others_do_not_reach_the_terminal(self):
+        listener, as_json = self.listen(7), self.listen(8, "--json")
+        five = self.connect_attached(self.port, 5)
+        for character in "\u202e\u2066\u200f\u061c\u2028":
+            payload = f"a{character}b".encode()
+            for number in (7, 8):
+                five.send(number, payload)
+            self.assertEqual(self.shown(listener)[6], "hex " + payload.hex(" "))
+            line = as_json.out.next_line()
+            self.assertIn(f'"text":"a\\u{ord(character):04x}b"', line)
+            self.assertEqual(json.loads(line)["text"], f"a{character}b")
+
+    def test_a_long_payload_is_shortened_on_a_terminal_unless_full_is_given(self):
+        for options, limit in (([], 600), (["--verbose"], 3600), (["--full"], None), (["--verbose", "--full"], None)):
+            terminal = Terminal(80)
+            listener = self.listen(7, "--count", "1", *options, stdout=terminal.slave)
+            self.connect_attached(self.port, 5).send(7, b"x" * 60000)
+            shown = terminal.read_all()
+            self.assertEqual(listener.wait(), 0)
+            self.assertEqual("(--full shows all 60000 bytes)" in shown, limit is not None, shown[-100:])
+            self.assertLess(len(shown), limit or 1000000)
+            self.assertGreater(len(shown), 400 if limit else 60000)
+        listener = self.listen(7, "--count", "1")
+        self.connect_attached(self.port, 5).send(7, b"x" * 60000)
+        self.assertEqual(self.shown(listener)[6], "text " + "x" * 60000)
 
     def test_flags_are_named_in_json(self):
         listener = self.listen(0, "--json")
@@ -270,13 +298,13 @@ class JayListenSeveral(JayCase):
             for number in (7, 5, 7):
                 self.send("--id", "9", "--to", number, "hello")
                 self.assertEqual(json.loads(listener.out.next_line())["client"], number)
-            self.assertEqual(listener.stop(signal.SIGINT), 0)
+            self.assertEqual(listener.stop(signal.SIGINT), 130)
 
     def test_the_loss_of_one_of_them_is_status_3(self):
         listener = self.start_listening("--id", "5,7")
         self.connect_attached(self.port, 7)
         self.assertEqual(listener.wait(), 3)
-        self.assertIn("lost the bus server", listener.err.text())
+        self.assertIn("lost the connection", listener.err.text())
 
     def test_an_id_in_the_list_that_is_none_is_refused(self):
         for ids in ("5,40", "5,x", "5;7"):

@@ -25,8 +25,8 @@ class JayEcho(EchoCase):
             m = client.receive()
             self.assertEqual((m.src, m.dest, m.flag, m.priority, m.section, m.payload),
                              (7, number, 0, 3, 2**32 - 2, bytes(range(256))))
-        self.assertEqual((echo.stop(signal.SIGINT), echo.out.text()), (0, ""))
-        self.assertIn("2 message(s) answered", echo.err.text())
+        self.assertEqual((echo.stop(signal.SIGINT), echo.out.text()), (130, ""))
+        self.assertIn("2 messages answered", echo.err.text())
 
     def test_it_answers_as_the_one_that_was_asked(self):
         self.echo(ids="7,8")
@@ -109,14 +109,14 @@ class JayPing(EchoCase):
         self.echo()
         process = self.start("jay", "ping", "--id", "5", "--to", "7", "--port", self.port, "--interval", "60000")
         self.assertIn("seq=1", process.out.next_line())
-        self.assertEqual(process.stop(signal.SIGINT), 0)
+        self.assertEqual(process.stop(signal.SIGINT), 130)
         self.assertIn("1 sent, 1 answered, 0.0% lost", process.out.text())
 
-    def test_an_interrupt_before_any_answer_is_status_1(self):
+    def test_a_signal_before_any_answer_is_status_128_and_its_number(self):
         seven = self.connect_attached(self.port, 7)
         process = self.start("jay", "ping", "--id", "5", "--to", "7", "--port", self.port, "--timeout", "60000")
         seven.receive()
-        self.assertEqual(process.stop(signal.SIGTERM), 1)
+        self.assertEqual(process.stop(signal.SIGTERM), 143)
         self.assertIn("1 sent, 0 answered", process.out.text())
 
     def test_a_lost_server_is_status_3_behind_the_summary(self):

@@ -83,14 +83,14 @@ class JaySend(JayCase):
         seven.round_trip()
         status, out, err = self.jay("send", "--id", "5", "--to", "7", "hello")
         self.assertEqual((status, out), (0, ""))
-        self.assert_one_line(err, "3 message(s) for client 5")
+        self.assert_one_line(err, "3 messages for client 5 came meanwhile and are lost")
 
     def test_an_interrupt_before_the_message_is_confirmed_is_told(self):
         self.server.send_signal(signal.SIGSTOP)
         eventually(lambda: state_of(self.server) == "T")
         process = self.start("jay", "send", "--id", "5", "--to", "7", "--port", self.port, "hello")
         eventually(lambda: handles_interrupts(process))
-        self.assertEqual(process.stop(signal.SIGINT), 1)
+        self.assertEqual(process.stop(signal.SIGINT), 130)
         self.assert_one_line(process.err.text(), "interrupted")
         self.server.send_signal(signal.SIGCONT)
 
@@ -205,8 +205,8 @@ class JaySendInput(JayCase):
         super().setUp()
         self.seven = self.connect_attached(self.port, 7)
 
-    def start_sending(self, *arguments):
-        return self.start("jay", "send", "--id", "5", "--to", "7", "--port", self.port, *arguments, "-")
+    def start_sending(self, *arguments, **options):
+        return self.start("jay", "send", "--id", "5", "--to", "7", "--port", self.port, *arguments, "-", **options)
 
     def test_each_line_arrives_as_soon_as_it_is_there(self):
         sender = self.start_sending()
@@ -250,11 +250,16 @@ class JaySendInput(JayCase):
         sender.close_input()
         self.assertEqual(sender.wait(), 0)
 
+    def test_a_closed_standard_input_is_not_an_empty_one(self):
+        sender = self.start_sending(stdin=None, preexec_fn=lambda: os.close(0))
+        self.assertEqual(sender.wait(), 1)
+        self.assert_one_line(sender.err.text(), "cannot read standard input: Bad file descriptor")
+
     def test_an_interrupt_ends_the_wait_for_a_line(self):
         sender = self.start_sending()
         sender.write_line("one")
         self.seven.receive()
-        self.assertEqual(sender.stop(signal.SIGINT), 1)
+        self.assertEqual(sender.stop(signal.SIGINT), 130)
         self.assert_one_line(sender.err.text(), "interrupted")
 
     def test_a_lost_server_ends_the_wait_for_a_line(self):
@@ -263,7 +268,7 @@ class JaySendInput(JayCase):
         self.seven.receive()
         self.server.kill()
         self.assertEqual(sender.wait(), 3)
-        self.assert_one_line(sender.err.text(), "lost the bus server at")
+        self.assert_one_line(sender.err.text(), "lost the connection to")
 
 
 if __name__ == "__main__":

@@ -1,5 +1,6 @@
 """jay: what all its commands have in common."""
 import contextlib
+import os
 import socket
 import threading
 import time
@@ -53,9 +54,12 @@ class JayCommandLine(Case):
             self.assertIn("--id", self.refuse("send", "--id", number, "--to", "7", "hello"))
             self.assertIn("--to", self.refuse("send", "--id", "7", "--to", number, "hello"))
 
-    def test_an_id_is_wanted(self):
-        self.assertIn("--id", self.refuse("listen"))
-        self.assertIn("--id", self.refuse("send", "--to", "7", "hello"))
+    def test_an_id_is_wanted_where_messages_are_received(self):
+        for command in ("listen", "echo"):
+            self.assertIn("--id", self.refuse(command))
+
+    def test_a_broadcast_has_no_destination(self):
+        self.assertIn("--broadcast excludes --to", self.refuse("send", "--broadcast", "--to", "7", "hello"))
 
     def test_a_port_outside_1_to_65535_is_refused(self):
         for port in ("0", "65536", "abc"):
@@ -121,12 +125,18 @@ class JayWithoutServer(Case):
                 talker = threading.Thread(target=talk, args=[other], daemon=True)
                 talker.start()
                 self.assert_one_line(self.no_server(port, *arguments),
-                                     f"what answers at 127.0.0.1:{port} is no bus server")
+                                     f"what answers at 127.0.0.1:{port} is not a bus server")
                 talker.join()
 
     def test_a_host_without_an_address_is_told(self):
         err = self.no_server(7000, "listen", "--id", "7", "--host", "256.256.256.256")
-        self.assert_one_line(err, "cannot reach a bus server at 256.256.256.256:7000")
+        self.assert_one_line(err, "cannot find the host '256.256.256.256': ")
+
+    def test_a_closed_standard_output_is_told_before_anything_is_done(self):
+        for arguments in (["listen", "--id", "7"], ["request", "--to", "7", "x"], ["ping", "--to", "7"], ["bench"], ["send", "--to", "7", "--json", "x"]):
+            process = self.start("jay", *arguments, stdout=None, preexec_fn=lambda: os.close(1))
+            self.assertEqual(process.wait(), 1)
+            self.assertEqual(process.err.text(), "jay: standard output is closed\n")
 
     def test_a_server_that_hangs_up_is_told(self):
         with socket.create_server(("127.0.0.1", self.closed_port())) as other:

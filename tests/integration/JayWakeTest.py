@@ -103,7 +103,7 @@ class JayWake(FileCase):
         self.assertEqual(self.event(launcher, "request")["source"], 5)
         event = self.event(launcher, "started")
         self.assertEqual(event["client"], 7)
-        launcher.err.wait_for("5 -> 7  flag none")  # what it prints is for the user
+        launcher.err.wait_for("5 -> 7  length")  # what it prints is for the user
         ended = self.event(launcher, "ended")
         self.assertEqual((ended["client"], ended["pid"], ended["status"]), (7, event["pid"], 0))
 
@@ -118,7 +118,7 @@ class JayWake(FileCase):
         launcher.err.wait_for("client 9: no command for it in the table")
         five.send(0, b"hello")
         launcher.err.wait_for("a message from client 5 is no request")
-        self.assertEqual(launcher.stop(signal.SIGTERM), 0)
+        self.assertEqual(launcher.stop(signal.SIGTERM), 143)
         self.assertEqual(launcher.out.text(), "")
 
     def test_quiet_says_nothing(self):
@@ -266,17 +266,17 @@ class JayWake(FileCase):
         pid = self.event(launcher, "started")["pid"]
         self.server.kill()
         self.assertEqual(launcher.wait(), 3)
-        for part in ("lost the bus server", f"process {pid}, is left running"):
+        for part in ("lost the connection", f"process {pid}, is left running"):
             launcher.err.wait_for(part)  # not all of the text: the command holds the pipe
         os.kill(pid, 0)
 
-    def test_signals_end_it_with_status_0_and_commands_go_on(self):
+    def test_signals_end_it_with_status_128_and_their_number_and_commands_go_on(self):
         for number in (signal.SIGINT, signal.SIGTERM):
             launcher = self.wake("7 exec sleep 100\n", "--json")
             five = self.connect_attached(self.port, 5)
             self.ask(five, 7)
             pid = self.event(launcher, "started")["pid"]
-            self.assertEqual(launcher.stop(number), 0)
+            self.assertEqual(launcher.stop(number), 128 + number)
             os.kill(pid, 0)
 
     def test_the_end_of_its_reader_ends_it(self):

@@ -1,6 +1,7 @@
 """What the integration tests share: a case that starts programs and ends them, and a client made of raw bytes."""
 import fcntl
 import os
+import pty
 import re
 import signal
 import socket
@@ -34,7 +35,13 @@ def pack(src, dest, payload=b"", flag=0, priority=0, stamp=0, section=0):
 
 
 # What jay prints for a message, without the time before it.
-JAY_MESSAGE = re.compile(r"(\d+) -> (\d+)  flag (\S+)  priority (\d+)  section (-?\d+)  length (\d+)  (.*)$")
+JAY_MESSAGE = re.compile(r"(\d+) -> (\d+)  (?:flag (\S+)  )?(?:priority (\d+)  )?(?:section (-?\d+)  )?length (\d+)  (.*)$")
+
+
+def message_fields(line):
+    """What jay shows of a message, what it leaves out included: source, destination, flag, priority, section, length, payload."""
+    source, dest, flag, priority, section, length, payload = JAY_MESSAGE.match(line).groups()
+    return source, dest, flag or "none", priority or "0", section or "0", length, payload
 
 
 class RawClient:
@@ -161,9 +168,27 @@ class JayCase(Case):
         """What the next line shows: source, destination, flag, priority, section, length, payload."""
         line = listener.out.next_line()
         self.assertRegex(line or "", r"^\d\d:\d\d:\d\d\.\d{3}  \d")
-        match = JAY_MESSAGE.match(line, 14)
-        self.assertTrue(match, line)
-        return match.groups()
+        return message_fields(line[14:])
+
+
+class Terminal:
+    """A terminal of some width; what is written to it collects in `text` when it is read."""
+
+    def __init__(self, width):
+        self.master, self.slave = pty.openpty()
+        fcntl.ioctl(self.slave, termios.TIOCSWINSZ, struct.pack("HHHH", 24, width, 0, 0))
+
+    def read_all(self):
+        """All that is written, up to the end of the writer."""
+        os.close(self.slave)
+        text = b""
+        try:
+            while some := os.read(self.master, 65536):
+                text += some
+        except OSError:
+            pass  # how a terminal's end is told
+        os.close(self.master)
+        return text.decode()
 
 
 def eventually(condition, limit=LIMIT):

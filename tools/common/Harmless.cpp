@@ -13,11 +13,19 @@ Head headOfUtf8(std::string_view bytes) {
     return {true, c, static_cast<std::size_t>(n)};
 }
 
-bool isShowable(unsigned long character) {
+bool isControl(unsigned long character) {
     constexpr unsigned long HIGHEST = 0x10FFFF;
     const bool control = character < 0x20 || (character >= 0x7F && character <= 0x9F);
     const bool surrogate = character >= 0xD800 && character <= 0xDFFF;
-    return !control && !surrogate && character <= HIGHEST;
+    return control || surrogate || character > HIGHEST;
+}
+
+bool isShowable(unsigned long character) {
+    const bool mark = character == 0x61C || character == 0x200E || character == 0x200F;  // of a direction
+    const bool line = character == 0x2028 || character == 0x2029;  // ends a line or a paragraph
+    const bool order =
+        (character >= 0x202A && character <= 0x202E) || (character >= 0x2066 && character <= 0x2069);
+    return !isControl(character) && !mark && !line && !order;
 }
 
 std::string utf8(unsigned long character) {

@@ -16,7 +16,11 @@ struct Head {
 /** @param bytes not empty. */
 Head headOfUtf8(std::string_view bytes);
 
-/** Neither a control character (U+0000 to U+001F, U+007F to U+009F) nor a surrogate, nor beyond the last character. */
+/** A control character (U+0000 to U+001F, U+007F to U+009F), a surrogate, or beyond the last character: no part of a text. */
+bool isControl(unsigned long character);
+
+/** Whether the character does no harm on a terminal: it is not a control character, and changes neither the order of others, as U+202E does,
+ * nor their line. */
 bool isShowable(unsigned long character);
 
 /** The character in its shortest form. */

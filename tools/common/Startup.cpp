@@ -5,9 +5,16 @@
 #include <unistd.h>
 
 void openStandardDescriptors() {
-    int fd = open("/dev/null", O_RDWR);
-    while (fd >= 0 && fd <= STDERR_FILENO) fd = open("/dev/null", O_RDWR);  // takes the lowest free number
-    if (fd >= 0) close(fd);
+    constexpr int MODES[] = {O_WRONLY, O_RDONLY, O_RDWR};  // the wrong one for input and output
+    for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; fd++) {
+        if (fcntl(fd, F_GETFD) < 0)
+            open("/dev/null", MODES[fd]);  // takes the lowest free number, which is fd
+    }
+}
+
+bool isOutputOpen() {
+    const int flags = fcntl(STDOUT_FILENO, F_GETFL);
+    return flags >= 0 && (flags & O_ACCMODE) != O_RDONLY;
 }
 
 void ignoreBrokenPipes() {

@@ -10,10 +10,10 @@ constexpr Range PORTS{1, 65535};
 }  // namespace
 
 void Client::describe(CommandLine& line, const std::string& timeoutMeaning) {
-    line.addNumber("--id", only_, IDS, "Our id; one that no other client uses");
-    line.require("--id");
+    spares = 1;
+    line.addNumber("--id", only_, IDS, "Our id; without it, a spare one from 24 to 31");
     line.addCheck([this] {
-        ids = {only_};
+        if (only_ >= 0) ids = {only_};
         return "";
     });
     describeRest(line, timeoutMeaning);
@@ -22,7 +22,7 @@ void Client::describe(CommandLine& line, const std::string& timeoutMeaning) {
 void Client::describeSeveral(CommandLine& line, const std::string& timeoutMeaning,
                              const std::string& idMeaning) {
     line.addNumbers("--id", ids, IDS, idMeaning);
-    if (ids.empty()) line.require("--id");
+    if (spares == 0) line.require("--id");
     line.addCheck([this] {
         dropRepeated();
         return "";
@@ -43,8 +43,8 @@ void Client::dropRepeated() {
 }
 
 void Client::describeServer(CommandLine& line) {
-    line.addText("--host", host, "Name or address of the machine that jayd runs on", "HOST");
-    line.addNumber("--port", port, PORTS, "The port that jayd listens on");
+    line.addText("--host", host, "Name or address of the server's machine", "HOST");
+    line.addNumber("--port", port, PORTS, "Port of the server");
 }
 
 std::string Client::name() const {

@@ -11,16 +11,16 @@
 struct Client {
     static constexpr int FOR_EVER = -1;
 
-    std::vector<int> ids;  ///< 0..31; none twice, never empty once the command line is read
+    std::vector<int> ids;  ///< 0..31, none twice; empty: the session takes as many spare ids as `spares`
+    std::size_t spares = 0;
     std::string host = "127.0.0.1";
     int port = DEFAULT_PORT;
     int timeout = FOR_EVER;  ///< milliseconds
 
-    /** --host, --port, --id and --timeout. The initial values of `ids` and `timeout` are the defaults; --id is required where
-     * there are none. */
+    /** --host, --port, --id and --timeout, whose default is the initial value of `timeout`. Without --id the command gets a spare id. */
     void describe(CommandLine& line, const std::string& timeoutMeaning);
 
-    /** The same, but --id may name several: separated by commas, or given repeatedly. */
+    /** The same, but --id may name several: separated by commas, or given repeatedly. It is required if `spares` is 0. */
     void describeSeveral(CommandLine& line, const std::string& timeoutMeaning, const std::string& idMeaning);
 
     /** --host and --port alone, for a command whose id is settled. */

@@ -25,6 +25,10 @@ public:
     /** Adds the options, whose values are stored in this object when the command line is read. */
     virtual void describe(CommandLine& line) = 0;
 
+    /** Whether run() writes to standard output. Then it is not called while that is closed: a message that nobody can see would
+     * be lost. */
+    virtual bool writesOutput() const { return true; }
+
     /** Does the work. Called once, if the command line names this command and is right. */
     virtual Status run() = 0;
 };

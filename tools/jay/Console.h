@@ -4,8 +4,13 @@
 
 #include <string>
 
+#include "tools/jay/Status.h"
+
 /** A line for the user, on standard error, headed "jay: "; what could harm a terminal in it is escaped. */
 void complain(const std::string& line);
+
+/** The one way in which a command reports a failure: complain(), and the status to end with. */
+Status fail(Status status, const std::string& why);
 
 /** Writes a line of data to standard output at once. @return 0, or the errno of what went wrong: EINTR when a signal
  * asked to end while nobody read. */

@@ -25,7 +25,7 @@ bool mayBeDatabase(std::string_view bytes) {
 
 /** Nothing but text: a capture and a database hold zeros. */
 bool isText(std::string_view bytes) {
-    return textOf(bytes, Encoding::UTF_8, Blanks::WITH_LINES).has_value();
+    return textOf(bytes, Encoding::UTF_8, Allow::LINES).has_value();
 }
 
 }  // namespace

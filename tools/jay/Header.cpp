@@ -15,28 +15,25 @@ constexpr Range POSITIVE{1};
 }  // namespace
 
 void Header::describe(CommandLine& line) {
-    describeAddress(line, "The client it is for; with --sync, the one that it is about");
-    line.addFlag("--sync", sync_, "For client 0, before all others");
-    line.addFlag("--broadcast", broadcast_, "For every other client that is connected");
-    line.addNumber("--timed", patience_, POSITIVE, "The client has to send something within this time", "MS");
-    line.addNumber("--flags", rawFlags_, BYTES,
-                   "Flag bits as a number, in addition: 1 sync, 2 broadcast, 4 timed");
-    line.addNumber("--timestamp", timestamp_, {},
-                   "The time stamp; only with --flags 4, or it is the time of sending", "NUMBER");
-    line.addNumber("--source", source_, WORDS,
-                   "Who the message says that it is from, instead of --id; the server does not check it");
+    describeAddress(line, "The receiver; with --sync, the client it is about");
+    line.addFlag("--sync", sync_, "Send to client 0, before all other messages");
+    line.addFlag("--broadcast", broadcast_, "Send to all other connected clients");
+    line.addNumber("--timed", patience_, POSITIVE, "The client must send something within this time", "MS");
+    line.addNumber("--flags", rawFlags_, BYTES, "More flag bits: 1 sync, 2 broadcast, 4 timed");
+    line.addNumber("--timestamp", timestamp_, {}, "The time stamp; only with --flags 4", "NUMBER");
+    line.addNumber("--source", source_, WORDS, "The sender in the header, instead of our id");
     line.addCheck([this] { return check(); });
 }
 
 void Header::describeRequest(CommandLine& line) {
-    describeAddress(line, "The client that is to answer");
+    describeAddress(line, "The client that answers");
     line.require("--to");
 }
 
 void Header::describeAddress(CommandLine& line, const std::string& meaning) {
     line.addNumber("--to", to_, IDS, meaning);
-    line.addNumber("--priority", priority_, BYTES, "0 is delivered first");
-    line.addNumber("--section", section_, SECTIONS, "A number that goes with the message untouched",
+    line.addNumber("--priority", priority_, BYTES, "0 is the most urgent");
+    line.addNumber("--section", section_, SECTIONS, "A number of the application's, carried untouched",
                    "NUMBER");
 }
 
@@ -51,6 +48,7 @@ std::string Header::check() const {
     const bool timed = (flags() & M::M_FLAG_TIMED) != 0;
     if (broadcast && patience_ > 0) return "--timed excludes --broadcast";
     if (patience_ > 0 && timestamp_ >= 0) return "--timed excludes --timestamp";
+    if (broadcast_ && to_ >= 0) return "--broadcast excludes --to";
     if (timestamp_ >= 0 && !timed) return "--timestamp: only a message with --flags 4 keeps its time stamp";
     if (to_ < 0 && !broadcast && (flags() & M::M_FLAG_SYNC) == 0)
         return "--to, --sync or --broadcast is required";

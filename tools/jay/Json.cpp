@@ -1,6 +1,30 @@
 #include "tools/jay/Json.h"
 
+#include <cstdio>
 #include <nlohmann/json.hpp>
+
+#include "tools/common/Harmless.h"
+
+namespace {
+
+/** Escapes the characters of a line of JSON that could harm a terminal; they stand in strings only. */
+std::string escapeUnshowable(std::string_view json) {
+    std::string line;
+    while (!json.empty()) {
+        const Head head = headOfUtf8(json);
+        if (isShowable(head.character)) {
+            line += json.substr(0, head.length);
+        } else {
+            char escape[8];
+            std::snprintf(escape, sizeof escape, "\\u%04lx", head.character);
+            line += escape;
+        }
+        json.remove_prefix(head.length);
+    }
+    return line;
+}
+
+}  // namespace
 
 struct JsonObject::Fields {
     nlohmann::ordered_json json = nlohmann::ordered_json::object();
@@ -57,12 +81,13 @@ JsonObject& JsonObject::addAll(const JsonObject& other) {
 }
 
 JsonObject& JsonObject::addBytes(std::string_view bytes, Encoding encoding) {
-    if (const auto text = textOf(bytes, encoding, Blanks::WITH_LINES)) add("text", *text);
+    if (const auto text = textOf(bytes, encoding, Allow::ANY)) add("text", *text);
     return add("base64", base64(bytes));
 }
 
 std::string JsonObject::line() const {
-    return fields_->json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+    return escapeUnshowable(
+        fields_->json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
 }
 
 std::string base64(std::string_view bytes) {

@@ -11,7 +11,7 @@ constexpr Range AT_LEAST_ONE{1};
 
 void Limits::describe(CommandLine& line, const std::string& countMeaning) {
     line.addNumber("--count", count_, AT_LEAST_ONE, countMeaning, "NUMBER");
-    line.addNumber("--for", duration_, {}, "End after so long, whatever comes", "MS");
+    line.addNumber("--for", duration_, {}, "End after this time", "MS");
 }
 
 void Limits::start() {
@@ -26,8 +26,6 @@ int Limits::wait(int timeout) const {
 }
 
 Status Limits::ended(Session::Event event, int count) const {
-    if (event == Session::LOST) return NO_SERVER;
-    if (event == Session::OUTPUT_GONE) return DONE;
-    if (event == Session::STOPPED && count_ == 0) return DONE;
-    return count_ == 0 && count > 0 ? DONE : UNFINISHED;
+    const bool enough = count_ == 0 && count > 0;
+    return event == Session::TIME_UP && enough ? DONE : Session::statusOf(event);
 }

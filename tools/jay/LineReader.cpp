@@ -1,9 +1,10 @@
 #include "tools/jay/LineReader.h"
 
 #include <cerrno>
+#include <poll.h>
 #include <unistd.h>
 
-#include "tools/jay/Inbox.h"
+#include "tools/jay/StopSignals.h"
 
 namespace {
 constexpr std::size_t PIECE = 65536;
@@ -35,9 +36,9 @@ bool LineReader::takeLine(std::string& line) {
 
 /** LINE when there is more to look at, or the end was found. */
 LineReader::Result LineReader::fill() {
-    while (!Inbox::get().waitForInput(descriptor_, LOOK_UP_MS)) {
-        if (Inbox::get().isStopped() || !goesOn_()) return STOPPED;
-    }
+    do {
+        if (StopSignals::last() != 0 || !goesOn_()) return STOPPED;
+    } while (StopSignals::wait(descriptor_, POLLIN, LOOK_UP_MS) != StopSignals::READY);
     char piece[PIECE];
     const ssize_t n = read(descriptor_, piece, sizeof piece);
     if (n < 0) return errno == EINTR || errno == EAGAIN ? LINE : FAILED;

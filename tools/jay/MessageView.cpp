@@ -17,7 +17,7 @@ constexpr FlagName FLAG_NAMES[] = {
 
 /** A string item's text in UTF-8, if it is text. */
 std::string textOfItem(const Item& item, Encoding encoding) {
-    return textOf(item.text, encoding, Blanks::WITH_LINES).value_or(std::string(item.text));
+    return textOf(item.text, encoding, Allow::LINES).value_or(std::string(item.text));
 }
 
 std::string shownItems(const Guess& guess, Encoding encoding) {
@@ -50,6 +50,15 @@ std::vector<JsonObject> itemsJson(const Guess& guess, Encoding encoding) {
         }
     }
     return items;
+}
+
+/** A dump of as many bytes as the view shows. */
+std::string shortenedDump(const std::string& payload, const PayloadView& view) {
+    constexpr std::size_t LINE = 16;
+    const std::size_t most = view.most / LINE * LINE;
+    if (view.most == 0 || payload.size() <= most) return hexDump(payload, "    ");
+    return hexDump(std::string_view(payload).substr(0, most), "    ") + "    ... (--full shows all " +
+           std::to_string(payload.size()) + " bytes)\n";
 }
 
 std::string row(const char* name, const std::string& value) {
@@ -89,10 +98,13 @@ std::string clockTime(long long ms) {
 }
 
 std::string messageLine(M& m, const PayloadView& view) {
-    return std::to_string(m.getSrcId()) + " -> " + std::to_string(m.getDestId()) + "  flag " +
-           flagNames(m.getFlag()) + "  priority " + std::to_string(m.getPriority()) + "  section " +
-           std::to_string(m.getSection()) + "  length " + std::to_string(m.size()) + "  " +
-           shown(payloadOf(m), view);
+    std::string line = std::to_string(m.getSrcId()) + " -> " + std::to_string(m.getDestId()) + "  ";
+    if (m.getFlag() != 0) line += "flag " + flagNames(m.getFlag()) + "  ";
+    if (m.getPriority() != 0) line += "priority " + std::to_string(m.getPriority()) + "  ";
+    if (m.getSection() != 0) line += "section " + std::to_string(m.getSection()) + "  ";
+    const std::string payload = payloadOf(m);
+    return line + "length " + std::to_string(m.size()) + "  " +
+           shortened(shown(payload, view), view.most, payload.size());
 }
 
 std::string messageBlock(M& m, const PayloadView& view) {
@@ -105,8 +117,8 @@ std::string messageBlock(M& m, const PayloadView& view) {
         row("priority", std::to_string(m.getPriority())) +
         row("time stamp", std::to_string(m.getTimestamp())) + row("section", std::to_string(m.getSection()));
     const std::string text = shown(payload, view);
-    if (text.rfind("hex ", 0) != 0) block += row("payload", text);
-    block += hexDump(payload, "    ");
+    if (text.rfind("hex ", 0) != 0) block += row("payload", shortened(text, view.most, payload.size()));
+    block += shortenedDump(payload, view);
     block.pop_back();  // the last line end
     return block;
 }

@@ -12,6 +12,8 @@
 struct PayloadView {
     Encoding encoding = Encoding::UTF_8;
     bool decode = false;  ///< tried as typed items first
+    std::size_t most =
+        0;  ///< a longer one is shortened to about as many columns, or bytes of a hex dump; 0: never
 };
 
 /** The bytes behind the header. */
@@ -23,7 +25,7 @@ std::string flagNames(int flag);
 /** "14:03:22.417", local. @param ms since 1970. */
 std::string clockTime(long long ms);
 
-/** "5 -> 7  flag sync  priority 3  section 0  length 21  text hello". */
+/** "5 -> 7  flag sync  priority 3  length 21  text hello"; what is 0 is left out, apart from the ids. */
 std::string messageLine(M& message, const PayloadView& view);
 
 /** All of the header, a field per line, and the payload as text or items and as a hex dump; indented, without the last

@@ -3,8 +3,11 @@
 #include <cerrno>
 #include <cstring>
 #include <map>
+#include <unistd.h>
 
 #include "tools/jay/Console.h"
+#include "tools/jay/StopSignals.h"
+#include "tools/jay/Words.h"
 
 namespace {
 
@@ -16,8 +19,19 @@ const std::map<std::string, Encoding> ENCODINGS = {
 void Output::describe(CommandLine& line) {
     line.addFlag("--json", json_, "Write one JSON object per line");
     line.addChoice("--encoding", encoding_, {"utf-8", "euc-kr", "raw"},
-                   "How text is coded in payloads; raw: only ASCII is text");
-    line.addFlag("--quiet", quiet_, "No notes on standard error; errors are told all the same");
+                   "Encoding of text in payloads; raw: ASCII only");
+    line.addFlag("--quiet", quiet_, "No notes on standard error, only errors");
+}
+
+void Output::describePayloads(CommandLine& line) {
+    describe(line);
+    line.addFlag("--full", full_, "Do not shorten long payloads on a terminal");
+}
+
+PayloadView Output::view(bool decode) const {
+    constexpr std::size_t FEW_LINES = 480;  // six of them, in a terminal of the usual width
+    const bool isTerminal = isatty(STDOUT_FILENO) != 0;
+    return {encoding(), decode, isTerminal && !full_ ? FEW_LINES : 0};
 }
 
 Encoding Output::encoding() const {
@@ -27,8 +41,11 @@ Encoding Output::encoding() const {
 bool Output::line(const std::string& text) {
     const int error = writeLine(text);
     if (error == 0) return true;
-    status_ = error == EPIPE ? DONE : UNFINISHED;
-    if (error != EPIPE && error != EINTR) complain(std::string("cannot write: ") + std::strerror(error));
+    if (error == EINTR) {
+        status_ = endedBy(StopSignals::last());
+    } else if (error != EPIPE) {
+        status_ = fail(UNFINISHED, std::string("cannot write: ") + std::strerror(error));
+    }
     return false;
 }
 
@@ -38,4 +55,10 @@ bool Output::object(const JsonObject& json) {
 
 void Output::note(const std::string& text) const {
     if (!quiet_) complain(text);
+}
+
+void Output::noteLost(long count, const Client& client) const {
+    if (count > 0)
+        note(counted(count, "message") + " for " + client.name() + " came meanwhile and " +
+             (count == 1 ? "is" : "are") + " lost");
 }

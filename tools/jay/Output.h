@@ -3,8 +3,10 @@
 
 #include <string>
 
+#include "tools/jay/Client.h"
 #include "tools/jay/CommandLine.h"
 #include "tools/jay/Json.h"
+#include "tools/jay/MessageView.h"
 #include "tools/jay/Status.h"
 #include "tools/jay/Text.h"
 
@@ -19,6 +21,12 @@
 class Output {
 public:
     void describe(CommandLine& line);
+
+    /** The same, and --full, for a command that shows payloads. */
+    void describePayloads(CommandLine& line);
+
+    /** How payloads are to be shown: on a terminal long ones are shortened, unless --full is given. */
+    PayloadView view(bool decode) const;
 
     bool isJson() const { return json_; }
     bool isQuiet() const { return quiet_; }
@@ -36,13 +44,17 @@ public:
     /** A line for the user on standard error, unless --quiet. What is wrong is told by complain() instead. */
     void note(const std::string& text) const;
 
-    /** What became of the lines: DONE as long as all were written, and when the reader of the output has gone, as
-     * `head` does; UNFINISHED when they cannot be written, or a signal came while nobody read. */
+    /** Notes that so many messages for us were taken from the server and not used; nothing if there were none. */
+    void noteLost(long count, const Client& client) const;
+
+    /** What became of the lines: DONE as long as all were written, and when the program that reads them has ended, as `head` does; else
+     * the status to end with. */
     Status status() const { return status_; }
 
 private:
     bool json_ = false;
     bool quiet_ = false;
+    bool full_ = false;
     std::string encoding_ = "utf-8";
     Status status_ = DONE;
 };

@@ -30,9 +30,9 @@ std::string joined(const std::vector<std::string>& words, bool items) {
 
 void PayloadSource::describe(CommandLine& line) {
     line.addArguments("TEXT", words_, "The " + name_);
-    line.addFlag("--hex", hex_, "TEXT, lines or file are hex digits");
-    line.addFlag("--items", items_, "They are typed items: byte:1 word:7 int:5 var:300 str:abc hex:0a0b");
-    line.addText("--file", file_, "The " + name_ + " is what this file holds; - is standard input", "FILE");
+    line.addFlag("--hex", hex_, "The input is hex digits");
+    line.addFlag("--items", items_, "The input is typed items such as int:5 str:abc");
+    line.addText("--file", file_, "Read the " + name_ + " from a file; - is standard input", "FILE");
     line.addCheck([this] { return check(); });
 }
 

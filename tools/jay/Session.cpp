@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <chrono>
+#include <netdb.h>
+#include <poll.h>
 #include <signal.h>
 #include <string>
 #include <unistd.h>
@@ -10,6 +12,7 @@
 #include "system/JSystem.h"
 #include "tools/jay/Console.h"
 #include "tools/jay/MessageView.h"
+#include "tools/jay/StopSignals.h"
 
 using std::chrono::ceil;
 using std::chrono::milliseconds;
@@ -19,8 +22,8 @@ namespace {
 
 constexpr int LEAST_PATIENCE_MS = 2000;
 constexpr int USUAL_PATIENCE_MS = 10000;
-constexpr std::chrono::milliseconds LOOK_UP(
-    100);  ///< how often a wait looks whether the connection is still there
+/** How often a wait looks whether the connection is still there: a bus client reports no loss. */
+constexpr std::chrono::milliseconds LOOK_UP(100);
 
 /** What the messages to ourselves begin with: also of those that an earlier run was ended before it could take. */
 const char PROBE[] = "jay: is anybody there? ";
@@ -62,27 +65,34 @@ private:
 
 }  // namespace
 
-Session::Session(const Client& client) : client_(client) {
+Session::Session(const Client& client) : client_(client), claims_(client.port) {
+    for (const int id : client.ids) claims_.claim(id);  // so that no other jay takes it for a spare one
+    if (client.ids.empty()) client_.ids = claims_.claimSpare(client.spares);
     const SignalsHeld held;
-    for (const int id : client.ids) {
+    for (const int id : client_.ids) {
         buses_.push_back(std::make_unique<CA>(id, client.host.c_str(), client.port));
-        Inbox::get().attach(*buses_.back(), id);
+        Mailbox::get().attach(*buses_.back(), id);
         buses_.back()->start();
     }
 }
 
 Session::~Session() = default;
 
-bool Session::connect() {
-    signal(SIGHUP, SIG_DFL);  // the library has it ignored
+Status Session::connect() {
+    if (client_.ids.size() < client_.spares)
+        return fail(UNFINISHED, "other jay commands use all spare ids, 24 to 31; choose an id with --id");
+    signal(SIGHUP, SIG_DFL);  // the library ignores it
     for (const auto& bus : buses_) {
         bus->connect();
         if (!bus->isConnected()) break;
     }
-    Inbox::get().noteSignals();
-    if (isConnected()) return true;
-    tell(LOST, 0);
-    return false;
+    StopSignals::watch();
+    return isConnected() ? DONE : report(LOST, 0);
+}
+
+Status Session::open() {
+    const Status status = connect();
+    return status == DONE ? confirm(patience()) : status;
 }
 
 bool Session::isConnected() {
@@ -105,19 +115,15 @@ int Session::patience() const {
     return std::clamp(client_.timeout, LEAST_PATIENCE_MS, USUAL_PATIENCE_MS);
 }
 
-bool Session::confirm(int ms) {
+Status Session::confirm(int ms) {
     std::vector<std::string> missing = sendProbes();
     Arrival arrival;
     while (!missing.empty()) {
         const Event event = receive(arrival, ms, -1);
-        if (event == MESSAGE && !isDelivery(arrival)) {
-            complain("what answers at " + client_.server() + " is no bus server; is the port right?");
-            return false;
-        }
-        if (event != MESSAGE) {
-            tell(event, ms);
-            return false;
-        }
+        if (event != MESSAGE) return report(event, ms);
+        if (!isDelivery(arrival))
+            return fail(NO_SERVER,
+                        "what answers at " + client_.server() + " is not a bus server; is the port right?");
         proven_ = true;
         if (isProbe(*arrival.message)) {
             const auto found = std::find(missing.begin(), missing.end(), payloadOf(*arrival.message));
@@ -126,7 +132,7 @@ bool Session::confirm(int ms) {
             early_.push_back(std::move(arrival));
         }
     }
-    return true;
+    return DONE;
 }
 
 /** One for each id. What fails is a lost connection, which receive() finds out. */
@@ -150,7 +156,7 @@ Session::Event Session::next(Arrival& arrival, int ms) {
         return MESSAGE;
     }
     const Event event = receive(arrival, ms, STDOUT_FILENO);
-    if (event == LOST) tell(event, 0);
+    if (event == LOST) report(event, 0);
     return event;
 }
 
@@ -158,34 +164,58 @@ int Session::leftOver() const {
     return static_cast<int>(early_.size());
 }
 
-Status Session::failure() {
-    return Inbox::get().isStopped() ? UNFINISHED : NO_SERVER;
+Status Session::statusOf(Event event) {
+    switch (event) {
+        case TIME_UP:
+            return UNFINISHED;
+        case STOPPED:
+            return endedBy(StopSignals::last());
+        case LOST:
+            return NO_SERVER;
+        default:
+            return DONE;
+    }
 }
 
 Session::Event Session::receive(Arrival& arrival, int ms, int output) {
-    Inbox& inbox = Inbox::get();
+    Mailbox& mailbox = Mailbox::get();
     const auto deadline = steady_clock::now() + milliseconds(ms);
     for (;;) {
         const bool connected = isConnected();  // before the look for a message: none comes behind it
-        if (inbox.isStopped()) return STOPPED;
-        if (inbox.take(arrival)) return MESSAGE;
+        if (StopSignals::last() != 0) return STOPPED;
+        if (mailbox.take(arrival)) return MESSAGE;
         if (!connected) return LOST;
         const auto left = ceil<milliseconds>(deadline - steady_clock::now());
         if (ms != FOR_EVER && left <= milliseconds(0)) return TIME_UP;
         const auto pause = ms != FOR_EVER ? std::min(left, LOOK_UP) : LOOK_UP;
-        if (!inbox.wait(static_cast<int>(pause.count()), output)) return OUTPUT_GONE;
+        pollfd entries[] = {{mailbox.descriptor(), POLLIN, 0},
+                            {StopSignals::descriptor(), POLLIN, 0},
+                            {output, 0, 0}};  // errors are reported unasked
+        if (poll(entries, 3, static_cast<int>(pause.count())) <= 0) continue;
+        if ((entries[2].revents & (POLLERR | POLLHUP)) != 0) return OUTPUT_GONE;
     }
 }
 
-void Session::tell(Event event, int ms) const {
-    if (event == STOPPED || event == OUTPUT_GONE) return;
-    if (event == TIME_UP) {
-        complain("no answer from " + client_.server() + " within " + std::to_string(ms) +
-                 " ms; is it a bus server, and is it kept waiting by a client that says nothing?");
-    } else if (proven_) {
-        complain("lost the bus server at " + client_.server() +
-                 "; has it ended, or does another program use the id of " + client_.name() + "?");
-    } else {
-        complain("cannot reach a bus server at " + client_.server() + "; is jayd running?");
-    }
+/** Reports what has kept us from the server. */
+Status Session::report(Event event, int ms) const {
+    if (event == TIME_UP)
+        return fail(NO_SERVER,
+                    "no answer from " + client_.server() + " within " + std::to_string(ms) +
+                        " ms; is it a bus server, or is it waiting for a client that has not greeted?");
+    if (event == LOST && proven_)
+        return fail(NO_SERVER, "lost the connection to " + client_.server() +
+                                   "; did the server end, or did another program use the id of " +
+                                   client_.name() + "?");
+    if (event == LOST) return fail(NO_SERVER, whyNotConnected());
+    return statusOf(event);
+}
+
+std::string Session::whyNotConnected() const {
+    addrinfo wanted{};
+    wanted.ai_family = AF_INET;
+    addrinfo* found = nullptr;
+    const int error = getaddrinfo(client_.host.c_str(), nullptr, &wanted, &found);
+    if (error != 0) return "cannot find the host '" + client_.host + "': " + gai_strerror(error);
+    freeaddrinfo(found);
+    return "cannot reach a bus server at " + client_.server() + "; is jayd running?";
 }

@@ -8,7 +8,8 @@
 
 #include "bus/CA.h"
 #include "tools/jay/Client.h"
-#include "tools/jay/Inbox.h"
+#include "tools/jay/IdClaims.h"
+#include "tools/jay/Mailbox.h"
 #include "tools/jay/Status.h"
 
 /**
@@ -22,7 +23,7 @@ public:
         MESSAGE,
         TIME_UP,
         STOPPED,      ///< a signal asked to end
-        OUTPUT_GONE,  ///< nobody reads standard output any more
+        OUTPUT_GONE,  ///< the program that reads standard output has ended
         LOST          ///< a connection is missing
     };
 
@@ -31,9 +32,12 @@ public:
     explicit Session(const Client& client);
     ~Session();
 
-    /** Blocks for up to 10 s for each id, and for as long as a name look-up takes. @return false, told to the user, when
-     * there is no connection. */
-    bool connect();
+    /** Our ids, which are known from the construction on. */
+    const Client& client() const { return client_; }
+
+    /** Connects all ids. Blocks for up to 10 s for each, and for as long as a name look-up takes. @return DONE, or the status to end
+     * with, the reason having been reported. */
+    Status connect();
 
     bool isConnected();
 
@@ -45,33 +49,34 @@ public:
 
     /**
      * Proves that a bus server is at the other end, and that it has read all that was sent: a message to our
-     * own id comes back only through the server, and a server reads what a client sends in order. What else
-     * comes meanwhile is kept for next().
+     * own id comes back only through the server, and a server reads what a client sends in order. Other messages
+     * that come meanwhile are kept for next().
      * @param ms gives up when nothing has come for so long.
-     * @return false, told to the user, when the proof did not come.
+     * @return DONE, or the status to end with, the reason having been reported.
      */
-    bool confirm(int ms);
+    Status confirm(int ms);
 
-    /** The same as the first thing, with the patience that goes with the user's --timeout: of 2 to 10 seconds. */
-    bool open() { return connect() && confirm(patience()); }
+    /** connect() and confirm(), which waits as long as --timeout says, but at least 2 and at most 10 seconds. */
+    Status open();
 
-    /** The next message for us. The loss of the connection is told to the user. @param ms how long to wait, or
-     * FOR_EVER. */
+    /** The next message for us. The loss of the connection is reported. @param ms how long to wait, or FOR_EVER. */
     Event next(Arrival& arrival, int ms);
 
     /** How many messages came that nobody took with next(). */
     int leftOver() const;
 
-    /** The status of a command that connect(), confirm() or open() let down, or next() with LOST or STOPPED. */
-    static Status failure();
+    /** The status of a command that a wait has ended so. */
+    static Status statusOf(Event event);
 
 private:
     int patience() const;
     std::vector<std::string> sendProbes();
     Event receive(Arrival& arrival, int ms, int output);
-    void tell(Event event, int ms) const;
+    Status report(Event event, int ms) const;
+    std::string whyNotConnected() const;
 
     Client client_;
+    IdClaims claims_;
     std::vector<std::unique_ptr<CA>> buses_;  // as client_.ids
     std::deque<Arrival> early_;               // came while confirm() waited
     bool proven_ = false;                     // a bus server has answered

@@ -50,13 +50,15 @@ std::map<unsigned long, std::string> koreanPairs() {
 
 }  // namespace
 
-std::optional<std::string> textOf(std::string_view bytes, Encoding encoding, Blanks blanks) {
+std::optional<std::string> textOf(std::string_view bytes, Encoding encoding, Allow allow) {
     std::string text;
     while (!bytes.empty()) {
         const Head head = headOf(bytes, encoding);
         if (!head.isCharacter) return std::nullopt;
-        const bool blank = blanks == Blanks::WITH_LINES && isLineOrTab(head.character);
-        if (!blank && !isShowable(head.character)) return std::nullopt;
+        const bool allowed = isShowable(head.character) ||
+                             (allow != Allow::SHOWABLE && isLineOrTab(head.character)) ||
+                             (allow == Allow::ANY && !isControl(head.character));
+        if (!allowed) return std::nullopt;
         text += utf8(head.character);
         bytes.remove_prefix(head.length);
     }
@@ -87,6 +89,13 @@ std::string shownPayload(std::string_view bytes, Encoding encoding) {
     if (bytes.empty()) return "empty";
     const auto text = textOf(bytes, encoding);
     return text ? "text " + *text : "hex " + hexBytes(bytes);
+}
+
+std::string shortened(const std::string& text, std::size_t most, std::size_t payload) {
+    if (most == 0 || text.size() <= most) return text;
+    const auto isInsideCharacter = [&text](std::size_t at) { return (text[at] & 0xC0) == 0x80; };
+    while (most > 0 && isInsideCharacter(most)) most--;
+    return text.substr(0, most) + " ... (--full shows all " + std::to_string(payload) + " bytes)";
 }
 
 std::optional<std::string> encoded(std::string_view text, Encoding encoding) {

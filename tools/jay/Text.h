@@ -13,17 +13,17 @@ enum class Encoding {
     RAW      ///< not known: only ASCII is taken for text
 };
 
-/** Whether line ends and tabs count as text. */
-enum class Blanks { PLAIN_ONLY, WITH_LINES };
+/** Which characters count as text. None of these lets through other control characters. */
+enum class Allow {
+    SHOWABLE,  ///< what does no harm on a terminal: see isShowable()
+    LINES,     ///< the same, line ends and tabs
+    ANY        ///< all, also those that change the order of others: for what escapes them, and for programs
+};
 
-/**
- * The bytes as text in UTF-8; nothing if they are none. What is text can be shown: it holds no control character
- * (U+0000 to U+001F, U+007F to U+009F), apart from line ends and tabs if those are let through, and no surrogate.
- */
-std::optional<std::string> textOf(std::string_view bytes, Encoding encoding,
-                                  Blanks blanks = Blanks::PLAIN_ONLY);
+/** The bytes as text in UTF-8; nothing if they are none. */
+std::optional<std::string> textOf(std::string_view bytes, Encoding encoding, Allow allow = Allow::SHOWABLE);
 
-/** Whether the bytes are UTF-8 without any control character: safe to show. */
+/** Whether the bytes are UTF-8 and safe to show. */
 bool isPlainText(std::string_view bytes);
 
 /** The bytes as text in UTF-8, whatever they are: a byte that cannot be shown becomes `\xHH`, a backslash two. */
@@ -31,6 +31,10 @@ std::string shownText(std::string_view bytes, Encoding encoding);
 
 /** "text hello", or "hex 05 68 00" when the bytes are no text, or "empty". Always one line. */
 std::string shownPayload(std::string_view bytes, Encoding encoding);
+
+/** A text for the terminal cut to so many bytes, at the end of a character, with a note of how many bytes of payload --full shows. @param
+ * most 0: the text stays whole. */
+std::string shortened(const std::string& text, std::size_t most, std::size_t payload);
 
 /**
  * The bytes to be sent for a text that the user typed, in UTF-8. They are the text's own, unless it is to be Korean;

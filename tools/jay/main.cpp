@@ -2,21 +2,22 @@
 #include "system/JSystem.h"
 #include "tools/common/Startup.h"
 #include "tools/jay/Command.h"
+#include "tools/jay/Console.h"
 
 namespace {
 
-const char ABOUT[] = "jay - the message bus from the command line";
+const char ABOUT[] = "jay - command-line client of the message bus";
 
-const char FOOTER[] = R"(examples:
-  jayd &                          the server that everything goes through
-  jay listen --id 7               be client 7, and print what comes
-  jay send --id 5 --to 7 hello    be client 5, and send a text to client 7
-  jay echo --id 8 &               be client 8, and answer whoever writes
-  jay ping --id 5 --to 8          how long does a round trip take?
+const std::string FOOTER = R"(examples:
+  jayd &                    start the server
+  jay listen --id 7         connect as client 7 and print its messages
+  jay send --to 7 hello     send a text to client 7
+  jay echo --id 8 &         connect as client 8 and answer every message
+  jay ping --to 8           measure round trips to client 8
 
 Data goes to standard output, everything else to standard error.
-exit status: 0 done; 1 nothing came in time, or interrupted; 2 wrong use; 3 no server, or lost it
-'jay COMMAND --help' tells more.)";
+'jay COMMAND --help' tells more.
+)";
 
 }  // namespace
 
@@ -28,7 +29,7 @@ int main(int argc, char** argv) {
     bool debug = false;
     line.addFlag("--debug", debug, "Show the library's debug output");
     line.setVersion("jay " JAY_VERSION);
-    line.setFooter(FOOTER);
+    line.setFooter(FOOTER + exitStatusHelp("nothing came in time, nothing was found, or the output failed"));
     const auto commands = allCommands();
     std::vector<const CommandLine*> lines;
     for (const auto& command : commands) {
@@ -49,5 +50,7 @@ int main(int argc, char** argv) {
     JSystem::debug(debug);
     std::size_t used = 0;
     while (!lines[used]->isUsed()) used++;
+    if (!isOutputOpen() && commands[used]->writesOutput())
+        return fail(UNFINISHED, "standard output is closed");
     return commands[used]->run();
 }

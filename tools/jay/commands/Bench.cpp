@@ -27,19 +27,17 @@ constexpr int MOST_UNDER_WAY = 1024;
 constexpr int MOST_BYTES_UNDER_WAY = 4 << 20;
 constexpr int TABLE_WIDTH = 73;
 
-const char EXAMPLES[] =
-    R"(Is two clients at once, of which the first sends to the second. For each size it measures, one after the other:
-  latency     from sending to arrival, one message at a time, a tenth of --count; the two share a clock
-  throughput  --count messages, sent as fast as they arrive: no more than 1024, or 4 MB, are under way
-The server's other clients share its time with these. The ids must be free: others that have them lose their
-connection.
+const std::string EXAMPLES = R"(Connects as two clients, of which the first sends to the second. It measures
+for each size, one after the other:
+  latency     from sending to arrival, one message at a time, a tenth of --count
+  throughput  --count messages, of which at most 1024, or 4 MB, are under way
+The server's other clients share its time with these two.
 
 examples:
   jay bench
   jay bench --id 20,21 --size 0,100,65519 --count 100000
   jay bench --json --quiet > result.json
-exit status: 0 done; 1 a message did not arrive within --timeout, or interrupted; 2 wrong use; 3 no server, or
-lost it)";
+)";
 
 struct Result {
     int size = 0;
@@ -116,28 +114,33 @@ JsonObject json(const Result& r) {
 class Bench : public Command {
 public:
     const char* name() const override { return "bench"; }
-    const char* summary() const override { return "Be two clients, and measure throughput and latency"; }
+    const char* summary() const override { return "Measure throughput and latency between two clients"; }
 
     void describe(CommandLine& line) override {
         client_.timeout = USUAL_TIMEOUT_MS;
-        client_.ids = {30, 31};
-        client_.describeSeveral(line, "How long a message may take",
-                                "Our two ids, which no other client uses: sender and receiver");
-        line.addNumbers("--size", sizes_, SIZES, "Bytes of payload, or several");
+        client_.spares = 2;
+        client_.describeSeveral(line, "Longest time that a message may take",
+                                "Our ids, sender, receiver; without it, spare ones");
+        line.addNumbers("--size", sizes_, SIZES, "Bytes of payload, or several sizes");
         line.addNumber("--count", count_, COUNTS, "Messages of each size");
         output_.describe(line);
-        line.setFooter(EXAMPLES);
-        line.addCheck([this] { return client_.ids.size() == 2 ? "" : "--id: two different ids are needed"; });
+        line.setFooter(EXAMPLES +
+                       exitStatusHelp("a message did not arrive within --timeout, or the output failed"));
+        line.addCheck([this] {
+            return client_.ids.empty() || client_.ids.size() == 2 ? "" : "--id: two different ids are needed";
+        });
     }
 
     Status run() override {
         Session session(client_);
-        if (!session.open()) return Session::failure();
+        if (const Status status = session.open(); status != DONE) return status;
+        client_ = session.client();
         output_.note("measuring between clients " + std::to_string(from()) + " and " + std::to_string(to()) +
                      " at " + client_.server());
         section_ = static_cast<std::uint32_t>(JSystem::getMilliseconds()) << 8;
         std::vector<Result> results;
         const Session::Event event = measureAll(session, results);
+        output_.noteLost(others_, client_);
         if (event == Session::OUTPUT_GONE) return output_.status();
         if (!output_.isJson()) printTable(results);
         return event == Session::MESSAGE ? output_.status() : failed(event);
@@ -209,11 +212,14 @@ private:
     }
 
     /** The message of that section. They come in the order of sending; what comes from others is passed over. */
-    Session::Event await(Session& session, std::uint32_t section, steady_clock::time_point& arrived) const {
+    Session::Event await(Session& session, std::uint32_t section, steady_clock::time_point& arrived) {
         Arrival arrival;
-        for (;;) {
+        for (;; others_++) {
             const Session::Event event = session.next(arrival, client_.timeout);
-            if (event != Session::MESSAGE) return event;
+            if (event != Session::MESSAGE) {
+                others_ += session.leftOver();
+                return event;
+            }
             M& m = *arrival.message;
             if (arrival.client != to() || m.getSrcId() != from()) continue;
             if (static_cast<std::uint32_t>(m.getSection()) != section) continue;
@@ -236,7 +242,7 @@ private:
             complain("a message did not arrive within " + std::to_string(client_.timeout) +
                      " ms; is the server overloaded?");
         }
-        return event == Session::LOST ? NO_SERVER : UNFINISHED;
+        return Session::statusOf(event);
     }
 
     Client client_;
@@ -245,6 +251,7 @@ private:
     int count_ = 10000;
     std::string payload_;
     std::uint32_t section_ = 0;  // of the message sent last
+    long others_ = 0;            // messages that are not of the measurement
 };
 
 }  // namespace

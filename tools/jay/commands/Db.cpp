@@ -139,7 +139,7 @@ private:
             return output_.object(JsonObject().add("record", id).addBytes(text, output_.encoding()));
         }
         if (inList) return output_.line(std::to_string(id) + "  " + shownPayload(text, output_.encoding()));
-        const auto lines = textOf(text, output_.encoding(), Blanks::WITH_LINES);
+        const auto lines = textOf(text, output_.encoding(), Allow::LINES);
         return output_.line(lines ? *lines : shownText(text, output_.encoding()));
     }
 

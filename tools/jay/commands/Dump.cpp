@@ -13,27 +13,27 @@
 
 namespace {
 
-const char EXAMPLES[] =
-    R"(Shows what is in a file, and never changes it. A capture holds what one end of a connection sent, as bytes or
-in hex; one line is printed for each message, and the line tells the offset of its first byte:
+const std::string EXAMPLES = R"(Shows what a file holds, and never changes it. A capture holds what one end of
+a connection sent, as bytes or in hex. Each message is one line, which begins
+with the offset of its first byte:
 
-  offset 16  stamp 595925115  5 -> 7  flag none  priority 1  section 42  length 21  text hello
+  offset 16  stamp 595925115  5 -> 7  priority 1  length 21  text hello
 
-Of a record database, one line for each record, abandoned ones included:
+Each record of a record database is one line, abandoned records included:
 
   offset 20  record 2  length 13  slack 4  text salt
 
-What is damaged is shown up to the damage, which is told on standard error with its offset. In hex, offsets
-count the bytes that the digits stand for; what dumps by other programs hold besides them is left out.
+A damaged file is shown up to the damage, whose offset is reported on standard
+error. In hex, offsets count bytes, not digits; the offsets and texts of hex
+dumps by other programs are skipped.
 
 examples:
-  jay dump capture.bin                       what is in it is found out
-  jay dump --decode capture.bin              payloads as typed items, where they look like some
+  jay dump capture.bin                           detects what it is
+  jay dump --decode capture.bin                  show payloads as typed items
   jay dump --verbose --format wire capture.bin
   echo 10000700050001000000000000000000 | jay dump -
   jay dump '\db\notes.db'
-exit status: 0 all of it was shown; 1 it is damaged, or the output could not be written; 2 wrong use, or no file
-that could be read)";
+)";
 
 const std::map<std::string, Format> FORMATS = {
     {"wire", Format::WIRE}, {"hex", Format::HEX}, {"db", Format::DB}};
@@ -41,19 +41,16 @@ const std::map<std::string, Format> FORMATS = {
 class Dump : public Command {
 public:
     const char* name() const override { return "dump"; }
-    const char* summary() const override {
-        return "Show what is in a capture of the wire, or in a database file";
-    }
+    const char* summary() const override { return "Show a capture of the wire or a database file"; }
 
     void describe(CommandLine& line) override {
         line.addArgument("FILE", path_, "The file; - is standard input");
         line.addChoice("--format", format_, {"auto", "wire", "hex", "db"}, "What the file holds");
-        line.addFlag("--keep-going", keepGoing_,
-                     "In a capture, take headers that can hardly be any as a receiver would");
-        line.addFlag("-v,--verbose", verbose_, "Show all of a message's header, and hex dumps");
-        line.addFlag("--decode", view_.decode, "Show a payload as typed items if it looks like some");
-        output_.describe(line);
-        line.setFooter(EXAMPLES);
+        line.addFlag("--keep-going", keepGoing_, "Read invalid headers as a receiver does");
+        line.addFlag("-v,--verbose", verbose_, "Show all of the header, and hex dumps");
+        line.addFlag("--decode", view_.decode, "Show a payload as typed items if it can be");
+        output_.describePayloads(line);
+        line.setFooter(EXAMPLES + exitStatusHelp("the file is damaged, or the output failed"));
     }
 
     Status run() override {
@@ -68,7 +65,7 @@ public:
             input = parseHex(input.bytes);
             if (!input.ok()) return refuse(shownPath(path_) + " is no capture in hex: " + input.error);
         }
-        view_.encoding = output_.encoding();
+        view_ = output_.view(view_.decode);
         return *format == Format::DB ? showDatabase(input.bytes) : showWire(input.bytes);
     }
 

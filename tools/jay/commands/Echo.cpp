@@ -6,42 +6,45 @@
 #include "tools/jay/MessageView.h"
 #include "tools/jay/Output.h"
 #include "tools/jay/Session.h"
+#include "tools/jay/Words.h"
 
 namespace {
 
-const char EXAMPLES[] =
-    R"(Sends every message back to the client that sent it: with the same payload, priority and section number, so that
-'jay ping' and 'jay request' find their answers. Prints nothing unless --verbose or --json asks for it.
-Not answered: the server's requests to wake a client up, which come for client 0, and what says that it is from
-ourselves. Two clients that echo must not write to each other: that would go on for ever.
+const std::string EXAMPLES = R"(Sends every message back to the client that sent it, with the same payload,
+priority and section, so that 'jay ping' and 'jay request' get their answers.
+Prints nothing unless --verbose or --json is given. Requests to wake a client,
+which come for client 0, and messages from our own id are not answered.
+Two clients that echo must not send to each other: that would never end.
 
 examples:
   jay echo --id 7
-  jay echo --id 7 --verbose             print what comes, as 'jay listen' does
+  jay echo --id 7 --verbose            print the messages as 'jay listen' does
   jay echo --id 7,8 --for 60000 --quiet
-exit status: as that of 'jay listen')";
+)";
 
 class Echo : public Command {
 public:
     const char* name() const override { return "echo"; }
-    const char* summary() const override { return "Be a client, and answer every message to its sender"; }
+    const char* summary() const override { return "Send every message back to its sender"; }
 
     void describe(CommandLine& line) override {
-        client_.describeSeveral(line, "End when no message has come for so long",
-                                "Our id, or several; no other client uses them");
-        limits_.describe(line, "End after so many answers");
-        line.addFlag("-v,--verbose", verbose_, "Print what comes, a line each");
-        output_.describe(line);
-        line.setFooter(EXAMPLES);
+        client_.describeSeveral(line, "End when no message has come for this time", "Our id, or several");
+        limits_.describe(line, "End after this number of answers");
+        line.addFlag("-v,--verbose", verbose_, "Print each message");
+        output_.describePayloads(line);
+        line.setFooter(EXAMPLES +
+                       exitStatusHelp("too few messages (--count, else one) came, or the output failed"));
     }
+
+    bool writesOutput() const override { return verbose_ || output_.isJson(); }
 
     Status run() override {
         Session session(client_);
-        if (!session.open()) return Session::failure();
+        if (const Status status = session.open(); status != DONE) return status;
         output_.note("answering as " + client_.name() + " at " + client_.server());
         int answered = 0;
         const Status status = answerAll(session, answered);
-        output_.note(std::to_string(answered) + " message(s) answered");
+        output_.note(counted(answered, "message") + " answered");
         return status;
     }
 
@@ -58,7 +61,7 @@ private:
             if (!print(arrival, wanted)) return output_.status();
         }
         // Only the server's own echo shows that it has the last answer: a connection closed too soon may lose it.
-        return session.confirm(USUAL_PATIENCE_MS) ? DONE : Session::failure();
+        return session.confirm(USUAL_PATIENCE_MS);
     }
 
     bool isWanted(const Arrival& arrival) const {
@@ -80,7 +83,7 @@ private:
     }
 
     bool print(const Arrival& arrival, bool answered) {
-        const PayloadView view = {output_.encoding(), false};
+        const PayloadView view = output_.view(false);
         if (output_.isJson()) {
             JsonObject object;
             object.add("time", arrival.time).add("client", arrival.client).add("answered", answered);

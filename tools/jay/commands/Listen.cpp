@@ -9,47 +9,47 @@
 
 namespace {
 
-const char EXAMPLES[] = R"(Prints one line for each message, in the order of arrival:
+const std::string EXAMPLES = R"(Prints one line for each message, in the order of arrival:
 
-  14:03:22.417  5 -> 7  flag sync  priority 3  section 0  length 21  text hello
+  14:03:22.417  5 -> 7  flag sync  priority 3  section 9  length 21  text hello
 
-The payload is shown as text if it is text without control characters, else in hex. Length counts the header of
-16 bytes. Flags: sync, broadcast, timed, none.
-Ctrl-C ends it; so does the end of the program that reads its output.
-To the server we are the client with that id: it closes the connection of the one that had it until now, and
-delivers to us what waits for it.
+Flag, priority and section are shown where they are not none or 0. The length
+includes the header of 16 bytes. The payload is shown as text if it is text
+without control characters, else in hex. On a terminal a long payload is
+shortened; --full shows all of it.
+To the server, jay is the client with this id: the server closes the connection
+of another program that has it, and delivers the messages that wait for it.
 
 examples:
-  jay listen --id 7                          print what comes for client 7
-  jay listen --id 5,7 --verbose              for two clients, with all of the header and a hex dump
-  jay listen --id 7 --decode                 payloads as typed items, where they look like some
-  jay listen --id 7 --encoding euc-kr        payloads in Korean
-  jay listen --id 7 --json | jq .text        for other programs
-  jay listen --id 0                          see which clients have messages waiting but are not connected
-  jay listen --id 7 --count 1 --timeout 5000 one message, if it comes within 5 seconds
-exit status: 0 done; 1 --timeout or --for passed, or Ctrl-C, before --count messages (without --count: one) had
-come; 2 wrong use; 3 no server, or lost it)";
+  jay listen --id 7                    print the messages for client 7
+  jay listen --id 5,7 --verbose        two clients, all of the header, hex dumps
+  jay listen --id 7 --decode           show payloads as typed items
+  jay listen --id 7 --encoding euc-kr  payloads in Korean
+  jay listen --id 7 --json | jq .text  for other programs
+  jay listen --id 0                    see which absent clients have messages
+  jay listen --id 7 --count 1 --timeout 5000
+)";
 
 class Listen : public Command {
 public:
     const char* name() const override { return "listen"; }
-    const char* summary() const override { return "Be a client, and print the messages that come"; }
+    const char* summary() const override { return "Print the messages for a client"; }
 
     void describe(CommandLine& line) override {
-        client_.describeSeveral(line, "End when no message has come for so long",
-                                "Our id, or several; no other client uses them");
-        limits_.describe(line, "End after so many messages; what else has come by then is lost");
-        line.addFlag("-v,--verbose", verbose_, "Show all of the header, and the payload as a hex dump");
-        line.addFlag("--decode", view_.decode, "Show a payload as typed items if it looks like some");
-        output_.describe(line);
-        line.setFooter(EXAMPLES);
+        client_.describeSeveral(line, "End when no message has come for this time", "Our id, or several");
+        limits_.describe(line, "End after so many messages; others are lost");
+        line.addFlag("-v,--verbose", verbose_, "Show the whole header and a hex dump");
+        line.addFlag("--decode", view_.decode, "Show a payload as typed items if it can be");
+        output_.describePayloads(line);
+        line.setFooter(EXAMPLES +
+                       exitStatusHelp("too few messages (--count, else one) came, or the output failed"));
     }
 
     Status run() override {
         Session session(client_);
-        if (!session.open()) return Session::failure();
+        if (const Status status = session.open(); status != DONE) return status;
         output_.note("listening as " + client_.name() + " at " + client_.server());
-        view_.encoding = output_.encoding();
+        view_ = output_.view(view_.decode);
         return printMessages(session);
     }
 

@@ -25,15 +25,16 @@ constexpr Range IDS{0, SM::MAX_CLIENTS - 1};
 constexpr Range SIZES{0, PayloadSource::LONGEST};
 constexpr Range AT_LEAST_ONE{1};
 
-const char EXAMPLES[] =
-    R"(Measures round trips through the server to a client that runs 'jay echo', until Ctrl-C or --count.
-Messages for a client that is not connected wait in the server: it gets those that were lost here when it connects.
+const std::string EXAMPLES =
+    R"(Measures round trips through the server to a client that runs 'jay echo', until
+Ctrl-C or --count. Messages for a client that is not connected wait in the
+server: the client gets them when it connects, although they count as lost here.
 
 examples:
   jay echo --id 7 &
-  jay ping --id 5 --to 7 --count 5
-  jay ping --id 5 --to 7 --interval 0 --count 1000 --size 1000 --quiet      the summary alone
-exit status: 0 answered at least once; 1 no answer; 2 wrong use; 3 no server, or lost it)";
+  jay ping --to 7 --count 5
+  jay ping --to 7 --interval 0 --count 1000 --size 1000 --quiet
+)";
 
 template <typename... Values>
 std::string format(const char* pattern, Values... values) {
@@ -45,30 +46,31 @@ std::string format(const char* pattern, Values... values) {
 class Ping : public Command {
 public:
     const char* name() const override { return "ping"; }
-    const char* summary() const override { return "Be a client, and measure round trips to one that echoes"; }
+    const char* summary() const override { return "Measure round trips to a client that echoes"; }
 
     void describe(CommandLine& line) override {
         client_.timeout = USUAL_TIMEOUT_MS;
         client_.describe(line, "An answer that takes longer counts as lost");
         line.addNumber("--to", to_, IDS, "The client that runs 'jay echo'");
         line.require("--to");
-        line.addNumber("--count", count_, AT_LEAST_ONE, "End after so many", "NUMBER");
-        line.addNumber("--interval", interval_, {},
-                       "Time from one to the next; 0: as soon as the answer is there", "MS");
+        line.addNumber("--count", count_, AT_LEAST_ONE, "End after this number of messages", "NUMBER");
+        line.addNumber("--interval", interval_, {}, "Time between messages; 0: send after each answer", "MS");
         line.addNumber("--size", size_, SIZES, "Bytes of payload");
         output_.describe(line);
-        line.setFooter(EXAMPLES);
+        line.setFooter(EXAMPLES + exitStatusHelp("no answer, or the output failed"));
     }
 
     Status run() override {
         Session session(client_);
-        if (!session.open()) return Session::failure();
+        if (const Status status = session.open(); status != DONE) return status;
+        client_ = session.client();
         begin_ = next_ = steady_clock::now();
         firstSection_ = static_cast<std::uint32_t>(JSystem::getMilliseconds());
         const Session::Event event = exchange(session);
-        if (event == Session::OUTPUT_GONE) return DONE;
+        if (event == Session::OUTPUT_GONE) return output_.status();
         summarize();
-        if (event == Session::LOST) return NO_SERVER;
+        output_.noteLost(others_, client_);
+        if (event != Session::TIME_UP) return Session::statusOf(event);
         return timings_.isEmpty() ? UNFINISHED : output_.status();
     }
 
@@ -90,7 +92,7 @@ private:
                 return event;
             }
             giveUpOld();
-            if (unwritable_) return output_.status() == DONE ? Session::OUTPUT_GONE : Session::STOPPED;
+            if (unwritable_) return Session::OUTPUT_GONE;
         }
         return Session::TIME_UP;
     }
@@ -127,12 +129,18 @@ private:
 
     void take(const Arrival& arrival) {
         M& m = *arrival.message;
-        if (m.getSrcId() != to_) return;
+        if (m.getSrcId() != to_) {
+            others_++;
+            return;
+        }
         const std::uint32_t place = static_cast<std::uint32_t>(m.getSection()) - firstSection_;
         const auto question = std::find_if(waiting_.begin(), waiting_.end(), [place](const Question& q) {
             return static_cast<std::uint32_t>(q.number) == place + 1;
         });
-        if (question == waiting_.end()) return;  // given up already, or no answer at all
+        if (question == waiting_.end()) {  // given up already, or not an answer
+            others_++;
+            return;
+        }
         const auto took = arrival.moment - question->sent;
         timings_.add(took);
         tellAnswer(question->number, m.size() - M::HEADER_SIZE, Timings::milliseconds(took));
@@ -211,6 +219,7 @@ private:
     std::deque<Question> waiting_;  // in the order of sending
     int sent_ = 0;
     int lost_ = 0;
+    long others_ = 0;  // messages that were not answers
     Timings timings_;  // of those that were answered
     steady_clock::time_point begin_, next_;
     bool unwritable_ = false;

@@ -22,43 +22,45 @@ namespace {
 
 constexpr int USUAL_TIMEOUT_MS = 5000;
 
-const char EXAMPLES[] =
-    R"(Sends a message, and waits for the answer: a message from that client with the same section number. Without
---section the number is a fresh one. Prints the answer as 'jay listen' does, with the time that it took instead
-of the time of day. What else comes for us meanwhile is lost.
+const std::string EXAMPLES = R"(Sends a message and waits for the answer: a message from that client with the
+same section. Without --section it is a new number. Prints the answer as
+'jay listen' does, with the time that it took in place of the time of day.
+Other messages for our id that come meanwhile are lost, and their number is
+reported.
 
 examples:
-  jay request --id 5 --to 7 'are you there?'
-  jay request --id 5 --to 7 --items int:42 --decode
+  jay request --to 7 'are you there?'
+  jay request --to 7 --items int:42 --decode
   jay request --id 5 --to 7 --timeout 500 --json ping
-exit status: 0 answered; 1 no answer within --timeout, or interrupted; 2 wrong use; 3 no server, or lost it)";
+)";
 
 class Request : public Command {
 public:
     const char* name() const override { return "request"; }
-    const char* summary() const override { return "Be a client, send a message, and print the answer"; }
+    const char* summary() const override { return "Send a message and print the answer"; }
 
     void describe(CommandLine& line) override {
         client_.timeout = USUAL_TIMEOUT_MS;
-        client_.describe(line, "How long the answer may take");
+        client_.describe(line, "Longest time to wait for the answer");
         header_.describeRequest(line);
         source_.describe(line);
-        line.addFlag("-v,--verbose", verbose_, "Show all of the header, and the payload as a hex dump");
-        line.addFlag("--decode", view_.decode, "Show the payload as typed items if it looks like some");
-        output_.describe(line);
-        line.setFooter(EXAMPLES);
+        line.addFlag("-v,--verbose", verbose_, "Show the whole header and a hex dump");
+        line.addFlag("--decode", view_.decode, "Show the payload as typed items if it can be");
+        output_.describePayloads(line);
+        line.setFooter(EXAMPLES + exitStatusHelp("no answer within --timeout, or the output failed"));
         line.addCheck([this] { return check(); });
     }
 
     Status run() override {
-        view_.encoding = output_.encoding();
+        view_ = output_.view(view_.decode);
         const Parsed payload = source_.payload(view_.encoding);
         if (!payload.ok()) {
             complain(payload.error);
             return WRONG_USE;
         }
         Session session(client_);
-        if (!session.open()) return Session::failure();
+        if (const Status status = session.open(); status != DONE) return status;
+        client_ = session.client();
         M question = header_.message(payload.bytes, client_.id());
         if (!header_.hasSection()) question.setSection(freshSection());
         return ask(session, question);
@@ -78,19 +80,18 @@ private:
         const auto begin = steady_clock::now();
         session.sendOver(client_.id(), question);  // if it fails, next() tells
         Arrival arrival;
-        int others = 0;
-        for (;;) {
+        long others = 0;
+        for (;; others++) {
             const auto left = ceil<milliseconds>(begin + milliseconds(client_.timeout) - steady_clock::now());
             const Session::Event event =
                 session.next(arrival, static_cast<int>(std::max(left, milliseconds(0)).count()));
-            if (event != Session::MESSAGE) return ended(event);
+            if (event != Session::MESSAGE) {
+                output_.noteLost(others, client_);
+                return ended(event);
+            }
             if (isAnswer(*arrival.message, question)) break;
-            others++;
         }
-        if (others > 0) {
-            output_.note(std::to_string(others) + " other message(s) for client " +
-                         std::to_string(client_.id()) + " came meanwhile and are lost");
-        }
+        output_.noteLost(others + session.leftOver(), client_);
         print(*arrival.message, arrival.moment - begin);
         return output_.status();
     }
@@ -113,13 +114,11 @@ private:
     }
 
     Status ended(Session::Event event) const {
-        if (event == Session::LOST) return NO_SERVER;
-        if (event == Session::OUTPUT_GONE) return DONE;
         if (event == Session::TIME_UP) {
             complain("no answer from client " + std::to_string(header_.to()) + " within " +
                      std::to_string(client_.timeout) + " ms; is it connected, and does it answer?");
         }
-        return UNFINISHED;
+        return Session::statusOf(event);
     }
 
     Client client_;

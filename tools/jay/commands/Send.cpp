@@ -18,40 +18,45 @@ namespace {
 constexpr int USUAL_TIMEOUT_MS = 10000;
 constexpr std::size_t LONGEST_LINE = 1 << 20;  // hex of a longest payload is shorter
 
-const char EXAMPLES[] =
-    R"(The payload is the text, byte for byte: no length before it, no NUL behind it. With --encoding euc-kr it is turned
-from UTF-8 into Korean code. - stands for standard input: each of its lines is the payload of a message.
-A message for a client that is not connected waits in the server, and client 0 is told. The command ends when the
-server has all messages; --json shows what was sent. A text that begins with a dash stands behind --.
-To the server we are the client with that id: it closes the connection of the one that had it until now, and
-delivers to us what waits for it.
+const std::string EXAMPLES = R"(The payload is the text, byte for byte: no length before it, no NUL behind it.
+With --encoding euc-kr it is converted from UTF-8 to Korean code. - reads
+standard input: each line is the payload of a message. A text that begins with
+a dash must follow --.
+A message for a client that is not connected waits in the server, and client 0
+is told. jay ends when the server has all messages; --json shows them.
+To the server, jay is the client with its id: the server closes the connection
+of another program that has it, and delivers the messages that wait for it,
+which are lost. So leave --id out unless the receiver needs to know the sender.
 
 examples:
-  jay send --id 5 --to 7 hello
-  jay send --id 5 --to 7 --priority 9 'when nothing more urgent waits'
-  jay send --id 5 --broadcast 'everybody who is connected, but not we ourselves'
-  jay send --id 5 --sync --to 7 'client 0: please look after client 7'
-  jay send --id 0 --to 7 --timed 5000 'answer within 5 seconds, or client 0 is told'
-  jay send --id 5 --to 7 --hex 05 68 65 6c 6c 6f
-  jay send --id 5 --to 7 --items str:hello var:300 word:7 byte:1 int:-5
-  jay send --id 5 --to 7 --file picture.bin
-  tail -f log | jay send --id 5 --to 7 -
-  jay send --id 5 --to 7 -- -1
-exit status: 0 the server has the message; 1 interrupted; 2 wrong use; 3 no server, or lost it)";
+  jay send --to 7 hello
+  jay send --id 5 --to 7 hello                   the message is from client 5
+  jay send --to 7 --priority 9 'not urgent'
+  jay send --broadcast 'to all connected clients'
+  jay send --sync --to 7 'client 0: please look after client 7'
+  jay send --to 7 --timed 5000 'answer within 5 seconds, or client 0 is told'
+  jay send --to 7 --hex 05 68 65 6c 6c 6f
+  jay send --to 7 --items str:hello var:300 word:7 byte:1 int:-5
+  jay send --to 7 --file picture.bin
+  tail -f log | jay send --to 7 -
+  jay send --to 7 -- -1
+)";
 
 class Send : public Command {
 public:
     const char* name() const override { return "send"; }
-    const char* summary() const override { return "Be a client, and send messages"; }
+    const char* summary() const override { return "Send messages"; }
 
     void describe(CommandLine& line) override {
         client_.timeout = USUAL_TIMEOUT_MS;
-        client_.describe(line, "How long the server may take to show that it has the message");
+        client_.describe(line, "Longest wait until the server has the message");
         header_.describe(line);
         source_.describe(line);
         output_.describe(line);
-        line.setFooter(EXAMPLES);
+        line.setFooter(EXAMPLES + exitStatusHelp("input or output failed"));
     }
+
+    bool writesOutput() const override { return output_.isJson(); }
 
     Status run() override {
         Parsed payload;
@@ -61,13 +66,16 @@ public:
             return WRONG_USE;
         }
         Session session(client_);
+        client_ = session.client();
         // Before the first line is waited for, it is good to know that it can be sent.
-        if (!(source_.isInput() ? session.open() : session.connect())) return failed();
-        const Status status = source_.isInput() ? sendLines(session) : send(session, payload.bytes);
+        const Status connected = source_.isInput() ? session.open() : session.connect();
+        if (connected != DONE) return failed(connected);
+        const Status sent = source_.isInput() ? sendLines(session) : send(session, payload.bytes);
         // Also after a line that was wrong: those before it are to arrive.
-        if (!session.confirm(client_.timeout)) return failed();
-        tellOfLeftOver(session.leftOver());
-        return status;
+        const Status confirmed = session.confirm(client_.timeout);
+        if (confirmed != DONE) return failed(confirmed);
+        output_.noteLost(session.leftOver(), client_);
+        return sent;
     }
 
 private:
@@ -76,7 +84,7 @@ private:
         M message = header_.message(payload, client_.id());
         session.sendOver(client_.id(), message);
         sent_++;
-        if (output_.isJson() && !output_.object(messageJson(message, {output_.encoding(), false}))) {
+        if (output_.isJson() && !output_.object(messageJson(message, output_.view(false)))) {
             return output_.status();
         }
         return DONE;
@@ -107,18 +115,11 @@ private:
         return WRONG_USE;
     }
 
-    Status failed() const {
-        if (Inbox::get().isStopped()) {
+    Status failed(Status status) const {
+        if (status > NO_SERVER)
             complain("interrupted before the server had confirmed " +
                      std::string(sent_ == 1 ? "the message" : "all messages"));
-        }
-        return Session::failure();
-    }
-
-    void tellOfLeftOver(int count) const {
-        if (count == 0) return;
-        output_.note(std::to_string(count) + " message(s) for client " + std::to_string(client_.id()) +
-                     " came meanwhile and are lost; send with an id that nobody else uses");
+        return status;
     }
 
     Client client_;

@@ -18,27 +18,29 @@ namespace {
 
 constexpr int TICK_MS = 100;  // how often it looks whether a command has ended
 
-const char EXAMPLES[] =
-    R"(Is client 0, whom the server asks to wake up clients that have messages waiting but are not connected; for each
-request it starts the client's command. TABLE has a line for each client, and comments behind #:
+const std::string EXAMPLES = R"(Connects as client 0, which the server asks to wake clients that have messages
+waiting but are not connected. For each request it starts the command of that
+client. TABLE has one line for each client; a line that begins with # is a
+comment:
 
   # id  command
   5     /usr/bin/player --bus 5
   7     exec jay echo --id 7
 
-The shell runs the commands, with nothing to read, and what they print goes to standard error. A command that still
-runs is not started a second time. One that fails is left alone for --backoff, twice as long each time that it fails
-again, up to --backoff-most; a request that comes meanwhile is kept. It begins anew when it has ended with
-status 0, or has run for --steady.
-SIGHUP reads TABLE again; if it is wrong, the old one stays. When jay wake ends, commands that run are left alone.
---json writes a line for each thing that it does: request, started, running, waiting, unknown, ended, killed, failed,
-reloaded.
+The shell runs the commands. They have no input; their output goes to standard
+error. A command that is still running is not started again. One that fails is
+not started for --backoff, which doubles with each failure up to
+--backoff-most; a request that comes meanwhile is kept. A command that ended
+with status 0 or ran for --steady starts from --backoff again.
+SIGHUP reads TABLE again; a table with an error is ignored. Commands go on
+running when jay wake ends.
+--json writes a line for each event: request, started, running, waiting,
+unknown, ended, killed, failed, reloaded.
 
 examples:
   jay wake /etc/jay/wake.table
   jay wake --json --backoff 5000 wake.table | logger -t wake
-exit status: 0 ended by Ctrl-C or SIGTERM, or by the end of the program that reads its output; 1 so ended before the
-server had answered; 2 wrong use, or a table that is wrong; 3 no server, or lost it)";
+)";
 
 volatile sig_atomic_t reloadWanted = 0;
 
@@ -94,25 +96,22 @@ public:
     Wake() : launcher_(pace_, [this](const Launcher::Event& event) { tell(event); }) {}
 
     const char* name() const override { return "wake"; }
-    const char* summary() const override {
-        return "Be client 0, and start the clients that messages wait for";
-    }
+    const char* summary() const override { return "As client 0, start clients that have messages waiting"; }
 
     void describe(CommandLine& line) override {
-        line.addArgument("TABLE", path_, "The file that tells which command starts which client");
+        line.addArgument("TABLE", path_, "The file with the command for each client");
         client_.describeServer(line);
-        line.addNumber("--backoff", pace_.backoff, {}, "How long a command is left alone after it has failed",
+        line.addNumber("--backoff", pace_.backoff, {}, "Time before a command that failed is started again",
                        "MS");
-        line.addNumber("--backoff-most", pace_.mostBackoff, {}, "The longest time that it is left alone",
+        line.addNumber("--backoff-most", pace_.mostBackoff, {}, "Longest such time", "MS");
+        line.addNumber("--steady", pace_.steady, {}, "A command that ran this long did not fail to start",
                        "MS");
-        line.addNumber("--steady", pace_.steady, {}, "A command that ran for so long has not failed to start",
-                       "MS");
-        line.addFlag("--skip-old", skipOld_,
-                     "Leave out requests that are older than the connection: the server "
-                     "repeats, within 30 seconds, those that still hold");
+        line.addFlag("--skip-old", skipOld_, "Ignore requests that waited; the server repeats them");
         output_.describe(line);
-        line.setFooter(EXAMPLES);
+        line.setFooter(EXAMPLES + exitStatusHelp("the output failed"));
     }
+
+    bool writesOutput() const override { return output_.isJson(); }
 
     Status run() override {
         const WakeTable table = WakeTable::read(path_);
@@ -124,7 +123,7 @@ public:
         if (!output_.isJson()) dropOutput();
         client_.ids = {0};
         Session session(client_);
-        if (!session.open()) return Session::failure();
+        if (const Status status = session.open(); status != DONE) return status;
         reloadOnHangUp();
         output_.note("waking " + clients(table) + " as client 0 at " + client_.server());
         if (skipOld_) skip(session);
@@ -157,7 +156,7 @@ private:
                 take(*arrival.message);
             } else if (event != Session::TIME_UP) {
                 tellOfRunning();
-                return event == Session::LOST ? NO_SERVER : DONE;
+                return Session::statusOf(event);
             }
             launcher_.tick();
             if (reloadWanted != 0) reload();
