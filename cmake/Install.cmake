@@ -1,5 +1,5 @@
 # What `cmake --install` puts where. The result can be moved as a whole: nothing in it names the folder it stands in.
-# The components are those of the Debian packages: libjay1, libjay-dev, jay-tools, jay-doc.
+# The components are those of the Debian packages: libjay1, libjay-dev, jay-tools, python3-jaybus, jay-doc.
 include(CMakePackageConfigHelpers)
 
 # ---- the library and its headers ----
@@ -60,6 +60,11 @@ if(JAY_TOOLS)
     install(FILES tools/jayd/systemd/jayd.logrotate DESTINATION ${CMAKE_INSTALL_DATADIR}/jay COMPONENT jay-tools)
     install(FILES tools/wireshark/jaybus.lua DESTINATION ${CMAKE_INSTALL_DATADIR}/jay/wireshark COMPONENT jay-tools)
 endif()
+
+# ---- the client for Python ----
+# The default is right below /usr on Debian. Below another prefix, Python finds the package through PYTHONPATH.
+set(JAY_PYTHON_DIR lib/python3/dist-packages CACHE STRING "where the Python package jaybus is installed, below the prefix")
+install(DIRECTORY bindings/python/jaybus DESTINATION ${JAY_PYTHON_DIR} COMPONENT python3-jaybus PATTERN __pycache__ EXCLUDE)
 
 # ---- what one reads ----
 install(FILES README.md CHANGELOG.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT jay-doc)

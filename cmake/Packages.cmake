@@ -20,7 +20,7 @@ set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/DebianFiles.cmake)
 set(CPACK_POST_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/DebianControl.cmake)
 
-set(CPACK_COMPONENTS_ALL libjay1 libjay-dev jay-tools jay-doc)
+set(CPACK_COMPONENTS_ALL libjay1 libjay-dev jay-tools python3-jaybus jay-doc)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -54,6 +54,10 @@ jay_package(jay-tools utils "runtime class library and message bus - server and 
             "${about}This package holds jayd, the bus server, and jay, which sends, receives,
 measures and decodes from the command line."
             "libjay1 (= ${PROJECT_VERSION})")
+jay_package(python3-jaybus python "runtime class library and message bus - client for Python"
+            "${about}This package holds jaybus, a client of the bus in Python alone: for asyncio and
+without, typed, for Python 3.9 and newer."
+            "python3:any (>= 3.9~)")
 jay_package(jay-doc doc "runtime class library and message bus - documents and examples"
             "${about}This package holds the documents, the API reference, and example programs
 in C++ and C.")
@@ -62,6 +66,7 @@ foreach(component LIBJAY1 JAY-TOOLS)
     set(CPACK_DEBIAN_${component}_PACKAGE_SHLIBDEPS ON)
 endforeach()
 set(CPACK_DEBIAN_JAY-DOC_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_PYTHON3-JAYBUS_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_JAY-TOOLS_PACKAGE_RECOMMENDS "bash-completion, systemd | systemd-standalone-sysusers")
 
 # What runs when a package is installed or removed. A program of somebody else's needs this version of the library or a
@@ -72,5 +77,7 @@ file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/packaging/shlibs
 set(CPACK_DEBIAN_LIBJAY1_PACKAGE_CONTROL_EXTRA ${CMAKE_BINARY_DIR}/packaging/shlibs ${JAY_PACKAGING}/libjay1/triggers)
 set(CPACK_DEBIAN_JAY-TOOLS_PACKAGE_CONTROL_EXTRA
     ${JAY_PACKAGING}/jay-tools/postinst ${JAY_PACKAGING}/jay-tools/prerm ${JAY_PACKAGING}/jay-tools/postrm)
+set(CPACK_DEBIAN_PYTHON3-JAYBUS_PACKAGE_CONTROL_EXTRA
+    ${JAY_PACKAGING}/python3-jaybus/postinst ${JAY_PACKAGING}/python3-jaybus/prerm)
 
 include(CPack)

@@ -10,7 +10,7 @@ from pathlib import Path
 from cases import BUILD_DIR, ROOT, Case, main
 from processes import Process, random_port
 
-PACKAGES = ("jay-doc", "jay-tools", "libjay-dev", "libjay1")
+PACKAGES = ("jay-doc", "jay-tools", "libjay-dev", "libjay1", "python3-jaybus")
 
 PROJECT = """cmake_minimum_required(VERSION 3.20)
 project(outside LANGUAGES C CXX)
@@ -137,6 +137,7 @@ class Packages(Case):
         port = self.start_installed_server(prefix, **environment)
         self.check_programs(self.build_with_cmake(prefix), port)
         self.check_programs(self.build_with_pkg_config(prefix, PKG_CONFIG_SYSROOT_DIR=str(prefix.parent)), port, **environment)
+        self.check_python_client(prefix, port)
 
     def test_lintian_has_no_warning(self):
         self.run_outside("lintian", "--allow-root", "--fail-on", "error,warning", *self.make_packages().values())
@@ -163,6 +164,7 @@ class Packages(Case):
         environment = {"LD_LIBRARY_PATH": str(self.library_folder(prefix))}
         self.check_programs(self.build_with_pkg_config(prefix), port, **environment)
         self.assertEqual(self.run_outside(prefix / "bin" / "jay", "send", "--id", 1, "--to", 2, "--port", port, "hello"), "")
+        self.check_python_client(prefix, port)
         self.check_nothing_names(self.folder / "first place", prefix)
 
     def check_control_fields(self, files):
@@ -171,13 +173,14 @@ class Packages(Case):
 
         version = field("Version", "libjay1")
         self.assertEqual({field("Version", package) for package in PACKAGES}, {version})
-        self.assertEqual(field("Architecture", "jay-doc"), "all")
+        self.assertEqual([field("Architecture", package) for package in ("jay-doc", "python3-jaybus")], ["all", "all"])
+        self.assertEqual(field("Depends", "python3-jaybus"), "python3:any (>= 3.9~)")
         self.assertEqual(field("Architecture", "libjay1"), self.run_outside("dpkg", "--print-architecture").strip())
         self.assertRegex(field("Depends", "libjay1"), r"libc6 \(>= .*libstdc\+\+6 \(>= ")
         self.assertNotIn("libjay", field("Depends", "libjay1"))
         self.assertIn(f"libjay1 (= {version})", field("Depends", "libjay-dev"))
         self.assertIn(f"libjay1 (= {version})", field("Depends", "jay-tools"))
-        self.assertEqual([field("Section", package) for package in PACKAGES], ["doc", "utils", "libdevel", "libs"])
+        self.assertEqual([field("Section", package) for package in PACKAGES], ["doc", "utils", "libdevel", "libs", "python"])
         shlibs = self.run_outside("dpkg-deb", "-I", files["libjay1"], "shlibs")
         self.assertEqual(shlibs, f"libjay 1 libjay1 (>= {version})\n")
 
@@ -192,6 +195,14 @@ class Packages(Case):
             self.assertIn("License: Expat", (prefix / "share" / "doc" / package / "copyright").read_text())
         self.assertFalse(list(prefix.glob("include/**/detail")))
         self.assertTrue((prefix / "share/doc/jay/api/classJString.html").is_file(), "no API reference")
+
+    def check_python_client(self, prefix, port):
+        """The package is there, typed, and reaches the server."""
+        folder = prefix / "lib" / "python3" / "dist-packages"
+        self.assertEqual([path.name for path in folder.rglob("*") if path.suffix not in (".py", ".typed")], ["jaybus"])
+        self.assertTrue((folder / "jaybus" / "py.typed").is_file())
+        program = f"import jaybus; bus = jaybus.BlockingClient(3, port={port}); bus.connect(); print(bus.request(3).source); bus.close()"
+        self.assertEqual(self.run_outside("python3", "-B", "-c", program, PYTHONPATH=str(folder)), "3\n")
 
     def check_manual_of_the_c_interface(self, prefix):
         """Each function has a page, and `man` finds the right one."""
