@@ -11,6 +11,32 @@ from pathlib import Path
 
 FOLDERS = ["core", "system", "thread", "net", "bus", "containers", "database", "ui"]
 
+# Classes inside the library that are tested through the class that uses them.
+COVERED_BY = {
+    "system/detail/KoreanTable": "tests/system/JSystemEncodingTest.cpp",
+    "thread/detail/CancelOff": "tests/thread/JThreadTest.cpp",
+    "thread/detail/ScopedLock": "tests/thread/JLockTest.cpp",
+    "thread/detail/ThreadControl": "tests/thread/JThreadTest.cpp",
+    "net/detail/Resolver": "tests/net/JSocketTest.cpp",
+    "bus/detail/Burst": "tests/bus/OutboxTest.cpp",
+    "database/detail/FileBytes": "tests/database/JDatabaseTest.cpp",
+    "database/detail/RecordWalk": "tests/database/JDatabaseTest.cpp",
+}
+
+# Parts of the programs without a unit test: what they do is visible from outside, and the integration tests cover it.
+TESTED_AS_PROGRAMS = {
+    "tools/common/Startup", "tools/jay/Client", "tools/jay/CommandLine", "tools/jay/Console", "tools/jay/DatabaseFile",
+    "tools/jay/Files", "tools/jay/Inbox", "tools/jay/Output", "tools/jay/PayloadSource", "tools/jay/Progress",
+    "tools/jay/RecordStore", "tools/jay/Session", "tools/jayd/Help", "tools/jayd/Housekeeper", "tools/jayd/Serve",
+    "tools/jayd/ServiceManager", "tools/jayd/Signals", "tools/jayd/StatusTable",
+}
+
+# Folders whose suites have not been renamed yet.
+OLDER_SUITE_NAMES = {"thread", "net", "bus", "database"}
+
+SUITE = re.compile(r"^TEST(?:_F|_P)?\((\w+)", re.MULTILINE)
+NAMESPACE = re.compile(r"^namespace ([\w:]+) \{", re.MULTILINE)
+
 SWITCHED_OFF = re.compile(r"\bDISABLED_\w+|\bGTEST_SKIP\s*\(\s*\)|^\s*#\s*if\s+0\b")
 CMAKE_SWITCHED_OFF = re.compile(r"\bDISABLED\s+(TRUE|ON|YES|1)\b")
 COMMENT = re.compile(r"//|/\*|\*/|#\s")
@@ -67,10 +93,37 @@ def needs_test(header):
 
 def check_every_class_has_a_test(root, report):
     for folder in FOLDERS:
-        for header in sorted((root / folder).glob("*.h")):
-            test = root / "tests" / folder / f"{header.stem}Test.cpp"
-            if needs_test(header) and not test.exists():
-                report(f"{header.relative_to(root)}: has no test; write {test.relative_to(root)}")
+        for header in sorted([*(root / folder).glob("*.h"), *(root / folder / "detail").glob("*.h")]):
+            name = header.relative_to(root)
+            test = COVERED_BY.get(str(name.with_suffix("")), f"tests/{folder}/{header.stem}Test.cpp")
+            if needs_test(header) and not (root / test).exists():
+                report(f"{name}: has no test; write {test}")
+
+
+def check_parts_of_the_programs_have_tests(root, report):
+    if not (root / "tests" / "tools").is_dir():
+        return
+    for source in sorted((root / "tools").rglob("*.cpp")):
+        part = source.relative_to(root).with_suffix("")
+        test = root / "tests" / "tools" / f"{part.name}Test.cpp"
+        if source.with_suffix(".h").exists() and not test.exists() and str(part) not in TESTED_AS_PROGRAMS:
+            report(f"{part}.cpp: has no test; write {test.relative_to(root)}, or list it in TESTED_AS_PROGRAMS of "
+                   "scripts/check-tests.py")
+
+
+def check_names_have_one_form(root, report):
+    """A suite is named after its subject and ends in Test; helpers are in the namespace of their folder."""
+    for path in sorted((root / "tests").rglob("*")):
+        folder = path.relative_to(root / "tests").parts[0]
+        if path.suffix not in (".cpp", ".h") or folder in OLDER_SUITE_NAMES:
+            continue
+        text = path.read_text()
+        for suite in sorted(set(SUITE.findall(text))):
+            if not suite.endswith("Test"):
+                report(f"{path.relative_to(root)}: the suite {suite} is named {suite}Test")
+        for namespace in sorted(set(NAMESPACE.findall(text))):
+            if namespace not in (folder, "jay::detail"):
+                report(f"{path.relative_to(root)}: the namespace {namespace} is named {folder}")
 
 
 EXPORTED_CLASS = re.compile(r"^ *class JAY_API ((?:\w+::)*\w+)[^;]*\{", re.MULTILINE)
@@ -122,7 +175,9 @@ def main():
     check_everything_is_built(root, build_dir, problems.append)
     check_python_tests_run(root, problems.append)
     check_every_class_has_a_test(root, problems.append)
+    check_parts_of_the_programs_have_tests(root, problems.append)
     check_layout_table_is_complete(root, problems.append)
+    check_names_have_one_form(root, problems.append)
     check_nothing_is_switched_off(root, problems.append)
     print("\n".join(problems) or "tests: all there, all built, none switched off")
     return 1 if problems else 0

@@ -6,13 +6,13 @@
 #include "Keys.h"
 #include "support/allocation/FailingAllocator.h"
 
-using jay::test::Name;
+using containers::Name;
 using support::allocationsOf;
 using support::failEachAllocation;
 using support::FailingAllocation;
 using support::FailingAllocator;
 
-TEST(Allocation, TheHashTablesLookUpsAllocateNothing) {
+TEST(AllocationTest, TheHashTablesLookUpsAllocateNothing) {
     JHashtable table;
     Name known("known");
     Name unknown("unknown");
@@ -29,7 +29,7 @@ TEST(Allocation, TheHashTablesLookUpsAllocateNothing) {
               0);
 }
 
-TEST(Allocation, TheCachesLookUpsAllocateNothing) {
+TEST(AllocationTest, TheCachesLookUpsAllocateNothing) {
     JCachetable cache;
     Name known("known");
     Name other("other");
@@ -47,7 +47,7 @@ TEST(Allocation, TheCachesLookUpsAllocateNothing) {
               0);
 }
 
-TEST(Allocation, FailingAnywhereInPutLeavesTheTable) {
+TEST(AllocationTest, FailingAnywhereInPutLeavesTheTable) {
     JHashtable table(1, 2.0F);
     Name first("first");
     Name second("second");
@@ -70,7 +70,7 @@ TEST(Allocation, FailingAnywhereInPutLeavesTheTable) {
     EXPECT_STREQ(static_cast<JString&>(*table.get(key)), "value");
 }
 
-TEST(Allocation, FailingToGrowLeavesTheTable) {
+TEST(AllocationTest, FailingToGrowLeavesTheTable) {
     JHashtable table(1, 1.0F);
     Name first("first");
     Name second("second");
@@ -84,7 +84,7 @@ TEST(Allocation, FailingToGrowLeavesTheTable) {
     EXPECT_STREQ(static_cast<JString&>(*table.get(first)), "first");
 }
 
-TEST(Allocation, FailingToReplaceAValueKeepsTheOldOne) {
+TEST(AllocationTest, FailingToReplaceAValueKeepsTheOldOne) {
     JHashtable table;
     Name key("key");
     Name value("value");
@@ -95,7 +95,7 @@ TEST(Allocation, FailingToReplaceAValueKeepsTheOldOne) {
     EXPECT_STREQ(static_cast<JString&>(*table.get(key)), "value");
 }
 
-TEST(Allocation, FailingToInitializeLeavesTheTable) {
+TEST(AllocationTest, FailingToInitializeLeavesTheTable) {
     JHashtable table;
     Name key("key");
     table.put(key, key);
@@ -108,7 +108,7 @@ TEST(Allocation, FailingToInitializeLeavesTheTable) {
     EXPECT_NE(table.get(key), nullptr);
 }
 
-TEST(Allocation, FailingToInitializeLeavesTheCache) {
+TEST(AllocationTest, FailingToInitializeLeavesTheCache) {
     JCachetable cache(2);
     Name key("key");
     cache.addElement(key, key);
@@ -124,13 +124,13 @@ TEST(Allocation, FailingToInitializeLeavesTheCache) {
         << "the pair and its texts are gone, a slot has come";
 }
 
-TEST(Allocation, FailingAnywhereInTheConstructorsReleasesTheRest) {
+TEST(AllocationTest, FailingAnywhereInTheConstructorsReleasesTheRest) {
     EXPECT_EQ(failEachAllocation([] { JHashtable table(10); }, [] {}), 1);
     // Two links, three slots in two arrays, and the index.
     EXPECT_EQ(failEachAllocation([] { JCachetable cache(3); }, [] {}), 2 + 3 + 2 + 1);
 }
 
-TEST(Allocation, FailingAnywhereInAddElementLeavesTheOtherPairs) {
+TEST(AllocationTest, FailingAnywhereInAddElementLeavesTheOtherPairs) {
     JCachetable cache(2);
     Name first("first");
     Name key("key");
@@ -145,7 +145,7 @@ TEST(Allocation, FailingAnywhereInAddElementLeavesTheOtherPairs) {
     EXPECT_STREQ(static_cast<JString&>(*cache.getElement(key)), "key");
 }
 
-TEST(Allocation, DestroyingReleasesEverything) {
+TEST(AllocationTest, DestroyingReleasesEverything) {
     const long before = FailingAllocator::blocks();
     {
         JHashtable table(3);

@@ -13,13 +13,13 @@
 #include "Keys.h"
 #include "support/JCachetablePeer.h"
 
-using jay::test::Counted;
-using jay::test::CountedTest;
-using jay::test::Key;
-using jay::test::Name;
-using jay::test::numberOf;
-using jay::test::UnclonableKey;
-using jay::test::UnclonableValue;
+using containers::Key;
+using containers::Name;
+using containers::UnclonableKey;
+using containers::UnclonableValue;
+using support::Counted;
+using support::CountedTest;
+using support::numberOf;
 using Peer = jay::detail::JCachetablePeer;
 
 namespace {

@@ -17,16 +17,16 @@ private:
 
 }  // namespace
 
-TEST(JEnumeration, IsAbstract) {
+TEST(JEnumerationTest, IsAbstract) {
     EXPECT_TRUE(std::is_abstract_v<JEnumeration>);
 }
 
-TEST(JEnumeration, ImplementationsKeepItsRecord) {
+TEST(JEnumerationTest, ImplementationsKeepItsRecord) {
     Countdown countdown;
     EXPECT_EQ(countdown.getClass(), &JEnumeration::classJEnumeration);
 }
 
-TEST(JEnumeration, IsWalkedThroughTheInterface) {
+TEST(JEnumerationTest, IsWalkedThroughTheInterface) {
     Countdown countdown;
     JEnumeration& walk = countdown;
     int steps = 0;

@@ -17,14 +17,14 @@
 #include "Keys.h"
 #include "support/JHashtablePeer.h"
 
+using containers::Key;
+using containers::Name;
+using containers::UnclonableKey;
+using containers::UnclonableValue;
 using jay::detail::thresholdOf;
-using jay::test::Counted;
-using jay::test::CountedTest;
-using jay::test::Key;
-using jay::test::Name;
-using jay::test::numberOf;
-using jay::test::UnclonableKey;
-using jay::test::UnclonableValue;
+using support::Counted;
+using support::CountedTest;
+using support::numberOf;
 using Peer = jay::detail::JHashtablePeer;
 
 namespace {

@@ -4,7 +4,10 @@
 #include "core/JString.h"
 #include "support/Counted.h"
 
-namespace jay::test {
+namespace containers {
+
+using support::Counted;
+using support::numberOf;
 
 /** A key whose hash the test chooses. It counts how often it and its clones are asked. */
 class Key : public Counted {
@@ -63,6 +66,6 @@ public:
     JObject* clone() override { return new Name(*this); }
 };
 
-}  // namespace jay::test
+}  // namespace containers
 
 #endif

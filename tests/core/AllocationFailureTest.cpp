@@ -23,7 +23,7 @@ std::string contents(const JByte& block) {
 
 }  // namespace
 
-TEST(AllocationFailure, IsReportedByEveryConstructor) {
+TEST(AllocationFailureTest, IsReportedByEveryConstructor) {
     const JString s("abc");
     const FailingAllocation failing;
     EXPECT_THROW(JString{"abc"}, std::bad_alloc);
@@ -37,7 +37,7 @@ TEST(AllocationFailure, IsReportedByEveryConstructor) {
     EXPECT_THROW(JStringBuffer{300}, std::bad_alloc) << "the first block must not leak";
 }
 
-TEST(AllocationFailure, OfAnAppendLeavesTheString) {
+TEST(AllocationFailureTest, OfAnAppendLeavesTheString) {
     JString s("abc");
     const int hash = s.hashCode();
     {
@@ -51,7 +51,7 @@ TEST(AllocationFailure, OfAnAppendLeavesTheString) {
     EXPECT_STREQ(s, "abcdef");
 }
 
-TEST(AllocationFailure, OfAnAssignmentLeavesTheString) {
+TEST(AllocationFailureTest, OfAnAssignmentLeavesTheString) {
     JString s("abc");
     {
         const FailingAllocation failing;
@@ -61,7 +61,7 @@ TEST(AllocationFailure, OfAnAssignmentLeavesTheString) {
     EXPECT_EQ(s.length(), 3);
 }
 
-TEST(AllocationFailure, LeavesTheBlock) {
+TEST(AllocationFailureTest, LeavesTheBlock) {
     JByte block("abc", 0, 3);
     const JByte larger("0123456789", 0, 10);
     {
@@ -73,7 +73,7 @@ TEST(AllocationFailure, LeavesTheBlock) {
     EXPECT_EQ(contents(block), "abc");
 }
 
-TEST(AllocationFailure, LeavesTheStringBuffer) {
+TEST(AllocationFailureTest, LeavesTheStringBuffer) {
     JStringBuffer buffer;
     buffer.append("abc");
     const std::string longer(300, 'x');
@@ -86,7 +86,7 @@ TEST(AllocationFailure, LeavesTheStringBuffer) {
     EXPECT_STREQ(buffer, "abc");
 }
 
-TEST(AllocationFailure, IsWhatATextBeyondTheLengthsRangeMeets) {
+TEST(AllocationFailureTest, IsWhatATextBeyondTheLengthsRangeMeets) {
     EXPECT_EQ(jay::detail::textSize(static_cast<std::size_t>(INT_MAX)), INT_MAX);
     EXPECT_THROW(jay::detail::textSize(static_cast<std::size_t>(INT_MAX) + 1), std::bad_alloc);
     EXPECT_THROW(jay::detail::textSize(static_cast<long long>(INT_MAX) + 1), std::bad_alloc);

@@ -18,35 +18,35 @@ JByte blockOf(const char* text) {
 
 }  // namespace
 
-TEST(JByte, AnEmptyBlockHasData) {
+TEST(JByteTest, AnEmptyBlockHasData) {
     JByte block;
     EXPECT_EQ(block.size(), 0);
     EXPECT_NE(static_cast<char*>(block), nullptr);
     static_cast<char*>(block)[0] = 'x';  // one byte is there
 }
 
-TEST(JByte, ASizedBlockHoldsThatManyBytes) {
+TEST(JByteTest, ASizedBlockHoldsThatManyBytes) {
     JByte block(100);
     EXPECT_EQ(block.size(), 100);
     std::memset(block, 7, 100);
     EXPECT_EQ(block[99], 7);
 }
 
-TEST(JByte, ANegativeSizeCountsAsZero) {
+TEST(JByteTest, ANegativeSizeCountsAsZero) {
     JByte block(-5);
     EXPECT_EQ(block.size(), 0);
     EXPECT_NE(static_cast<char*>(block), nullptr);
     EXPECT_EQ(JByte(INT_MIN).size(), 0);
 }
 
-TEST(JByte, ARangeIsCopiedWithoutTerminator) {
+TEST(JByteTest, ARangeIsCopiedWithoutTerminator) {
     const char* text = "abcdef";
     JByte block(text, 2, 3);
     EXPECT_EQ(block.size(), 3);
     EXPECT_EQ(contents(block), "cde");
 }
 
-TEST(JByte, ARangeMayComeFromAnyPointerToWritableBytes) {
+TEST(JByteTest, ARangeMayComeFromAnyPointerToWritableBytes) {
     unsigned char bytes[] = {1, 2, 200, 0, 5};
     JByte block(bytes, 1, 3);
     EXPECT_EQ(contents(block), std::string("\x02\xC8\0", 3));
@@ -54,14 +54,14 @@ TEST(JByte, ARangeMayComeFromAnyPointerToWritableBytes) {
     EXPECT_EQ(contents(JByte(text, 1, 2)), "bc");
 }
 
-TEST(JByte, ANullSourceOrANegativeLengthGivesAnEmptyBlock) {
+TEST(JByteTest, ANullSourceOrANegativeLengthGivesAnEmptyBlock) {
     EXPECT_EQ(JByte(static_cast<const char*>(nullptr), 0, 5).size(), 0);
     EXPECT_EQ(JByte(static_cast<void*>(nullptr), 2, 5).size(), 0);
     EXPECT_EQ(JByte("abc", 0, -1).size(), 0);
     EXPECT_EQ(JByte("abc", 0, 0).size(), 0);
 }
 
-TEST(JByte, ACopyHasItsOwnBytes) {
+TEST(JByteTest, ACopyHasItsOwnBytes) {
     JByte original = blockOf("abc");
     JByte copy(original);
     static_cast<char*>(original)[0] = 'x';
@@ -70,7 +70,7 @@ TEST(JByte, ACopyHasItsOwnBytes) {
     EXPECT_EQ(JByte(JByte()).size(), 0);
 }
 
-TEST(JByte, AssigningASmallerBlockKeepsTheArray) {
+TEST(JByteTest, AssigningASmallerBlockKeepsTheArray) {
     JByte block(100);
     char* array = block;
     EXPECT_EQ(&(block = blockOf("0123456789")), &block);
@@ -79,7 +79,7 @@ TEST(JByte, AssigningASmallerBlockKeepsTheArray) {
     EXPECT_EQ(static_cast<char*>(block), array);
 }
 
-TEST(JByte, AssigningABlockOfTheSameSizeKeepsTheArray) {
+TEST(JByteTest, AssigningABlockOfTheSameSizeKeepsTheArray) {
     JByte block(3);
     char* array = block;
     block = blockOf("abc");
@@ -87,7 +87,7 @@ TEST(JByte, AssigningABlockOfTheSameSizeKeepsTheArray) {
     EXPECT_EQ(contents(block), "abc");
 }
 
-TEST(JByte, AnAssignmentRemembersNoCapacity) {
+TEST(JByteTest, AnAssignmentRemembersNoCapacity) {
     JByte block(100);
     block = JByte(10);
     char* array = block;
@@ -99,14 +99,14 @@ TEST(JByte, AnAssignmentRemembersNoCapacity) {
     EXPECT_EQ(contents(block), std::string(50, '\1'));
 }
 
-TEST(JByte, MayBeAssignedToItself) {
+TEST(JByteTest, MayBeAssignedToItself) {
     JByte block = blockOf("abc");
     JByte& same = block;
     block = same;
     EXPECT_EQ(contents(block), "abc");
 }
 
-TEST(JByte, ResizeReturnsTheNewData) {
+TEST(JByteTest, ResizeReturnsTheNewData) {
     JByte block = blockOf("abc");
     char* data = block.resize(8);
     EXPECT_EQ(block.size(), 8);
@@ -115,14 +115,14 @@ TEST(JByte, ResizeReturnsTheNewData) {
     EXPECT_EQ(contents(block), std::string(8, '\1'));
 }
 
-TEST(JByte, ResizeAllocatesAnewAlsoForLess) {
+TEST(JByteTest, ResizeAllocatesAnewAlsoForLess) {
     JByte block(8);
     char* array = block;
     EXPECT_NE(block.resize(2), array);
     EXPECT_EQ(block.size(), 2);
 }
 
-TEST(JByte, ResizeToNothingLeavesData) {
+TEST(JByteTest, ResizeToNothingLeavesData) {
     JByte block = blockOf("abc");
     EXPECT_NE(block.resize(0), nullptr);
     EXPECT_EQ(block.size(), 0);
@@ -130,7 +130,7 @@ TEST(JByte, ResizeToNothingLeavesData) {
     EXPECT_EQ(block.size(), 0);
 }
 
-TEST(JByte, BytesAreSigned) {
+TEST(JByteTest, BytesAreSigned) {
     const JByte block = blockOf("a\xFF");
     EXPECT_EQ(block[0], 'a');
     EXPECT_EQ(block[1], -1);
@@ -139,7 +139,7 @@ TEST(JByte, BytesAreSigned) {
     static_assert(std::is_same_v<decltype(block[0]), signed char>);
 }
 
-TEST(JByte, ConvertsToPointersToItsData) {
+TEST(JByteTest, ConvertsToPointersToItsData) {
     const JByte block = blockOf("abc");
     char* text = block;
     const char* constant = block;
@@ -155,7 +155,7 @@ TEST(JByte, ConvertsToPointersToItsData) {
     EXPECT_EQ(std::memcmp(block, "abc", 3), 0);
 }
 
-TEST(JByte, HasATableWithNothingButItsDestructor) {
+TEST(JByteTest, HasATableWithNothingButItsDestructor) {
     EXPECT_TRUE(std::has_virtual_destructor_v<JByte>);
     EXPECT_FALSE((std::is_convertible_v<int, JByte>));
 }

@@ -9,7 +9,7 @@
 
 using Peer = jay::detail::JObjectArrayPeer;
 
-TEST(JIntegerArray, FillsItsSlotsWithPlainObjects) {
+TEST(JIntegerArrayTest, FillsItsSlotsWithPlainObjects) {
     JIntegerArray array;
     const JObject& element = array[3];
     EXPECT_EQ(element.getClass(), &JObject::classJObject);
@@ -17,7 +17,7 @@ TEST(JIntegerArray, FillsItsSlotsWithPlainObjects) {
     EXPECT_EQ(array.length(), 4);
 }
 
-TEST(JIntegerArray, CreateMakesAnIntegerOfZeroFromEveryArray) {
+TEST(JIntegerArrayTest, CreateMakesAnIntegerOfZeroFromEveryArray) {
     JIntegerArray array;
     const JIntegerArray constant;
     for (JObject* made : {array.create(), constant.create()}) {
@@ -27,21 +27,21 @@ TEST(JIntegerArray, CreateMakesAnIntegerOfZeroFromEveryArray) {
     }
 }
 
-TEST(JIntegerArray, CreateOfTheBaseMakesAPlainObject) {
+TEST(JIntegerArrayTest, CreateOfTheBaseMakesAPlainObject) {
     JIntegerArray array;
     JObjectArray& base = array;
     const std::unique_ptr<JObject> plain(base.create());
     EXPECT_EQ(plain->getClass(), &JObject::classJObject);
 }
 
-TEST(JIntegerArray, RaisesItsCounter) {
+TEST(JIntegerArrayTest, RaisesItsCounter) {
     JSize counter;
     JIntegerArray array(&counter);
     array[6];
     EXPECT_EQ(counter.size(), 7);
 }
 
-TEST(JIntegerArray, ItsCopiesHaveEmptySlots) {
+TEST(JIntegerArrayTest, ItsCopiesHaveEmptySlots) {
     JSize counter;
     JIntegerArray array(&counter);
     array[1];
@@ -59,7 +59,7 @@ TEST(JIntegerArray, ItsCopiesHaveEmptySlots) {
     EXPECT_EQ(assigned.getClass(), &JIntegerArray::classJIntegerArray);
 }
 
-TEST(JIntegerArray, ItsCloneIsAPlainArray) {
+TEST(JIntegerArrayTest, ItsCloneIsAPlainArray) {
     JIntegerArray array;
     array[1];
     const std::unique_ptr<JObject> clone(array.clone());

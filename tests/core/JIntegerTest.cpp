@@ -6,7 +6,7 @@
 
 #include "core/JString.h"
 
-TEST(JInteger, HoldsZeroOrTheGivenValue) {
+TEST(JIntegerTest, HoldsZeroOrTheGivenValue) {
     EXPECT_EQ(JInteger(), 0);
     EXPECT_EQ(JInteger(-3), -3);
     const JInteger original(5);
@@ -16,7 +16,7 @@ TEST(JInteger, HoldsZeroOrTheGivenValue) {
     EXPECT_EQ(static_cast<int>(converted), 7);
 }
 
-TEST(JInteger, AssignmentsReturnTheObject) {
+TEST(JIntegerTest, AssignmentsReturnTheObject) {
     JInteger a;
     const JInteger b(4);
     EXPECT_EQ(&(a = 3), &a);
@@ -30,7 +30,7 @@ TEST(JInteger, AssignmentsReturnTheObject) {
     EXPECT_EQ(a += a, 26);
 }
 
-TEST(JInteger, PlusGivesANewInteger) {
+TEST(JIntegerTest, PlusGivesANewInteger) {
     const JInteger three(3);
     EXPECT_EQ(three + 4, 7);
     EXPECT_EQ(4 + three, 7);
@@ -42,7 +42,7 @@ TEST(JInteger, PlusGivesANewInteger) {
     static_assert(std::is_same_v<decltype(three + three), JInteger>);
 }
 
-TEST(JInteger, SumsWrapAround) {
+TEST(JIntegerTest, SumsWrapAround) {
     JInteger most(INT_MAX);
     EXPECT_EQ(most + 1, INT_MIN);
     EXPECT_EQ(-1 + JInteger(INT_MIN), INT_MAX);
@@ -51,19 +51,19 @@ TEST(JInteger, SumsWrapAround) {
     EXPECT_EQ(most, INT_MIN);
 }
 
-TEST(JInteger, ComparesByValueThroughInt) {
+TEST(JIntegerTest, ComparesByValueThroughInt) {
     EXPECT_TRUE(JInteger(3) == JInteger(3));
     EXPECT_TRUE(JInteger(3) < 4);
 }
 
-TEST(JInteger, EqualityHashAndCloneAreTheRoots) {
+TEST(JIntegerTest, EqualityHashAndCloneAreTheRoots) {
     JInteger three(3);
     EXPECT_TRUE(three.equals(JInteger(4)));
     EXPECT_EQ(three.hashCode(), 0);
     EXPECT_EQ(three.clone(), nullptr);
 }
 
-TEST(JInteger, ParseIntReadsADecimalNumberAtTheStart) {
+TEST(JIntegerTest, ParseIntReadsADecimalNumberAtTheStart) {
     EXPECT_EQ(JInteger::parseInt("12abc"), 12);
     EXPECT_EQ(JInteger::parseInt("abc"), 0);
     EXPECT_EQ(JInteger::parseInt("  -7"), -7);
@@ -75,13 +75,13 @@ TEST(JInteger, ParseIntReadsADecimalNumberAtTheStart) {
     EXPECT_EQ(JInteger::parseInt(static_cast<const char*>(nullptr)), 0);
 }
 
-TEST(JInteger, ParseIntTakesStrings) {
+TEST(JIntegerTest, ParseIntTakesStrings) {
     JString text("42 things");
     EXPECT_EQ(JInteger::parseInt(text), 42);
     EXPECT_EQ(JInteger::parseInt(JString("-1")), -1);
 }
 
-TEST(JInteger, ParseIntStopsAtTheLimitsOfInt) {
+TEST(JIntegerTest, ParseIntStopsAtTheLimitsOfInt) {
     EXPECT_EQ(JInteger::parseInt("2147483647"), INT_MAX);
     EXPECT_EQ(JInteger::parseInt("2147483648"), INT_MAX);
     EXPECT_EQ(JInteger::parseInt("-2147483648"), INT_MIN);

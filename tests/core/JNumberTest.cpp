@@ -29,33 +29,33 @@ std::string i64toa(long long value, int base) {
 
 }  // namespace
 
-TEST(JNumber, ItoaWritesSignedDecimals) {
+TEST(JNumberTest, ItoaWritesSignedDecimals) {
     EXPECT_EQ(itoa(0, 10), "0");
     EXPECT_EQ(itoa(-1, 10), "-1");
     EXPECT_EQ(itoa(INT_MAX, 10), "2147483647");
     EXPECT_EQ(itoa(INT_MIN, 10), "-2147483648");
 }
 
-TEST(JNumber, ItoaWritesThePatternInUpperCaseHexadecimal) {
+TEST(JNumberTest, ItoaWritesThePatternInUpperCaseHexadecimal) {
     EXPECT_EQ(itoa(255, 16), "FF");
     EXPECT_EQ(itoa(-1, 16), "FFFFFFFF");
     EXPECT_EQ(itoa(INT_MIN, 16), "80000000");
     EXPECT_EQ(itoa(0, 16), "0");
 }
 
-TEST(JNumber, ItoaWritesThePatternInOctal) {
+TEST(JNumberTest, ItoaWritesThePatternInOctal) {
     EXPECT_EQ(itoa(8, 8), "10");
     EXPECT_EQ(itoa(-1, 8), "37777777777");
 }
 
-TEST(JNumber, ItoaWritesNothingInOtherBases) {
+TEST(JNumberTest, ItoaWritesNothingInOtherBases) {
     EXPECT_EQ(itoa(5, 2), "");
     EXPECT_EQ(itoa(5, 0), "");
     EXPECT_EQ(itoa(5, -10), "");
     EXPECT_EQ(itoa(5, 36), "");
 }
 
-TEST(JNumber, I64toaWritesSignedDecimals) {
+TEST(JNumberTest, I64toaWritesSignedDecimals) {
     EXPECT_EQ(i64toa(0, 10), "0");
     EXPECT_EQ(i64toa(-1, 10), "-1");
     EXPECT_EQ(i64toa(4294967296LL, 10), "4294967296");
@@ -63,17 +63,17 @@ TEST(JNumber, I64toaWritesSignedDecimals) {
     EXPECT_EQ(i64toa(LLONG_MIN, 10), "-9223372036854775808");
 }
 
-TEST(JNumber, I64toaWritesThePatternInUpperCaseHexadecimal) {
+TEST(JNumberTest, I64toaWritesThePatternInUpperCaseHexadecimal) {
     EXPECT_EQ(i64toa(0xABCDEF0123LL, 16), "ABCDEF0123");
     EXPECT_EQ(i64toa(-1, 16), "FFFFFFFFFFFFFFFF");
 }
 
-TEST(JNumber, I64toaWritesThePatternInOctal) {
+TEST(JNumberTest, I64toaWritesThePatternInOctal) {
     EXPECT_EQ(i64toa(8, 8), "10");
     EXPECT_EQ(i64toa(-1, 8), "1777777777777777777777");
 }
 
-TEST(JNumber, I64toaWritesNothingInOtherBases) {
+TEST(JNumberTest, I64toaWritesNothingInOtherBases) {
     EXPECT_EQ(i64toa(5, 2), "");
     EXPECT_EQ(i64toa(5, 0), "");
 }

@@ -13,9 +13,9 @@
 #include "support/Counted.h"
 #include "support/JObjectArrayPeer.h"
 
-using jay::test::Counted;
-using jay::test::CountedTest;
-using jay::test::numberOf;
+using support::Counted;
+using support::CountedTest;
+using support::numberOf;
 using Peer = jay::detail::JObjectArrayPeer;
 
 namespace {
@@ -54,7 +54,7 @@ class JObjectArrayLifeTest : public CountedTest {};
 
 // ---- shape ----
 
-TEST(JObjectArray, IsEmptyAtFirstAndCountsNowhere) {
+TEST(JObjectArrayTest, IsEmptyAtFirstAndCountsNowhere) {
     JObjectArray array;
     EXPECT_EQ(array.length(), 0);
     EXPECT_EQ(Peer::capacity(array), 0);
@@ -62,7 +62,7 @@ TEST(JObjectArray, IsEmptyAtFirstAndCountsNowhere) {
     EXPECT_EQ(Peer::elements(array), nullptr);
 }
 
-TEST(JObjectArray, LeavesItsCounterAsItIsAtFirst) {
+TEST(JObjectArrayTest, LeavesItsCounterAsItIsAtFirst) {
     JSize counter;
     counter = 3;
     JObjectArray array(&counter);
@@ -71,7 +71,7 @@ TEST(JObjectArray, LeavesItsCounterAsItIsAtFirst) {
     EXPECT_EQ(counter.size(), 3);
 }
 
-TEST(JObjectArray, MakesPlainObjects) {
+TEST(JObjectArrayTest, MakesPlainObjects) {
     JObjectArray array;
     EXPECT_EQ(array[0].getClass(), &JObject::classJObject);
     const std::unique_ptr<JObject> made(array.create());
@@ -105,7 +105,7 @@ TEST_F(JObjectArrayLifeTest, AMissingElementBelowTheLengthIsMadeWhenItIsRead) {
     EXPECT_EQ(Peer::element(array, 2), nullptr);
 }
 
-TEST(JObjectArray, ANegativeIndexIsTheFirstElement) {
+TEST(JObjectArrayTest, ANegativeIndexIsTheFirstElement) {
     JObjectArray array;
     const JObject& first = array[-3];
     EXPECT_EQ(array.length(), 1);
@@ -113,7 +113,7 @@ TEST(JObjectArray, ANegativeIndexIsTheFirstElement) {
     EXPECT_EQ(&array[INT_MIN], &first);
 }
 
-TEST(JObjectArray, GrowsWithinItsCapacityInPlace) {
+TEST(JObjectArrayTest, GrowsWithinItsCapacityInPlace) {
     JObjectArray array;
     array[0];
     JObject** const slots = Peer::elements(array);
@@ -123,7 +123,7 @@ TEST(JObjectArray, GrowsWithinItsCapacityInPlace) {
     EXPECT_EQ(Peer::elements(array), slots);
 }
 
-TEST(JObjectArray, GrowsInStepsOfEightSlots) {
+TEST(JObjectArrayTest, GrowsInStepsOfEightSlots) {
     const struct {
         int index, capacity;
     } cases[] = {{0, 8}, {6, 8}, {7, 8}, {8, 16}, {15, 16}, {16, 24}, {99, 104}, {1000, 1008}};
@@ -136,7 +136,7 @@ TEST(JObjectArray, GrowsInStepsOfEightSlots) {
     }
 }
 
-TEST(JObjectArray, KeepsItsElementsWhenItGrows) {
+TEST(JObjectArrayTest, KeepsItsElementsWhenItGrows) {
     JObjectArray array;
     fill(array, 8);
     const std::vector<JObject*> before(Peer::elements(array), Peer::elements(array) + 8);
@@ -144,7 +144,7 @@ TEST(JObjectArray, KeepsItsElementsWhenItGrows) {
     EXPECT_EQ(std::vector<JObject*>(Peer::elements(array), Peer::elements(array) + 8), before);
 }
 
-TEST(JObjectArray, AnIndexThatNoLengthCanReachFailsAsItsAllocationWould) {
+TEST(JObjectArrayTest, AnIndexThatNoLengthCanReachFailsAsItsAllocationWould) {
     JObjectArray array;
     array[1];
     EXPECT_THROW(array[INT_MAX], std::bad_alloc);
@@ -154,7 +154,7 @@ TEST(JObjectArray, AnIndexThatNoLengthCanReachFailsAsItsAllocationWould) {
     EXPECT_EQ(Peer::capacity(array), 8);
 }
 
-TEST(JObjectArray, AFactoryThatFailsLeavesAnEmptySlot) {
+TEST(JObjectArrayTest, AFactoryThatFailsLeavesAnEmptySlot) {
     Barren array;
     EXPECT_THROW(array[2], std::bad_alloc);
     EXPECT_EQ(array.length(), 3);
@@ -163,7 +163,7 @@ TEST(JObjectArray, AFactoryThatFailsLeavesAnEmptySlot) {
 
 // ---- counter ----
 
-TEST(JObjectArray, RaisesItsCounterWhenItGrows) {
+TEST(JObjectArrayTest, RaisesItsCounterWhenItGrows) {
     JSize counter;
     JObjectArray array(&counter);
     array[2];
@@ -176,7 +176,7 @@ TEST(JObjectArray, RaisesItsCounterWhenItGrows) {
     EXPECT_EQ(counter.size(), 20);
 }
 
-TEST(JObjectArray, NeverLowersItsCounter) {
+TEST(JObjectArrayTest, NeverLowersItsCounter) {
     JSize counter;
     counter = 10;
     JObjectArray array(&counter);
@@ -190,7 +190,7 @@ TEST(JObjectArray, NeverLowersItsCounter) {
     EXPECT_EQ(counter.size(), 10);
 }
 
-TEST(JObjectArray, ReadingAnyElementRaisesACounterThatIsBehind) {
+TEST(JObjectArrayTest, ReadingAnyElementRaisesACounterThatIsBehind) {
     JSize counter;
     JObjectArray array(&counter);
     fill(array, 3);
@@ -199,7 +199,7 @@ TEST(JObjectArray, ReadingAnyElementRaisesACounterThatIsBehind) {
     EXPECT_EQ(counter.size(), 3);
 }
 
-TEST(JObjectArray, ShrinkingRaisesACounterThatIsBehind) {
+TEST(JObjectArrayTest, ShrinkingRaisesACounterThatIsBehind) {
     JSize counter;
     JObjectArray array(&counter);
     fill(array, 5);
@@ -208,7 +208,7 @@ TEST(JObjectArray, ShrinkingRaisesACounterThatIsBehind) {
     EXPECT_EQ(counter.size(), 3);
 }
 
-TEST(JObjectArray, ResizingToTheLengthItHasTouchesNotEvenTheCounter) {
+TEST(JObjectArrayTest, ResizingToTheLengthItHasTouchesNotEvenTheCounter) {
     JSize counter;
     JObjectArray array(&counter);
     array.resize(8);
@@ -219,7 +219,7 @@ TEST(JObjectArray, ResizingToTheLengthItHasTouchesNotEvenTheCounter) {
     EXPECT_EQ(Peer::elements(array), slots);
 }
 
-TEST(JObjectArray, ArraysThatShareACounterRecordTheLargestLength) {
+TEST(JObjectArrayTest, ArraysThatShareACounterRecordTheLargestLength) {
     JSize counter;
     JObjectArray a(&counter);
     JObjectArray b(&counter);
@@ -232,7 +232,7 @@ TEST(JObjectArray, ArraysThatShareACounterRecordTheLargestLength) {
 
 // ---- resize ----
 
-TEST(JObjectArray, ResizingRoundsTheCapacityUp) {
+TEST(JObjectArrayTest, ResizingRoundsTheCapacityUp) {
     JObjectArray array;
     array.resize(8);
     EXPECT_EQ(Peer::capacity(array), 8);
@@ -243,14 +243,14 @@ TEST(JObjectArray, ResizingRoundsTheCapacityUp) {
     EXPECT_EQ(Peer::capacity(array), 24);
 }
 
-TEST(JObjectArray, ResizingAddsEmptySlots) {
+TEST(JObjectArrayTest, ResizingAddsEmptySlots) {
     JObjectArray array;
     array.resize(20);
     EXPECT_EQ(array.length(), 20);
     for (int i = 0; i < Peer::capacity(array); i++) EXPECT_EQ(Peer::element(array, i), nullptr) << i;
 }
 
-TEST(JObjectArray, ResizingToTheCapacityMovesToNewSlotsOfTheSameNumber) {
+TEST(JObjectArrayTest, ResizingToTheCapacityMovesToNewSlotsOfTheSameNumber) {
     JObjectArray array;
     array.resize(9);
     const JObject& element = array[8];
@@ -261,7 +261,7 @@ TEST(JObjectArray, ResizingToTheCapacityMovesToNewSlotsOfTheSameNumber) {
     EXPECT_EQ(Peer::element(array, 8), &element);
 }
 
-TEST(JObjectArray, ResizingBelowTheCapacityStaysInPlace) {
+TEST(JObjectArrayTest, ResizingBelowTheCapacityStaysInPlace) {
     JObjectArray array;
     array.resize(9);
     JObject** const slots = Peer::elements(array);
@@ -368,7 +368,7 @@ TEST_F(JObjectArrayLifeTest, AnAssignedArrayHasExactlyTheOthersLengthAsCapacity)
     EXPECT_EQ(numberOf(Peer::element(target, 2)), 2);
 }
 
-TEST(JObjectArray, AssigningRaisesTheOwnCounterAndKeepsIt) {
+TEST(JObjectArrayTest, AssigningRaisesTheOwnCounterAndKeepsIt) {
     JSize counter;
     JSize others;
     JObjectArray source(&others);
@@ -393,7 +393,7 @@ TEST_F(JObjectArrayLifeTest, AssignedToItselfItIsEmptied) {
     EXPECT_EQ(array.length(), 1);
 }
 
-TEST(JObjectArray, ElementsThatDoNotCloneComeOutAsEmptySlots) {
+TEST(JObjectArrayTest, ElementsThatDoNotCloneComeOutAsEmptySlots) {
     JObjectArray source;
     fill(source, 2);
     JObjectArray target;

@@ -33,13 +33,13 @@ private:
 
 }  // namespace
 
-TEST(JObject, HashCodeIsZeroAndThereIsNoClone) {
+TEST(JObjectTest, HashCodeIsZeroAndThereIsNoClone) {
     JObject object;
     EXPECT_EQ(object.hashCode(), 0);
     EXPECT_EQ(object.clone(), nullptr);
 }
 
-TEST(JObject, IsDestroyedThroughTheRoot) {
+TEST(JObjectTest, IsDestroyedThroughTheRoot) {
     int count = 0;
     JObject* object = new Counted(count);
     EXPECT_EQ(count, 1);
@@ -47,7 +47,7 @@ TEST(JObject, IsDestroyedThroughTheRoot) {
     EXPECT_EQ(count, 0);
 }
 
-TEST(JObject, EqualsEveryObjectOfItsClass) {
+TEST(JObjectTest, EqualsEveryObjectOfItsClass) {
     JObject a;
     JObject b;
     EXPECT_TRUE(a.equals(a));
@@ -58,7 +58,7 @@ TEST(JObject, EqualsEveryObjectOfItsClass) {
     EXPECT_TRUE(JInteger(3).equals(&four));
 }
 
-TEST(JObject, DiffersFromObjectsOfOtherClasses) {
+TEST(JObjectTest, DiffersFromObjectsOfOtherClasses) {
     JObject object;
     JInteger integer(3);
     JString text("x");
@@ -73,7 +73,7 @@ TEST(JObject, DiffersFromObjectsOfOtherClasses) {
     EXPECT_FALSE(buffer.equals(text));
 }
 
-TEST(JObject, EqualsAsksTheClassesOfBothSidesVirtually) {
+TEST(JObjectTest, EqualsAsksTheClassesOfBothSidesVirtually) {
     Invented a("Same", 8);
     Invented b("Same", 8);
     JObject& asRoot = a;
@@ -81,17 +81,17 @@ TEST(JObject, EqualsAsksTheClassesOfBothSidesVirtually) {
     EXPECT_FALSE(asRoot.equals(JObject()));
 }
 
-TEST(JObject, EqualsComparesSizesFirst) {
+TEST(JObjectTest, EqualsComparesSizesFirst) {
     EXPECT_FALSE(Invented("Same", 8).equals(Invented("Same", 12)));
 }
 
-TEST(JObject, EqualsComparesNoMoreOfTheNamesThanTheInstanceSize) {
+TEST(JObjectTest, EqualsComparesNoMoreOfTheNamesThanTheInstanceSize) {
     EXPECT_TRUE(Invented("JObject", 4).equals(Invented("JObjection", 4)));
     EXPECT_TRUE(Invented("JObject", 3).equals(Invented("JObX", 3)));
     EXPECT_FALSE(Invented("JObject", 4).equals(Invented("JObX", 4)));
 }
 
-TEST(JObject, EqualsEndsWithTheNames) {
+TEST(JObjectTest, EqualsEndsWithTheNames) {
     // In arrays of their own, so that a sanitizer sees a read beyond either NUL.
     const auto exact = [](const char* text) { return std::vector<char>(text, text + std::strlen(text) + 1); };
     const std::vector<char> a = exact("Short");

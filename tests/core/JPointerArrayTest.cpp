@@ -15,7 +15,7 @@ void* held(const JPointer& pointer) {
 
 }  // namespace
 
-TEST(JPointerArray, ReadingAnElementMakesANullPointer) {
+TEST(JPointerArrayTest, ReadingAnElementMakesANullPointer) {
     JPointerArray array;
     EXPECT_EQ(held(array[2]), nullptr);
     EXPECT_EQ(array.length(), 3);
@@ -23,7 +23,7 @@ TEST(JPointerArray, ReadingAnElementMakesANullPointer) {
     EXPECT_EQ(Peer::element(array, 2)->getClass(), &JPointer::classJPointer);
 }
 
-TEST(JPointerArray, HoldsAddressesWithoutOwningThem) {
+TEST(JPointerArrayTest, HoldsAddressesWithoutOwningThem) {
     JObject object;
     {
         JPointerArray array;
@@ -33,14 +33,14 @@ TEST(JPointerArray, HoldsAddressesWithoutOwningThem) {
     EXPECT_EQ(object.hashCode(), 0);
 }
 
-TEST(JPointerArray, RaisesItsCounter) {
+TEST(JPointerArrayTest, RaisesItsCounter) {
     JSize counter;
     JPointerArray array(&counter);
     array[6];
     EXPECT_EQ(counter.size(), 7);
 }
 
-TEST(JPointerArray, ItsCopiesHaveEmptySlotsBecauseAPointerDoesNotClone) {
+TEST(JPointerArrayTest, ItsCopiesHaveEmptySlotsBecauseAPointerDoesNotClone) {
     JObject object;
     JPointerArray array;
     array[1] = object;
@@ -56,7 +56,7 @@ TEST(JPointerArray, ItsCopiesHaveEmptySlotsBecauseAPointerDoesNotClone) {
     EXPECT_EQ(held(array[1]), &object);
 }
 
-TEST(JPointerArray, ItsCloneIsAPlainArray) {
+TEST(JPointerArrayTest, ItsCloneIsAPlainArray) {
     JPointerArray array;
     array[1];
     const std::unique_ptr<JObject> clone(array.clone());

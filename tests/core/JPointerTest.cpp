@@ -4,7 +4,7 @@
 
 #include "core/JInteger.h"
 
-TEST(JPointer, HoldsNullOrAnObjectsAddress) {
+TEST(JPointerTest, HoldsNullOrAnObjectsAddress) {
     JPointer none;
     EXPECT_EQ(static_cast<void*>(none), nullptr);
     JInteger object(1);
@@ -12,7 +12,7 @@ TEST(JPointer, HoldsNullOrAnObjectsAddress) {
     EXPECT_EQ(static_cast<void*>(pointer), &object);
 }
 
-TEST(JPointer, ACopyHoldsTheSamePointerNotTheOther) {
+TEST(JPointerTest, ACopyHoldsTheSamePointerNotTheOther) {
     JInteger object(1);
     JPointer pointer(object);
     JPointer copy(pointer);
@@ -22,7 +22,7 @@ TEST(JPointer, ACopyHoldsTheSamePointerNotTheOther) {
     EXPECT_EQ(static_cast<void*>(copyOfConst), &object);
 }
 
-TEST(JPointer, AssignmentsStoreAddressesAndReturnTheObject) {
+TEST(JPointerTest, AssignmentsStoreAddressesAndReturnTheObject) {
     JInteger object(1);
     int plain = 2;
     JPointer source(object);
@@ -40,7 +40,7 @@ TEST(JPointer, AssignmentsStoreAddressesAndReturnTheObject) {
     EXPECT_EQ(static_cast<void*>(pointer), nullptr);
 }
 
-TEST(JPointer, ConversionsReturnTheHeldPointerUnchanged) {
+TEST(JPointerTest, ConversionsReturnTheHeldPointerUnchanged) {
     JInteger object(1);
     JPointer pointer(object);
     const JPointer fixed(object);
@@ -60,14 +60,14 @@ TEST(JPointer, ConversionsReturnTheHeldPointerUnchanged) {
     EXPECT_EQ(static_cast<void*>(layoutOfConst), &object);
 }
 
-TEST(JPointer, TheConversionToItsOwnClassGivesThePointerItself) {
+TEST(JPointerTest, TheConversionToItsOwnClassGivesThePointerItself) {
     JInteger object(1);
     JPointer pointer(object);
     JPointer* self = pointer;
     EXPECT_EQ(self, &pointer);
 }
 
-TEST(JPointer, DoesNotOwnWhatItHolds) {
+TEST(JPointerTest, DoesNotOwnWhatItHolds) {
     JInteger object(1);
     { const JPointer pointer(object); }
     EXPECT_EQ(object, 1);

@@ -2,18 +2,18 @@
 
 #include <gtest/gtest.h>
 
-TEST(JSize, StartsAtZero) {
+TEST(JSizeTest, StartsAtZero) {
     EXPECT_EQ(JSize().size(), 0);
 }
 
-TEST(JSize, SettingReturnsThePreviousValue) {
+TEST(JSizeTest, SettingReturnsThePreviousValue) {
     JSize counter;
     counter = 2;
     EXPECT_EQ(counter.size(5), 2);
     EXPECT_EQ(counter.size(), 5);
 }
 
-TEST(JSize, AssignmentStoresAndReturnsTheObject) {
+TEST(JSizeTest, AssignmentStoresAndReturnsTheObject) {
     JSize counter;
     EXPECT_EQ(&(counter = 7), &counter);
     EXPECT_EQ(counter, 7);
@@ -24,7 +24,7 @@ TEST(JSize, AssignmentStoresAndReturnsTheObject) {
     EXPECT_EQ(copy, 7);
 }
 
-TEST(JSize, IsSharedByReference) {
+TEST(JSizeTest, IsSharedByReference) {
     JSize counter;
     JSize& owner = counter;
     JSize& other = counter;

@@ -10,7 +10,7 @@
 
 using Peer = jay::detail::JObjectArrayPeer;
 
-TEST(JStringArray, ReadingAnElementMakesAnEmptyStringAndNoOther) {
+TEST(JStringArrayTest, ReadingAnElementMakesAnEmptyStringAndNoOther) {
     JStringArray array;
     EXPECT_STREQ(array[5], "");
     EXPECT_EQ(array.length(), 6);
@@ -19,28 +19,28 @@ TEST(JStringArray, ReadingAnElementMakesAnEmptyStringAndNoOther) {
     EXPECT_EQ(Peer::element(array, 2)->getClass(), &JString::classJString);
 }
 
-TEST(JStringArray, ANegativeIndexIsTheFirstElement) {
+TEST(JStringArrayTest, ANegativeIndexIsTheFirstElement) {
     JStringArray array;
     array[-3] = "a";
     EXPECT_STREQ(array[0], "a");
     EXPECT_EQ(array.length(), 1);
 }
 
-TEST(JStringArray, MakesStringsAlsoWhenItIsReadAsItsBase) {
+TEST(JStringArrayTest, MakesStringsAlsoWhenItIsReadAsItsBase) {
     JStringArray array;
     JObjectArray& base = array;
     EXPECT_EQ(base[1].getClass(), &JString::classJString);
     EXPECT_STREQ(array[1], "");
 }
 
-TEST(JStringArray, RaisesItsCounter) {
+TEST(JStringArrayTest, RaisesItsCounter) {
     JSize counter;
     JStringArray array(&counter);
     array[6] = "x";
     EXPECT_EQ(counter.size(), 7);
 }
 
-TEST(JStringArray, ItsCloneIsAPlainArrayOfNewStringsWithTheSameTexts) {
+TEST(JStringArrayTest, ItsCloneIsAPlainArrayOfNewStringsWithTheSameTexts) {
     JStringArray array;
     array[0] = "a";
     array[1] = "b";
@@ -53,7 +53,7 @@ TEST(JStringArray, ItsCloneIsAPlainArrayOfNewStringsWithTheSameTexts) {
     EXPECT_STREQ(static_cast<JString&>(plain[1]), "b");
 }
 
-TEST(JStringArray, ItsCopyIsAStringArrayWithoutACounter) {
+TEST(JStringArrayTest, ItsCopyIsAStringArrayWithoutACounter) {
     JSize counter;
     JStringArray array(&counter);
     array[1] = "b";
@@ -67,7 +67,7 @@ TEST(JStringArray, ItsCopyIsAStringArrayWithoutACounter) {
     EXPECT_STREQ(copy[0], "");
 }
 
-TEST(JStringArray, AssigningReplacesItsStrings) {
+TEST(JStringArrayTest, AssigningReplacesItsStrings) {
     JStringArray array;
     array[1] = "b";
     JStringArray other;
@@ -84,7 +84,7 @@ TEST(JStringArray, AssigningReplacesItsStrings) {
     EXPECT_EQ(third.length(), 0);
 }
 
-TEST(JStringArray, HoldsWhatAVectorHolds) {
+TEST(JStringArrayTest, HoldsWhatAVectorHolds) {
     std::mt19937 random(7);
     JStringArray array;
     std::vector<std::string> model;

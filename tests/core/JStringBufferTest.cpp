@@ -19,7 +19,7 @@ void fill(JStringBuffer& buffer, int n) {
 
 }  // namespace
 
-TEST(JStringBuffer, StartsWithoutStorage) {
+TEST(JStringBufferTest, StartsWithoutStorage) {
     JStringBuffer buffer;
     EXPECT_EQ(Peer::data(buffer), nullptr);
     EXPECT_EQ(Peer::capacity(buffer), 0);
@@ -28,7 +28,7 @@ TEST(JStringBuffer, StartsWithoutStorage) {
     EXPECT_EQ(buffer.toString().length(), 0);
 }
 
-TEST(JStringBuffer, ASizedBufferHasRoomForThatManyBytes) {
+TEST(JStringBufferTest, ASizedBufferHasRoomForThatManyBytes) {
     EXPECT_EQ(Peer::capacity(JStringBuffer(1000)), 1024);
     EXPECT_EQ(Peer::capacity(JStringBuffer(256)), 256);
     EXPECT_EQ(Peer::capacity(JStringBuffer(257)), 512);
@@ -37,7 +37,7 @@ TEST(JStringBuffer, ASizedBufferHasRoomForThatManyBytes) {
     EXPECT_EQ(JStringBuffer(1000).length(), 0);
 }
 
-TEST(JStringBuffer, TheFirstBlockHolds256BytesExactly) {
+TEST(JStringBufferTest, TheFirstBlockHolds256BytesExactly) {
     JStringBuffer buffer;
     fill(buffer, 256);
     EXPECT_EQ(Peer::capacity(buffer), 256);
@@ -48,14 +48,14 @@ TEST(JStringBuffer, TheFirstBlockHolds256BytesExactly) {
     EXPECT_EQ(buffer.length(), 256);
 }
 
-TEST(JStringBuffer, ReadingFewerBytesDoesNotGrowTheStorage) {
+TEST(JStringBufferTest, ReadingFewerBytesDoesNotGrowTheStorage) {
     JStringBuffer buffer;
     fill(buffer, 255);
     EXPECT_EQ(std::strlen(buffer), 255u);
     EXPECT_EQ(Peer::capacity(buffer), 256);
 }
 
-TEST(JStringBuffer, GrowsToTheNextBlockAboveTheNeed) {
+TEST(JStringBufferTest, GrowsToTheNextBlockAboveTheNeed) {
     JStringBuffer buffer;
     fill(buffer, 256);
     buffer.append("y");
@@ -69,7 +69,7 @@ TEST(JStringBuffer, GrowsToTheNextBlockAboveTheNeed) {
     EXPECT_EQ(std::string(buffer), expected);
 }
 
-TEST(JStringBuffer, StorageIsZeroFilled) {
+TEST(JStringBufferTest, StorageIsZeroFilled) {
     JStringBuffer buffer;
     buffer.append("abc");
     EXPECT_EQ(std::string(Peer::data(buffer) + 3, 253), std::string(253, '\0'));
@@ -77,7 +77,7 @@ TEST(JStringBuffer, StorageIsZeroFilled) {
     EXPECT_EQ(std::string(Peer::data(buffer), 512), "abc" + std::string(509, '\0'));
 }
 
-TEST(JStringBuffer, ResizeNeverShrinksAndNeverChangesTheLength) {
+TEST(JStringBufferTest, ResizeNeverShrinksAndNeverChangesTheLength) {
     JStringBuffer buffer(1000);
     buffer.append("abc");
     const char* data = Peer::data(buffer);
@@ -94,7 +94,7 @@ TEST(JStringBuffer, ResizeNeverShrinksAndNeverChangesTheLength) {
     EXPECT_STREQ(buffer, "abc");
 }
 
-TEST(JStringBuffer, ResizeBeyondTheLimitFailsAsAnAllocation) {
+TEST(JStringBufferTest, ResizeBeyondTheLimitFailsAsAnAllocation) {
     JStringBuffer buffer;
     buffer.append("abc");
     EXPECT_THROW(buffer.resize(INT_MAX), std::bad_alloc);
@@ -103,7 +103,7 @@ TEST(JStringBuffer, ResizeBeyondTheLimitFailsAsAnAllocation) {
     EXPECT_THROW(JStringBuffer{INT_MAX}, std::bad_alloc);
 }
 
-TEST(JStringBuffer, AppendsTextsAndReturnsItself) {
+TEST(JStringBufferTest, AppendsTextsAndReturnsItself) {
     JStringBuffer buffer;
     JString string("def");
     EXPECT_EQ(&buffer.append("abc"), &buffer);
@@ -115,14 +115,14 @@ TEST(JStringBuffer, AppendsTextsAndReturnsItself) {
     EXPECT_EQ(buffer.length(), 12);
 }
 
-TEST(JStringBuffer, AppendsTheTextOfAStringUpToItsNul) {
+TEST(JStringBufferTest, AppendsTheTextOfAStringUpToItsNul) {
     JStringBuffer buffer;
     buffer.append(JString("  abc").trimLeft()).append(JString(5)).append("!");
     EXPECT_STREQ(buffer, "bc!");
     EXPECT_EQ(buffer.length(), 3);
 }
 
-TEST(JStringBuffer, AppendingNothingLeavesTheLength) {
+TEST(JStringBufferTest, AppendingNothingLeavesTheLength) {
     JStringBuffer buffer;
     buffer.append('\0').append("").append(JString()).append(static_cast<const char*>(nullptr));
     EXPECT_EQ(buffer.length(), 0);
@@ -130,7 +130,7 @@ TEST(JStringBuffer, AppendingNothingLeavesTheLength) {
     EXPECT_STREQ(buffer, "");
 }
 
-TEST(JStringBuffer, RendersNumbersAsStringsDo) {
+TEST(JStringBufferTest, RendersNumbersAsStringsDo) {
     JStringBuffer buffer;
     buffer.append(INT_MIN).append(' ').append(4294967295u).append(' ');
     buffer.append(static_cast<unsigned long>(4294967295u)).append(' ');
@@ -139,13 +139,13 @@ TEST(JStringBuffer, RendersNumbersAsStringsDo) {
     EXPECT_STREQ(buffer, "-2147483648 -1 -1 4294967296 -1 c");
 }
 
-TEST(JStringBuffer, ALongIsRenderedThroughAnInt) {
+TEST(JStringBufferTest, ALongIsRenderedThroughAnInt) {
     JStringBuffer buffer;
     buffer.append(LONG_MAX);
     EXPECT_STREQ(buffer, sizeof(long) == sizeof(int) ? "2147483647" : "-1");
 }
 
-TEST(JStringBuffer, MayBeAppendedToItself) {
+TEST(JStringBufferTest, MayBeAppendedToItself) {
     JStringBuffer buffer;
     fill(buffer, 200);
     const char* own = buffer;
@@ -156,7 +156,7 @@ TEST(JStringBuffer, MayBeAppendedToItself) {
     EXPECT_EQ(std::string(buffer), std::string(405, 'x'));
 }
 
-TEST(JStringBuffer, OnlyReadingTerminatesTheText) {
+TEST(JStringBufferTest, OnlyReadingTerminatesTheText) {
     JStringBuffer buffer;
     buffer.append("abc");
     Peer::data(buffer)[3] = '#';
@@ -166,7 +166,7 @@ TEST(JStringBuffer, OnlyReadingTerminatesTheText) {
     EXPECT_EQ(Peer::data(buffer)[3], '\0');
 }
 
-TEST(JStringBuffer, ToStringHoldsTheText) {
+TEST(JStringBufferTest, ToStringHoldsTheText) {
     JStringBuffer buffer;
     fill(buffer, 256);
     const JString text = buffer.toString();
@@ -175,13 +175,13 @@ TEST(JStringBuffer, ToStringHoldsTheText) {
     EXPECT_EQ(Peer::capacity(buffer), 256);
 }
 
-TEST(JStringBuffer, ReadingAnEmptyBufferGivesTheEmptyText) {
+TEST(JStringBufferTest, ReadingAnEmptyBufferGivesTheEmptyText) {
     JStringBuffer buffer;
     EXPECT_STREQ(buffer, "");
     EXPECT_EQ(Peer::capacity(buffer), 256);
 }
 
-TEST(JStringBuffer, ClearFreesTheStorage) {
+TEST(JStringBufferTest, ClearFreesTheStorage) {
     JStringBuffer buffer(1000);
     buffer.append("abc").clear();
     EXPECT_EQ(Peer::data(buffer), nullptr);
@@ -193,7 +193,7 @@ TEST(JStringBuffer, ClearFreesTheStorage) {
     EXPECT_STREQ(buffer, "x");
 }
 
-TEST(JStringBuffer, IsNotCopied) {
+TEST(JStringBufferTest, IsNotCopied) {
     EXPECT_FALSE(std::is_copy_constructible_v<JStringBuffer>);
     EXPECT_FALSE(std::is_copy_assignable_v<JStringBuffer>);
 }

@@ -37,7 +37,7 @@ void onEveryForm(Check check) {
 
 }  // namespace
 
-TEST(JStringExpression, PlusTakesEveryIntegerType) {
+TEST(JStringExpressionTest, PlusTakesEveryIntegerType) {
     onEveryForm([](auto&& s) {
         EXPECT_STREQ(s + 1, "ab1");
         EXPECT_STREQ(s + static_cast<short>(-2), "ab-2");
@@ -54,7 +54,7 @@ TEST(JStringExpression, PlusTakesEveryIntegerType) {
     });
 }
 
-TEST(JStringExpression, PlusTakesCharactersBooleansAndBoxedIntegers) {
+TEST(JStringExpressionTest, PlusTakesCharactersBooleansAndBoxedIntegers) {
     onEveryForm([](auto&& s) {
         EXPECT_STREQ(s + 'c', "abc");
         EXPECT_STREQ(s + static_cast<signed char>('c'), "abc");
@@ -73,7 +73,7 @@ TEST(JStringExpression, PlusTakesCharactersBooleansAndBoxedIntegers) {
     });
 }
 
-TEST(JStringExpression, PlusTakesTextsOnBothSides) {
+TEST(JStringExpressionTest, PlusTakesTextsOnBothSides) {
     char buffer[] = "buf";
     char* pointer = buffer;
     JString other("other");
@@ -96,12 +96,12 @@ TEST(JStringExpression, PlusTakesTextsOnBothSides) {
     });
 }
 
-TEST(JStringExpression, PlusChains) {
+TEST(JStringExpressionTest, PlusChains) {
     const JString s("n");
     EXPECT_STREQ("<" + s + "=" + 1 + ',' + 2L + ',' + true + JInteger(3) + s + ">", "<n=1,2,true3n>");
 }
 
-TEST(JStringExpression, ComparesWithStringsLiteralsAndBuffers) {
+TEST(JStringExpressionTest, ComparesWithStringsLiteralsAndBuffers) {
     char buffer[] = "ab";
     char* pointer = buffer;
     char* const fixedPointer = buffer;
@@ -137,7 +137,7 @@ TEST(JStringExpression, ComparesWithStringsLiteralsAndBuffers) {
     });
 }
 
-TEST(JStringExpression, EqualsTakesTextsAndStrings) {
+TEST(JStringExpressionTest, EqualsTakesTextsAndStrings) {
     char buffer[] = "ab";
     JString same("ab");
     const JString fixed("ab");
@@ -155,7 +155,7 @@ TEST(JStringExpression, EqualsTakesTextsAndStrings) {
     });
 }
 
-TEST(JStringExpression, EqualsOfAnObjectComparesTextsAndOfAConstObjectClasses) {
+TEST(JStringExpressionTest, EqualsOfAnObjectComparesTextsAndOfAConstObjectClasses) {
     JString s("ab");
     JString same("ab");
     JString different("x");
@@ -170,7 +170,7 @@ TEST(JStringExpression, EqualsOfAnObjectComparesTextsAndOfAConstObjectClasses) {
     EXPECT_TRUE(s.equals(&constObject));
 }
 
-TEST(JStringExpression, IsIndexedByEveryIntegerType) {
+TEST(JStringExpressionTest, IsIndexedByEveryIntegerType) {
     onEveryForm([](auto&& s) {
         EXPECT_EQ(s[0], 'a');
         EXPECT_EQ(s[1u], 'b');
@@ -185,7 +185,7 @@ TEST(JStringExpression, IsIndexedByEveryIntegerType) {
     });
 }
 
-TEST(JStringExpression, AppendingTakesEveryType) {
+TEST(JStringExpressionTest, AppendingTakesEveryType) {
     JString s;
     JString other("o");
     const JString fixed("f");
@@ -208,7 +208,7 @@ TEST(JStringExpression, AppendingTakesEveryType) {
     static_assert(std::is_same_v<decltype(s += 1), JString&>);
 }
 
-TEST(JStringExpression, PassesWherePointersAreWanted) {
+TEST(JStringExpressionTest, PassesWherePointersAreWanted) {
     onEveryForm([](auto&& s) {
         EXPECT_EQ(std::strlen(s), 2u);
         EXPECT_EQ(std::strcmp(s, "ab"), 0);
@@ -230,7 +230,7 @@ TEST(JStringExpression, PassesWherePointersAreWanted) {
     });
 }
 
-TEST(JStringExpression, IsBuiltFromTextsCharactersCapacitiesAndStrings) {
+TEST(JStringExpressionTest, IsBuiltFromTextsCharactersCapacitiesAndStrings) {
     JString t = "x";
     JString u('c');
     JString v(5);
@@ -255,13 +255,13 @@ TEST(JStringExpression, IsBuiltFromTextsCharactersCapacitiesAndStrings) {
     EXPECT_STREQ(fromBytes, "f");
 }
 
-TEST(JStringExpression, ANumberNeverBecomesAStringUnasked) {
+TEST(JStringExpressionTest, ANumberNeverBecomesAStringUnasked) {
     EXPECT_FALSE((std::is_convertible_v<int, JString>));
     EXPECT_FALSE((std::is_convertible_v<long, JString>));
     EXPECT_TRUE((std::is_constructible_v<JString, int>));
 }
 
-TEST(JStringExpression, IsAssignedTextsAndStrings) {
+TEST(JStringExpressionTest, IsAssignedTextsAndStrings) {
     JString s;
     JString other("o");
     const JString fixed("f");
@@ -276,7 +276,7 @@ TEST(JStringExpression, IsAssignedTextsAndStrings) {
     static_assert(std::is_same_v<decltype(s = "x"), JString&>);
 }
 
-TEST(JStringExpression, SearchesTakeCharactersTextsAndStrings) {
+TEST(JStringExpressionTest, SearchesTakeCharactersTextsAndStrings) {
     JString needle("b");
     const JString fixed("b");
     onEveryForm([&](auto&& s) {
@@ -304,7 +304,7 @@ TEST(JStringExpression, SearchesTakeCharactersTextsAndStrings) {
     });
 }
 
-TEST(JStringExpression, DerivedStringsComeFromEveryForm) {
+TEST(JStringExpressionTest, DerivedStringsComeFromEveryForm) {
     onEveryForm([](auto&& s) {
         EXPECT_STREQ(s.substring(1), "b");
         EXPECT_STREQ(s.substring(0, 1), "a");
@@ -315,7 +315,7 @@ TEST(JStringExpression, DerivedStringsComeFromEveryForm) {
     });
 }
 
-TEST(JStringExpression, AStringBufferTakesEveryType) {
+TEST(JStringExpressionTest, AStringBufferTakesEveryType) {
     JStringBuffer buffer;
     JString s("s");
     const JString fixed("f");

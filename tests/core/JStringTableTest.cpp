@@ -21,14 +21,14 @@ JObject* rowOf(const JStringTable& table, int row) {
 
 }  // namespace
 
-TEST(JStringTable, StoresTheCountsItIsMadeWithAndMakesNoRow) {
+TEST(JStringTableTest, StoresTheCountsItIsMadeWithAndMakesNoRow) {
     expectCounts(JStringTable(), 0, 0);
     const JStringTable table(3, 4);
     expectCounts(table, 3, 4);
     EXPECT_EQ(table.length(), 0);
 }
 
-TEST(JStringTable, ItsCellsAreEmptyStringsAtFirst) {
+TEST(JStringTableTest, ItsCellsAreEmptyStringsAtFirst) {
     JStringTable table;
     EXPECT_STREQ(table[2][4], "");
     expectCounts(table, 3, 5);
@@ -38,7 +38,7 @@ TEST(JStringTable, ItsCellsAreEmptyStringsAtFirst) {
     EXPECT_EQ(rowOf(table, 1), nullptr);
 }
 
-TEST(JStringTable, ARowIsAStringArrayThatCountsTheColumns) {
+TEST(JStringTableTest, ARowIsAStringArrayThatCountsTheColumns) {
     JStringTable table;
     JStringArray& row = table[-2];
     EXPECT_EQ(row.getClass(), &JStringArray::classJStringArray);
@@ -51,14 +51,14 @@ TEST(JStringTable, ARowIsAStringArrayThatCountsTheColumns) {
     expectCounts(table, 1, 6);
 }
 
-TEST(JStringTable, MakesStringsAlsoWhenItIsReadAsATable) {
+TEST(JStringTableTest, MakesStringsAlsoWhenItIsReadAsATable) {
     JStringTable table;
     JTable& base = table;
     EXPECT_EQ(base[1][1].getClass(), &JString::classJString);
     expectCounts(table, 2, 2);
 }
 
-TEST(JStringTable, ACopyHasTheCountsAndNoElement) {
+TEST(JStringTableTest, ACopyHasTheCountsAndNoElement) {
     JStringTable table;
     table[1][2] = "x";
     JStringTable copy(table);
@@ -68,7 +68,7 @@ TEST(JStringTable, ACopyHasTheCountsAndNoElement) {
     EXPECT_STREQ(copy[1][2], "");
 }
 
-TEST(JStringTable, ACloneIsATableWithTheCounts) {
+TEST(JStringTableTest, ACloneIsATableWithTheCounts) {
     JStringTable table;
     table[1][2] = "x";
     const std::unique_ptr<JObject> clone(table.clone());
@@ -77,7 +77,7 @@ TEST(JStringTable, ACloneIsATableWithTheCounts) {
     EXPECT_EQ(static_cast<JTable&>(*clone).length(), 0);
 }
 
-TEST(JStringTable, AssigningCopiesTheRowsAsPlainArraysOfTheStrings) {
+TEST(JStringTableTest, AssigningCopiesTheRowsAsPlainArraysOfTheStrings) {
     JStringTable table;
     table[1][2] = "x";
     JStringTable target;
@@ -91,7 +91,7 @@ TEST(JStringTable, AssigningCopiesTheRowsAsPlainArraysOfTheStrings) {
     EXPECT_STREQ(target[1][2], "x");
 }
 
-TEST(JStringTable, ARowTakenRightAfterAnAssignmentStaysThatRow) {
+TEST(JStringTableTest, ARowTakenRightAfterAnAssignmentStaysThatRow) {
     JStringTable table;
     table[0][0] = "x";
     JStringTable target;
@@ -102,7 +102,7 @@ TEST(JStringTable, ARowTakenRightAfterAnAssignmentStaysThatRow) {
     EXPECT_EQ(&base[0], &first);
 }
 
-TEST(JStringTable, AnAssignedTableCanBeAssignedOn) {
+TEST(JStringTableTest, AnAssignedTableCanBeAssignedOn) {
     JStringTable table;
     table[0][1] = "x";
     JStringTable second;
@@ -114,7 +114,7 @@ TEST(JStringTable, AnAssignedTableCanBeAssignedOn) {
     EXPECT_STREQ(third[1][0], "");
 }
 
-TEST(JStringTable, AssignedToItselfItIsEmpty) {
+TEST(JStringTableTest, AssignedToItselfItIsEmpty) {
     JStringTable table;
     table[0][1] = "x";
     JStringTable& same = table;
@@ -123,7 +123,7 @@ TEST(JStringTable, AssignedToItselfItIsEmpty) {
     expectCounts(table, 1, 2);
 }
 
-TEST(JStringTable, MakesMissingCellsOfAnAssignedRowAsStrings) {
+TEST(JStringTableTest, MakesMissingCellsOfAnAssignedRowAsStrings) {
     JStringTable table;
     table[1][2] = "x";
     JStringTable target;
@@ -137,7 +137,7 @@ TEST(JStringTable, MakesMissingCellsOfAnAssignedRowAsStrings) {
     expectCounts(target, 2, 7);
 }
 
-TEST(JStringTable, ANegativeIndexFindsTheAssignedFirstRow) {
+TEST(JStringTableTest, ANegativeIndexFindsTheAssignedFirstRow) {
     JStringTable table;
     table[0][0] = "x";
     JStringTable target;

@@ -59,14 +59,14 @@ bool isHigh(char c) {
 
 // ---- construction ----
 
-TEST(JString, StartsEmpty) {
+TEST(JStringTest, StartsEmpty) {
     const JString s;
     EXPECT_STREQ(s, "");
     EXPECT_EQ(s.length(), 0);
     EXPECT_NE(s.toCharArray(), nullptr);
 }
 
-TEST(JString, CopiesAText) {
+TEST(JStringTest, CopiesAText) {
     char text[] = "abc";
     const JString s(text);
     text[0] = 'x';
@@ -75,19 +75,19 @@ TEST(JString, CopiesAText) {
     EXPECT_EQ(Peer::hash(s), 0);
 }
 
-TEST(JString, ANullTextGivesTheEmptyString) {
+TEST(JStringTest, ANullTextGivesTheEmptyString) {
     const JString s(NO_TEXT);
     EXPECT_STREQ(s, "");
     EXPECT_EQ(s.length(), 0);
 }
 
-TEST(JString, CopiesARange) {
+TEST(JStringTest, CopiesARange) {
     const JString s("abcdef", 2, 3);
     EXPECT_STREQ(s, "cde");
     EXPECT_EQ(s.length(), 3);
 }
 
-TEST(JString, ARangeMayHoldNuls) {
+TEST(JStringTest, ARangeMayHoldNuls) {
     const JString s("ab\0cd", 1, 4);
     EXPECT_EQ(s.length(), 4);
     EXPECT_EQ(bytes(s), std::string("b\0cd", 4));
@@ -95,7 +95,7 @@ TEST(JString, ARangeMayHoldNuls) {
     EXPECT_EQ(s.charAt(4), 0);
 }
 
-TEST(JString, ANullSourceOrANegativeLengthGivesTheEmptyString) {
+TEST(JStringTest, ANullSourceOrANegativeLengthGivesTheEmptyString) {
     EXPECT_EQ(JString(NO_TEXT, 3, 5).length(), 0);
     EXPECT_STREQ(JString(NO_TEXT, 3, 5), "");
     EXPECT_EQ(JString("abc", 1, -1).length(), 0);
@@ -103,7 +103,7 @@ TEST(JString, ANullSourceOrANegativeLengthGivesTheEmptyString) {
     EXPECT_STREQ(JString("abc", 3, 0), "");
 }
 
-TEST(JString, ACharacterGivesATextOfLengthOne) {
+TEST(JStringTest, ACharacterGivesATextOfLengthOne) {
     EXPECT_STREQ(JString('c'), "c");
     EXPECT_EQ(JString('c').length(), 1);
     EXPECT_EQ(JString(static_cast<signed char>(-80))[0], -80);
@@ -112,7 +112,7 @@ TEST(JString, ACharacterGivesATextOfLengthOne) {
     EXPECT_STREQ(nul, "");
 }
 
-TEST(JString, ACapacityIsReportedAsLengthWhileTheTextIsEmpty) {
+TEST(JStringTest, ACapacityIsReportedAsLengthWhileTheTextIsEmpty) {
     const JString s(5);
     EXPECT_EQ(s.length(), 5);
     EXPECT_STREQ(s, "");
@@ -121,12 +121,12 @@ TEST(JString, ACapacityIsReportedAsLengthWhileTheTextIsEmpty) {
     EXPECT_STREQ(s, "12345");
 }
 
-TEST(JString, ANegativeCapacityCountsAsZero) {
+TEST(JStringTest, ANegativeCapacityCountsAsZero) {
     EXPECT_EQ(JString(-1).length(), 0);
     EXPECT_STREQ(JString(INT_MIN), "");
 }
 
-TEST(JString, ACopyHasTextAndLengthButNotTheHash) {
+TEST(JStringTest, ACopyHasTextAndLengthButNotTheHash) {
     JString s("abc");
     s.hashCode();
     const JString copy(s);
@@ -141,12 +141,12 @@ TEST(JString, ACopyHasTextAndLengthButNotTheHash) {
     EXPECT_EQ(Peer::hash(copyOfPointer), 0);
 }
 
-TEST(JString, ACopyOfANullPointerIsEmpty) {
+TEST(JStringTest, ACopyOfANullPointerIsEmpty) {
     EXPECT_STREQ(JString(static_cast<const JString*>(nullptr)), "");
     EXPECT_EQ(JString(static_cast<const JString*>(nullptr)).length(), 0);
 }
 
-TEST(JString, ACopyKeepsALengthThatIsNotTheTexts) {
+TEST(JStringTest, ACopyKeepsALengthThatIsNotTheTexts) {
     const JString sized(5);
     EXPECT_EQ(JString(sized).length(), 5);
     EXPECT_EQ(bytes(JString(sized)), std::string(5, '\0'));
@@ -157,7 +157,7 @@ TEST(JString, ACopyKeepsALengthThatIsNotTheTexts) {
     EXPECT_EQ(JString(dots).length(), 1);
 }
 
-TEST(JString, CloneIsACopyOfTheCallers) {
+TEST(JStringTest, CloneIsACopyOfTheCallers) {
     JString s("abc");
     const std::unique_ptr<JObject> clone(s.clone());
     ASSERT_NE(clone, nullptr);
@@ -168,7 +168,7 @@ TEST(JString, CloneIsACopyOfTheCallers) {
 
 // ---- access ----
 
-TEST(JString, EveryConversionGivesTheData) {
+TEST(JStringTest, EveryConversionGivesTheData) {
     const JString s("abc");
     const char* text = s;
     char* writable = s;
@@ -179,7 +179,7 @@ TEST(JString, EveryConversionGivesTheData) {
     EXPECT_EQ(s.toCharArray(), text);
 }
 
-TEST(JString, BytesAreSigned) {
+TEST(JStringTest, BytesAreSigned) {
     const JString s("a\xB0");
     EXPECT_EQ(s[0], 'a');
     EXPECT_EQ(s[1], -80);
@@ -187,7 +187,7 @@ TEST(JString, BytesAreSigned) {
     EXPECT_EQ(s[2], 0);
 }
 
-TEST(JString, CharAtIsZeroOutsideOfTheText) {
+TEST(JStringTest, CharAtIsZeroOutsideOfTheText) {
     const JString s("abc");
     EXPECT_EQ(s.charAt(0), 'a');
     EXPECT_EQ(s.charAt(2), 'c');
@@ -198,14 +198,14 @@ TEST(JString, CharAtIsZeroOutsideOfTheText) {
     EXPECT_EQ(s.charAt(INT_MIN), 0);
 }
 
-TEST(JString, CharAtReadsTheByteAtTheLengthAlsoWhereThatIsNoNul) {
+TEST(JStringTest, CharAtReadsTheByteAtTheLengthAlsoWhereThatIsNoNul) {
     const JString dots = JString("a").toMax(3);
     ASSERT_EQ(dots.length(), 1);
     EXPECT_EQ(dots.charAt(1), '.');
     EXPECT_EQ(dots.charAt(2), 0);
 }
 
-TEST(JString, OnlyEverySecondByteTakesPartInTheHashCode) {
+TEST(JStringTest, OnlyEverySecondByteTakesPartInTheHashCode) {
     EXPECT_EQ(JString("ab").hashCode(), 97);
     EXPECT_EQ(JString("ax").hashCode(), 97);
     EXPECT_EQ(JString("abc").hashCode(), 31 * 97 + 99);
@@ -213,12 +213,12 @@ TEST(JString, OnlyEverySecondByteTakesPartInTheHashCode) {
     EXPECT_EQ(JString("").hashCode(), 0);
 }
 
-TEST(JString, TheHashCodeTakesBytesAsSigned) {
+TEST(JStringTest, TheHashCodeTakesBytesAsSigned) {
     EXPECT_EQ(JString("\xFF").hashCode(), -1);
     EXPECT_EQ(JString("\x80-\xB0").hashCode(), 31 * -128 - 80);
 }
 
-TEST(JString, TheHashCodeWrapsAround) {
+TEST(JStringTest, TheHashCodeWrapsAround) {
     std::string text;
     long long expected = 0;
     for (int i = 0; i < 20; ++i) {
@@ -228,12 +228,12 @@ TEST(JString, TheHashCodeWrapsAround) {
     EXPECT_EQ(JString(text.c_str()).hashCode(), expected);
 }
 
-TEST(JString, TheHashCodeGoesByTheLength) {
+TEST(JStringTest, TheHashCodeGoesByTheLength) {
     EXPECT_EQ(JString("ab\0\0c", 0, 5).hashCode(), 97 * 31 * 31 + 99);
     EXPECT_EQ(JString(5).hashCode(), 0);
 }
 
-TEST(JString, TheHashCodeIsCached) {
+TEST(JStringTest, TheHashCodeIsCached) {
     JString s("abc");
     EXPECT_EQ(Peer::hash(s), 0);
     const int code = s.hashCode();
@@ -242,7 +242,7 @@ TEST(JString, TheHashCodeIsCached) {
     EXPECT_EQ(s.hashCode(), code);
 }
 
-TEST(JString, AHashCodeOfZeroIsComputedEachTime) {
+TEST(JStringTest, AHashCodeOfZeroIsComputedEachTime) {
     JString s("a\xFF");
     s.toCharArray()[0] = '\0';
     EXPECT_EQ(s.hashCode(), 0);
@@ -252,7 +252,7 @@ TEST(JString, AHashCodeOfZeroIsComputedEachTime) {
 
 // ---- comparison ----
 
-TEST(JString, CompareIsStrcmp) {
+TEST(JStringTest, CompareIsStrcmp) {
     const JString a("a");
     const JString b("b");
     EXPECT_LT(JString::Compare(a, b), 0);
@@ -265,7 +265,7 @@ TEST(JString, CompareIsStrcmp) {
     EXPECT_GT(JString::Compare(JString("\x80"), JString("\x7F")), 0) << "bytes compare unsigned";
 }
 
-TEST(JString, ANullTextComparesBelowEveryString) {
+TEST(JStringTest, ANullTextComparesBelowEveryString) {
     const JString empty;
     EXPECT_EQ(JString::Compare(NO_TEXT, empty), -1);
     EXPECT_EQ(JString::Compare(empty, NO_TEXT), 1);
@@ -279,7 +279,7 @@ TEST(JString, ANullTextComparesBelowEveryString) {
     EXPECT_FALSE(empty < NO_TEXT);
 }
 
-TEST(JString, TheOperatorsCompareForEachPair) {
+TEST(JStringTest, TheOperatorsCompareForEachPair) {
     const char* texts[] = {"", "a", "ab", "b", "\xB0\xA1"};
     for (const char* left : texts) {
         for (const char* right : texts) {
@@ -308,7 +308,7 @@ TEST(JString, TheOperatorsCompareForEachPair) {
     }
 }
 
-TEST(JString, EqualsComparesTexts) {
+TEST(JStringTest, EqualsComparesTexts) {
     JString s("abc");
     JString same("abc");
     JString other("abd");
@@ -322,7 +322,7 @@ TEST(JString, EqualsComparesTexts) {
     EXPECT_FALSE(s.equals(&other));
 }
 
-TEST(JString, EqualsOfAnObjectWantsTheSameClassHashAndText) {
+TEST(JStringTest, EqualsOfAnObjectWantsTheSameClassHashAndText) {
     JString s("abc");
     JString same("abc");
     JString sameHash("axc");
@@ -346,7 +346,7 @@ TEST(JString, EqualsOfAnObjectWantsTheSameClassHashAndText) {
     EXPECT_FALSE(equal(empty, integer));
 }
 
-TEST(JString, EqualsOfAnObjectLooksAtTheHashCodesToo) {
+TEST(JStringTest, EqualsOfAnObjectLooksAtTheHashCodesToo) {
     // Texts of different length may be equal up to their NULs; their hash codes tell them apart.
     JString s("ab\0x", 0, 4);
     JString whole("ab\0\0y", 0, 5);
@@ -355,14 +355,14 @@ TEST(JString, EqualsOfAnObjectLooksAtTheHashCodesToo) {
     EXPECT_FALSE(s.equals(object));
 }
 
-TEST(JString, EqualsOfAConstObjectIsTheRoots) {
+TEST(JStringTest, EqualsOfAConstObjectIsTheRoots) {
     JString s("abc");
     const JString other("x");
     const JObject& object = other;
     EXPECT_TRUE(s.equals(object));
 }
 
-TEST(JString, TheRootsEqualsIsTheComparisonOfClasses) {
+TEST(JStringTest, TheRootsEqualsIsTheComparisonOfClasses) {
     JString s("abc");
     JString other("x");
     JObject& root = s;
@@ -371,7 +371,7 @@ TEST(JString, TheRootsEqualsIsTheComparisonOfClasses) {
 
 // ---- search ----
 
-TEST(JString, IndexOfFindsTheFirstOccurrenceOfAText) {
+TEST(JStringTest, IndexOfFindsTheFirstOccurrenceOfAText) {
     const JString s("abcabc");
     EXPECT_EQ(s.indexOf("bc", 0), 1);
     EXPECT_EQ(s.indexOf("bc", 1), 1);
@@ -384,7 +384,7 @@ TEST(JString, IndexOfFindsTheFirstOccurrenceOfAText) {
     EXPECT_EQ(s.indexOf("abcabcd"), -1);
 }
 
-TEST(JString, IndexOfStaysWithinItsBounds) {
+TEST(JStringTest, IndexOfStaysWithinItsBounds) {
     const JString s("abc");
     EXPECT_EQ(s.indexOf("a", -1), -1);
     EXPECT_EQ(s.indexOf("", 0), 0);
@@ -395,7 +395,7 @@ TEST(JString, IndexOfStaysWithinItsBounds) {
     EXPECT_EQ(s.indexOf(NO_TEXT, 0), -1);
 }
 
-TEST(JString, IndexOfFindsTheFirstOccurrenceOfAByte) {
+TEST(JStringTest, IndexOfFindsTheFirstOccurrenceOfAByte) {
     const JString s("abcabc");
     EXPECT_EQ(s.indexOf('c'), 2);
     EXPECT_EQ(s.indexOf('c', 2), 2);
@@ -408,13 +408,13 @@ TEST(JString, IndexOfFindsTheFirstOccurrenceOfAByte) {
     EXPECT_EQ(JString("a\xB0").indexOf('\xB0'), 1);
 }
 
-TEST(JString, IndexOfTheByteZeroFindsTheTerminator) {
+TEST(JStringTest, IndexOfTheByteZeroFindsTheTerminator) {
     EXPECT_EQ(JString("abc").indexOf(0), 3);
     EXPECT_EQ(JString("abc").indexOf(0, 2), 3);
     EXPECT_EQ(JString("abc").indexOf(0, 3), -1);
 }
 
-TEST(JString, LastIndexOfDoesNotLookForAnEarlierOccurrence) {
+TEST(JStringTest, LastIndexOfDoesNotLookForAnEarlierOccurrence) {
     const JString s("abcabc");
     EXPECT_EQ(s.lastIndexOf('a', 2), -1);
     EXPECT_EQ(s.lastIndexOf('a', 3), 3);
@@ -426,19 +426,19 @@ TEST(JString, LastIndexOfDoesNotLookForAnEarlierOccurrence) {
     EXPECT_EQ(JString().lastIndexOf('a'), -1);
 }
 
-TEST(JString, LastIndexOfTheByteZeroIsAfterTheLastByte) {
+TEST(JStringTest, LastIndexOfTheByteZeroIsAfterTheLastByte) {
     EXPECT_EQ(JString("abc").lastIndexOf(0), -1);
     EXPECT_EQ(JString("abc").lastIndexOf(0, 3), 3);
     EXPECT_EQ(JString("abc").lastIndexOf(0, 100), 3);
 }
 
-TEST(JString, LastIndexOfIsBoundedByTheLength) {
+TEST(JStringTest, LastIndexOfIsBoundedByTheLength) {
     const JString dots = JString("a").toMax(3);
     ASSERT_EQ(dots.length(), 1);
     EXPECT_EQ(dots.lastIndexOf('.', 100), -1) << "the last one is at 2, beyond length()";
 }
 
-TEST(JString, StartsWithComparesTheBytesAtAPlace) {
+TEST(JStringTest, StartsWithComparesTheBytesAtAPlace) {
     const JString s("abcabc");
     EXPECT_TRUE(s.startsWith("abc"));
     EXPECT_TRUE(s.startsWith("abcabc"));
@@ -453,7 +453,7 @@ TEST(JString, StartsWithComparesTheBytesAtAPlace) {
     EXPECT_FALSE(s.startsWith(JString("bc"), 3));
 }
 
-TEST(JString, StartsWithStaysWithinItsBounds) {
+TEST(JStringTest, StartsWithStaysWithinItsBounds) {
     const JString s("abc");
     EXPECT_TRUE(s.startsWith(""));
     EXPECT_TRUE(s.startsWith("", 3));
@@ -464,7 +464,7 @@ TEST(JString, StartsWithStaysWithinItsBounds) {
     EXPECT_FALSE(s.startsWith(NO_TEXT, 0));
 }
 
-TEST(JString, EndsWithComparesTheLastBytes) {
+TEST(JStringTest, EndsWithComparesTheLastBytes) {
     const JString s("abcabc");
     EXPECT_TRUE(s.endsWith("abc"));
     EXPECT_TRUE(s.endsWith("abcabc"));
@@ -476,14 +476,14 @@ TEST(JString, EndsWithComparesTheLastBytes) {
     EXPECT_FALSE(s.endsWith(JString("ba")));
 }
 
-TEST(JString, EndsWithGoesByTheLength) {
+TEST(JStringTest, EndsWithGoesByTheLength) {
     const JString s = JString("  abc").trimLeft();
     EXPECT_FALSE(s.endsWith("bc")) << "the last byte counted is the NUL";
 }
 
 // ---- derived strings ----
 
-TEST(JString, SubstringIsCutToTheText) {
+TEST(JStringTest, SubstringIsCutToTheText) {
     const JString s("abc");
     EXPECT_STREQ(s.substring(1, 2), "b");
     EXPECT_STREQ(s.substring(0, 3), "abc");
@@ -497,7 +497,7 @@ TEST(JString, SubstringIsCutToTheText) {
     EXPECT_STREQ(s, "abc");
 }
 
-TEST(JString, SubstringTakesEveryNumber) {
+TEST(JStringTest, SubstringTakesEveryNumber) {
     const JString s("abc");
     const int extremes[] = {INT_MIN, -1, 0, 3, 4, INT_MAX};
     for (int begin : extremes) {
@@ -508,7 +508,7 @@ TEST(JString, SubstringTakesEveryNumber) {
     }
 }
 
-TEST(JString, TrimRemovesBlanksFromBothEnds) {
+TEST(JStringTest, TrimRemovesBlanksFromBothEnds) {
     EXPECT_STREQ(JString(" \t\r\na b\n\r\t ").trim(), "a b");
     EXPECT_EQ(JString(" a ").trim().length(), 1);
     EXPECT_STREQ(JString("abc").trim(), "abc");
@@ -517,21 +517,21 @@ TEST(JString, TrimRemovesBlanksFromBothEnds) {
     EXPECT_STREQ(JString("\va\f").trim(), "\va\f") << "other white space stays";
 }
 
-TEST(JString, TrimRightRemovesBlanksFromTheEnd) {
+TEST(JStringTest, TrimRightRemovesBlanksFromTheEnd) {
     EXPECT_STREQ(JString(" a b \t\r\n").trimRight(), " a b");
     EXPECT_STREQ(JString("   ").trimRight(), "");
     EXPECT_EQ(JString("a ").trimRight().length(), 1);
     EXPECT_STREQ(JString("").trimRight(), "");
 }
 
-TEST(JString, TrimLeft_DropsTheFirstNonBlankByte) {
+TEST(JStringTest, TrimLeft_DropsTheFirstNonBlankByte) {
     const JString s = JString("  abc").trimLeft();
     EXPECT_STREQ(s, "bc");
     EXPECT_EQ(s.length(), 3);
     EXPECT_EQ(bytes(s), std::string("bc\0", 3));
 }
 
-TEST(JString, TrimLeft_DropsTheFirstByteOfATextWithoutBlanksToo) {
+TEST(JStringTest, TrimLeft_DropsTheFirstByteOfATextWithoutBlanksToo) {
     const JString s = JString("abc").trimLeft();
     EXPECT_STREQ(s, "bc");
     EXPECT_EQ(s.length(), 3);
@@ -540,19 +540,19 @@ TEST(JString, TrimLeft_DropsTheFirstByteOfATextWithoutBlanksToo) {
     EXPECT_EQ(one.length(), 1);
 }
 
-TEST(JString, TrimLeft_KeepsBlanksThatFollow) {
+TEST(JStringTest, TrimLeft_KeepsBlanksThatFollow) {
     const JString s = JString(" a b ").trimLeft();
     EXPECT_STREQ(s, " b ");
     EXPECT_EQ(s.length(), 4);
 }
 
-TEST(JString, TrimLeft_OfBlanksOnlyIsEmpty) {
+TEST(JStringTest, TrimLeft_OfBlanksOnlyIsEmpty) {
     EXPECT_STREQ(JString(" \t\r\n").trimLeft(), "");
     EXPECT_EQ(JString(" \t\r\n").trimLeft().length(), 0);
     EXPECT_EQ(JString("").trimLeft().length(), 0);
 }
 
-TEST(JString, TrimDefRemovesBytesEverywhere) {
+TEST(JStringTest, TrimDefRemovesBytesEverywhere) {
     const JString s = JString("a - b").trimDef(" -");
     EXPECT_STREQ(s, "ab");
     EXPECT_EQ(s.length(), 2);
@@ -561,13 +561,13 @@ TEST(JString, TrimDefRemovesBytesEverywhere) {
     EXPECT_STREQ(JString("abc").trimDef(NO_TEXT), "abc");
 }
 
-TEST(JString, TrimDefRecomputesTheLength) {
+TEST(JStringTest, TrimDefRecomputesTheLength) {
     EXPECT_EQ(JString("  abc").trimLeft().trimDef("x").length(), 2);
     EXPECT_EQ(JString(5).trimDef("x").length(), 0);
     EXPECT_EQ(JString("a\0b", 0, 3).trimDef("x").length(), 1);
 }
 
-TEST(JString, CaseChangesAsciiLettersOnly) {
+TEST(JStringTest, CaseChangesAsciiLettersOnly) {
     std::string all;
     std::string lower;
     std::string upper;
@@ -583,7 +583,7 @@ TEST(JString, CaseChangesAsciiLettersOnly) {
     EXPECT_EQ(s.toLowerCase().length(), 255);
 }
 
-TEST(JString, ReplaseChangesEveryByte) {
+TEST(JStringTest, ReplaseChangesEveryByte) {
     const JString s("abcabc");
     EXPECT_STREQ(s.replase('a', 'x'), "xbcxbc");
     EXPECT_STREQ(s.replase('a', 'x', 0), "xbcxbc");
@@ -597,7 +597,7 @@ TEST(JString, ReplaseChangesEveryByte) {
     EXPECT_EQ(bytes(s.replase('c', 0)), std::string("ab\0ab\0", 6));
 }
 
-TEST(JString, ReplaceFindsNoByteOutsideOfTheRangeOfBytes) {
+TEST(JStringTest, ReplaceFindsNoByteOutsideOfTheRangeOfBytes) {
     const JString s(",\xD4\x7F");
     for (const int from : {300, 256 + ',', -129, ',' - 256, INT_MAX, INT_MIN}) {
         EXPECT_STREQ(s.replase(from, 'x'), ",\xD4\x7F") << from;
@@ -605,7 +605,7 @@ TEST(JString, ReplaceFindsNoByteOutsideOfTheRangeOfBytes) {
     EXPECT_STREQ(s.replase(',', 256 + 'x'), "x\xD4\x7F");
 }
 
-TEST(JString, ToMax_GivesDotsBelowFour) {
+TEST(JStringTest, ToMax_GivesDotsBelowFour) {
     EXPECT_STREQ(JString("abcdef").toMax(0), "");
     EXPECT_STREQ(JString("abcdef").toMax(1), ".");
     EXPECT_STREQ(JString("abcdef").toMax(2), "..");
@@ -614,7 +614,7 @@ TEST(JString, ToMax_GivesDotsBelowFour) {
     EXPECT_EQ(bytes(JString("abcdef").toMax(2)), std::string("..\0def", 6));
 }
 
-TEST(JString, ToMax_GivesDotsAlsoBeyondTheText) {
+TEST(JStringTest, ToMax_GivesDotsAlsoBeyondTheText) {
     EXPECT_STREQ(JString("a").toMax(3), "...");
     EXPECT_EQ(JString("a").toMax(3).length(), 1);
     EXPECT_STREQ(JString("").toMax(2), "..");
@@ -622,34 +622,34 @@ TEST(JString, ToMax_GivesDotsAlsoBeyondTheText) {
     EXPECT_STREQ(JString("abc").toMax(3), "...");
 }
 
-TEST(JString, ToMax_TakesANegativeNumberAsZero) {
+TEST(JStringTest, ToMax_TakesANegativeNumberAsZero) {
     EXPECT_STREQ(JString("abc").toMax(-1), "");
     EXPECT_STREQ(JString("abc").toMax(INT_MIN), "");
     EXPECT_EQ(JString("abc").toMax(-1).length(), 3);
 }
 
-TEST(JString, ToMax_EndsALongTextWithDots) {
+TEST(JStringTest, ToMax_EndsALongTextWithDots) {
     const JString s = JString("abcdefgh").toMax(6);
     EXPECT_STREQ(s, "abc...");
     EXPECT_EQ(s.length(), 8) << "the length field is that of the whole text";
     EXPECT_STREQ(JString("abcde").toMax(4), "a...");
 }
 
-TEST(JString, ToMax_LeavesATextThatFits) {
+TEST(JStringTest, ToMax_LeavesATextThatFits) {
     EXPECT_STREQ(JString("abcdef").toMax(6), "abcdef");
     EXPECT_STREQ(JString("abcdef").toMax(7), "abcdef");
     EXPECT_STREQ(JString("abcdef").toMax(INT_MAX), "abcdef");
     EXPECT_STREQ(JString("").toMax(4), "");
 }
 
-TEST(JString, ToMax_CutsNoDoubleByteCharacter) {
+TEST(JStringTest, ToMax_CutsNoDoubleByteCharacter) {
     EXPECT_STREQ(JString("\xB0\xA1\xB0\xA1\xB0\xA1\xB0\xA1\xB0\xA1").toMax(6), "\xB0\xA1...");
     EXPECT_STREQ(JString("\xB0\xA1\xB0xxxxxxx").toMax(6), "\xB0\xA1...");
     EXPECT_STREQ(JString("\xB0\xA1\xB0\xA1\xB0\xA1\xB0\xA1").toMax(7), "\xB0\xA1\xB0\xA1...");
     EXPECT_STREQ(JString("\xB0\xA1\xB0\xA1\xB0\xA1").toMax(4), "...");
 }
 
-TEST(JString, ToMax_AgreesWithItsStepsOnEveryShortText) {
+TEST(JStringTest, ToMax_AgreesWithItsStepsOnEveryShortText) {
     forEachText("a\xB0", 8, [](const std::string& text) {
         for (int n = 4; n <= 10; ++n) {
             std::string expected = text;
@@ -666,7 +666,7 @@ TEST(JString, ToMax_AgreesWithItsStepsOnEveryShortText) {
     });
 }
 
-TEST(JString, GetBytesHoldsTheTextWithoutItsNul) {
+TEST(JStringTest, GetBytesHoldsTheTextWithoutItsNul) {
     const JByte block = JString("abc").getBytes();
     EXPECT_EQ(block.size(), 3);
     EXPECT_EQ(std::memcmp(block, "abc", 3), 0);
@@ -708,42 +708,42 @@ Range adjustedByTheSteps(const std::string& text, int offset, int len) {
 
 }  // namespace
 
-TEST(JString, CharsAdjust_LeavesARangeOfWholeCharacters) {
+TEST(JStringTest, CharsAdjust_LeavesARangeOfWholeCharacters) {
     EXPECT_EQ(adjusted("abcdef", 1, 3), (Range{1, 3}));
     EXPECT_EQ(adjusted("\xB0\xA1\xB0\xA1", 2, 2), (Range{2, 2}));
     EXPECT_EQ(adjusted("a\xB0\xA1z", 1, 2), (Range{1, 2}));
 }
 
-TEST(JString, CharsAdjust_CutsTheRangeToTheText) {
+TEST(JStringTest, CharsAdjust_CutsTheRangeToTheText) {
     EXPECT_EQ(adjusted("abc", 1, 100), (Range{1, 2}));
     EXPECT_EQ(adjusted("abc", 5, 1), (Range{3, 0}));
     EXPECT_EQ(adjusted("", 0, 1), (Range{0, 0}));
 }
 
-TEST(JString, CharsAdjust_MovesAnOffsetInsideACharacterBack) {
+TEST(JStringTest, CharsAdjust_MovesAnOffsetInsideACharacterBack) {
     // The end moves with it, into the character that the range had ended after, and then back before that.
     EXPECT_EQ(adjusted("\xB0\xA1\xB0\xA1xx", 1, 3), (Range{0, 2}));
     EXPECT_EQ(adjusted("a\xB0\xA1xyz", 2, 2), (Range{1, 2}));
 }
 
-TEST(JString, CharsAdjust_MovesAnEndInsideACharacterBack) {
+TEST(JStringTest, CharsAdjust_MovesAnEndInsideACharacterBack) {
     EXPECT_EQ(adjusted("a\xB0\xA1z", 0, 2), (Range{0, 1}));
     EXPECT_EQ(adjusted("\xB0\xA1\xB0\xA1", 0, 3), (Range{0, 2}));
     EXPECT_EQ(adjusted("\xB0\xA1", 0, 1), (Range{0, 0}));
 }
 
-TEST(JString, CharsAdjust_TakesANegativeOffsetAsZero) {
+TEST(JStringTest, CharsAdjust_TakesANegativeOffsetAsZero) {
     EXPECT_EQ(adjusted("abcdef", -2, 3), (Range{0, 3}));
     EXPECT_EQ(adjusted("abc", -2, 5), (Range{0, 3}));
     EXPECT_EQ(adjusted("a\xB0", -9, 11), (Range{0, 2})) << "nothing beyond the text is looked at";
 }
 
-TEST(JString, CharsAdjust_LeavesANegativeLengthNegative) {
+TEST(JStringTest, CharsAdjust_LeavesANegativeLengthNegative) {
     EXPECT_EQ(adjusted("abc", 2, -1), (Range{2, -1}));
     EXPECT_EQ(adjusted("abc", 0, -7), (Range{0, -7}));
 }
 
-TEST(JString, CharsAdjust_TakesEveryNumber) {
+TEST(JStringTest, CharsAdjust_TakesEveryNumber) {
     EXPECT_EQ(adjusted("abc", INT_MAX, INT_MAX), (Range{3, 0}));
     EXPECT_EQ(adjusted("abc", 0, INT_MAX), (Range{0, 3}));
     EXPECT_EQ(adjusted("abc", INT_MIN, INT_MAX), (Range{0, 3}));
@@ -751,11 +751,11 @@ TEST(JString, CharsAdjust_TakesEveryNumber) {
     EXPECT_EQ(adjusted("a\xB0\xB1", 2, INT_MIN), (Range{1, INT_MIN}));
 }
 
-TEST(JString, CharsAdjust_TakesANullTextAsEmpty) {
+TEST(JStringTest, CharsAdjust_TakesANullTextAsEmpty) {
     EXPECT_EQ(adjusted(nullptr, 3, 4), (Range{0, 0}));
 }
 
-TEST(JString, CharsAdjust_AgreesWithItsStepsOnEveryShortText) {
+TEST(JStringTest, CharsAdjust_AgreesWithItsStepsOnEveryShortText) {
     forEachText("a\xB0", 6, [](const std::string& text) {
         for (int offset = -2; offset <= 8; ++offset) {
             for (int len = -2; len <= 9; ++len) {
@@ -768,7 +768,7 @@ TEST(JString, CharsAdjust_AgreesWithItsStepsOnEveryShortText) {
 
 // ---- modification ----
 
-TEST(JString, AssignmentTakesOverAText) {
+TEST(JStringTest, AssignmentTakesOverAText) {
     JString s("abc");
     EXPECT_EQ(&(s = "defgh"), &s);
     EXPECT_STREQ(s, "defgh");
@@ -782,7 +782,7 @@ TEST(JString, AssignmentTakesOverAText) {
     EXPECT_NE(s.toCharArray(), other.toCharArray());
 }
 
-TEST(JString, AssignmentOfItsOwnTextIsSafe) {
+TEST(JStringTest, AssignmentOfItsOwnTextIsSafe) {
     JString s("abc");
     s = s.toCharArray();
     EXPECT_STREQ(s, "abc");
@@ -793,7 +793,7 @@ TEST(JString, AssignmentOfItsOwnTextIsSafe) {
     EXPECT_STREQ(s, "bc");
 }
 
-TEST(JString, AssignmentTakesTheTextNotTheLength) {
+TEST(JStringTest, AssignmentTakesTheTextNotTheLength) {
     JString s;
     s = JString(5);
     EXPECT_EQ(s.length(), 0);
@@ -801,7 +801,7 @@ TEST(JString, AssignmentTakesTheTextNotTheLength) {
     EXPECT_EQ(s.length(), 2);
 }
 
-TEST(JString, EveryModificationForgetsTheHashCode) {
+TEST(JStringTest, EveryModificationForgetsTheHashCode) {
     JString s("abc");
     const auto expectForgotten = [&] {
         EXPECT_EQ(Peer::hash(s), 0);
@@ -825,7 +825,7 @@ TEST(JString, EveryModificationForgetsTheHashCode) {
     expectForgotten();
 }
 
-TEST(JString, AppendingJoinsTheTexts) {
+TEST(JStringTest, AppendingJoinsTheTexts) {
     JString s("a");
     EXPECT_EQ(&(s += "bc"), &s);
     EXPECT_STREQ(s, "abc");
@@ -838,7 +838,7 @@ TEST(JString, AppendingJoinsTheTexts) {
     EXPECT_EQ(s.length(), 10);
 }
 
-TEST(JString, AppendingNothingChangesNothing) {
+TEST(JStringTest, AppendingNothingChangesNothing) {
     JString s("abc");
     const char* data = s;
     s.hashCode();
@@ -854,7 +854,7 @@ TEST(JString, AppendingNothingChangesNothing) {
     EXPECT_EQ(sized.length(), 5);
 }
 
-TEST(JString, AppendingItsOwnTextIsSafe) {
+TEST(JStringTest, AppendingItsOwnTextIsSafe) {
     JString s("abc");
     s += s;
     EXPECT_STREQ(s, "abcabc");
@@ -862,7 +862,7 @@ TEST(JString, AppendingItsOwnTextIsSafe) {
     EXPECT_STREQ(s, "abcabcbc");
 }
 
-TEST(JString, AppendingJoinsTextsWhateverTheLengthIs) {
+TEST(JStringTest, AppendingJoinsTextsWhateverTheLengthIs) {
     JString sized(5);
     sized += "ab";
     EXPECT_STREQ(sized, "ab");
@@ -877,14 +877,14 @@ TEST(JString, AppendingJoinsTextsWhateverTheLengthIs) {
     EXPECT_EQ(dots.length(), 4);
 }
 
-TEST(JString, AppendingToAPreSizedStringKeepsItsRoom) {
+TEST(JStringTest, AppendingToAPreSizedStringKeepsItsRoom) {
     JString sized(5);
     sized += "ab";
     std::strcpy(sized, "1234567");
     EXPECT_STREQ(sized, "1234567");
 }
 
-TEST(JString, AppendingATrueAppendsOne) {
+TEST(JStringTest, AppendingATrueAppendsOne) {
     JString s("x");
     s += true;
     EXPECT_STREQ(s, "x1");
@@ -892,7 +892,7 @@ TEST(JString, AppendingATrueAppendsOne) {
 
 // ---- concatenation ----
 
-TEST(JString, PlusLeavesItsOperandsAlone) {
+TEST(JStringTest, PlusLeavesItsOperandsAlone) {
     const JString a("a");
     const JString b("b");
     const JString sum = a + b;
@@ -902,18 +902,18 @@ TEST(JString, PlusLeavesItsOperandsAlone) {
     EXPECT_STREQ(b, "b");
 }
 
-TEST(JString, PlusOfANullTextIsTheOther) {
+TEST(JStringTest, PlusOfANullTextIsTheOther) {
     const JString s("a");
     EXPECT_STREQ(s + NO_TEXT, "a");
     EXPECT_STREQ(NO_TEXT + s, "a");
 }
 
-TEST(JString, PlusOfNothingKeepsTheLengthOfTheLeft) {
+TEST(JStringTest, PlusOfNothingKeepsTheLengthOfTheLeft) {
     EXPECT_EQ((JString(5) + "").length(), 5);
     EXPECT_EQ((JString(5) + "ab").length(), 2);
 }
 
-TEST(JString, PlusRendersNumbers) {
+TEST(JStringTest, PlusRendersNumbers) {
     const JString s("n=");
     EXPECT_STREQ(s + 'c', "n=c");
     EXPECT_STREQ(s + '\0', "n=");
@@ -924,7 +924,7 @@ TEST(JString, PlusRendersNumbers) {
     EXPECT_STREQ(s + JInteger(9), "n=9");
 }
 
-TEST(JString, PlusRendersUnsignedNumbersAsSignedOnes) {
+TEST(JStringTest, PlusRendersUnsignedNumbersAsSignedOnes) {
     const JString s;
     EXPECT_STREQ(s + 2147483647UL, "2147483647");
     EXPECT_STREQ(s + 2147483648UL, "-2147483648");
@@ -933,7 +933,7 @@ TEST(JString, PlusRendersUnsignedNumbersAsSignedOnes) {
     EXPECT_STREQ(s + ULLONG_MAX, "-1");
 }
 
-TEST(JString, PlusRendersALongThroughAnInt) {
+TEST(JStringTest, PlusRendersALongThroughAnInt) {
     const JString s;
     const bool wide = sizeof(long) > sizeof(int);
     EXPECT_STREQ(s + LONG_MAX, wide ? "-1" : "2147483647");
@@ -941,7 +941,7 @@ TEST(JString, PlusRendersALongThroughAnInt) {
     EXPECT_STREQ(s + ULONG_MAX, "-1");
 }
 
-TEST(JString, PlusRendersBooleans) {
+TEST(JStringTest, PlusRendersBooleans) {
     EXPECT_STREQ(JString("x") + true, "xtrue");
     EXPECT_STREQ(JString("x") + false, "xfalse");
 }

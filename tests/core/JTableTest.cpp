@@ -12,9 +12,9 @@
 #include "support/Counted.h"
 #include "support/JObjectArrayPeer.h"
 
-using jay::test::Counted;
-using jay::test::CountedTest;
-using jay::test::numberOf;
+using support::Counted;
+using support::CountedTest;
+using support::numberOf;
 using Peer = jay::detail::JObjectArrayPeer;
 
 namespace {
@@ -36,20 +36,20 @@ class JTableLifeTest : public CountedTest {};
 
 }  // namespace
 
-TEST(JTable, IsEmptyAtFirst) {
+TEST(JTableTest, IsEmptyAtFirst) {
     const JTable table;
     expectCounts(table, 0, 0);
     EXPECT_EQ(table.length(), 0);
 }
 
-TEST(JTable, StoresTheCountsItIsMadeWithAndMakesNoRow) {
+TEST(JTableTest, StoresTheCountsItIsMadeWithAndMakesNoRow) {
     const JTable table(3, 4);
     expectCounts(table, 3, 4);
     EXPECT_EQ(table.length(), 0);
     EXPECT_EQ(Peer::capacity(table), 0);
 }
 
-TEST(JTable, ReadingACellMakesItAndRaisesTheCounts) {
+TEST(JTableTest, ReadingACellMakesItAndRaisesTheCounts) {
     JTable table(0, 0);
     JObjectArray& row = table[2];
     expectCounts(table, 3, 0);
@@ -59,7 +59,7 @@ TEST(JTable, ReadingACellMakesItAndRaisesTheCounts) {
     EXPECT_EQ(row.length(), 5);
 }
 
-TEST(JTable, ARowIsAPlainArrayThatCountsTheColumns) {
+TEST(JTableTest, ARowIsAPlainArrayThatCountsTheColumns) {
     JTable table;
     JObjectArray& row = table[-1];
     EXPECT_EQ(row.getClass(), &JObjectArray::classJObjectArray);
@@ -73,7 +73,7 @@ TEST(JTable, ARowIsAPlainArrayThatCountsTheColumns) {
     expectCounts(table, 1, 6);
 }
 
-TEST(JTable, ColumnsAreTheLongestRowsEver) {
+TEST(JTableTest, ColumnsAreTheLongestRowsEver) {
     JTable table;
     table[0][6];
     table[1][2];
@@ -84,7 +84,7 @@ TEST(JTable, ColumnsAreTheLongestRowsEver) {
     expectCounts(table, 2, 10);
 }
 
-TEST(JTable, TheCountsDoNotLimitAndAreOnlyRaisedByLongerRows) {
+TEST(JTableTest, TheCountsDoNotLimitAndAreOnlyRaisedByLongerRows) {
     JTable table(5, 5);
     table[1][1];
     expectCounts(table, 5, 5);
@@ -92,7 +92,7 @@ TEST(JTable, TheCountsDoNotLimitAndAreOnlyRaisedByLongerRows) {
     expectCounts(table, 7, 8);
 }
 
-TEST(JTable, ResizingStoresTheCountsAndChangesNothingElse) {
+TEST(JTableTest, ResizingStoresTheCountsAndChangesNothingElse) {
     JTable table;
     JObject& cell = table[2][4];
     table.resize(1, 1);
@@ -106,7 +106,7 @@ TEST(JTable, ResizingStoresTheCountsAndChangesNothingElse) {
     expectCounts(table, -1, 100);
 }
 
-TEST(JTable, ClearingKeepsTheCounts) {
+TEST(JTableTest, ClearingKeepsTheCounts) {
     JTable table;
     table[2][4];
     table.clear();
@@ -166,7 +166,7 @@ TEST_F(JTableLifeTest, AssigningClonesTheRowsAsPlainArraysAndCopiesTheCounts) {
     expectCounts(target, 11, 20);
 }
 
-TEST(JTable, TheRowsOfAnAssignmentCountNoColumnsButNewOnesDo) {
+TEST(JTableTest, TheRowsOfAnAssignmentCountNoColumnsButNewOnesDo) {
     JTable table;
     table[0][2];
     JTable target;
@@ -179,7 +179,7 @@ TEST(JTable, TheRowsOfAnAssignmentCountNoColumnsButNewOnesDo) {
     expectCounts(table, 1, 3);
 }
 
-TEST(JTable, AssigningLowersTheCountsToTheOthers) {
+TEST(JTableTest, AssigningLowersTheCountsToTheOthers) {
     JTable target(9, 9);
     target[0][0];
     JTable table;

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-TEST(JVector, DoesNotCloneAndIsDestroyedThroughTheRoot) {
+TEST(JVectorTest, DoesNotCloneAndIsDestroyedThroughTheRoot) {
     JObject* vector = new JVector;
     EXPECT_EQ(vector->clone(), nullptr);
     EXPECT_EQ(vector->hashCode(), 0);

@@ -17,11 +17,11 @@ unsigned int display = 77;
 }  // namespace
 
 // First, before anything else has called a hook: tests run in the order of this file.
-TEST(Platform, TheDefaultFontReachedTheLayerWhenTheLibraryWasLoaded) {
+TEST(PlatformTest, TheDefaultFontReachedTheLayerWhenTheLibraryWasLoaded) {
     EXPECT_EQ(platform::take(), Calls({"setFont null"}));
 }
 
-TEST(Platform, DrawBorder_DrawsTheSidesInOrder) {
+TEST(PlatformTest, DrawBorder_DrawsTheSidesInOrder) {
     JCanvas canvas(0);
     JGraphics graphics(&display);
     platform::take();
@@ -31,7 +31,7 @@ TEST(Platform, DrawBorder_DrawsTheSidesInOrder) {
                                        "drawLine 10 20 40 20", "drawLine 10 59 40 59"}));
 }
 
-TEST(Platform, DrawBorder_DrawsOnlyTheSidesAskedFor) {
+TEST(PlatformTest, DrawBorder_DrawsOnlyTheSidesAskedFor) {
     JCanvas canvas(0);
     JGraphics graphics(&display);
     platform::take();
@@ -42,7 +42,7 @@ TEST(Platform, DrawBorder_DrawsOnlyTheSidesAskedFor) {
     EXPECT_EQ(platform::take(), Calls({"setColor 0 255 1"}));
 }
 
-TEST(Platform, Check_FillsWithRed) {
+TEST(PlatformTest, Check_FillsWithRed) {
     JCanvas canvas(0);
     JGraphics graphics(&display);
     platform::take();
@@ -51,14 +51,14 @@ TEST(Platform, Check_FillsWithRed) {
     EXPECT_EQ(platform::take(), Calls({"setColor 255 0 0", "fillRect 1 2 3 4"}));
 }
 
-TEST(Platform, DrawString_DrawsAllCharacters) {
+TEST(PlatformTest, DrawString_DrawsAllCharacters) {
     JGraphics graphics(&display);
     platform::take();
     graphics.drawString("abc", 5, 6, 7);
     EXPECT_EQ(platform::take(), Calls({"drawChars abc 0 3 5 6 7"}));
 }
 
-TEST(Platform, StringWidths_RestOnCharsWidth) {
+TEST(PlatformTest, StringWidths_RestOnCharsWidth) {
     JFont font;
     platform::take();
     EXPECT_EQ(font.stringWidth("abc"), 24);
@@ -67,7 +67,7 @@ TEST(Platform, StringWidths_RestOnCharsWidth) {
     EXPECT_EQ(platform::take(), Calls({"charsWidth abc 0 3", "charsWidth abcd 0 4", "charsWidth bc 1 2"}));
 }
 
-TEST(Platform, SetFont_TellsTheFontItsPlatformFontAndThenTheDisplay) {
+TEST(PlatformTest, SetFont_TellsTheFontItsPlatformFontAndThenTheDisplay) {
     JGraphics graphics(&display);
     unsigned int platformFont = 5;
     JFont font(1, 2, 3);
@@ -77,7 +77,7 @@ TEST(Platform, SetFont_TellsTheFontItsPlatformFontAndThenTheDisplay) {
     EXPECT_EQ(platform::take(), Calls({"setFont 5", "setFont 77"}));
 }
 
-TEST(Platform, ACopiedOrAssignedFontIsToldThePlatformFont) {
+TEST(PlatformTest, ACopiedOrAssignedFontIsToldThePlatformFont) {
     unsigned int platformFont = 5;
     JFont font(1, 2, 3);
     font.setFont(&platformFont);
@@ -88,7 +88,7 @@ TEST(Platform, ACopiedOrAssignedFontIsToldThePlatformFont) {
     EXPECT_EQ(platform::take(), Calls({"setFont 5"}));
 }
 
-TEST(Platform, Start_PlaysTheFileBelowTheHomeDirectoryWithBackslashes) {
+TEST(PlatformTest, Start_PlaysTheFileBelowTheHomeDirectoryWithBackslashes) {
     JSound sound("beeps/short/a.wav");
     platform::take();
     sound.start();
@@ -97,7 +97,7 @@ TEST(Platform, Start_PlaysTheFileBelowTheHomeDirectoryWithBackslashes) {
               Calls({std::string("play ") + static_cast<const char*>(home) + "\\beeps\\short\\a.wav"}));
 }
 
-TEST(Platform, HooksThatTheLayerLeavesOutStayEmpty) {
+TEST(PlatformTest, HooksThatTheLayerLeavesOutStayEmpty) {
     JGraphics graphics(&display);
     JFont font;
     platform::take();

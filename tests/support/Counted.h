@@ -8,7 +8,7 @@
 
 #include "core/JObject.h"
 
-namespace jay::test {
+namespace support {
 
 /** An object whose life a test follows: how many there are, that none is deleted twice, and what happened to
  * them in which order. */
@@ -59,12 +59,6 @@ protected:
     static int alive() { return static_cast<int>(Counted::alive().size()); }
 };
 
-/** Where a field lies in its object. */
-template <class Object, class Field>
-long offsetIn(const Object& object, const Field& field) {
-    return reinterpret_cast<const char*>(&field) - reinterpret_cast<const char*>(&object);
-}
-
-}  // namespace jay::test
+}  // namespace support
 
 #endif

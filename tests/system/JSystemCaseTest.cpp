@@ -18,34 +18,34 @@ std::string upper(std::string text) {
 
 }  // namespace
 
-TEST(JSystemCase, Lcase_ChangesUpperCaseLettersOnly) {
+TEST(JSystemCaseTest, Lcase_ChangesUpperCaseLettersOnly) {
     EXPECT_EQ(lower("AZaz09@[`{ _"), "azaz09@[`{ _");
 }
 
-TEST(JSystemCase, Ucase_ChangesLowerCaseLettersOnly) {
+TEST(JSystemCaseTest, Ucase_ChangesLowerCaseLettersOnly) {
     EXPECT_EQ(upper("AZaz09@[`{ _"), "AZAZ09@[`{ _");
 }
 
-TEST(JSystemCase, DoubleByteCharacters_StayAsTheyAre) {
+TEST(JSystemCaseTest, DoubleByteCharacters_StayAsTheyAre) {
     EXPECT_EQ(upper("a\xB0\xA1z\xC1\xE1"), "A\xB0\xA1Z\xC1\xE1");
     EXPECT_EQ(lower("A\xB0\xA1Z\xC1\xE1"), "a\xB0\xA1z\xC1\xE1");
 }
 
-TEST(JSystemCase, EveryByteFrom128_StaysAsItIs) {
+TEST(JSystemCaseTest, EveryByteFrom128_StaysAsItIs) {
     std::string all;
     for (int byte = 128; byte < 256; ++byte) all += static_cast<char>(byte);
     EXPECT_EQ(upper(all), all);
     EXPECT_EQ(lower(all), all);
 }
 
-TEST(JSystemCase, EmptyAndNull_AreReturned) {
+TEST(JSystemCaseTest, EmptyAndNull_AreReturned) {
     EXPECT_EQ(upper(""), "");
     EXPECT_EQ(lower(""), "");
     EXPECT_EQ(JSystem::lcase(nullptr), nullptr);
     EXPECT_EQ(JSystem::ucase(nullptr), nullptr);
 }
 
-TEST(JSystemCase, EveryByte_IsConvertedAsByJString) {
+TEST(JSystemCaseTest, EveryByte_IsConvertedAsByJString) {
     std::string all;
     for (int byte = 1; byte < 256; ++byte) all += static_cast<char>(byte);
     EXPECT_EQ(lower(all), std::string(JString(all.c_str()).toLowerCase().toCharArray()));

@@ -18,9 +18,9 @@ using Lines = std::vector<std::string>;
 namespace {
 
 /** Standard error in a pipe; debug output on again at the end. */
-class JSystemDebug : public ::testing::Test {
+class JSystemDebugTest : public ::testing::Test {
 protected:
-    ~JSystemDebug() override { JSystem::debug(true); }
+    ~JSystemDebugTest() override { JSystem::debug(true); }
     StderrPipe output;
 };
 
@@ -60,18 +60,18 @@ void dump(const std::string& data) {
 
 // ---- debug and printf ----
 
-TEST_F(JSystemDebug, Debug_WritesTheFormattedTextAndNothingElse) {
+TEST_F(JSystemDebugTest, Debug_WritesTheFormattedTextAndNothingElse) {
     JSystem::debug("%s %d", "text", 5);
     EXPECT_EQ(output.text(), "text 5");
 }
 
-TEST_F(JSystemDebug, Debug_WithATextAlone_IsTheFormatOne) {
+TEST_F(JSystemDebugTest, Debug_WithATextAlone_IsTheFormatOne) {
     JSystem::debug("text\n");
     EXPECT_EQ(output.text(), "text\n");
     EXPECT_TRUE(JSystem::_debug);
 }
 
-TEST_F(JSystemDebug, Debug_WithABool_IsTheSwitch) {
+TEST_F(JSystemDebugTest, Debug_WithABool_IsTheSwitch) {
     JSystem::debug(false);
     EXPECT_FALSE(JSystem::_debug);
     JSystem::debug(true);
@@ -79,32 +79,32 @@ TEST_F(JSystemDebug, Debug_WithABool_IsTheSwitch) {
     EXPECT_EQ(output.text(), "");
 }
 
-TEST_F(JSystemDebug, SwitchedOff_DebugAndDumpWriteNothing) {
+TEST_F(JSystemDebugTest, SwitchedOff_DebugAndDumpWriteNothing) {
     JSystem::debug(false);
     JSystem::debug("text\n");
     JSystem::dump("A", 1);
     EXPECT_EQ(output.text(), "");
 }
 
-TEST_F(JSystemDebug, SwitchedOff_PrintfStillWrites) {
+TEST_F(JSystemDebugTest, SwitchedOff_PrintfStillWrites) {
     JSystem::debug(false);
     EXPECT_EQ(JSystem::printf("text\n"), 5);
     EXPECT_EQ(output.text(), "text\n");
 }
 
-TEST_F(JSystemDebug, Printf_ReturnsTheNumberOfBytes) {
+TEST_F(JSystemDebugTest, Printf_ReturnsTheNumberOfBytes) {
     EXPECT_EQ(JSystem::printf("%d-%s", 12, "ab"), 5);
     EXPECT_EQ(output.text(), "12-ab");
 }
 
-TEST_F(JSystemDebug, EmptyText_WritesNothing) {
+TEST_F(JSystemDebugTest, EmptyText_WritesNothing) {
     const char* const nothing = "";
     JSystem::debug("%s", nothing);
     EXPECT_EQ(JSystem::printf("%s", nothing), 0);
     EXPECT_EQ(output.text(), "");
 }
 
-TEST_F(JSystemDebug, Debug_FlushesAndPrintfDoesNot) {
+TEST_F(JSystemDebugTest, Debug_FlushesAndPrintfDoesNot) {
     char buffer[256];
     std::setvbuf(stderr, buffer, _IOFBF, sizeof buffer);
     JSystem::printf("one ");
@@ -124,7 +124,7 @@ TEST_F(JSystemDebug, Debug_FlushesAndPrintfDoesNot) {
     EXPECT_EQ(flushedByDump, "four \n");
 }
 
-TEST(JSystemDebugWrites, Debug_ReachesStandardErrorInOneWriteWhateverItsLength) {
+TEST(JSystemDebugWritesTest, Debug_ReachesStandardErrorInOneWriteWhateverItsLength) {
     StderrWrites output;
     for (const size_t length : {1u, 510u, 511u, 512u, 513u, 5000u, 20000u}) {
         const std::string text(length, 'x');
@@ -135,7 +135,7 @@ TEST(JSystemDebugWrites, Debug_ReachesStandardErrorInOneWriteWhateverItsLength) 
     }
 }
 
-TEST(JSystemDebugWrites, Dump_WritesEachLineAtOnce) {
+TEST(JSystemDebugWritesTest, Dump_WritesEachLineAtOnce) {
     StderrWrites output;
     dump("0123456789abcdefX");
     EXPECT_EQ(output.writes(), (Lines{"30 31 32 33 34 35 36 37 38 39 61 62 63 64 65 66 0123456789abcdef\n",
@@ -144,7 +144,7 @@ TEST(JSystemDebugWrites, Dump_WritesEachLineAtOnce) {
 
 // ---- the output lock ----
 
-TEST_F(JSystemDebug, DebugAndDump_WaitForTheOutputLock) {
+TEST_F(JSystemDebugTest, DebugAndDump_WaitForTheOutputLock) {
     JSystem::lock();
     Thread debugs([] { JSystem::debug("text\n"); });
     Thread dumps([] { JSystem::dump(nullptr, 0); });
@@ -158,7 +158,7 @@ TEST_F(JSystemDebug, DebugAndDump_WaitForTheOutputLock) {
     EXPECT_TRUE(text == "text\n\n" || text == "\ntext\n") << text;
 }
 
-TEST_F(JSystemDebug, Printf_DoesNotWaitForTheOutputLock) {
+TEST_F(JSystemDebugTest, Printf_DoesNotWaitForTheOutputLock) {
     JSystem::lock();
     Thread prints([] { JSystem::printf("text\n"); });
     EXPECT_TRUE(support::eventually([&] { return prints.isFinished(); }));
@@ -166,7 +166,7 @@ TEST_F(JSystemDebug, Printf_DoesNotWaitForTheOutputLock) {
     JSystem::unlock();
 }
 
-TEST_F(JSystemDebug, HolderOfTheOutputLock_StillWrites) {
+TEST_F(JSystemDebugTest, HolderOfTheOutputLock_StillWrites) {
     JSystem::lock();
     JSystem::printf("one\n");
     JSystem::debug("two\n");
@@ -175,7 +175,7 @@ TEST_F(JSystemDebug, HolderOfTheOutputLock_StillWrites) {
     EXPECT_EQ(output.text(), "one\ntwo\n\n");
 }
 
-TEST_F(JSystemDebug, TextsOfSeveralThreads_AreNotMixed) {
+TEST_F(JSystemDebugTest, TextsOfSeveralThreads_AreNotMixed) {
     constexpr int CALLS = 100;
     std::string text;
     {
@@ -198,7 +198,7 @@ TEST_F(JSystemDebug, TextsOfSeveralThreads_AreNotMixed) {
     EXPECT_EQ(text, expected);
 }
 
-TEST_F(JSystemDebug, ThreadCancelledInABlockedWrite_LeavesNoLockHeld) {
+TEST_F(JSystemDebugTest, ThreadCancelledInABlockedWrite_LeavesNoLockHeld) {
     const std::function<void()> calls[] = {
         [] { JSystem::debug("lost %d\n", 1); },
         [] { JSystem::dump("A", 1); },
@@ -228,28 +228,28 @@ TEST_F(JSystemDebug, ThreadCancelledInABlockedWrite_LeavesNoLockHeld) {
 
 // ---- dump ----
 
-TEST_F(JSystemDebug, Dump_OfThreeBytes) {
+TEST_F(JSystemDebugTest, Dump_OfThreeBytes) {
     JSystem::dump("\x41\x42\x0A", 3);
     EXPECT_EQ(output.text(), "41 42 0A " + std::string(13 * 3, ' ') + "AB.\n\n");
 }
 
-TEST_F(JSystemDebug, Dump_OfSixteenBytes_IsOneFullLineWithoutBlankGroups) {
+TEST_F(JSystemDebugTest, Dump_OfSixteenBytes_IsOneFullLineWithoutBlankGroups) {
     JSystem::dump("0123456789abcdef", 16);
     EXPECT_EQ(output.text(), "30 31 32 33 34 35 36 37 38 39 61 62 63 64 65 66 0123456789abcdef\n\n");
 }
 
-TEST_F(JSystemDebug, Dump_OfSeventeenBytes_PadsTheSecondLine) {
+TEST_F(JSystemDebugTest, Dump_OfSeventeenBytes_PadsTheSecondLine) {
     JSystem::dump("0123456789abcdefX", 17);
     EXPECT_EQ(output.text(), "30 31 32 33 34 35 36 37 38 39 61 62 63 64 65 66 0123456789abcdef\n58 " +
                                  std::string(15 * 3, ' ') + "X\n\n");
 }
 
-TEST_F(JSystemDebug, Dump_ShowsUnprintableBytesAsDots) {
+TEST_F(JSystemDebugTest, Dump_ShowsUnprintableBytesAsDots) {
     JSystem::dump("\0\x1F\x20\x7E\x7F\x80\xB0\xFF", 8);
     EXPECT_EQ(output.text(), "00 1F 20 7E 7F 80 B0 FF " + std::string(8 * 3, ' ') + ".. ~....\n\n");
 }
 
-TEST_F(JSystemDebug, Dump_IsAsDescribedForEveryLengthAndByte) {
+TEST_F(JSystemDebugTest, Dump_IsAsDescribedForEveryLengthAndByte) {
     for (int length = 0; length <= 50; ++length) {
         const std::string data = bytes(length * 5, length);
         dump(data);
@@ -259,7 +259,7 @@ TEST_F(JSystemDebug, Dump_IsAsDescribedForEveryLengthAndByte) {
     EXPECT_EQ(output.text(), describedDump(bytes(0, 256)));
 }
 
-TEST_F(JSystemDebug, Dump_OfNothing_IsTheClosingEmptyLine) {
+TEST_F(JSystemDebugTest, Dump_OfNothing_IsTheClosingEmptyLine) {
     JSystem::dump("A", 0);
     EXPECT_EQ(output.text(), "\n");
     JSystem::dump("A", -1);

@@ -86,7 +86,7 @@ private:
 
 // ---- UTF-8 to wide ----
 
-TEST(JSystemEncoding, Mbtowc_DecodesEveryLength) {
+TEST(JSystemEncodingTest, Mbtowc_DecodesEveryLength) {
     EXPECT_EQ(decode({'A'}), (Decoded{1, 'A'}));
     EXPECT_EQ(decode({0x00}), (Decoded{1, 0}));
     EXPECT_EQ(decode({0xC3, 0xA9}), (Decoded{2, 0xE9}));
@@ -96,22 +96,22 @@ TEST(JSystemEncoding, Mbtowc_DecodesEveryLength) {
     EXPECT_EQ(decode({0xFD, 0xBF, 0xBF, 0xBF, 0xBF, 0xBF}), (Decoded{6, 0x7FFFFFFF}));
 }
 
-TEST(JSystemEncoding, Mbtowc_AcceptsSurrogates) {
+TEST(JSystemEncodingTest, Mbtowc_AcceptsSurrogates) {
     EXPECT_EQ(decode({0xED, 0xA0, 0x80}), (Decoded{3, 0xD800}));
 }
 
-TEST(JSystemEncoding, Mbtowc_RefusesWhatIsNoFirstByte) {
+TEST(JSystemEncodingTest, Mbtowc_RefusesWhatIsNoFirstByte) {
     for (unsigned first = 0x80; first <= 0xC1; first++) {
         EXPECT_EQ(decode({static_cast<unsigned char>(first), 0x80, 0x80}), (Decoded{-1, UNTOUCHED})) << first;
     }
 }
 
-TEST(JSystemEncoding, Mbtowc_RefusesFEAndFFBeforeItLooksAtTheLength) {
+TEST(JSystemEncodingTest, Mbtowc_RefusesFEAndFFBeforeItLooksAtTheLength) {
     EXPECT_EQ(decode({0xFE}), (Decoded{-1, UNTOUCHED}));
     EXPECT_EQ(decode({0xFF}), (Decoded{-1, UNTOUCHED}));
 }
 
-TEST(JSystemEncoding, Mbtowc_ReportsTooFewBytesWhateverTheyAre) {
+TEST(JSystemEncodingTest, Mbtowc_ReportsTooFewBytesWhateverTheyAre) {
     EXPECT_EQ(decode({0xC3}, 1), (Decoded{0, UNTOUCHED}));
     EXPECT_EQ(decode({0xE0, 0x00}, 2), (Decoded{0, UNTOUCHED}));
     EXPECT_EQ(decode({0xF0, 0x00, 0x00}, 3), (Decoded{0, UNTOUCHED}));
@@ -120,7 +120,7 @@ TEST(JSystemEncoding, Mbtowc_ReportsTooFewBytesWhateverTheyAre) {
     EXPECT_EQ(decode({'A'}, 0), (Decoded{0, UNTOUCHED}));
 }
 
-TEST(JSystemEncoding, Mbtowc_RefusesOverlongForms) {
+TEST(JSystemEncodingTest, Mbtowc_RefusesOverlongForms) {
     EXPECT_EQ(decode({0xE0, 0x80, 0x80}), (Decoded{-1, UNTOUCHED}));
     EXPECT_EQ(decode({0xE0, 0x9F, 0xBF}), (Decoded{-1, UNTOUCHED}));
     EXPECT_EQ(decode({0xE0, 0xA0, 0x80}), (Decoded{3, 0x800}));
@@ -131,7 +131,7 @@ TEST(JSystemEncoding, Mbtowc_RefusesOverlongForms) {
     EXPECT_EQ(decode({0xFC, 0x84, 0x80, 0x80, 0x80, 0x80}), (Decoded{6, 0x4000000}));
 }
 
-TEST(JSystemEncoding, Mbtowc_RefusesAByteThatDoesNotContinueInEveryPlace) {
+TEST(JSystemEncodingTest, Mbtowc_RefusesAByteThatDoesNotContinueInEveryPlace) {
     const Bytes valid[] = {{0xC3, 0xA9},
                            {0xEA, 0xB0, 0x80},
                            {0xF1, 0x9F, 0x98, 0x80},
@@ -150,7 +150,7 @@ TEST(JSystemEncoding, Mbtowc_RefusesAByteThatDoesNotContinueInEveryPlace) {
 
 // ---- wide to UTF-8 ----
 
-TEST(JSystemEncoding, Wctomb_EncodesEveryLengthAtItsLimits) {
+TEST(JSystemEncodingTest, Wctomb_EncodesEveryLengthAtItsLimits) {
     EXPECT_EQ(encode(0), Bytes({0x00}));
     EXPECT_EQ(encode(0x7F), Bytes({0x7F}));
     EXPECT_EQ(encode(0x80), Bytes({0xC2, 0x80}));
@@ -166,7 +166,7 @@ TEST(JSystemEncoding, Wctomb_EncodesEveryLengthAtItsLimits) {
     EXPECT_EQ(encode(0x7FFFFFFF), Bytes({0xFD, 0xBF, 0xBF, 0xBF, 0xBF, 0xBF}));
 }
 
-TEST(JSystemEncoding, Wctomb_RefusesMoreThan31Bits) {
+TEST(JSystemEncodingTest, Wctomb_RefusesMoreThan31Bits) {
     int result = 0;
     encode(0x80000000UL, 6, result);
     EXPECT_EQ(result, -1);
@@ -174,7 +174,7 @@ TEST(JSystemEncoding, Wctomb_RefusesMoreThan31Bits) {
     EXPECT_EQ(result, -1);
 }
 
-TEST(JSystemEncoding, Wctomb_WritesNothingWithoutRoom) {
+TEST(JSystemEncodingTest, Wctomb_WritesNothingWithoutRoom) {
     unsigned char bytes[] = {0xEE, 0xEE};
     EXPECT_EQ(JSystem::wctomb(bytes, 2, 0x800), 0);
     EXPECT_EQ(bytes[0], 0xEE);
@@ -182,7 +182,7 @@ TEST(JSystemEncoding, Wctomb_WritesNothingWithoutRoom) {
     EXPECT_EQ(JSystem::wctomb(bytes, -1, 'A'), 0);
 }
 
-TEST(JSystemEncoding, Utf8_RoundTrips) {
+TEST(JSystemEncodingTest, Utf8_RoundTrips) {
     for (unsigned long wc = 0; wc < 0x80000000UL; wc += wc < 0x20000 ? 1 : 0x10007) {
         const Bytes bytes = encode(wc);
         const Decoded decoded = decode(bytes);
@@ -192,24 +192,24 @@ TEST(JSystemEncoding, Utf8_RoundTrips) {
 
 // ---- Korean ----
 
-TEST(JSystemEncoding, Kstowc_TakesASingleByteAsItIs) {
+TEST(JSystemEncodingTest, Kstowc_TakesASingleByteAsItIs) {
     for (unsigned c = 0; c < 0x80; c++) EXPECT_EQ(korean(c, 0xA1, 1), c);
 }
 
-TEST(JSystemEncoding, Kstowc_DecodesBothRepertoires) {
+TEST(JSystemEncodingTest, Kstowc_DecodesBothRepertoires) {
     EXPECT_EQ(korean(0xA1, 0xA1), 0x3000u);
     EXPECT_EQ(korean(0xB0, 0xA1), 0xAC00u);
     EXPECT_EQ(korean(0xC8, 0xFE), 0xD79Du);
 }
 
-TEST(JSystemEncoding, Kstowc_MapsTheUserDefinedRowsToThePrivateUseArea) {
+TEST(JSystemEncodingTest, Kstowc_MapsTheUserDefinedRowsToThePrivateUseArea) {
     EXPECT_EQ(korean(0xC9, 0xA1), 0xE000u);
     EXPECT_EQ(korean(0xC9, 0xFE), 0xE05Du);
     EXPECT_EQ(korean(0xFE, 0xA1), 0xE05Eu);
     EXPECT_EQ(korean(0xFE, 0xFE), 0xE0BBu);
 }
 
-TEST(JSystemEncoding, Kstowc_PassesOverAnInvalidPairAsAQuestionMark) {
+TEST(JSystemEncodingTest, Kstowc_PassesOverAnInvalidPairAsAQuestionMark) {
     EXPECT_EQ(korean(0x80, 0xA1), '?');
     EXPECT_EQ(korean(0xA0, 0xA1), '?');
     EXPECT_EQ(korean(0xFF, 0xA1), '?');
@@ -219,14 +219,14 @@ TEST(JSystemEncoding, Kstowc_PassesOverAnInvalidPairAsAQuestionMark) {
     EXPECT_EQ(korean(0xB0, 0xFF), '?');
 }
 
-TEST(JSystemEncoding, Kstowc_DoesNotLookAtTheCount) {
+TEST(JSystemEncodingTest, Kstowc_DoesNotLookAtTheCount) {
     unsigned char bytes[] = {0xB0, 0xA1};
     unsigned short wc = 0;
     EXPECT_EQ(JSystem::kstowc(&wc, bytes, 0), 2);
     EXPECT_EQ(wc, 0xAC00);
 }
 
-TEST(JSystemEncoding, Kstowc_AgreesWithAnIndependentConverterOnEveryPair) {
+TEST(JSystemEncodingTest, Kstowc_AgreesWithAnIndependentConverterOnEveryPair) {
     Converter independent;
     if (!independent.exists()) {
         GTEST_SKIP() << "the C library of this architecture has no converter for code page 949 installed";
@@ -252,7 +252,7 @@ TEST(JSystemEncoding, Kstowc_AgreesWithAnIndependentConverterOnEveryPair) {
 
 // ---- whole strings ----
 
-TEST(JSystemEncoding, WholeStringOperationsDoNothing) {
+TEST(JSystemEncodingTest, WholeStringOperationsDoNothing) {
     JString text("abc");
     JByte wide("xy", 0, 2);
     JSystem::C2W(text, wide);

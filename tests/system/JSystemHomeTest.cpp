@@ -41,14 +41,14 @@ int openDescriptors() {
 }
 
 /** A temporary directory to be in; back in the old one at the end. */
-class JSystemHome : public ::testing::Test {
+class JSystemHomeTest : public ::testing::Test {
 protected:
-    JSystemHome() : back_(open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+    JSystemHomeTest() : back_(open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
         char name[] = "/tmp/jay-test-XXXXXX";
         if (mkdtemp(name) == nullptr || chdir(name) != 0) std::abort();
         directory = name;
     }
-    ~JSystemHome() override {
+    ~JSystemHomeTest() override {
         EXPECT_EQ(fchdir(back_), 0);
         close(back_);
         rmdir(directory.c_str());
@@ -68,32 +68,32 @@ ino_t inodeOfCurrentDirectory() {
 
 }  // namespace
 
-TEST_F(JSystemHome, IsTheParentOfTheDirectoryOfPrograms) {
+TEST_F(JSystemHomeTest, IsTheParentOfTheDirectoryOfPrograms) {
     EXPECT_EQ(home(), expectedHome());
 }
 
-TEST_F(JSystemHome, LeavesTheCurrentDirectoryAndNoDescriptorOpen) {
+TEST_F(JSystemHomeTest, LeavesTheCurrentDirectoryAndNoDescriptorOpen) {
     const int descriptors = openDescriptors();
     home();
     EXPECT_EQ(currentDirectory(), directory);
     EXPECT_EQ(openDescriptors(), descriptors);
 }
 
-TEST_F(JSystemHome, IsTheSameInTheDirectoryOfPrograms) {
+TEST_F(JSystemHomeTest, IsTheSameInTheDirectoryOfPrograms) {
     ASSERT_EQ(chdir("/bin"), 0);
     const std::string before = currentDirectory();
     EXPECT_EQ(home(), expectedHome());
     EXPECT_EQ(currentDirectory(), before);
 }
 
-TEST_F(JSystemHome, IsTheSameInADirectoryThatWasRemoved) {
+TEST_F(JSystemHomeTest, IsTheSameInADirectoryThatWasRemoved) {
     ASSERT_EQ(rmdir(directory.c_str()), 0);
     const ino_t before = inodeOfCurrentDirectory();
     EXPECT_EQ(home(), expectedHome());
     EXPECT_EQ(inodeOfCurrentDirectory(), before);
 }
 
-TEST_F(JSystemHome, IsTheSameInADirectoryThatIsTooDeep) {
+TEST_F(JSystemHomeTest, IsTheSameInADirectoryThatIsTooDeep) {
     const std::string name(200, 'd');
     constexpr int DEPTH = 6;
     for (int i = 0; i < DEPTH; ++i) {
@@ -110,7 +110,7 @@ TEST_F(JSystemHome, IsTheSameInADirectoryThatIsTooDeep) {
     }
 }
 
-TEST_F(JSystemHome, ThreadsThatCallItAtOnce_GetTheSameResultAndStayWhereTheyAre) {
+TEST_F(JSystemHomeTest, ThreadsThatCallItAtOnce_GetTheSameResultAndStayWhereTheyAre) {
     const std::string expected = expectedHome();
     std::atomic<int> wrong{0};
     const auto callOften = [&] {
@@ -124,7 +124,7 @@ TEST_F(JSystemHome, ThreadsThatCallItAtOnce_GetTheSameResultAndStayWhereTheyAre)
     EXPECT_EQ(wrong, 0);
 }
 
-TEST_F(JSystemHome, SelfCheck_HasNoOtherEffect) {
+TEST_F(JSystemHomeTest, SelfCheck_HasNoOtherEffect) {
     JSystem::Test();
     EXPECT_EQ(currentDirectory(), directory);
 }

@@ -98,26 +98,26 @@ const std::string TOO_LONG(1 << 20, ' ');
 
 // ---- exec, waiting ----
 
-TEST(JSystemExec, Wait_ReturnsZeroForExitCodeZero) {
+TEST(JSystemExecTest, Wait_ReturnsZeroForExitCodeZero) {
     EXPECT_EQ(runAndWait("true"), 0);
 }
 
-TEST(JSystemExec, Wait_ReturnsMinusOneForAnyOtherExitCode) {
+TEST(JSystemExecTest, Wait_ReturnsMinusOneForAnyOtherExitCode) {
     EXPECT_EQ(runAndWait("exit 3"), -1);
     EXPECT_EQ(runAndWait("exit 255"), -1);
 }
 
-TEST(JSystemExec, Wait_ReturnsZeroForACommandKilledByASignal) {
+TEST(JSystemExecTest, Wait_ReturnsZeroForACommandKilledByASignal) {
     EXPECT_EQ(runAndWait("kill -9 $$"), 0);
 }
 
-TEST(JSystemExec, Wait_ReturnsOnlyWhenTheCommandHasEnded) {
+TEST(JSystemExecTest, Wait_ReturnsOnlyWhenTheCommandHasEnded) {
     CommandPipe pipe;
     EXPECT_EQ(runAndWait("sleep 0.2; echo done" + pipe.redirection()), 0);
     EXPECT_EQ(pipe.readAll(), "done\n");
 }
 
-TEST(JSystemExec, RunsTheCommandInTheShellWithTheEnvironment) {
+TEST(JSystemExecTest, RunsTheCommandInTheShellWithTheEnvironment) {
     setenv("JAY_TEST_EXEC", "some value", 1);
     CommandPipe pipe;
     EXPECT_EQ(runAndWait("x=1; for i in a b; do echo $i$x \"$JAY_TEST_EXEC\"; done" + pipe.redirection()),
@@ -126,12 +126,12 @@ TEST(JSystemExec, RunsTheCommandInTheShellWithTheEnvironment) {
     unsetenv("JAY_TEST_EXEC");
 }
 
-TEST(JSystemExec, NullCommand_ReturnsMinusOne) {
+TEST(JSystemExecTest, NullCommand_ReturnsMinusOne) {
     EXPECT_EQ(JSystem::exec(nullptr, JSystem::EXEC_WAIT), -1);
     EXPECT_EQ(JSystem::exec(nullptr, JSystem::EXEC_NOWAIT), -1);
 }
 
-TEST(JSystemExec, Wait_ReapsEveryChildAndLosesItsStatus) {
+TEST(JSystemExecTest, Wait_ReapsEveryChildAndLosesItsStatus) {
     const int other = run("exit 7");
     ASSERT_TRUE(hasEnded(other));
     EXPECT_EQ(runAndWait("true"), 0);
@@ -141,7 +141,7 @@ TEST(JSystemExec, Wait_ReapsEveryChildAndLosesItsStatus) {
     EXPECT_EQ(kill(other, 0), -1);
 }
 
-TEST(JSystemExec, Wait_ByTwoThreadsAtOnce_GivesEachItsOwnResult) {
+TEST(JSystemExecTest, Wait_ByTwoThreadsAtOnce_GivesEachItsOwnResult) {
     constexpr int COMMANDS = 8;
     std::vector<int> zeros(COMMANDS, UNTOUCHED);
     std::vector<int> others(COMMANDS, UNTOUCHED);
@@ -157,7 +157,7 @@ TEST(JSystemExec, Wait_ByTwoThreadsAtOnce_GivesEachItsOwnResult) {
     EXPECT_EQ(others, std::vector<int>(COMMANDS, -1));
 }
 
-TEST(JSystemExec, Wait_GetsTheStatusThatAnotherThreadHasReaped) {
+TEST(JSystemExecTest, Wait_GetsTheStatusThatAnotherThreadHasReaped) {
     // Which of the two threads reaps the first command is up to the moment: nearly always the second, whose
     // look follows the end of the command at once, while the first looks every 100 ms.
     for (int i = 0; i < 5; ++i) {
@@ -181,12 +181,12 @@ TEST(JSystemExec, Wait_GetsTheStatusThatAnotherThreadHasReaped) {
 
 // ---- exec, when the status cannot be had ----
 
-TEST(JSystemExec, Wait_WhenTheSystemReapsChildren_ReturnsMinusOne) {
+TEST(JSystemExecTest, Wait_WhenTheSystemReapsChildren_ReturnsMinusOne) {
     const IgnoredChildren ignored;
     EXPECT_EQ(runAndWait("true"), -1);
 }
 
-TEST(JSystemExec, Wait_WhenTheSystemReapsChildrenAndAnotherOneRuns_ReturnsMinusOne) {
+TEST(JSystemExecTest, Wait_WhenTheSystemReapsChildrenAndAnotherOneRuns_ReturnsMinusOne) {
     const int other = run("exec sleep 1000");
     {
         const IgnoredChildren ignored;
@@ -195,7 +195,7 @@ TEST(JSystemExec, Wait_WhenTheSystemReapsChildrenAndAnotherOneRuns_ReturnsMinusO
     killAndReap(other);
 }
 
-TEST(JSystemExec, Wait_WhenTheApplicationReapsTheChild_ReturnsMinusOne) {
+TEST(JSystemExecTest, Wait_WhenTheApplicationReapsTheChild_ReturnsMinusOne) {
     CommandPipe pipe;
     int result = UNTOUCHED;
     Thread waiter([&] { result = runAndWait("echo $$" + pipe.redirection() + "; exec sleep 1000"); });
@@ -210,14 +210,14 @@ TEST(JSystemExec, Wait_WhenTheApplicationReapsTheChild_ReturnsMinusOne) {
 
 // ---- exec, not waiting ----
 
-TEST(JSystemExec, NoWait_ReturnsThePidAtOnce) {
+TEST(JSystemExecTest, NoWait_ReturnsThePidAtOnce) {
     const int pid = run("exec sleep 1000");
     ASSERT_GT(pid, 0);
     EXPECT_EQ(kill(pid, 0), 0);
     killAndReap(pid);
 }
 
-TEST(JSystemExec, EveryModeButWait_DoesNotWait) {
+TEST(JSystemExecTest, EveryModeButWait_DoesNotWait) {
     for (const int mode : {2, -1}) {
         const int pid = JSystem::exec("exec sleep 1000", mode);
         ASSERT_GT(pid, 0);
@@ -227,7 +227,7 @@ TEST(JSystemExec, EveryModeButWait_DoesNotWait) {
 
 // ---- exec, the shell that cannot be run ----
 
-TEST(JSystemExec, WithoutAShell_TheChildEndsWith255) {
+TEST(JSystemExecTest, WithoutAShell_TheChildEndsWith255) {
     const int pid = run(TOO_LONG);
     ASSERT_GT(pid, 0);
     ASSERT_TRUE(hasEnded(pid));
@@ -244,7 +244,7 @@ void tellExitHandler() {
 }
 }  // namespace
 
-TEST(JSystemExec, WithoutAShell_TheChildRunsNoExitHandlers) {
+TEST(JSystemExecTest, WithoutAShell_TheChildRunsNoExitHandlers) {
     static const int registered = std::atexit(tellExitHandler);
     ASSERT_EQ(registered, 0);
     CommandPipe pipe;
@@ -256,7 +256,7 @@ TEST(JSystemExec, WithoutAShell_TheChildRunsNoExitHandlers) {
 
 // ---- exec, cancelled ----
 
-TEST(JSystemExec, CancelledWait_LeavesTheCommandRunningAndNoLockHeld) {
+TEST(JSystemExecTest, CancelledWait_LeavesTheCommandRunningAndNoLockHeld) {
     CommandPipe pipe;
     Thread waiter([&] { runAndWait("echo $$" + pipe.redirection() + "; exec sleep 1000"); });
     const int pid = std::stoi(pipe.readLine());
@@ -267,7 +267,7 @@ TEST(JSystemExec, CancelledWait_LeavesTheCommandRunningAndNoLockHeld) {
     killAndReap(pid);
 }
 
-TEST(JSystemExec, CancelledWait_LeavesAThreadThatAlsoWaitsItsResult) {
+TEST(JSystemExecTest, CancelledWait_LeavesAThreadThatAlsoWaitsItsResult) {
     CommandPipe pipe;
     int result = UNTOUCHED;
     Thread cancelled([&] { runAndWait("echo $$" + pipe.redirection() + "; exec sleep 1000"); });
@@ -283,7 +283,7 @@ TEST(JSystemExec, CancelledWait_LeavesAThreadThatAlsoWaitsItsResult) {
 
 // ---- pstatus ----
 
-TEST(JSystemPstatus, RunningChild_GivesZeroAndNoCode) {
+TEST(JSystemPstatusTest, RunningChild_GivesZeroAndNoCode) {
     const int pid = run("exec sleep 1000");
     int code = UNTOUCHED;
     EXPECT_EQ(JSystem::pstatus(pid, &code), 0);
@@ -291,7 +291,7 @@ TEST(JSystemPstatus, RunningChild_GivesZeroAndNoCode) {
     killAndReap(pid);
 }
 
-TEST(JSystemPstatus, EndedChild_GivesItsPidAndExitCodeOnce) {
+TEST(JSystemPstatusTest, EndedChild_GivesItsPidAndExitCodeOnce) {
     for (const int expected : {0, 3, 255}) {
         const int pid = run("exit " + std::to_string(expected));
         ASSERT_TRUE(hasEnded(pid));
@@ -304,7 +304,7 @@ TEST(JSystemPstatus, EndedChild_GivesItsPidAndExitCodeOnce) {
     }
 }
 
-TEST(JSystemPstatus, ChildKilledByASignal_GivesItsPidAndNoCode) {
+TEST(JSystemPstatusTest, ChildKilledByASignal_GivesItsPidAndNoCode) {
     const int pid = run("kill -9 $$");
     ASSERT_TRUE(hasEnded(pid));
     int code = UNTOUCHED;
@@ -312,13 +312,13 @@ TEST(JSystemPstatus, ChildKilledByASignal_GivesItsPidAndNoCode) {
     EXPECT_EQ(code, UNTOUCHED);
 }
 
-TEST(JSystemPstatus, NullForTheCode_IsAccepted) {
+TEST(JSystemPstatusTest, NullForTheCode_IsAccepted) {
     const int pid = run("exit 3");
     ASSERT_TRUE(hasEnded(pid));
     EXPECT_EQ(JSystem::pstatus(pid, nullptr), pid);
 }
 
-TEST(JSystemPstatus, NoChild_GivesZero) {
+TEST(JSystemPstatusTest, NoChild_GivesZero) {
     int code = UNTOUCHED;
     EXPECT_EQ(JSystem::pstatus(getpid(), &code), 0);
     EXPECT_EQ(code, UNTOUCHED);

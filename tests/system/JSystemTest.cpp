@@ -39,28 +39,28 @@ private:
 
 }  // namespace
 
-TEST(JSystem, Constants) {
+TEST(JSystemTest, Constants) {
     EXPECT_EQ(JSystem::MAX_DUMP, 16);
     EXPECT_STREQ(JSystem::SHELL_PATH, "/bin/sh");
     EXPECT_EQ(JSystem::EXEC_NOWAIT, 0);
     EXPECT_EQ(JSystem::EXEC_WAIT, 1);
 }
 
-TEST(JSystem, WhenTheLibraryIsLoaded_DebugIsOnAndTheOutputLockExists) {
+TEST(JSystemTest, WhenTheLibraryIsLoaded_DebugIsOnAndTheOutputLockExists) {
     EXPECT_TRUE(debugAtLoad);
     EXPECT_NE(syncAtLoad, nullptr);
 }
 
 // ---- the output lock ----
 
-TEST(JSystem, LockAndUnlock_HoldTheOutputLock) {
+TEST(JSystemTest, LockAndUnlock_HoldTheOutputLock) {
     JSystem::lock();
     EXPECT_FALSE(isFreeForOthers(*JSystem::_sync));
     JSystem::unlock();
     EXPECT_TRUE(isFreeForOthers(*JSystem::_sync));
 }
 
-TEST(JSystem, LockedTwice_TheOutputLockIsFreeAfterTwoUnlocks) {
+TEST(JSystemTest, LockedTwice_TheOutputLockIsFreeAfterTwoUnlocks) {
     JSystem::lock();
     JSystem::lock();
     JSystem::unlock();
@@ -69,7 +69,7 @@ TEST(JSystem, LockedTwice_TheOutputLockIsFreeAfterTwoUnlocks) {
     EXPECT_TRUE(isFreeForOthers(*JSystem::_sync));
 }
 
-TEST(JSystem, UnlockWithoutLock_DoesNothing) {
+TEST(JSystemTest, UnlockWithoutLock_DoesNothing) {
     JSystem::unlock();
     JSystem::lock();
     EXPECT_FALSE(isFreeForOthers(*JSystem::_sync));
@@ -77,7 +77,7 @@ TEST(JSystem, UnlockWithoutLock_DoesNothing) {
     EXPECT_TRUE(isFreeForOthers(*JSystem::_sync));
 }
 
-TEST(JSystem, WhileThereIsNoOutputLock_LockAndUnlockDoNothing) {
+TEST(JSystemTest, WhileThereIsNoOutputLock_LockAndUnlockDoNothing) {
     const KeptSync kept;
     JSystem::_sync = nullptr;
     JSystem::lock();
@@ -86,7 +86,7 @@ TEST(JSystem, WhileThereIsNoOutputLock_LockAndUnlockDoNothing) {
     JSystem::unlock();
 }
 
-TEST(JSystem, WhileThereIsNoOutputLock_OutputStillAppears) {
+TEST(JSystemTest, WhileThereIsNoOutputLock_OutputStillAppears) {
     const KeptSync kept;
     JSystem::_sync = nullptr;
     support::StderrPipe pipe;
@@ -95,7 +95,7 @@ TEST(JSystem, WhileThereIsNoOutputLock_OutputStillAppears) {
     EXPECT_EQ(pipe.text(), "text\n\n");
 }
 
-TEST(JSystem, OutputLockThatGoesWhileItIsHeld_IsUnlockedAllTheSame) {
+TEST(JSystemTest, OutputLockThatGoesWhileItIsHeld_IsUnlockedAllTheSame) {
     const KeptSync kept;
     JLock* const taken = JSystem::_sync;
     JSystem::lock();
@@ -107,7 +107,7 @@ TEST(JSystem, OutputLockThatGoesWhileItIsHeld_IsUnlockedAllTheSame) {
     EXPECT_TRUE(isFreeForOthers(*taken));
 }
 
-TEST(JSystem, OutputLockThatComesWhileNoneIsHeld_IsNotUnlockedWithoutHavingBeenLocked) {
+TEST(JSystemTest, OutputLockThatComesWhileNoneIsHeld_IsNotUnlockedWithoutHavingBeenLocked) {
     const KeptSync kept;
     JLock* const existing = JSystem::_sync;
     JSystem::_sync = nullptr;

@@ -56,7 +56,7 @@ struct Sleep {
 
 const Sleep SLEEPS[] = {{"sleep", JSystem::sleep, 1000}, {"usleep", JSystem::usleep, 1}};
 
-class JSystemSleep : public ::testing::TestWithParam<Sleep> {
+class JSystemSleepTest : public ::testing::TestWithParam<Sleep> {
 protected:
     /** The number to sleep for so many milliseconds. */
     static int forMilliseconds(int ms) { return ms * 1000 / GetParam().microsecondsPerUnit; }
@@ -67,7 +67,7 @@ protected:
 
 // ---- the clock ----
 
-TEST(JSystemClock, GetMilliseconds_IsTheTimeOfDayInMilliseconds) {
+TEST(JSystemClockTest, GetMilliseconds_IsTheTimeOfDayInMilliseconds) {
     const long long before = timeOfDay();
     const long long now = JSystem::getMilliseconds();
     const long long after = timeOfDay();
@@ -75,11 +75,11 @@ TEST(JSystemClock, GetMilliseconds_IsTheTimeOfDayInMilliseconds) {
     EXPECT_LE(now, after);
 }
 
-TEST(JSystemClock, GetMilliseconds_NeedsMoreThan32Bits) {
+TEST(JSystemClockTest, GetMilliseconds_NeedsMoreThan32Bits) {
     EXPECT_GT(JSystem::getMilliseconds(), 1LL << 32);
 }
 
-TEST(JSystemClock, GetMilliseconds_GoesOnAfterTheYear2038) {
+TEST(JSystemClockTest, GetMilliseconds_GoesOnAfterTheYear2038) {
 #ifdef JAY_TIME_ENDS
     GTEST_SKIP() << "this system's time has 32 bits and ends in 2038";
 #endif
@@ -91,25 +91,25 @@ TEST(JSystemClock, GetMilliseconds_GoesOnAfterTheYear2038) {
 
 // ---- sleeping ----
 
-TEST(JSystemSleepUnit, Sleep_CountsMilliseconds) {
+TEST(JSystemSleepUnitTest, Sleep_CountsMilliseconds) {
     const auto start = Clock::now();
     EXPECT_EQ(JSystem::sleep(1500), 0);
     EXPECT_GE(microsecondsSince(start), 1500000);
     EXPECT_LT(microsecondsSince(start), 100 * 1500000LL);
 }
 
-TEST(JSystemSleepUnit, Usleep_CountsMicroseconds) {
+TEST(JSystemSleepUnitTest, Usleep_CountsMicroseconds) {
     const auto start = Clock::now();
     EXPECT_EQ(JSystem::usleep(1100000), 0);
     EXPECT_GE(microsecondsSince(start), 1100000);
     EXPECT_LT(microsecondsSince(start), 100 * 1100000LL);
 }
 
-TEST_P(JSystemSleep, ForZero_ReturnsAtOnce) {
+TEST_P(JSystemSleepTest, ForZero_ReturnsAtOnce) {
     EXPECT_EQ(sleep(0), 0);
 }
 
-TEST_P(JSystemSleep, ForANegativeTime_FailsAtOnce) {
+TEST_P(JSystemSleepTest, ForANegativeTime_FailsAtOnce) {
     for (const int number : {-1, -5, -1000, -1000000, -1000001, INT_MIN}) {
         errno = 0;
         EXPECT_EQ(sleep(number), -1) << number;
@@ -117,7 +117,7 @@ TEST_P(JSystemSleep, ForANegativeTime_FailsAtOnce) {
     }
 }
 
-TEST_P(JSystemSleep, EndsEarlyWhenASignalIsHandled) {
+TEST_P(JSystemSleepTest, EndsEarlyWhenASignalIsHandled) {
     WakingSignal signal;
     int result = 0;
     int error = 0;
@@ -132,12 +132,12 @@ TEST_P(JSystemSleep, EndsEarlyWhenASignalIsHandled) {
     EXPECT_EQ(error, EINTR);
 }
 
-TEST_P(JSystemSleep, CanBeCancelled) {
+TEST_P(JSystemSleepTest, CanBeCancelled) {
     Thread sleeper([&] { sleep(forMilliseconds(600000)); });
     EXPECT_TRUE(sleeper.fallsAsleep());
     sleeper.cancel();
     EXPECT_TRUE(sleeper.join());
 }
 
-INSTANTIATE_TEST_SUITE_P(Both, JSystemSleep, ::testing::ValuesIn(SLEEPS),
+INSTANTIATE_TEST_SUITE_P(Both, JSystemSleepTest, ::testing::ValuesIn(SLEEPS),
                          [](const auto& each) { return std::string(each.param.name); });

@@ -38,7 +38,7 @@ JLayout nodeAt(int x, int y, int width, int height) {
 
 }  // namespace
 
-TEST(JCanvas, StartsAt280By320WithoutATree) {
+TEST(JCanvasTest, StartsAt280By320WithoutATree) {
     Canvas canvas(42);
     EXPECT_EQ(canvas.getWidth(), 280);
     EXPECT_EQ(canvas.getHeight(), 320);
@@ -50,7 +50,7 @@ TEST(JCanvas, StartsAt280By320WithoutATree) {
     EXPECT_EQ(canvas.active.length(), 0);
 }
 
-TEST(JCanvas, PropertiesAreStored) {
+TEST(JCanvasTest, PropertiesAreStored) {
     Canvas canvas(0);
     canvas.setHandle(7);
     canvas.setWidth(11);
@@ -63,7 +63,7 @@ TEST(JCanvas, PropertiesAreStored) {
     EXPECT_EQ(canvas.getHeight(), 22);
 }
 
-TEST(JCanvas, Paint_EndsThePendingRepaintAndMakesTheTreeOnce) {
+TEST(JCanvasTest, Paint_EndsThePendingRepaintAndMakesTheTreeOnce) {
     Screen screen;
     JGraphics graphics(nullptr);
     EXPECT_EQ(screen.repaint(1, 2, 3, 4), 1);
@@ -76,7 +76,7 @@ TEST(JCanvas, Paint_EndsThePendingRepaintAndMakesTheTreeOnce) {
     EXPECT_EQ(screen.created, 1);
 }
 
-TEST(JCanvas, EmptyHooksDoNothing) {
+TEST(JCanvasTest, EmptyHooksDoNothing) {
     Canvas canvas(0);
     JGraphics graphics(nullptr);
     JLayout node;
@@ -88,7 +88,7 @@ TEST(JCanvas, EmptyHooksDoNothing) {
     EXPECT_EQ(canvas.layout, nullptr);
 }
 
-TEST(JCanvas, Hit_LeavesOutTheRightAndBottomEdges) {
+TEST(JCanvasTest, Hit_LeavesOutTheRightAndBottomEdges) {
     Canvas canvas(0);
     JLayout node = nodeAt(10, 20, 30, 40);
     canvas.addActive(&node);
@@ -100,7 +100,7 @@ TEST(JCanvas, Hit_LeavesOutTheRightAndBottomEdges) {
     EXPECT_EQ(canvas.hit(10, 19), nullptr);
 }
 
-TEST(JCanvas, Hit_FindsTheNodeRegisteredLast) {
+TEST(JCanvasTest, Hit_FindsTheNodeRegisteredLast) {
     Canvas canvas(0);
     JLayout below = nodeAt(0, 0, 100, 100);
     JLayout above = nodeAt(10, 10, 10, 10);
@@ -113,21 +113,21 @@ TEST(JCanvas, Hit_FindsTheNodeRegisteredLast) {
     EXPECT_EQ(canvas.lastHit, nullptr);
 }
 
-TEST(JCanvas, Hit_OfNothingIsNull) {
+TEST(JCanvasTest, Hit_OfNothingIsNull) {
     Canvas canvas(0);
     EXPECT_EQ(canvas.hit(0, 0), nullptr);
     canvas.addActive(nullptr);
     EXPECT_EQ(canvas.hit(0, 0), nullptr);
 }
 
-TEST(JCanvas, Hit_SurvivesAnAreaBeyondAllCoordinates) {
+TEST(JCanvasTest, Hit_SurvivesAnAreaBeyondAllCoordinates) {
     Canvas canvas(0);
     JLayout node = nodeAt(INT_MAX - 1, INT_MAX - 1, INT_MAX, INT_MAX);
     canvas.addActive(&node);
     EXPECT_EQ(canvas.hit(INT_MAX, INT_MAX), &node);
 }
 
-TEST(JCanvas, SetVisible_ReachesTheNodeWithTheId) {
+TEST(JCanvasTest, SetVisible_ReachesTheNodeWithTheId) {
     Screen screen;
     JGraphics graphics(nullptr);
     screen.setVisible(2, false);  // no tree yet

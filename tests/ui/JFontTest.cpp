@@ -6,7 +6,7 @@
 
 using Peer = jay::detail::JFontPeer;
 
-TEST(JFont, DefaultFontHasFaceStyleAndSizeZero) {
+TEST(JFontTest, DefaultFontHasFaceStyleAndSizeZero) {
     JFont font;
     EXPECT_EQ(font.getFace(), 0);
     EXPECT_EQ(font.getStyle(), 0);
@@ -17,7 +17,7 @@ TEST(JFont, DefaultFontHasFaceStyleAndSizeZero) {
     EXPECT_EQ(Peer::reserved(font, 1), 0);
 }
 
-TEST(JFont, ACopySharesThePlatformFontAndDoesNotOwnIt) {
+TEST(JFontTest, ACopySharesThePlatformFontAndDoesNotOwnIt) {
     unsigned int platform = 0;
     JFont font(1, 2, 3);
     Peer::platformFont(font) = &platform;
@@ -31,7 +31,7 @@ TEST(JFont, ACopySharesThePlatformFontAndDoesNotOwnIt) {
     EXPECT_EQ(Peer::reserved(copy, 0), 0);
 }
 
-TEST(JFont, AssignmentCopiesFaceStyleAndSizeOnly) {
+TEST(JFontTest, AssignmentCopiesFaceStyleAndSizeOnly) {
     unsigned int platform = 0;
     JFont font(1, 2, 3);
     Peer::platformFont(font) = &platform;
@@ -44,7 +44,7 @@ TEST(JFont, AssignmentCopiesFaceStyleAndSizeOnly) {
     EXPECT_EQ(Peer::platformFont(other), nullptr);
 }
 
-TEST(JFont, GetFont_BySpecUsesTheLowThreeBits) {
+TEST(JFontTest, GetFont_BySpecUsesTheLowThreeBits) {
     EXPECT_EQ(JFont::getFont(9).getSize(), 33);
     EXPECT_EQ(JFont::getFont(0).getSize(), 32);
     EXPECT_EQ(JFont::getFont(7).getSize(), 39);
@@ -54,19 +54,19 @@ TEST(JFont, GetFont_BySpecUsesTheLowThreeBits) {
     EXPECT_TRUE(Peer::ownsFont(JFont::getFont(9)));
 }
 
-TEST(JFont, GetFont_ByFaceStyleAndSize) {
+TEST(JFontTest, GetFont_ByFaceStyleAndSize) {
     JFont font = JFont::getFont(4, 5, 6);
     EXPECT_EQ(font.getFace(), 4);
     EXPECT_EQ(font.getStyle(), 5);
     EXPECT_EQ(font.getSize(), 6);
 }
 
-TEST(JFont, GetDefaultFont_IsACopy) {
+TEST(JFontTest, GetDefaultFont_IsACopy) {
     EXPECT_TRUE(Peer::ownsFont(JFont::DEFAULT_FONT));
     EXPECT_FALSE(Peer::ownsFont(JFont::getDefaultFont()));
 }
 
-TEST(JFont, HooksOfAnEmptyPlatformGiveZero) {
+TEST(JFontTest, HooksOfAnEmptyPlatformGiveZero) {
     JFont font;
     EXPECT_EQ(font.stringWidth("abc"), 0);
     EXPECT_EQ(font.stringWidth(static_cast<const char*>(nullptr)), 0);

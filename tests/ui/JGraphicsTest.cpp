@@ -7,14 +7,14 @@
 
 using Peer = jay::detail::JGraphicsPeer;
 
-TEST(JGraphics, StoresNoHandleByItself) {
+TEST(JGraphicsTest, StoresNoHandleByItself) {
     unsigned int platform = 0;
     const JGraphics graphics(&platform);
     EXPECT_EQ(Peer::handle(graphics), nullptr);
     EXPECT_EQ(Peer::state(graphics), nullptr);
 }
 
-TEST(JGraphics, StartsWithADefaultFontAndTakesAnother) {
+TEST(JGraphicsTest, StartsWithADefaultFontAndTakesAnother) {
     JGraphics graphics(nullptr);
     EXPECT_EQ(graphics.getFont().getSize(), 0);
     JFont font(1, 2, 3);
@@ -24,7 +24,7 @@ TEST(JGraphics, StartsWithADefaultFontAndTakesAnother) {
     EXPECT_TRUE(jay::detail::JFontPeer::ownsFont(graphics.getFont()));
 }
 
-TEST(JGraphics, HooksOfAnEmptyPlatformDoNothing) {
+TEST(JGraphicsTest, HooksOfAnEmptyPlatformDoNothing) {
     JGraphics graphics(nullptr);
     graphics.setColor(1, 2, 3);
     graphics.drawLine(1, 2, 3, 4);

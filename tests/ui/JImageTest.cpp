@@ -5,7 +5,7 @@
 
 #include "core/JObject.h"
 
-TEST(JImage, IsAClassOfItsOwnWithAVirtualDestructor) {
+TEST(JImageTest, IsAClassOfItsOwnWithAVirtualDestructor) {
     EXPECT_FALSE((std::is_base_of<JObject, JImage>::value));
     EXPECT_TRUE(std::has_virtual_destructor<JImage>::value);
     bool destroyed = false;

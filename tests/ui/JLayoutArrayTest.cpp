@@ -5,7 +5,7 @@
 
 #include "ui/JLayout.h"
 
-TEST(JLayoutArray, MakesDefaultNodesAndPlainClones) {
+TEST(JLayoutArrayTest, MakesDefaultNodesAndPlainClones) {
     JLayoutArray array;
     EXPECT_EQ(array[2].getId(), -1);
     EXPECT_EQ(array.length(), 3);

@@ -64,7 +64,7 @@ std::string thrownBy(Operation operation) {
 
 // ---- nodes ----
 
-TEST(JLayout, DefaultNodeIsALeafWithoutNameAndId) {
+TEST(JLayoutTest, DefaultNodeIsALeafWithoutNameAndId) {
     JLayout node;
     EXPECT_EQ(node.getType(), JLayout::LEAF);
     EXPECT_STREQ(node.name, "");
@@ -80,14 +80,14 @@ TEST(JLayout, DefaultNodeIsALeafWithoutNameAndId) {
     EXPECT_EQ(node.preset.width, 0);
 }
 
-TEST(JLayout, TypesHaveTheirNumbers) {
+TEST(JLayoutTest, TypesHaveTheirNumbers) {
     EXPECT_EQ(JLayout::LEAF, 0);
     EXPECT_EQ(JLayout::STACK, 1);
     EXPECT_EQ(JLayout::ROW, 2);
     EXPECT_EQ(JLayout::COLUMN, 3);
 }
 
-TEST(JLayout, Add_AppendsAChildWithZeroRectangles) {
+TEST(JLayoutTest, Add_AppendsAChildWithZeroRectangles) {
     JLayout node(1, "root", JLayout::ROW);
     JLayout* child = node.add(7, "seven", JLayout::COLUMN);
     EXPECT_EQ(node.getCount(), 1);
@@ -99,7 +99,7 @@ TEST(JLayout, Add_AppendsAChildWithZeroRectangles) {
     EXPECT_EQ(areaOf(*child), Area({0, 0, 0, 0}));
 }
 
-TEST(JLayout, Index_OutsideOfTheChildrenThrows) {
+TEST(JLayoutTest, Index_OutsideOfTheChildrenThrows) {
     JLayout node(1, "root", JLayout::ROW);
     node.add(2, "child", JLayout::LEAF);
     EXPECT_EQ(thrownBy([&] { node[-1]; }), OUT);
@@ -107,7 +107,7 @@ TEST(JLayout, Index_OutsideOfTheChildrenThrows) {
     EXPECT_EQ(node.getCount(), 1);
 }
 
-TEST(JLayout, Copy_IsVisibleUnplacedAndWithoutText) {
+TEST(JLayoutTest, Copy_IsVisibleUnplacedAndWithoutText) {
     JLayout node(5, "five", JLayout::STACK);
     node.setText("text");
     node.setVisible(false);
@@ -140,7 +140,7 @@ TEST(JLayout, Copy_IsVisibleUnplacedAndWithoutText) {
 
 // ---- properties ----
 
-TEST(JLayout, WidthAndHeightComeFromTheNearestAncestorThatHasOne) {
+TEST(JLayoutTest, WidthAndHeightComeFromTheNearestAncestorThatHasOne) {
     JLayout top = root(JLayout::ROW, 100, 0);
     JLayout* middle = top.add(2, "middle", JLayout::ROW);
     JLayout* leaf = middle->add(3, "leaf", JLayout::LEAF);
@@ -154,7 +154,7 @@ TEST(JLayout, WidthAndHeightComeFromTheNearestAncestorThatHasOne) {
     EXPECT_EQ(leaf->getWidth(), 7);
 }
 
-TEST(JLayout, Find_LooksAtTheNodeThenAtEachChildAndItsSubtree) {
+TEST(JLayoutTest, Find_LooksAtTheNodeThenAtEachChildAndItsSubtree) {
     JLayout top(1, "a", JLayout::ROW);
     JLayout* first = top.add(2, "b", JLayout::ROW);
     JLayout* inner = first->add(9, "x", JLayout::LEAF);
@@ -168,7 +168,7 @@ TEST(JLayout, Find_LooksAtTheNodeThenAtEachChildAndItsSubtree) {
     EXPECT_EQ(top.find("nothing"), nullptr);
 }
 
-TEST(JLayout, SetLayout_ShowsOneChild) {
+TEST(JLayoutTest, SetLayout_ShowsOneChild) {
     JLayout top(1, "top", JLayout::STACK);
     for (int id = 2; id < 5; id++) top.add(id, "child", JLayout::LEAF);
     top.setLayout(1);
@@ -177,7 +177,7 @@ TEST(JLayout, SetLayout_ShowsOneChild) {
     EXPECT_FALSE(top[2].visible);
 }
 
-TEST(JLayout, SetLayout_OutsideOfTheChildrenThrowsAndChangesNothing) {
+TEST(JLayoutTest, SetLayout_OutsideOfTheChildrenThrowsAndChangesNothing) {
     JLayout top(1, "top", JLayout::STACK);
     top.add(2, "child", JLayout::LEAF);
     EXPECT_EQ(thrownBy([&] { top.setLayout(1); }), OUT);
@@ -185,7 +185,7 @@ TEST(JLayout, SetLayout_OutsideOfTheChildrenThrowsAndChangesNothing) {
     EXPECT_TRUE(top[0].visible);
 }
 
-TEST(JLayout, SetVisibleOnly_UnderAStackShowsThisNodeWhateverIsAsked) {
+TEST(JLayoutTest, SetVisibleOnly_UnderAStackShowsThisNodeWhateverIsAsked) {
     JLayout top(1, "top", JLayout::STACK);
     JLayout* a = top.add(2, "a", JLayout::LEAF);
     JLayout* b = top.add(3, "b", JLayout::LEAF);
@@ -196,7 +196,7 @@ TEST(JLayout, SetVisibleOnly_UnderAStackShowsThisNodeWhateverIsAsked) {
     EXPECT_TRUE(sameId->visible);
 }
 
-TEST(JLayout, SetVisibleOnly_ElsewhereSetsTheNodesOwn) {
+TEST(JLayoutTest, SetVisibleOnly_ElsewhereSetsTheNodesOwn) {
     JLayout top(1, "top", JLayout::ROW);
     JLayout* child = top.add(2, "a", JLayout::LEAF);
     child->setVisibleOnly(false);
@@ -207,7 +207,7 @@ TEST(JLayout, SetVisibleOnly_ElsewhereSetsTheNodesOwn) {
 
 // ---- align ----
 
-TEST(JLayout, Align_WithoutFlagsIsAnOffset) {
+TEST(JLayoutTest, Align_WithoutFlagsIsAnOffset) {
     JLayout top;
     top.area = {100, 200, 50, 60};
     Rectangle r{3, 4, 10, 10};
@@ -216,7 +216,7 @@ TEST(JLayout, Align_WithoutFlagsIsAnOffset) {
     EXPECT_EQ(r.y, 204);
 }
 
-TEST(JLayout, Align_TakesAnOddSizeForOneLess) {
+TEST(JLayoutTest, Align_TakesAnOddSizeForOneLess) {
     JLayout top;
     top.area = {10, 20, 101, 51};
     Rectangle r{0, 0, 20, 10};
@@ -228,7 +228,7 @@ TEST(JLayout, Align_TakesAnOddSizeForOneLess) {
     EXPECT_EQ(r.y, 20 + 40);
 }
 
-TEST(JLayout, Align_LetsTheLaterFlagWin) {
+TEST(JLayoutTest, Align_LetsTheLaterFlagWin) {
     JLayout top;
     top.area = {0, 0, 100, 100};
     Rectangle r{0, 0, 20, 20};
@@ -237,7 +237,7 @@ TEST(JLayout, Align_LetsTheLaterFlagWin) {
     EXPECT_EQ(r.y, 80);
 }
 
-TEST(JLayout, Align_CentresTruncatingTowardZero) {
+TEST(JLayoutTest, Align_CentresTruncatingTowardZero) {
     JLayout top;
     top.area = {0, 0, 10, 10};
     Rectangle r{0, 0, 13, 13};
@@ -247,7 +247,7 @@ TEST(JLayout, Align_CentresTruncatingTowardZero) {
 
 // ---- adjust ----
 
-TEST(JLayout, Adjust_GivesARootItsPresetSize) {
+TEST(JLayoutTest, Adjust_GivesARootItsPresetSize) {
     JLayout top;
     Recorder canvas;
     top.adjust(canvas);
@@ -259,7 +259,7 @@ TEST(JLayout, Adjust_GivesARootItsPresetSize) {
     EXPECT_EQ(canvas.registered(), Ids({-1, -1}));
 }
 
-TEST(JLayout, Adjust_PlacesARowFromLeftToRight) {
+TEST(JLayoutTest, Adjust_PlacesARowFromLeftToRight) {
     JLayout top = root(JLayout::ROW, 100, 50);
     for (const int width : {10, 0, 20}) top.add(width, "child", JLayout::LEAF)->setWidth(width);
     Recorder canvas;
@@ -270,7 +270,7 @@ TEST(JLayout, Adjust_PlacesARowFromLeftToRight) {
     EXPECT_EQ(canvas.registered(), Ids({10, 0, 20}));
 }
 
-TEST(JLayout, Adjust_PlacesAColumnFromTopToBottom) {
+TEST(JLayoutTest, Adjust_PlacesAColumnFromTopToBottom) {
     JLayout top = root(JLayout::COLUMN, 50, 100);
     for (const int height : {10, 0, 20}) top.add(height, "child", JLayout::LEAF)->setHeight(height);
     Recorder canvas;
@@ -280,7 +280,7 @@ TEST(JLayout, Adjust_PlacesAColumnFromTopToBottom) {
     EXPECT_EQ(areaOf(top[2]), Area({0, 100, 50, 20}));
 }
 
-TEST(JLayout, Adjust_DoesNotAskARowsChildrenWhetherTheyAreVisible) {
+TEST(JLayoutTest, Adjust_DoesNotAskARowsChildrenWhetherTheyAreVisible) {
     JLayout top = root(JLayout::ROW, 100, 50);
     top.add(2, "child", JLayout::LEAF)->setVisible(false);
     Recorder canvas;
@@ -288,7 +288,7 @@ TEST(JLayout, Adjust_DoesNotAskARowsChildrenWhetherTheyAreVisible) {
     EXPECT_EQ(canvas.registered(), Ids({2}));
 }
 
-TEST(JLayout, Adjust_KeepsANegativeRest) {
+TEST(JLayoutTest, Adjust_KeepsANegativeRest) {
     JLayout top = root(JLayout::ROW, 10, 10);
     top.add(2, "wide", JLayout::LEAF)->setWidth(30);
     top.add(3, "rest", JLayout::LEAF);
@@ -297,7 +297,7 @@ TEST(JLayout, Adjust_KeepsANegativeRest) {
     EXPECT_EQ(areaOf(top[1]), Area({30, 0, -20, 10}));
 }
 
-TEST(JLayout, Adjust_FillsAStackWithItsVisibleChildren) {
+TEST(JLayoutTest, Adjust_FillsAStackWithItsVisibleChildren) {
     JLayout top = root(JLayout::STACK, 100, 50);
     top.area = {5, 6, 0, 0};
     top.add(2, "shown", JLayout::LEAF);
@@ -310,7 +310,7 @@ TEST(JLayout, Adjust_FillsAStackWithItsVisibleChildren) {
     EXPECT_EQ(canvas.queried, Ids({1, 2, 2, 3}));
 }
 
-TEST(JLayout, Adjust_RegistersAnAlignedLeafTwice) {
+TEST(JLayoutTest, Adjust_RegistersAnAlignedLeafTwice) {
     JLayout top = root(JLayout::STACK, 100, 50);
     JLayout* dialog = top.add(2, "dialog", JLayout::LEAF);
     dialog->placement = JLayout::ALIGNED;
@@ -323,7 +323,7 @@ TEST(JLayout, Adjust_RegistersAnAlignedLeafTwice) {
     EXPECT_EQ(canvas.queried, Ids({1, 2, 2}));
 }
 
-TEST(JLayout, Adjust_QueriesAPlacedChildThreeTimesAndDoesNotMoveIt) {
+TEST(JLayoutTest, Adjust_QueriesAPlacedChildThreeTimesAndDoesNotMoveIt) {
     JLayout top = root(JLayout::STACK, 100, 50);
     top.area = {5, 6, 0, 0};
     JLayout* child = top.add(2, "child", JLayout::LEAF);
@@ -337,7 +337,7 @@ TEST(JLayout, Adjust_QueriesAPlacedChildThreeTimesAndDoesNotMoveIt) {
     EXPECT_EQ(canvas.registered(), Ids({2}));
 }
 
-TEST(JLayout, Adjust_AsksTheCanvasBeforeItLooksAtAStacksChild) {
+TEST(JLayoutTest, Adjust_AsksTheCanvasBeforeItLooksAtAStacksChild) {
     class Deciding : public JCanvas {
     public:
         Deciding() : JCanvas(0) {}
@@ -358,7 +358,7 @@ TEST(JLayout, Adjust_AsksTheCanvasBeforeItLooksAtAStacksChild) {
     EXPECT_EQ(areaOf(*placed), Area({9, 2, 3, 4}));
 }
 
-TEST(JLayout, Adjust_AlignsInsideAStackThatLiesElsewhere_AndRegistersARowOnce) {
+TEST(JLayoutTest, Adjust_AlignsInsideAStackThatLiesElsewhere_AndRegistersARowOnce) {
     JLayout top = root(JLayout::STACK, 100, 50);
     top.area = {5, 6, 0, 0};
     JLayout* row = top.add(2, "row", JLayout::ROW);
@@ -373,7 +373,7 @@ TEST(JLayout, Adjust_AlignsInsideAStackThatLiesElsewhere_AndRegistersARowOnce) {
     EXPECT_EQ(canvas.registered(), Ids({2, 3}));
 }
 
-TEST(JLayout, Adjust_SkipsOtherPlacementsAndTypes) {
+TEST(JLayoutTest, Adjust_SkipsOtherPlacementsAndTypes) {
     JLayout top = root(JLayout::STACK, 100, 50);
     top.add(2, "child", JLayout::LEAF)->placement = 3;
     Recorder canvas;
@@ -385,7 +385,7 @@ TEST(JLayout, Adjust_SkipsOtherPlacementsAndTypes) {
     EXPECT_EQ(canvas.registered(), Ids());
 }
 
-TEST(JLayout, Adjust_LetsTheCanvasChangeANodeFirst) {
+TEST(JLayoutTest, Adjust_LetsTheCanvasChangeANodeFirst) {
     class Narrowing : public JCanvas {
     public:
         Narrowing() : JCanvas(0) {}
@@ -400,7 +400,7 @@ TEST(JLayout, Adjust_LetsTheCanvasChangeANodeFirst) {
     EXPECT_EQ(areaOf(top[1]), Area({33, 0, 67, 50}));
 }
 
-TEST(JLayout, Adjust_SurvivesNonsensicalPresets) {
+TEST(JLayoutTest, Adjust_SurvivesNonsensicalPresets) {
     JLayout top = root(JLayout::STACK, INT_MAX, INT_MIN);
     top.area = {INT_MAX, INT_MIN, 0, 0};
     JLayout* row = top.add(2, "row", JLayout::ROW);
@@ -458,7 +458,7 @@ void grow(JLayout& node, std::mt19937& random, int depth) {
 
 }  // namespace
 
-TEST(JLayout, RandomTreesGetTheModelsRectangles) {
+TEST(JLayoutTest, RandomTreesGetTheModelsRectangles) {
     std::mt19937 random(7);
     for (int i = 0; i < 500; i++) {
         JLayout top = root(static_cast<JLayout::Type>(1 + random() % 3), 240, 320);

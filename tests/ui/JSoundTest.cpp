@@ -6,7 +6,7 @@
 
 using Peer = jay::detail::JSoundPeer;
 
-TEST(JSound, KeepsItsFileName) {
+TEST(JSoundTest, KeepsItsFileName) {
     JSound sound("a/b.wav");
     JSound copy(sound);
     JSound assigned;
@@ -16,7 +16,7 @@ TEST(JSound, KeepsItsFileName) {
     EXPECT_STREQ(Peer::fileName(assigned), "a/b.wav");
 }
 
-TEST(JSound, Start_OnAnEmptyPlatformChangesNothing) {
+TEST(JSoundTest, Start_OnAnEmptyPlatformChangesNothing) {
     JSound sound("a/b.wav");
     sound.start();
     EXPECT_STREQ(Peer::fileName(sound), "a/b.wav");
