@@ -1,5 +1,6 @@
 #include "bus/SA.h"
 
+#include <algorithm>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -24,12 +25,12 @@ const JClass SA::classSA = {"SA", sizeof(SA), &JObject::classJObject};
 
 namespace {
 
-constexpr int LOOK_UP_MS = 1000;     ///< how long the agent sleeps at most
-constexpr int PACE_MS = 100;         ///< between two steps while not connected
-constexpr int ASK_AGAIN_MS = 30000;  ///< between two requests to client 0
-constexpr int CLOSED_MS = 3000;      ///< from the loss of a connection to the next request
-constexpr int REPLACE_POLL_MS = 10;  ///< while a new connection waits for the former one
-constexpr int BURSTS_AT_ONCE = 16;   ///< of one client before the manager goes on to the others
+constexpr int LONGEST_WAIT_S = 1000000;  ///< of an agent, before it looks whether a deadline is over
+constexpr int PACE_MS = 100;             ///< between two steps while not connected
+constexpr int ASK_AGAIN_MS = 30000;      ///< between two requests to client 0
+constexpr int CLOSED_MS = 3000;          ///< from the loss of a connection to the next request
+constexpr int REPLACE_POLL_MS = 10;      ///< while a new connection waits for the former one
+constexpr int BURSTS_AT_ONCE = 16;       ///< of one client before the manager goes on to the others
 
 /** Connections that outlive their agents (see ~SA): remembered for as long as they are open. */
 void leaveOpen(JSocket* socket) {
@@ -134,7 +135,7 @@ void SA::run() {
     long long deadline = 0;
     while (!stopFlag) {
         const bool waiting = !lq->isEmpty();
-        if (!waiting || held) event.wait(LOOK_UP_MS);
+        awaitStep(waiting, deadline);
         held = false;
         if (stopFlag) break;
         step(waiting, deadline);
@@ -142,6 +143,37 @@ void SA::run() {
         JSystem::sleep(PACE_MS);
     }
     JSystem::debug("SA(%d)>> stop (in:%d, out:%d)\n", id, in.load(), out);
+}
+
+/** Waits until there may be something to do: nothing wakes an agent without a reason. */
+void SA::awaitStep(bool waiting, long long deadline) {
+    switch (state) {
+        case ABSENT:
+            if (!waiting) event.wait();
+            break;
+        case ASKED:
+        case CLOSED:
+            awaitDeadline(deadline);
+            break;
+        case CONNECTED:
+            if (waiting && !held) break;
+            if (timedStamp > 0) {
+                awaitDeadline(timedStamp);
+            } else {
+                event.wait();
+            }
+            break;
+        default:
+            break;
+    }
+}
+
+/** Until the moment is over or the event is set. In whole seconds, which are all that an event counts exactly. */
+void SA::awaitDeadline(long long deadline) {
+    constexpr int SECOND_MS = 1000;
+    const long long left = deadline - monotonicMilliseconds();
+    if (left >= 0)
+        event.wait(static_cast<int>(std::min<long long>(left / SECOND_MS, LONGEST_WAIT_S) + 1) * SECOND_MS);
 }
 
 /**
@@ -216,8 +248,11 @@ void SA::logLostMessage() const {
     JSystem::debug("SA(%d)>> error send message!!!\n", id);
 }
 
+// In the other states the agent looks at its queue when it gets out of them.
 void SA::deliver() {
-    if (!deliverAtOnce()) notify();
+    if (deliverAtOnce()) return;
+    const int now = state;
+    if (now == CONNECTED || now == ABSENT) notify();
 }
 
 /** False when something is left for the sending loop. */

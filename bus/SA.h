@@ -115,6 +115,8 @@ private:
     enum State { ABSENT = 0, ASKED = 1, CONNECTED = 2, LOST = 3, CLOSED = 4 };
 
     // for the sending loop
+    void awaitStep(bool waiting, long long deadline);
+    void awaitDeadline(long long deadline);
     void step(bool waiting, long long& deadline);
     void ask(long long& deadline);
     void sendNext();
@@ -189,6 +191,7 @@ public:
     bool isStopping() const;
 
 private:
+    void serve(JSocket& from);
     void readMessages(JSocket& from);
 
     SA* agent;

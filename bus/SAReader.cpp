@@ -30,18 +30,24 @@ const JClass* SA::SAReader::getClass() const {
 
 void SA::SAReader::run() {
     while (stopFlag == 0) {
-        agent->giveSocketBack();
         idleFlag = 1;
         event.wait();
         if (stopFlag != 0) break;
         idleFlag = 0;
-        JSocket* from = agent->borrowSocket();
-        if (from == nullptr) continue;
-        readMessages(*from);
-        agent->endConnection();
-        JSystem::debug("SA(%d)>> disconnected!!!\n", agent->id);
+        if (JSocket* from = agent->borrowSocket()) serve(*from);
     }
     JSystem::debug("SA(%d)>> terminate SA reader!!!\n", agent->id);
+}
+
+/** Reads what comes on a connection, up to its end. A reader that is to end keeps the socket. */
+void SA::SAReader::serve(JSocket& from) {
+    readMessages(from);
+    agent->endConnection();
+    JSystem::debug("SA(%d)>> disconnected!!!\n", agent->id);
+    if (stopFlag != 0) return;
+    agent->giveSocketBack();
+    idleFlag = 1;
+    agent->notify();  // it destroys the socket
 }
 
 /** Reads until the connection is over or this thread is to end. Of one that another takes the place of, no more than a limit:
