@@ -1,18 +1,9 @@
-#include <sys/select.h>
 #include <sys/time.h>
 
 #include "system/JSystem.h"
+#include "thread/detail/Sleep.h"
 
-namespace {
-
-int sleepFor(int seconds, int microseconds) {
-    timeval timeout;
-    timeout.tv_sec = seconds;
-    timeout.tv_usec = microseconds;
-    return select(0, nullptr, nullptr, nullptr, &timeout);
-}
-
-}  // namespace
+using jay::detail::sleepFor;
 
 long long JSystem::getMilliseconds() {
     timeval now;

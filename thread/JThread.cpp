@@ -1,16 +1,18 @@
 #include "thread/JThread.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <signal.h>
 
-#include "system/JSystem.h"
 #include "thread/detail/CancelOff.h"
 #include "thread/detail/ScopedLock.h"
+#include "thread/detail/Sleep.h"
 #include "thread/detail/ThreadControl.h"
 #include "thread/JThreadInit.h"
 
 using jay::detail::CancelOff;
 using jay::detail::ScopedLock;
+using jay::detail::sleepFor;
 using jay::detail::ThreadControl;
 
 namespace {
@@ -214,7 +216,7 @@ void JThread::setAutoDelete(bool on) {
 }
 
 int JThread::sleep(int ms) {
-    return JSystem::sleep(ms);
+    return sleepFor(ms / 1000, ms % 1000 * 1000);
 }
 
 JThread* JThread::currentThread() {
@@ -269,7 +271,9 @@ namespace {
 void countDown() {
     JThread::sleep(1000);
     for (int i = 2; i >= 0; i--) {
-        JSystem::printf("JTestRunnable(%d)\n", i);
+        char line[32];
+        std::snprintf(line, sizeof line, "JTestRunnable(%d)\n", i);
+        std::fputs(line, stderr);  // vfprintf stops the unwinding of a cancelled thread on ARM
         if (i > 0) JThread::sleep(1000);
     }
 }

@@ -114,7 +114,7 @@ public:
      * at first. */
     void setAutoDelete(bool on);
 
-    /** Sleeps `ms` milliseconds in the calling thread; see JSystem::sleep(). A cancellation point. */
+    /** Sleeps `ms` milliseconds in the calling thread; as JSystem::sleep() does. A cancellation point. */
     static int sleep(int ms);
 
     /**
