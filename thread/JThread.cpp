@@ -1,37 +1,41 @@
 #include "thread/JThread.h"
 
-#include <cerrno>
 #include <cstdio>
 #include <signal.h>
+#include <utility>
 
 #include "thread/detail/CancelOff.h"
-#include "thread/detail/ScopedLock.h"
+#include "thread/detail/PosixThread.h"
+#include "thread/detail/ProcessEnd.h"
+#include "thread/detail/Registry.h"
 #include "thread/detail/Sleep.h"
-#include "thread/detail/ThreadControl.h"
 #include "thread/JThreadInit.h"
 
 using jay::detail::CancelOff;
-using jay::detail::ScopedLock;
+using jay::detail::PosixThread;
+using jay::detail::ProcessEnd;
+using jay::detail::Registry;
 using jay::detail::sleepFor;
-using jay::detail::ThreadControl;
 
 namespace {
 
 enum State { CONSTRUCTING = 0, WAITING = 1, RUNNING = 2, ABANDONED = 3, FINISHED = 4 };
 
-/** The last thing of a thread's body, also when the thread is cancelled and unwound. */
+/** The last act of a created thread, also when it is cancelled and unwound. */
 class BodyEnd {
 public:
-    BodyEnd(ThreadControl& control, std::atomic<bool>& alive) : control_(control), alive_(alive) {}
+    BodyEnd(std::shared_ptr<PosixThread> posix, std::atomic<bool>& alive)
+        : posix_(std::move(posix)), alive_(alive) {}
     ~BodyEnd() {
-        if (!control_.ownerGone()) alive_ = false;  // else the thread object went on this very thread
-        control_.markEnded();
+        if (!posix_->isReleased())
+            alive_ = false;  // else the thread object was destroyed on this very thread
+        PosixThread::end(posix_);
     }
     BodyEnd(const BodyEnd&) = delete;
     BodyEnd& operator=(const BodyEnd&) = delete;
 
 private:
-    ThreadControl& control_;
+    const std::shared_ptr<PosixThread> posix_;
     std::atomic<bool>& alive_;
 };
 
@@ -53,7 +57,7 @@ JThread::JThread(JRunnable* target)
       interrupted_(false),
       state(CONSTRUCTING),
       adopted(false),
-      control(std::make_shared<ThreadControl>()) {
+      posix(std::make_shared<PosixThread>(PosixThread::LIBRARY)) {
     initialize(target);
 }
 
@@ -66,7 +70,7 @@ JThread::JThread(unsigned long foreignHandle, unsigned long foreignId)
       interrupted_(false),
       state(CONSTRUCTING),
       adopted(true),
-      control(JThreadInit::controlOf(foreignHandle)) {
+      posix(Registry::recordOf(foreignHandle)) {
     initialize(nullptr);
 }
 
@@ -80,14 +84,14 @@ void JThread::initialize(JRunnable* target) {
     } else if (!createThread()) {
         return;
     }
-    JThreadInit::add(this);
+    Registry::add(this, posix);
 }
 
 bool JThread::createThread() {
     // A failing pthread_create may write a handle all the same, so it works on a copy.
     pthread_t created{};
     if (pthread_create(&created, nullptr, proc, this) != 0) return false;
-    control->setHandle(created);
+    posix->setHandle(created);
     handle = created;
     id = created;
     alive = true;
@@ -98,39 +102,42 @@ bool JThread::createThread() {
 
 void* JThread::proc(void* object) {
     auto* const self = static_cast<JThread*>(object);
-    const std::shared_ptr<ThreadControl> control = self->control;
-    const BodyEnd end(*control, self->alive);
+    const std::shared_ptr<PosixThread> posix = self->posix;
+    const BodyEnd end(posix, self->alive);
+    PosixThread::attach(posix);  // without memory for that, look-ups go through the registry
 
     self->startEvent.wait();
     int expected = WAITING;
     if (!self->state.compare_exchange_strong(expected, RUNNING)) return nullptr;  // abandoned meanwhile
+    self->runBody();
 
-    if (self->runnable != nullptr) {
-        self->runnable->run();
-    } else {
-        self->run();
-    }
-
-    const CancelOff off;                       // destructors follow
-    if (control->ownerGone()) return nullptr;  // run() deleted its own thread object
+    const CancelOff off;                      // destructors follow
+    if (posix->isReleased()) return nullptr;  // run() deleted its own thread object
     self->alive = false;
     self->state = FINISHED;
-    // The end of the process may be about to delete this object too: one of the two does it.
-    if (self->autoDelete && !self->deletionClaimed.exchange(true)) delete self;
+    if (self->autoDelete && Registry::claim(self)) delete self;
     return nullptr;
+}
+
+void JThread::runBody() {
+    if (runnable != nullptr) {
+        runnable->run();
+    } else {
+        run();
+    }
 }
 
 // ---- destruction ----
 
 JThread::~JThread() {
     const CancelOff off;
-    deletionClaimed = true;
+    Registry::claim(this);
     const bool isMainThread = adopted && id == JThreadInit::_tid;
     if (!isMainThread) {
         if (handle != 0) stopThread();
         if (autoDelete) delete runnable;
     }
-    JThreadInit::remove(this);
+    Registry::remove(this);
 }
 
 /** A thread that was never started ends without running anything. */
@@ -144,26 +151,18 @@ void JThread::finish() {
     join();
 }
 
-/** Cancels the thread and waits for it, unless it is the calling one. False if it goes on all the same. */
-bool JThread::stopThread() {
+/** Cancels the thread and waits for it, unless it is the calling one. */
+void JThread::stopThread() {
     abandon();
-    const std::shared_ptr<ThreadControl> thread = sharedControl();
-    if (!thread->isCallingThread()) {
-        if (alive) thread->cancel();
-        const int result = thread->join(JThreadInit::patience());
-        JThreadInit::holdMainThread();
-        return result == 0;
+    if (!posix->isCallingThread()) {
+        if (alive) posix->cancel();
+        posix->waitForEnd(ProcessEnd::patience());
+        ProcessEnd::holdMainThread();
+        return;
     }
-    // A running thread that destroys its own object is cancelled as any other, but not while it ends the
-    // process.
-    if (alive && !JThreadInit::unloading) thread->cancel();
-    if (!adopted) thread->releaseOwner();
-    return true;
-}
-
-std::shared_ptr<ThreadControl> JThread::sharedControl() {
-    const ScopedLock lock(*JThreadInit::_sync);
-    return control;
+    // A running thread that destroys its own object is cancelled as any other, but not while it ends the process.
+    if (alive && !ProcessEnd::hasBegun()) posix->cancel();
+    if (!adopted) posix->release();
 }
 
 // ---- operations ----
@@ -182,17 +181,10 @@ void JThread::start() {
 }
 
 int JThread::join(int) {
-    const int result = alive ? waitForEnd() : 0;
-    JThreadInit::holdMainThread();
+    const std::shared_ptr<PosixThread> thread = posix;  // the object may delete itself meanwhile
+    const int result = alive ? thread->join(ProcessEnd::patience()) : 0;
+    ProcessEnd::holdMainThread();
     return result;
-}
-
-int JThread::waitForEnd() {
-    const std::shared_ptr<ThreadControl> thread = sharedControl();  // the object may delete itself meanwhile
-    const int result = thread->join(JThreadInit::patience());
-    if (result != ETIMEDOUT) return result;
-    thread->cancel();  // the process ends
-    return thread->join(JThreadInit::patience());
 }
 
 int JThread::join() {
@@ -220,8 +212,9 @@ int JThread::sleep(int ms) {
 }
 
 JThread* JThread::currentThread() {
-    const ScopedLock lock(*JThreadInit::_sync);
-    return JThreadInit::currentThread()->thread;
+    const PosixThread* const posix = PosixThread::current();
+    JThread* const object = posix != nullptr ? posix->object.load(std::memory_order_acquire) : nullptr;
+    return object != nullptr ? object : JThreadInit::currentThread()->thread;
 }
 
 int JThread::interrupt() {
@@ -237,11 +230,11 @@ bool JThread::interrupted() {
 // ---- storage ----
 
 void* JThread::operator new(std::size_t size) {
-    return JThreadInit::allocate(size);
+    return Registry::allocate(size);
 }
 void* JThread::operator new(std::size_t size, const std::nothrow_t&) noexcept {
     try {
-        return JThreadInit::allocate(size);
+        return Registry::allocate(size);
     } catch (const std::bad_alloc&) {
         return nullptr;
     }
@@ -253,10 +246,10 @@ void* JThread::operator new(std::size_t, void* place) noexcept {
     return place;
 }
 void JThread::operator delete(void* object) {
-    JThreadInit::release(object);
+    Registry::release(object);
 }
 void JThread::operator delete(void* object, const std::nothrow_t&) noexcept {
-    JThreadInit::release(object);
+    Registry::release(object);
 }
 void JThread::operator delete(void* object, std::align_val_t alignment) {
     ::operator delete(object, alignment);

@@ -12,7 +12,7 @@
 #include "thread/JRunnable.h"
 
 namespace jay::detail {
-class ThreadControl;
+class PosixThread;
 }  // namespace jay::detail
 
 /**
@@ -22,28 +22,22 @@ class ThreadControl;
  * States: 0 under construction; 1 created, waiting for start(); 2 running; 3 destroyed before it was started;
  * 4 finished.
  *
- * Ownership: whoever made the object destroys it. Destroying a running thread cancels it and waits for it, so
- * every blocking call of the library is a cancellation point that leaves no lock held. A class whose run()
- * uses members of its own must make run() end in its own destructor (stop flag, then finish()): the members
- * go before this class's destructor cancels the thread. With setAutoDelete(true) the object deletes itself
- * when its body ends.
+ * Ownership: whoever made the object destroys it. With setAutoDelete(true) the object deletes itself when its body
+ * ends. Destroying a running thread cancels it and waits for it: every blocking call of the library is a cancellation
+ * point that leaves no lock held. A class whose run() uses members of its own must make run() end in its own
+ * destructor (set a flag, then call finish()), because its members are destroyed before this class's destructor
+ * cancels the thread.
  *
- * At the end of the process (exit(), or the return of main()) every thread that is left is ended, and every
- * thread object that was made with `new` is deleted. Objects on a stack, or inside other objects, are not
- * destroyed, only their threads are ended; the same goes for what std::make_shared() and classes with an
- * `operator new` of their own made. A thread that neither ends nor can be cancelled within two seconds is left
- * to the end of the process. When another thread than the main thread ends the process, the main thread goes
- * on meanwhile, except that it does not come back from waiting for a thread.
+ * End of the process (exit(), or the return of main()): every thread that is left is cancelled and waited for, and
+ * every thread object that was made with `new` is deleted, in the order in which they were made. An object on a stack,
+ * inside another object, or made by std::make_shared() is not destroyed; only its thread is ended. A thread that
+ * neither ends nor can be cancelled within two seconds is left to the end of the process. When another thread than the
+ * main thread ends the process, join() and destructors do not return in the main thread any more.
  *
- * A forked child has no thread but the one that forked: the other objects are then finished threads, and none
- * of those that the parent made is destroyed when the child exits.
+ * Fork: a child has the forking thread only. In it, join() and the destructor treat the other threads as ended, and
+ * exit() deletes none of the objects that the parent made.
  *
- * Threads: any thread may call start(), join(), isAlive(), getId() and getHandle(); the rest is said per
- * operation.
- *
- * Handles: which threads have been joined, or have ended, is tracked apart from the fields below, so that the
- * handle of a thread that is gone, which the system may have given to another since, never reaches a pthread
- * call.
+ * Threads: any thread may call start(), join(), isAlive(), getId() and getHandle(); the others are described below.
  */
 class JAY_API JThread : public JRunnable, public JObject {
 public:
@@ -55,17 +49,20 @@ public:
     explicit JThread(JRunnable* target);
 
     /**
-     * Adopts a thread that exists already: no thread is created. The object is alive and in state 2 from the
-     * start. Its maker joins or detaches the thread, best after this object is gone.
-     * @param handle the thread; @param id its identity in the registry, normally the same number.
+     * Adopts a thread that exists already: no thread is created. The object is alive and in state 2 from the start.
+     * The thread remains its maker's, who joins or detaches it. Unless the thread adopts itself, its handle must be
+     * good as long as the object exists: it may be joined only afterwards, and may not end detached before.
+     * @param handle the thread.
+     * @param id its identity in the registry, normally the same number.
      */
     JThread(unsigned long handle, unsigned long id);
 
     /**
-     * A never started thread ends without running anything; a running one is cancelled and waited for. An
-     * adopted thread is treated the same, but never joined, unless it is the main thread: that one goes on.
-     * Destroying an object on its own thread does not wait: the thread goes on up to its next cancellation
-     * point and is reaped by the system.
+     * A thread that was never started ends without running anything; a running one is cancelled and waited for. An
+     * adopted thread is cancelled, too, but not joined: the main thread excepted, which goes on. It is waited for if it
+     * has ever called currentThread(); otherwise nobody would notice its end.
+     * Destroying an object on its own thread does not wait: the thread goes on up to its next cancellation point, and
+     * the system reaps it.
      */
     ~JThread() override;
 
@@ -94,9 +91,15 @@ public:
 
     /**
      * Waits until the thread has ended. Blocks for ever on a thread that nobody starts. A cancellation point.
+     *
+     * A thread that the library created is joined (pthread_join), by the first of all that wait for it. An adopted
+     * thread is waited for, too, but left for its maker to join: a second pthread_join of a thread is undefined, and
+     * its maker could not avoid it. The end of an adopted thread that has never called currentThread() cannot be
+     * noticed without joining it; there join() is pthread_join() itself, and its caller takes the maker's place.
+     *
      * @param timeout ignored: there is no timed join (kept: callers pass all sorts of values).
-     * @return 0 when the thread has ended, however many threads join it; EDEADLK when it is the calling
-     * thread. ETIMEDOUT only while the process ends.
+     * @return 0 when the thread has ended, however many threads wait for it; EDEADLK on the thread itself;
+     * pthread_join's error for a thread adopted by its handle; ETIMEDOUT only while the process ends.
      */
     int join(int timeout);
     int join();
@@ -118,9 +121,10 @@ public:
     static int sleep(int ms);
 
     /**
-     * The object of the calling thread. A thread that the library did not create is adopted on its first
-     * call; the object then lives until the process ends and stays the same for the life of that thread.
-     * After it, the object may become that of a later thread.
+     * The object of the calling thread: found without a lock, in the thread itself. A thread that the library did not
+     * create is adopted on its first call; the object then lives until the process ends, and stays the same for the
+     * life of that thread. Afterwards it may become the object of a later thread.
+     * Throws std::bad_alloc if the thread cannot be adopted for want of memory.
      */
     static JThread* currentThread();
 
@@ -138,8 +142,8 @@ public:
     /** Self-check: starts three threads that print and count down, and sleeps 6 seconds. */
     static void Test();
 
-    /** These remember which objects were made with `new`: only they are deleted at the end of the process.
-     * Objects of over-aligned classes are not among them. */
+    /** These record which objects were made with `new`, and can be deleted when the process ends. Objects of
+     * over-aligned classes are not recorded. */
     static void* operator new(std::size_t size);
     static void* operator new(std::size_t size, const std::nothrow_t&) noexcept;
     static void* operator new(std::size_t size, std::align_val_t alignment);
@@ -151,25 +155,22 @@ public:
 
 protected:
     /**
-     * For destructors of derived classes: makes sure that run() is over, or never begins, before members go.
-     * Tell run() to end first: a thread that has been started still begins. Returns at once on the thread itself.
+     * For destructors of derived classes: returns when run() has ended, or will never begin. Make run() end first, by
+     * a flag for instance: a thread that has been started still begins. Returns at once on the thread itself.
      */
     void finish();
 
 private:
-    friend class JThreadInit;
+    JAY_HIDDEN bool createThread();
+    JAY_HIDDEN void abandon();
+    JAY_HIDDEN void stopThread();
+    JAY_HIDDEN void runBody();
 
-    bool createThread();
-    void abandon();
-    bool stopThread();
-    int waitForEnd();
-    std::shared_ptr<jay::detail::ThreadControl> sharedControl();
-
-    // Atomic is what several threads touch without a common lock. Who sees `alive` false sees all that the body did
-    // (release and acquire, the default order being as good in these rare accesses); the others order nothing.
-    std::atomic<pthread_t> handle;
-    std::atomic<unsigned long> id;
+    pthread_t handle;
+    unsigned long id;
     JRunnable* runnable;
+    // Atomic is what several threads touch without a common lock. A thread that sees `alive` false sees all that the
+    // body did (release and acquire; the default order is as good in these rare accesses). The others order nothing.
     std::atomic<bool> alive;
     std::atomic<bool> autoDelete;
     std::atomic<bool> interrupted_;  // set by the thread itself; others may look at it
@@ -177,11 +178,9 @@ private:
     JEvent startEvent;
 
     const bool adopted;
-    // What is known of the thread itself, which outlives this object. Replaced under the registry's lock when
-    // another foreign thread takes the object over.
-    std::shared_ptr<jay::detail::ThreadControl> control;
-    std::atomic<bool> deletionClaimed{false};  // set by whoever destroys the object
-    std::atomic<bool> started{false};          // start() came in time: run() will begin
+    const std::shared_ptr<jay::detail::PosixThread>
+        posix;                         // outlives this object while others wait for the thread
+    std::atomic<bool> started{false};  // start() came in time: run() will begin
 };
 
 #endif

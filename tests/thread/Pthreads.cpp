@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <dlfcn.h>
-#include <time.h>
 
 namespace {
 
@@ -106,13 +105,9 @@ JAY_EXPORT int pthread_join(pthread_t thread, void** value) {
 JAY_EXPORT int pthread_detach(pthread_t thread) noexcept {
     static auto* const next = real(pthread_detach, "pthread_detach");
     Entry& entry = entryOf(thread);
-    const unsigned life = lookAt(entry, "pthread_detach");
+    lookAt(entry, "pthread_detach");
     entry.detaches.fetch_add(1, RELAXED);
-    if (pthread_equal(thread, pthread_self()) != 0) {
-        ended(entry, life);  // its own last act, here
-    } else {
-        entry.life.store(0, RELAXED);  // good until it ends, which nobody notices
-    }
+    entry.life.store(0, RELAXED);  // good until it ends, which nobody notices
     return next(thread);
 }
 
@@ -122,10 +117,4 @@ JAY_EXPORT int pthread_cancel(pthread_t thread) {
     lookAt(entry, "pthread_cancel");
     entry.cancels.fetch_add(1, RELAXED);
     return next(thread);
-}
-
-JAY_EXPORT int pthread_getcpuclockid(pthread_t thread, clockid_t* clock) noexcept {
-    static auto* const next = real(pthread_getcpuclockid, "pthread_getcpuclockid");
-    lookAt(entryOf(thread), "pthread_getcpuclockid");
-    return next(thread, clock);
 }

@@ -37,12 +37,17 @@ void say(const std::string& word) {
     std::exit(STATUS);
 }
 
+std::atomic<bool> unwound{false};
+
 struct Unwound {
-    ~Unwound() { say("unwound"); }
+    ~Unwound() {
+        say("unwound");
+        unwound = true;
+    }
 };
 
 void sleepForEver() {
-    const Unwound unwound;
+    const Unwound atTheEnd;
     for (;;) JThread::sleep(FOR_EVER_MS);
 }
 
@@ -116,7 +121,7 @@ void load() {
     say(JThreadInit::_tid == pthread_self() && head->thread->getId() == JThreadInit::_tid ? "main thread"
                                                                                           : "another");
     say("count " + std::to_string(JThreadInit::_count));
-    say("state " + std::to_string(head->thread->state) + (head->thread->isAlive() ? " alive" : ""));
+    say(head->thread->isAlive() ? "alive" : "not alive");
     end();
 }
 
@@ -217,6 +222,29 @@ void uncancellablePatient() {
     end();
 }
 
+/** A thread that goes on looking at its object until the process is gone. */
+void uncancellableLooksAtItsObject() {
+    static std::atomic<int> looks{0};
+    struct Looking : JThread {
+        void run() override {
+            const CancelOff off;
+            for (; value == 42; std::this_thread::yield()) ++looks;
+            std::abort();
+        }
+        volatile int value = 42;
+    };
+    struct Last : JThread {
+        ~Last() override {
+            const int before = looks;
+            eventually([&] { return looks > before + 1; });
+        }
+    };
+    (new Looking)->start();
+    new Last;  // the end deletes it after the other one
+    eventually([] { return looks > 0; });
+    end();
+}
+
 JLock* held;
 
 void blockedOnHeldLock() {
@@ -302,15 +330,17 @@ void inThreadOnStackWhileMainJoins() {
 
 /** The main thread waits in a destructor when the end comes. */
 void inThreadWhileMainDestroys() {
-    static Worker* other;
-    other = worker([] {
+    static std::atomic<bool> ending{false};
+    struct First : Worker {  // the first object that the end deletes
+        First() : Worker(sleepForEver) {}
+        ~First() override { ending = true; }
+    };
+    (new First)->startAndSee();
+    Worker* const other = worker([] {
         const CancelOff off;
-        while (!JThreadInit::unloading) std::this_thread::yield();
+        while (!ending) std::this_thread::yield();
     });
-    const auto ender = std::make_unique<Worker>([] {
-        while (!other->deletionClaimed) std::this_thread::yield();
-        end();
-    });
+    const auto ender = std::make_unique<Worker>(callExitWhileMainSleeps);
     ender->start();
     delete other;
     say("main goes on");
@@ -372,13 +402,19 @@ void foreignNamed() {
     const pthread_t handle = foreign.native_handle();
     foreign.detach();
     new JThread(handle, handle);
+    struct Last : JThread {
+        ~Last() override {
+            eventually([] { return unwound.load(); });
+        }
+    };
+    new Last;  // the end deletes it after it has cancelled the other one, for which it does not wait
     end();
 }
 
 void foreignUnknown() {
     static std::atomic<bool> ready{false};
     std::thread([] {
-        const Unwound unwound;
+        const Unwound atTheEnd;
         ready = true;
         for (;;) pause();
     }).detach();
@@ -450,7 +486,6 @@ void forkedAndDestroyed() {
     JThread* const self = JThread::currentThread();
     const pid_t child = fork();
     if (child == 0) {
-        say(sleeping.thread->isAlive() ? "alive" : "not alive");
         say("join " + std::to_string(sleeping.thread->join()));
         say(JThread::currentThread() == self ? "same object" : "another object");
         sleeping.destroy();
@@ -499,8 +534,7 @@ void forkedInTheThickOfIt() {
         const pid_t child = fork();
         if (child == 0) {
             JThread::currentThread();
-            JThreadInit::_instance.~JThreadInit();
-            _exit(3);  // a leak check would miss the stacks of the parent's threads
+            std::exit(3);
         }
         int status = 0;
         waitpid(child, &status, 0);
@@ -541,6 +575,7 @@ const struct {
     {"uncancellable", uncancellable},
     {"uncancellableOnStack", uncancellableOnStack},
     {"uncancellablePatient", uncancellablePatient},
+    {"uncancellableLooksAtItsObject", uncancellableLooksAtItsObject},
     {"blockedOnHeldLock", blockedOnHeldLock},
     {"blockedOnHeldOutput", blockedOnHeldOutput},
     {"selfDeleting", selfDeleting},
