@@ -374,6 +374,19 @@ TEST(JEvent, EverySignalIsConsumedOnce) {
     EXPECT_EQ(event.count(), 0);
 }
 
+// ---- the end of an event ----
+
+TEST(JEvent, Destroyed_UnderAWaiter_ReturnsAllTheSame) {
+    // A process that ends, and a forked child, destroy events whose waiters are gone or never return.
+    alignas(JEvent) char place[sizeof(JEvent)];
+    auto* const event = new (place) JEvent;
+    Thread waiter([&] { event->wait(); });
+    ASSERT_TRUE(waiter.fallsAsleep());
+    Thread destroyer([&] { event->~JEvent(); });
+    EXPECT_TRUE(eventually([&] { return destroyer.isFinished(); }));
+    waiter.cancel();
+}
+
 // ---- cancellation ----
 
 class JEventCancellation : public ::testing::TestWithParam<int> {};
