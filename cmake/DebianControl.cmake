@@ -1,5 +1,5 @@
-# Run by CPack on the finished packages. CPack gives libjay1 scripts that call ldconfig; Debian wants the trigger alone, which
-# the package has already.
+# CPack runs this on the finished packages. It removes the scripts of libjay1 that call ldconfig, which CPack adds: Debian
+# requires the trigger instead, which the package has.
 cmake_minimum_required(VERSION 3.20)
 
 foreach(package ${CPACK_PACKAGE_FILES})

@@ -1,4 +1,4 @@
-# Run by CPack on what it is about to pack: adds and changes what Debian wants otherwise than `cmake --install` does.
+# CPack runs this before it makes the packages: changes the installed files where the rules of Debian differ.
 cmake_minimum_required(VERSION 3.20)
 set(ROOT ${CMAKE_CURRENT_LIST_DIR}/..)
 
@@ -6,7 +6,7 @@ function(compress file)
     execute_process(COMMAND gzip -9nf ${file} COMMAND_ERROR_IS_FATAL ANY)
 endfunction()
 
-# In /usr the loader finds the library by itself.
+# The loader finds a library in /usr without a path in the program.
 function(forget_where_the_library_is usr)
     file(GLOB programs ${usr}/bin/*)
     foreach(program ${programs})
@@ -33,7 +33,7 @@ function(compress_manual_pages usr)
     endforeach()
 endfunction()
 
-# Every package tells its licence and what has changed in it.
+# Every package contains its licence and a changelog.
 function(add_copyright_and_changelog usr package)
     set(folder ${usr}/share/doc/${package})
     file(MAKE_DIRECTORY ${folder})
@@ -51,7 +51,7 @@ License: Expat
     string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
     file(WRITE ${folder}/changelog "jay (${CPACK_PACKAGE_VERSION}) unstable; urgency=medium
 
-  * What has changed is told in CHANGELOG.md, which is in the package jay-doc.
+  * See CHANGELOG.md in the package jay-doc.
 
  -- ${CPACK_PACKAGE_CONTACT}  ${date}
 ")

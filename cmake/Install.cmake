@@ -1,4 +1,4 @@
-# What `cmake --install` puts where. The result can be moved as a whole: nothing in it names the folder it stands in.
+# What `cmake --install` installs. The installed tree can be moved: no file in it contains the path of the tree.
 # The components are those of the Debian packages: libjay1, libjay-dev, jay-tools, python3-jaybus, jay-doc.
 include(CMakePackageConfigHelpers)
 
@@ -7,7 +7,7 @@ install(TARGETS jay EXPORT jayTargets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT libjay1 NAMELINK_COMPONENT libjay-dev
         INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/jay)
 
-# Only what an application includes: the folders named detail/ stay here.
+# Only the headers that applications include: the folders detail/ are not installed.
 install(FILES jay.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/jay COMPONENT libjay-dev)
 foreach(folder ${JAY_FOLDERS})
     file(GLOB headers CONFIGURE_DEPENDS ${folder}/*.h)
@@ -37,7 +37,7 @@ string(REGEX REPLACE "/$" "" JAY_PREFIX_FROM_PC ${JAY_PREFIX_FROM_PC})
 configure_file(cmake/jay.pc.in ${CMAKE_BINARY_DIR}/cmake/jay.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/cmake/jay.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT libjay-dev)
 
-# ---- the tools, and what belongs to them ----
+# ---- the tools, with their manual pages, completions and service files ----
 if(JAY_TOOLS)
     file(RELATIVE_PATH JAY_LIB_FROM_BIN /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
     foreach(tool jayd jay_tool)
@@ -66,9 +66,9 @@ endif()
 set(JAY_PYTHON_DIR lib/python3/dist-packages CACHE STRING "where the Python package jaybus is installed, below the prefix")
 install(DIRECTORY bindings/python/jaybus DESTINATION ${JAY_PYTHON_DIR} COMPONENT python3-jaybus PATTERN __pycache__ EXCLUDE)
 
-# ---- what one reads ----
+# ---- the documents ----
 install(FILES README.md CHANGELOG.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT jay-doc)
 install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT jay-doc PATTERN api EXCLUDE)
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT jay-doc PATTERN CMakeLists.txt EXCLUDE)
-# The API reference, if the target docs has been built.
+# The API reference, if the target docs was built.
 install(DIRECTORY ${CMAKE_BINARY_DIR}/api DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT jay-doc OPTIONAL)

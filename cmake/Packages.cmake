@@ -1,6 +1,6 @@
 # Debian packages, one per component of Install.cmake: `cmake --preset package && cmake --build --preset package`, or the
 # target `package` of any other build. They are left in packages/ of the build.
-# A build for another machine makes none: what the library depends on there is not known here.
+# A cross build makes no packages: the dependencies on the other machine are not known here.
 if(CMAKE_CROSSCOMPILING OR NOT CMAKE_LIBRARY_ARCHITECTURE)
     return()
 endif()
@@ -27,10 +27,10 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
-# The tools are found to need the library of this build, which no package holds yet; their entry below names it.
+# dpkg-shlibdeps finds the library of this build here; no package contains it yet. jay_package() below names its package.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_BINARY_DIR})
 
-# jay_package(NAME SECTION SUMMARY TEXT DEPENDS...): what the control file of a package says.
+# jay_package(NAME SECTION SUMMARY TEXT DEPENDS...): the contents of the control file of a package.
 function(jay_package name section summary text)
     string(TOUPPER ${name} upper)
     set(CPACK_DEBIAN_${upper}_PACKAGE_NAME ${name} PARENT_SCOPE)
@@ -69,8 +69,8 @@ set(CPACK_DEBIAN_JAY-DOC_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_PYTHON3-JAYBUS_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_JAY-TOOLS_PACKAGE_RECOMMENDS "bash-completion, systemd | systemd-standalone-sysusers")
 
-# What runs when a package is installed or removed. A program of somebody else's needs this version of the library or a
-# later one of the same SONAME; the loader's cache is renewed.
+# Scripts that run when a package is installed or removed. shlibs: other packages depend on this version of the library or a
+# later one with the same SONAME. triggers: the cache of the loader is updated.
 set(JAY_PACKAGING ${PROJECT_SOURCE_DIR}/packaging)
 file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/packaging/shlibs
      CONTENT "libjay ${JAY_SOVERSION} libjay${JAY_SOVERSION} (>= ${PROJECT_VERSION})\n")

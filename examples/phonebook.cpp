@@ -12,7 +12,7 @@
 
 namespace {
 
-/** A key that tells all names apart: JString's own equals(const JObject*) compares classes only. */
+/** A key that compares the text: JString's own equals(const JObject*) compares classes only. */
 class Name : public JString {
 public:
     explicit Name(const JString& s) : JString(s) {}

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Describes what programs compiled against a library rely on: its symbols, and how its public classes lie in memory.
+"""Describes the binary interface of a library: its exported symbols, and the layout of its public classes.
 
-usage: scripts/abi-describe.py symbols LIBRARY     what it exports, one line per symbol
-       scripts/abi-describe.py classes LIBRARY     sizes, bases, members and virtual functions; wants debug information
-       scripts/abi-describe.py private LIBRARY     exported symbols that no program can use; wants debug information
-Every line stands for itself: a library in which none of an older one's lines is missing can take its place.
+usage: scripts/abi-describe.py symbols LIBRARY     the exported symbols, one line each
+       scripts/abi-describe.py classes LIBRARY     sizes, bases, members and virtual functions; needs debug information
+       scripts/abi-describe.py private LIBRARY     exported symbols that no program can use; needs debug information
+A library can replace an older one if its description contains every line of the older one's.
 """
 import re
 import subprocess

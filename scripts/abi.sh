@@ -1,29 +1,29 @@
 #!/usr/bin/env bash
-# Keeps the list of what programs compiled against the library rely on, and says when it is broken.
+# Compares the binary interface of the library with the list in abi/, and updates the list.
 set -euo pipefail
 export LC_ALL=C
 root=$(realpath "$(dirname "${BASH_SOURCE[0]}")/..")
 
 usage() {
     cat <<'TXT'
-usage: scripts/abi.sh --check [LIBRARY]              compares; exit status 1 if there is any difference
-       scripts/abi.sh --update [--break] [LIBRARY]   brings the list up to date
-       --list FOLDER                                 the list is there, not in abi/
+usage: scripts/abi.sh --check [LIBRARY]              compares; exit status 1 if there is a difference
+       scripts/abi.sh --update [--break] [LIBRARY]   updates the list
+       --list FOLDER                                 the list is in FOLDER, not in abi/
 
-A program that was compiled against an older libjay.so.1 must run with a newer one. What it relies on is written down in
+A program that was compiled against an older libjay.so.1 must run with a newer one. The list contains what such programs rely on:
 
-  abi/libjay.so.1.symbols   every symbol that leaves the library; of an object, the size too
-  abi/libjay.so.1.classes   of every public class: size, bases, members with their places, slots of the virtual
-                            functions, and what each function returns
+  abi/libjay.so.1.symbols   every exported symbol; for an object, also its size
+  abi/libjay.so.1.classes   for every public class: size, bases, members with their offsets, slots of the virtual
+                            functions, and the result type of each function
 
-Each line stands for itself. One more is an addition: --update writes it down, and you commit the list with what you
-have added. One that is gone, or reads otherwise than before, breaks programs: --update refuses. Then either
+An additional line is an addition to the interface: run --update, and commit the list together with the addition. A line that is
+missing or has changed breaks programs, and --update refuses it. Then either
 
-  - keep what was there: leave the old function beside the new one, put a member behind the others of a class that
-    programs neither derive from nor create, a virtual function into a new class; or
+  - keep the old interface: leave the old function beside the new one; add a member after the others, in a class that
+    programs neither derive from nor create; put a new virtual function into a new class; or
   - give the library a new SONAME (JAY_SOVERSION in CMakeLists.txt, the node in cmake/libjay.map, the major number of
-    the version). The list of the new one starts empty, and that of the old one is removed; or
-  - as long as no version with this SONAME has been released, write --update --break.
+    the version). The list for the new SONAME starts empty, and the old list is removed; or
+  - run --update --break, as long as no version with this SONAME has been released.
 
 Only what a program can use may leave the library. --check reports a private function or static member that is exported,
 and everything of jay::detail, also as a type in a public signature: put JAY_HIDDEN (core/JExport.h) in front of the
@@ -35,7 +35,7 @@ TXT
 }
 
 die() {
-    echo "abi.sh: $*; 'scripts/abi.sh --help' tells more" >&2
+    echo "abi.sh: $*; see 'scripts/abi.sh --help'" >&2
     exit 2
 }
 
@@ -48,7 +48,7 @@ while (($# > 0)); do
     --check | --update) action=$1 ;;
     --break) may_break=yes ;;
     --list)
-        (($# > 1)) || die "--list wants a folder"
+        (($# > 1)) || die "--list needs a folder"
         list=$2
         shift
         ;;
@@ -73,15 +73,15 @@ trap 'rm -rf "$work"' EXIT
 # lines_only_in FIRST SECOND: what is in the first and not in the second; a missing file is an empty one.
 lines_only_in() { comm -23 <(sort "$1" 2>/dev/null) <(sort "$2" 2>/dev/null); }
 
-# tell FILE SIGN: its lines, each behind the sign
-tell() { sed "s/^/  $2 /" "$1"; }
+# show FILE SIGN: the lines of the file, each after the sign
+show() { sed "s/^/  $2 /" "$1"; }
 
-# fail_broken TEXT: shows what is gone, and what may stand in its place.
+# fail_broken TEXT: shows the missing lines and the new ones.
 fail_broken() {
     echo "abi: $1:"
-    tell "$work/gone" -
-    tell "$work/new" +
-    echo "abi: 'scripts/abi.sh --help' tells what to do"
+    show "$work/gone" -
+    show "$work/new" +
+    echo "abi: 'scripts/abi.sh --help' says what to do"
     exit 1
 }
 
@@ -99,7 +99,7 @@ check() {
     fi
     if [[ -s $work/new ]]; then
         echo "abi: added, and to be written down by scripts/abi.sh --update:"
-        tell "$work/new" +
+        show "$work/new" +
         exit 1
     fi
     echo "abi: $soname is as it is written down, in $(cat "$list/$soname".* | wc -l) lines"

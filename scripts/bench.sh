@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds, and measures: the classes beside their peers, and the bus.
+# Installs missing packages, builds, and measures the classes and the bus.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -7,14 +7,14 @@ usage() {
     cat <<'TXT'
 usage: scripts/bench.sh [--against REVISION] [--rounds N] [--filter REGEX] [--json FILE]
 
-Builds into build/bench, runs every benchmark in interleaved rounds, and prints a table with the median of the rounds: the classes
-(bench/*.cpp, some of them beside what the C++ library offers) and the bus (jayd and `jay bench` on a free port of this machine).
-The machine should have nothing else to do.
+Builds into build/bench, runs every benchmark in several rounds, and prints a table with the medians: the classes
+(bench/*.cpp, some of them beside their counterparts in the C++ library) and the bus (jayd and `jay bench` on a free port of this
+machine). Run nothing else on the machine meanwhile.
 
-  --against REVISION  also measures the library and jayd of this revision, round by round in turn with the present ones, and
-                      prints the ratios; only a ratio of one run means anything
-  --rounds N          how often everything is measured, 1 to 100 (default 5)
-  --filter REGEX      only the benchmarks whose names match, as "Hash" or "bus"
+  --against REVISION  also measures the library and jayd of this revision, alternating with the present ones, and prints the
+                      ratios; compare ratios of the same run only
+  --rounds N          the number of rounds, 1 to 100 (default 5)
+  --filter REGEX      run only the benchmarks whose names match, for example "Hash" or "bus"
   --json FILE         also writes the medians as JSON
 TXT
 }
@@ -25,7 +25,7 @@ while (($# > 0)); do
     case $1 in
     --help | -h) usage; exit 0 ;;
     --against | --rounds | --filter | --json)
-        (($# > 1)) || { echo "bench.sh: $1 wants a value" >&2; exit 2; }
+        (($# > 1)) || { echo "bench.sh: $1 needs a value" >&2; exit 2; }
         if [[ $1 == --against ]]; then against=$2; else arguments+=("$1" "$2"); fi
         shift
         ;;
@@ -42,7 +42,7 @@ build() {
     echo "Building $sources (output in $folder/build.log) ..." >&2
     (cd "$sources" && cmake --preset release -B "$folder" -DJAY_TESTS=OFF -DJAY_EXAMPLES=OFF "${options[@]}" &&
         cmake --build "$folder" -j "$(nproc)" --target "$@") >"$folder/build.log" 2>&1 ||
-        { tail -n 40 "$folder/build.log" >&2; echo "bench.sh: it does not build; see $folder/build.log" >&2; exit 1; }
+        { tail -n 40 "$folder/build.log" >&2; echo "bench.sh: the build failed; see $folder/build.log" >&2; exit 1; }
 }
 
 readonly here=$PWD/build/bench
@@ -51,7 +51,7 @@ if [[ -n $against ]]; then
         { echo "bench.sh: no revision '$against'; 'git log --oneline' lists them" >&2; exit 2; }
 fi
 scripts/deps.sh build bench
-python3 scripts/bench.py --build "$here" "${arguments[@]}" --check # what is wrong is told before the build
+python3 scripts/bench.py --build "$here" "${arguments[@]}" --check # reports wrong options before the build
 options=(-DJAY_BENCH=ON)
 build . "$here" jay_bench jayd jay_tool
 if [[ -n $against ]]; then

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Checks every header by itself: it compiles alone and twice, with GCC and with clang, without a warning, and its guard is
-# named after its path. The C interface must besides be valid C99.
+# Checks every header: it compiles on its own and when included twice, with GCC and with clang, without a warning, and the name of
+# its guard follows from its path. The C interface must also be valid C99.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

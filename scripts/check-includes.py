@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Checks the direction of includes: the folders are the layers, and an include goes only downwards.
 
-usage: scripts/check-includes.py [ROOT]     (default: the checkout this script stands in)
-Prints each offending line with what to do about it; exit 1 if there is any.
+usage: scripts/check-includes.py [ROOT]     (default: the checkout of this script)
+Prints each wrong line and what to do about it; the exit status is 1 if there is any.
 """
 import re
 import sys

@@ -2,7 +2,7 @@
 """Checks that tests exist and run: no source without a test, no test outside the build, none switched off silently.
 
 usage: scripts/check-tests.py BUILD_DIR [ROOT]     BUILD_DIR holds compile_commands.json
-Prints each problem with what to do about it; exit 1 if there is any.
+Prints each problem and what to do about it; the exit status is 1 if there is any.
 """
 import json
 import re

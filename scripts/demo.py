@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Shows messages travelling between processes, and checks every byte of them. scripts/demo.sh builds and calls this.
+"""Shows messages that travel between processes, and checks every byte. scripts/demo.sh builds the programs and calls this.
 
 usage: scripts/demo.py BUILD_DIR
-Exit status 0 only if every message arrived as said.
+The exit status is 0 only if every message arrived as announced.
 """
 import os
 import random
@@ -21,10 +21,10 @@ Message = namedtuple("Message", "src dest flag priority section stamp length pay
 
 
 class Failed(Exception):
-    """Something did not happen as said."""
+    """Something did not happen as announced."""
 
 
-# ---- telling ----
+# ---- output ----
 
 STYLED = sys.stdout.isatty()
 UNICODE = (sys.stdout.encoding or "").lower().replace("-", "") == "utf8"
@@ -53,7 +53,7 @@ def check(truth, what):
     say(f"{styled(TICK, '32')} {what}")
 
 
-# ---- the parties ----
+# ---- the processes ----
 
 class Client:
     """A client process: C++ through CA, or plain C through the ca_ functions."""
@@ -89,7 +89,7 @@ class Client:
 
 
 class Stage:
-    """The server, and the clients that stay."""
+    """The server, and the clients that are used in several acts."""
 
     def __init__(self, programs):
         self.programs = programs
@@ -97,12 +97,12 @@ class Stage:
         self.clients = {}
 
     def start(self, number, program="demo_client"):
-        """A client that connects by and by, and receives what waits for it."""
+        """Starts a client, which then connects and receives what waits for it."""
         self.clients[number] = Client(self.programs, number, self.port, program)
         return self.clients[number]
 
     def connect(self, number, program="demo_client"):
-        """A client that is connected, and for which nothing waits."""
+        """Starts a client and waits until it is connected and nothing waits for it."""
         client = self.start(number, program)
         client.round_trip()
         return client
@@ -122,13 +122,13 @@ def greeting(stage):
     travels(5, 7, "hello from C++")
     statuses = receiver.wait(), sender.wait()
     say(f"hello_receiver prints: {receiver.out.text().rstrip()}")
-    check(statuses == (0, 0) and receiver.out.text() == "client 5 says: hello from C++\n", "it arrived, word for word")
+    check(statuses == (0, 0) and receiver.out.text() == "client 5 says: hello from C++\n", "it arrived unchanged")
 
 
 def every_byte(stage):
     title(2, "Every byte")
     say("Client 5, in C++, sends all 256 byte values to client 7, in C, which sends them back in reverse,")
-    say("and then the longest message there can be goes there and back.")
+    say("and then the longest possible message, which client 7 sends back as well.")
     five, seven = stage.connect(5), stage.connect(7, "demo_client_c")
     values = bytes(range(256))
     longest = random.Random(7).randbytes(65535 - HEADER)
@@ -139,7 +139,7 @@ def every_byte(stage):
         seven.send(5, payload[::-1], section=2147483647)
         travels(7, 5, "the same in reverse")
         five.expect(7, 5, payload[::-1], section=2147483647)
-    check(True, "both ways byte for byte, and each field of the headers")
+    check(True, "all bytes and all header fields arrived unchanged, both ways")
 
 
 def overtaking(stage):
@@ -147,24 +147,24 @@ def overtaking(stage):
     nine = stage.connect(9)
     nine.process.send_signal(signal.SIGSTOP)
     count = messages_beyond_the_system()
-    say(f"Client 9 is halted and reads nothing. {count} messages of priority 5, 60000 bytes each, pile up for it.")
+    say(f"Client 9 is stopped and reads nothing. {count} messages of priority 5, 60000 bytes each, wait for it.")
     ballast = [random.Random(i).randbytes(60000) for i in range(count)]
     for i, payload in enumerate(ballast):
         stage[5].send(9, payload, priority=5, section=i)
     stage[5].round_trip(priority=5)
-    travels(5, 9, f"{count} times priority 5, and last of all one message of priority 0")
+    travels(5, 9, f"{count} times priority 5, and then one message of priority 0")
     stage[5].send(9, b"out of my way", priority=0)
     stage[5].round_trip(priority=5)
-    say("Client 9 may go on.")
+    say("Client 9 continues.")
     nine.process.send_signal(signal.SIGCONT)
     place = receive_among(nine, ballast)
-    check(place < count, f"sent as number {count + 1}, the urgent one arrived as number {place + 1}")
-    check(True, f"the other {count} arrived, in order, byte for byte")
+    check(place < count, f"the urgent message was sent as number {count + 1} and arrived as number {place + 1}")
+    check(True, f"the other {count} arrived unchanged and in order")
 
 
 def messages_beyond_the_system():
-    """More than the system's buffers between the server and a halted client hold, however they are set up: on the
-    client's side the usual size, because the buffer grows only while it is read; on the server's side the largest."""
+    """More messages than fit into the system's buffers between the server and a stopped client, whatever their sizes: the
+    default size on the client's side, because that buffer grows only while it is read; the largest on the server's side."""
     def sizes(name):
         return [int(size) for size in Path(f"/proc/sys/net/ipv4/{name}").read_text().split()]
     return (sizes("tcp_rmem")[1] + sizes("tcp_wmem")[2]) // 60000 + 30
@@ -187,12 +187,12 @@ def receive_among(client, ballast):
 
 
 def sync(stage):
-    title(4, "SYNC: for client 0, whoever is named")
+    title(4, "A SYNC message goes to client 0, whatever its destination")
     stage[5].send(7, b"look after 7, please", flag=SYNC, priority=3)
     travels(5, 7, "SYNC, \"look after 7, please\"")
     stage[0].expect(5, 7, b"look after 7, please", flag=SYNC, priority=3)
     stage[7].round_trip()
-    check(True, "client 0 has it, and reads in it that it is about client 7; client 7 has nothing")
+    check(True, "client 0 has received it, with client 7 as destination; client 7 has received nothing")
 
 
 def broadcast(stage):
@@ -202,22 +202,22 @@ def broadcast(stage):
     for number in (0, 7, 9):
         stage[number].expect(5, number, b"to all", priority=1)
     stage[5].round_trip()
-    check(True, "clients 0, 7 and 9 have a copy each, addressed to them; the sender has none")
+    check(True, "clients 0, 7 and 9 have received a copy each, with their own id as destination; the sender has not")
 
 
 def waiting(stage):
-    title(6, "Messages for a client that is not there")
+    title(6, "Messages for a client that is not connected")
     messages = ((2, b"first"), (3, b"second"), (0, b"third, but urgent"))
     for priority, payload in messages:
         stage[5].send(11, payload, priority=priority)
         travels(5, 11, f"priority {priority}, \"{payload.decode()}\"")
     stage[0].expect(5, 11, b"", flag=SYNC)
-    travels("", 0, "SYNC from the server: client 11 has messages waiting, the first from client 5")
-    check(True, "client 0 knows; it could start client 11 now. That is what happens:")
+    travels("", 0, "SYNC from the server: messages wait for client 11, the first from client 5")
+    check(True, "client 0 has been notified and can start client 11, which now connects")
     eleven = stage.start(11)
     for priority, payload in (messages[2], messages[0], messages[1]):
         eleven.expect(5, 11, payload, priority=priority)
-    check(True, "client 11 is there and has all three, the urgent one first")
+    check(True, "client 11 has received all three, the urgent one first")
 
 
 def timed(stage):
@@ -227,26 +227,26 @@ def timed(stage):
     travels(7, 5, "\"yes\"")
     stage[5].expect(7, 5, b"yes")
     answered = time.time() - sent
-    say(f"Answered after {answered * 1000:.0f} ms. For two seconds, nobody complains ...")
+    say(f"Answered after {answered * 1000:.0f} ms. For two seconds, client 0 must get no message ...")
     time.sleep(max(0, 2.2 - answered))
     stage[0].round_trip()
-    check(True, "answered in time, and client 0 was not bothered")
+    check(True, "answered in time, and client 0 was not notified")
 
     sent = ask(stage, b"and now?")
-    say("This time client 7 keeps silent.")
+    say("This time client 7 does not answer.")
     stage[0].expect(7, 7, b"", flag=SYNC, limit=3 + LIMIT)
     waited = time.time() - sent
-    travels("", 0, f"SYNC from the server after {waited:.1f} s: client 7 does not answer")
-    check(waited >= 1, "client 0 was told, and not before the second was over")
+    travels("", 0, f"SYNC from the server after {waited:.1f} s: client 7 has not answered")
+    check(waited >= 1, "client 0 was notified, and not before the second was over")
     stage[5].send(7, b"welcome back")
-    travels(5, 7, "\"welcome back\" waits, for nothing is sent to a client that does not answer")
+    travels(5, 7, "\"welcome back\" waits: nothing is sent to a client that has not answered")
     stage[5].round_trip()
-    check(stage[7].process.out.is_empty(), "client 7 has not got it")
-    say("Client 7 is started anew.")
+    check(stage[7].process.out.is_empty(), "client 7 has not received it")
+    say("Client 7 is restarted.")
     stage[7].process.close_input()
     stage[7].process.wait()
     stage.start(7, "demo_client_c").expect(5, 7, b"welcome back")
-    check(True, "now it has")
+    check(True, "now client 7 has received it")
 
 
 def ask(stage, question):
@@ -265,22 +265,22 @@ def farewell(stage):
     title(8, "The end")
     for client in stage.clients.values():
         client.round_trip()
-    check(True, "nobody has received anything that was not told here")
-    say("jayd is asked to end, with all clients still connected.")
+    check(True, "no client has received anything else")
+    say("jayd gets SIGTERM while all clients are connected.")
     started = time.monotonic()
     status = stage.server.stop(signal.SIGTERM)
     took = time.monotonic() - started
-    check(status == 0 and took < 2 * SLOWNESS, f"it ended with status {status} after {took:.1f} s")
+    check(status == 0 and took < 2 * SLOWNESS, f"jayd ended with status {status} after {took:.1f} s")
     for number in (0, 5, 9):
         stage[number].process.out.wait_for("lost")
-    check(True, "its clients have noticed")
+    check(True, "its clients have noticed the end of their connections")
 
 
 ACTS = (greeting, every_byte, overtaking, sync, broadcast, waiting, timed, farewell)
 
 
 def perform(programs):
-    print("One bus server, jayd, and its clients, each a process of its own. Clients are known by a number, 0 to 31.")
+    print("One bus server, jayd, and several clients, each in its own process. Each client has an id from 0 to 31.")
     stage = Stage(programs)
     say(f"jayd runs on port {stage.port}, process {stage.server.pid}.")
     stage.connect(0)
@@ -294,7 +294,7 @@ ENDING_SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
 def end_on_signal(number, _):
     for other in ENDING_SIGNALS:
         signal.signal(other, signal.SIG_IGN)  # while the processes are ended
-    os.write(sys.stderr.fileno(), b"\ndemo.py: interrupted; its processes are ended with it\n")
+    os.write(sys.stderr.fileno(), b"\ndemo.py: interrupted; all its processes are ended\n")
     raise SystemExit(128 + number)
 
 
@@ -311,7 +311,7 @@ def main():
     except (Failed, TimeUp, OSError, RuntimeError) as error:
         print(f"\n{styled('FAILED', '31')}: {error}", flush=True)
         return 1
-    print(f"\nEvery message arrived as said, in {time.monotonic() - started:.0f} seconds.")
+    print(f"\nEvery message arrived as announced, in {time.monotonic() - started:.0f} seconds.")
     return 0
 
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds, starts the bus server and shows messages travelling between real processes.
+# Installs missing packages, builds, starts the bus server, and shows messages that travel between processes.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -7,11 +7,11 @@ usage() {
     cat <<'TXT'
 usage: scripts/demo.sh
 
-On a Debian machine: installs what is missing, builds into build/demo, starts jayd on a free port of this machine, and shows
-client processes, one kind in C++ and one in plain C, that send each other messages: greetings, urgent ones that overtake,
-broadcasts, some for a client that comes later, some that want an answer in time. Every byte is checked.
+On a Debian machine: installs missing packages, builds into build/demo, starts jayd on a free port of this machine, and starts
+client processes in C++ and in C that send each other messages: greetings, urgent messages that overtake others,
+broadcasts, messages for a client that connects later, messages that need an answer in time. It checks every byte.
 
-Ends by itself, about ten seconds after the build. Exit status 0 only if every message arrived as said.
+Ends by itself, about ten seconds after the build. The exit status is 0 only if every message arrived as announced.
 TXT
 }
 
@@ -24,7 +24,7 @@ esac
 readonly build_dir=build/demo
 readonly log=$build_dir/build.log
 
-# The tests, which would want more packages, are left out; hence a folder of its own beside that of the preset.
+# Built without the tests, which need more packages, and therefore in another folder than the preset's.
 build() {
     cmake --preset release -B "$build_dir" -DJAY_TESTS=OFF
     cmake --build "$build_dir" -j "$(nproc)" --target jayd hello_sender hello_receiver demo_client demo_client_c
@@ -35,7 +35,7 @@ mkdir -p "$build_dir"
 echo "Building (output in $log) ..."
 if ! build >"$log" 2>&1; then
     tail -n 40 "$log" >&2
-    echo "demo.sh: it does not build; see $log" >&2
+    echo "demo.sh: the build failed; see $log" >&2
     exit 1
 fi
 exec python3 -B scripts/demo.py "$build_dir"

@@ -1,20 +1,20 @@
 #!/usr/bin/env bash
-# Installs what is missing of the Debian packages that building, testing and measuring need.
+# Installs the missing Debian packages for building, testing and measuring.
 set -euo pipefail
 
 usage() {
     cat <<'TXT'
 usage: scripts/deps.sh [--dry-run] [GROUP...]
 
-Installs the Debian packages that are missing, as root or through sudo. Does nothing, quickly, when all are there.
+Installs missing Debian packages, as root or through sudo. If none is missing, it does nothing.
 
-  --dry-run   only print what would be installed
+  --dry-run   only print the names of the missing packages
   GROUP       build      compiler, CMake, Ninja, make and the tools' header-only libraries
-              package    what the Debian packages need besides: their tools, and Doxygen for the API reference
-              demo       what scripts/demo.sh needs besides
-              test       what scripts/test.sh needs besides
+              package    also what the Debian packages need: Debian's tools, and Doxygen for the API reference
+              demo       also what scripts/demo.sh needs
+              test       also what scripts/test.sh needs
               arm        the compiler for 32-bit ARM, and the emulator that runs its programs
-              test-all   what scripts/test.sh --all needs besides: 32-bit x86, 32-bit ARM, clang-tidy
+              test-all   also what scripts/test.sh --all needs: 32-bit x86, 32-bit ARM, clang-tidy
               coverage   the coverage report
               bench      the benchmark library
               all        every group
@@ -57,7 +57,7 @@ missing_of() {
 root_prefix() {
     [[ $(id -u) == 0 ]] && return 0
     command -v sudo >/dev/null || return 1
-    # Without a terminal nobody can type a password.
+    # Without a terminal nobody can enter a password.
     if [[ -t 0 ]]; then echo sudo; else sudo -n true 2>/dev/null && echo "sudo -n"; fi
 }
 
@@ -77,7 +77,7 @@ done
 
 mapfile -t wanted < <(for group in "${groups[@]}"; do packages_of "$group"; done | tr ' ' '\n' | sort -u)
 if ! command -v dpkg-query >/dev/null; then
-    echo "deps.sh: no dpkg here; these are Debian's names of what is needed: ${wanted[*]}" >&2
+    echo "deps.sh: this is not a Debian system; the needed packages have these names on Debian: ${wanted[*]}" >&2
     exit 1
 fi
 
@@ -90,10 +90,10 @@ if [[ $dry_run == yes ]]; then
 fi
 
 if ! prefix=$(root_prefix); then
-    echo "deps.sh: neither root nor sudo here; as root run: apt-get install ${missing[*]}" >&2
+    echo "deps.sh: neither root nor sudo; run as root: apt-get install ${missing[*]}" >&2
     exit 1
 fi
 echo "installing: ${missing[*]}"
 $prefix apt-get update -qq
-# --no-remove: a machine's other compilers are not ours to take away.
+# --no-remove: the other compilers of the machine must stay.
 $prefix env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends --no-remove "${missing[@]}"

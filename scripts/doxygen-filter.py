@@ -1,13 +1,12 @@
 #!/usr/bin/env python3
-"""Tells Doxygen how the headers here are to be read; prints a header as Doxygen is to see it.
+"""Prints a header in the form that Doxygen understands.
 
 usage: scripts/doxygen-filter.py HEADER
 
-- A comment tells of all declarations up to the next empty line or the next that has its own: they become a member group, whose members
-  share it.
-- What is the same in every class has its line of documentation put in: the class record, and copies made by the compiler.
+- A comment applies to all declarations up to the next empty line or the next comment: they become a member group that shares the comment.
+- Declarations that are the same in every class get a line of documentation: the class record, and copies that the compiler makes.
 
-No line is added or taken away, so that the line numbers in Doxygen's messages are those of the header.
+The number of lines does not change, so the line numbers in Doxygen's messages are those of the header.
 """
 import re
 import sys

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Writes the completions for bash and zsh, from what the tools' own --help says.
+"""Writes the completions for bash and zsh from the help texts of the tools.
 
-usage: scripts/make-completions.py [BUILD_DIR [FOLDER]]     build/debug and completions/, if they are not given
-Run it when an option was added, and commit what it wrote; a test compares.
+usage: scripts/make-completions.py [BUILD_DIR [FOLDER]]     by default build/debug and completions/
+Run it after adding an option, and commit the result; a test compares both.
 """
 import re
 import shlex

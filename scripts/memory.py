@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Measures what a bus needs of a machine: threads, descriptors and memory of jayd and of a client, as docs/porting.md tells.
+"""Measures the threads, descriptors and memory of jayd and of clients. docs/porting.md shows results.
 
-usage: scripts/memory.py BUILD_DIR     BUILD_DIR holds a built jayd and the examples; 'release' is the build to measure
-Own memory is what the process has written to (Private_Dirty in /proc/PID/smaps_rollup); the rest of the resident memory is code
-and constants, which the processes of a device share, and which the system can read from the disk again.
+usage: scripts/memory.py BUILD_DIR     BUILD_DIR contains jayd and the examples, as build/release
+Own memory is memory that the process has written to (Private_Dirty in /proc/PID/smaps_rollup). The rest of the resident memory is
+code and constants, which all processes share, and which the system can read from the disk again.
 """
 import signal
 import socket

@@ -1,6 +1,6 @@
 """Programs that run beside the one that started them: the demonstration and the integration tests are made of these.
 
-A Process is told lines and waited for line by line, always with a limit, and is ended by its own id, never by name.
+A Process gets lines on its standard input; waiting for its output has always a limit. It is ended by its process id, never by name.
 A Bus is a real jayd on a port of its own.
 """
 import os

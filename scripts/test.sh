@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds, and runs the test suite: in one build, or with --all in every build there is.
+# Installs missing packages, builds, and runs the test suite: in one build, or with --all in every build.
 set -uo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.." || exit 1
 
@@ -9,20 +9,20 @@ usage: scripts/test.sh [--all | --preset NAME...] [--filter REGEX] [--keep-going
 
 Without options: the debug build, the whole suite, and the checks of the sources (format, includes, headers, tests).
 
-  --all            besides: clang, clang-tidy, optimised, address and undefined-behaviour sanitizers, thread sanitizer,
+  --all            also: clang, clang-tidy, optimised, address and undefined-behaviour sanitizers, thread sanitizer,
                    32-bit x86, 32-bit ARM under emulation, a short fuzz run
-  --preset NAME    only this step, once or more: debug clang tidy release asan tsan m32 armhf fuzz coverage
-  --filter REGEX   only the tests whose names match, as "bus/", "JString" or "check/"
+  --preset NAME    run only this step; may be given several times: debug clang tidy release asan tsan m32 armhf fuzz coverage
+  --filter REGEX   run only the tests whose names match, for example "bus/", "JString" or "check/"
   --keep-going     do not stop at the first step that fails
   --help           this text
 
-Ends with a table of the steps and, as the last line, the totals. Exit status 0 only if nothing failed.
+The last lines are a table of the steps and the totals. The exit status is 0 only if nothing failed.
 TXT
 }
 
 readonly all_steps=(debug clang tidy release asan tsan m32 armhf fuzz)
 build_jobs=$(nproc)
-# Most tests wait for something other than the processor, some of them for a minute.
+# Most tests wait for something other than the processor, some for a minute.
 test_jobs=$((build_jobs > 8 ? build_jobs : 8))
 
 steps=()
@@ -39,7 +39,7 @@ parse_arguments() {
         case $1 in
         --all) steps=("${all_steps[@]}") ;;
         --preset | --filter)
-            (($# > 1)) || { echo "test.sh: $1 wants a value" >&2; exit 2; }
+            (($# > 1)) || { echo "test.sh: $1 needs a value" >&2; exit 2; }
             if [[ $1 == --preset ]]; then steps+=("$2"); else filter=$2; fi
             shift
             ;;
@@ -131,7 +131,7 @@ build_preset() {
 run_tests() {
     local preset=$1 started=$SECONDS options=(--output-on-failure --no-tests=error --output-junit results.xml) status
     [[ -z $filter ]] || options+=(-R "$filter")
-    # On a machine that others use as well, a limit of time is now and then passed once. Nobody is there to try again.
+    # On a shared machine a test may exceed its time limit once. Nobody is there to run it again.
     [[ -z ${CI:-} ]] || options+=(--repeat until-pass:2)
     say "$preset: running the tests (output in build/$preset/test.log)"
     rm -f "build/$preset/results.xml"

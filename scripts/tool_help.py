@@ -1,4 +1,4 @@
-"""What a tool's --help says, as data: its options with their values and descriptions, and its commands."""
+"""Reads the help text of a tool: its options with their values and descriptions, and its commands."""
 import re
 import subprocess
 from collections import namedtuple

@@ -1,6 +1,6 @@
-/* A bus client in C that is told what to send and tells what it receives, line by line: a part of the demonstration
- * and of the tests. Its twin in C++, client.cpp, tells what the lines are. It does not notice when the connection is
- * lost: the C interface does not tell. Usage: demo_client_c ID PORT
+/* A bus client in C that reads from standard input what to send, and writes what it receives to standard output, line by
+ * line. The demonstration and the tests use it. client.cpp does the same in C++ and describes the lines. This client does not
+ * notice a lost connection, because the C interface does not report it. Usage: demo_client_c ID PORT
  */
 #define _POSIX_C_SOURCE 200809L
 #include <poll.h>
@@ -70,7 +70,7 @@ static void obey(ca_handle bus, int id, const char* line) {
     ca_write(bus, message, length);
 }
 
-/* Obeys what there is to read on standard input, once; 0 at its end. */
+/* Executes the commands that can be read from standard input now; returns 0 at the end of the input. */
 static int obey_input(ca_handle bus, int id) {
     static char lines[4 * LONGEST];
     static size_t filled;

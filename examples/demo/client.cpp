@@ -1,12 +1,12 @@
-// A bus client in C++ that is told what to send and tells what it receives, line by line: a part of the demonstration
-// and of the tests. Its twin in C is client.c. Usage: demo_client ID PORT
+// A bus client in C++ that reads from standard input what to send, and writes what it receives to standard output, line by
+// line. The demonstration and the tests use it. client.c does the same in C. Usage: demo_client ID PORT
 //
 // It reads from standard input, until its end:
 //     send DEST FLAG PRIORITY SECTION STAMP PAYLOAD
 // and writes to standard output:
 //     got SRC DEST FLAG PRIORITY SECTION STAMP LENGTH PAYLOAD     for each message, in the order of arrival
-//     lost                                                        there is no connection, or no more; it then ends
-// The payload is in hex, - if it is empty; the other numbers are decimal. The stamp counts only in TIMED messages.
+//     lost                                                        the connection could not be made, or is lost; the program ends
+// The payload is hexadecimal, or - if it is empty; the other numbers are decimal. STAMP is used in TIMED messages only.
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -73,7 +73,7 @@ void obey(CA& bus, int id, const std::string& line) {
     bus.put(m);
 }
 
-/** Obeys what there is to read on standard input, once; false at its end. */
+/** Executes the commands that can be read from standard input now; returns false at the end of the input. */
 bool obeyInput(CA& bus, int id, std::string& unfinished) {
     char some[65536];
     const ssize_t n = read(STDIN_FILENO, some, sizeof some);

@@ -18,7 +18,7 @@ class Demo(Case):
     def test_every_message_arrives_as_said(self):
         demo = self.perform(BUILD_DIR)
         self.assertEqual(demo.wait(3 * LIMIT), 0, demo.out.text())
-        self.assertIn("Every message arrived as said", demo.out.text())
+        self.assertIn("Every message arrived as announced", demo.out.text())
         self.assertNotIn("FAILED", demo.out.text())
         self.assertEqual(demo.err.text(), "")
 
@@ -28,7 +28,7 @@ class Demo(Case):
             demo = self.perform(folder)
             self.assertEqual(demo.wait(3 * LIMIT), 1)
             self.assertIn("FAILED: client 7 got", demo.out.text())
-            self.assertNotIn("arrived as said", demo.out.text())
+            self.assertNotIn("arrived as announced", demo.out.text())
 
     def test_a_missing_program_is_a_failure(self):
         with tempfile.TemporaryDirectory() as folder:

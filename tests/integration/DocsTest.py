@@ -1,6 +1,6 @@
-"""Every command and every program in README.md and docs/: run as it stands there; only the ports are others.
+"""Runs every command and every program in README.md and docs/, with other ports.
 
-The convention is told in docs/testing.md. Each page is one test: Docs.README, Docs.docs_protocol, ...
+docs/testing.md describes the rules. Each page is one test: Docs.README, Docs.docs_protocol, ...
 """
 import re
 import unittest

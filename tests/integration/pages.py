@@ -1,4 +1,4 @@
-"""Pages of documentation and their code blocks, and what runs them. The convention is told in docs/testing.md."""
+"""Runs the code blocks in pages of documentation. docs/testing.md describes the rules."""
 import json
 import os
 import re
@@ -15,7 +15,7 @@ from processes import LIMIT, Stream, TimeUp
 # number: the line of the opening fence; before: what an HTML comment "<!-- before: ... -->" just above it holds.
 Block = namedtuple("Block", "number language words text before")
 
-# Blocks in these languages show something that no program here reads.
+# Blocks in these languages are not run.
 SHOWN = {"text", "bytes", "mermaid", "ini", "lua"}
 RUN = {"sh", "console", "c", "cpp", "cmake", "python"}
 
@@ -28,7 +28,7 @@ WARNINGS = ["-Wall", "-Wextra", "-Wpedantic", "-Wshadow", "-Werror"]
 
 
 class PageError(AssertionError):
-    """A block that does not do what the page says, or that nobody would run."""
+    """A block that does not do what the page says, or that would not be run."""
 
 
 def parse(text):
@@ -47,7 +47,7 @@ def parse(text):
             opening, above = None, ""
         elif opening is None:
             if line.startswith("    ") and is_indented_code(lines, number - 1):
-                raise PageError(f"line {number}: an indented block, which nobody runs; put it between ``` and name its language")
+                raise PageError(f"line {number}: an indented block is not run; put it between ``` and name its language")
             above += line + "\n"
     if opening:
         raise PageError(f"line {opening[0]}: this block has no end")
@@ -118,7 +118,7 @@ class Folder:
                 "CMAKE_PREFIX_PATH": str(prefix)}
 
     def _add_tools(self, build_dir, port):
-        """The tools, told of the port of this folder where the page leaves it to the default; the compilers of the build."""
+        """Makes commands for the tools, which use the port of this folder instead of the default, and for the compilers of the build."""
         given = 'case " $* " in *" --port"*|*" -p "*) exec "$real" "$@" ;; esac\n'
         self._add_tool("jayd", f'real={shlex.quote(str(build_dir / "tools/jayd"))}\n{given}exec "$real" --port {port} "$@"\n')
         self._add_tool("jay", f'real={shlex.quote(str(build_dir / "tools/jay"))}\n{given}'
@@ -144,7 +144,7 @@ class Folder:
 
 
 class Sessions:
-    """Shells, each in a session of its own; what they leave running ends with them."""
+    """Shells, each in a session of its own, so that the programs they leave running can be ended with them."""
 
     def __init__(self, folder):
         self.folder = folder
@@ -277,7 +277,7 @@ class Page:
             raise PageError(f"'```{block.language}': name the language; known are {', '.join(sorted(SHOWN | RUN))}")
         if block.words[:1] in (["no-run"], ["no-run:"]):
             if block.words[0] == "no-run" or len(block.words) < 3:
-                raise PageError("'no-run' wants a reason behind a colon, as in 'sh no-run: it would fill the disk'")
+                raise PageError("'no-run' needs a reason after a colon, as in 'sh no-run: it would fill the disk'")
             return
         if block.language == "sh" and block.words[:1] == ["sources"]:
             check_commands(block.text, self.root, self.build_dir)
@@ -336,7 +336,7 @@ class Page:
     def _compile(self, block, name, following):
         if re.search(r"\bmain\(", block.text):
             if not name:
-                raise PageError(f"a program wants a file name, as in '```{block.language} hello.{block.language}'")
+                raise PageError(f"a program needs a file name, as in '```{block.language} hello.{block.language}'")
             started = f"./{Path(name).stem}"
             if not any(b.language in ("sh", "console") and started in b.text.split() for b in following):
                 raise PageError(f"nothing below starts {started}")
@@ -383,7 +383,7 @@ def check_python(block, name, following):
 
 
 def check_commands(text, root, build_dir):
-    """Commands that would install packages or build everything: they are not run, but what they name must exist."""
+    """Checks commands that would install packages or build everything: what they name must exist."""
     syntax = subprocess.run(["bash", "-n", "-c", text], capture_output=True, text=True, check=False)
     if syntax.returncode != 0:
         raise PageError(syntax.stderr)
