@@ -87,22 +87,22 @@ fail_broken() {
 
 check() {
     if [[ ! -e $list/$soname.symbols ]]; then
-        echo "abi: nothing is written down about $soname yet; scripts/abi.sh --update does it"
+        echo "abi: there is no list for $soname; scripts/abi.sh --update writes it"
         exit 1
     fi
-    [[ ! -s $work/gone ]] || fail_broken "programs compiled against $soname rely on what is gone or reads otherwise now"
+    [[ ! -s $work/gone ]] || fail_broken "programs compiled against $soname rely on lines that are missing or have changed"
     python3 -B "$root/scripts/abi-describe.py" private "$library" >"$work/private"
     if [[ -s $work/private ]]; then
-        echo "abi: exported, though no program can use it; JAY_HIDDEN keeps it inside:"
-        tell "$work/private" "!"
+        echo "abi: exported, although no program can use it; hide it with JAY_HIDDEN:"
+        show "$work/private" "!"
         exit 1
     fi
     if [[ -s $work/new ]]; then
-        echo "abi: added, and to be written down by scripts/abi.sh --update:"
+        echo "abi: added to the interface; scripts/abi.sh --update adds to the list:"
         show "$work/new" +
         exit 1
     fi
-    echo "abi: $soname is as it is written down, in $(cat "$list/$soname".* | wc -l) lines"
+    echo "abi: $soname equals its list of $(cat "$list/$soname".* | wc -l) lines"
 }
 
 update() {
