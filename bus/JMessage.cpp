@@ -5,6 +5,7 @@
 #include <cstring>
 #include <new>
 
+#include "bus/detail/PackedMessage.h"
 #include "core/JNumber.h"
 #include "system/JSystem.h"
 
@@ -115,9 +116,14 @@ void JMessage::resize(int n) {
     char* larger = new char[static_cast<size_t>(needed)]();
     const int kept = present(0, wpos);
     if (kept > 0) std::memcpy(larger, data, static_cast<size_t>(kept));
-    delete[] data;
+    replaceData(larger, static_cast<int>(needed));
+}
+
+void JMessage::replaceData(char* larger, int bytes) {
+    const auto* packed = dynamic_cast<const jay::detail::PackedMessage*>(this);
+    if (packed == nullptr || !packed->isPacked(data)) delete[] data;
     data = larger;
-    capacity = static_cast<int>(needed);
+    capacity = bytes;
 }
 
 /** How many of the `n` bytes from `from` on lie in the buffer. */

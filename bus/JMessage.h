@@ -5,6 +5,10 @@
 #include "core/JObject.h"
 #include "core/JString.h"
 
+namespace jay::detail {
+class PackedMessage;
+}
+
 /**
  * A growing block of bytes with a read cursor and a write cursor, and the encoding of everything that travels
  * on the message bus or is stored by the record database. Numbers are little-endian on every machine.
@@ -128,8 +132,10 @@ public:
 
 private:
     friend class M;
+    friend class jay::detail::PackedMessage;
 
     JAY_HIDDEN const char* whole();
+    JAY_HIDDEN void replaceData(char* larger, int bytes);
     void assign(const char* p, int presentBytes, int len);
     void fill(const char* p, int presentBytes, int len);
     int present(int from, int n) const;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "bus/detail/PackedMessage.h"
+
 namespace jay::detail {
 
 namespace {
@@ -11,10 +13,6 @@ namespace {
 int lengthOf(const char* header) {
     const auto* bytes = reinterpret_cast<const unsigned char*>(header);
     return std::max(bytes[0] | bytes[1] << 8, M::HEADER_SIZE);
-}
-
-std::unique_ptr<M> copyOf(const char* bytes, int length) {
-    return std::make_unique<M>(const_cast<char*>(bytes), 0, length);  // M only reads there
 }
 
 }  // namespace
@@ -30,7 +28,7 @@ MessageReader::Result MessageReader::next(std::unique_ptr<M>& message) {
     if (length > JSocket::JSocketInputStream::WINDOW_SIZE) return collect(length, message);
     const char* const whole = look(length);
     if (whole == nullptr) return failure();
-    message = copyOf(whole, length);
+    message = PackedMessage::copyOf(whole, length);
     in_.consume(length);
     return MESSAGE;
 }
@@ -51,7 +49,7 @@ MessageReader::Result MessageReader::collect(int length, std::unique_ptr<M>& mes
         if (n <= 0) return failure();
         got += n;
     }
-    message = copyOf(bytes.get(), length);
+    message = PackedMessage::copyOf(bytes.get(), length);
     return MESSAGE;
 }
 
