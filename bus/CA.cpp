@@ -201,17 +201,8 @@ void CA::run() {
 /** Reads until the connection is over, the thread is to end or the client is gone. */
 void CA::readMessages() {
     MessageReader messages(*socket);
-    std::unique_ptr<M> m;
-    while (stopFlag == 0) {
-        switch (messages.next(m)) {
-            case MessageReader::MESSAGE:
-                if (!deliver(m.release())) return;
-                break;
-            case MessageReader::TIMED_OUT:
-                break;
-            case MessageReader::ENDED:
-                return;
-        }
+    while (std::unique_ptr<M> m = messages.next(stopFlag)) {
+        if (!deliver(m.release())) return;
     }
 }
 

@@ -33,6 +33,13 @@ MessageReader::Result MessageReader::next(std::unique_ptr<M>& message) {
     return MESSAGE;
 }
 
+std::unique_ptr<M> MessageReader::next(const std::atomic<char>& stop) {
+    std::unique_ptr<M> message;
+    while (stop == 0 && next(message) == TIMED_OUT) {
+    }
+    return message;
+}
+
 /** The next `n` bytes of the connection, null when they do not come. */
 const char* MessageReader::look(int n) {
     if (const char* const there = in_.received(n)) return there;

@@ -1,6 +1,7 @@
 #ifndef JAY_BUS_DETAIL_MESSAGEREADER_H
 #define JAY_BUS_DETAIL_MESSAGEREADER_H
 
+#include <atomic>
 #include <functional>
 #include <memory>
 
@@ -30,6 +31,13 @@ public:
 
     /** Waits for the next message. A cancellation point. `message` is set only with MESSAGE. */
     Result next(std::unique_ptr<M>& message);
+
+    /**
+     * Waits for the next message for as long as it takes. A cancellation point.
+     * @param stop looked at before each message and after each time-out; JSocket::wakeUp() makes the reader look.
+     * @return null when the connection is over or `stop` is set.
+     */
+    std::unique_ptr<M> next(const std::atomic<char>& stop);
 
 private:
     const char* look(int n);

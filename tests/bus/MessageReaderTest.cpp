@@ -251,6 +251,31 @@ TEST_F(MessageReaderTest, SocketThatIsWokenUp_TimesOutAtOnce) {
     EXPECT_EQ(next(), "time-out");
 }
 
+TEST_F(MessageReaderTest, NextUntilStopped_WaitsThroughTimeOuts_AndEndsWithTheConnection) {
+    const std::atomic<char> stop{0};
+    JSocketPeer::readTimeout(socket) = 0;
+    support::Thread sender([this] {
+        support::eventually([this] { return socket.isReadTimeout(); });
+        peer.send(sized(20));
+        peer.close();
+    });
+    const std::unique_ptr<M> m = messages.next(stop);
+    ASSERT_NE(m, nullptr);
+    EXPECT_EQ(m->size(), 20);
+    EXPECT_EQ(messages.next(stop), nullptr);
+}
+
+TEST_F(MessageReaderTest, NextUntilStopped_EndsWhenItIsToldToLook) {
+    std::atomic<char> stop{0};
+    support::Thread reader([&] { EXPECT_EQ(messages.next(stop), nullptr); });
+    EXPECT_TRUE(reader.fallsAsleep());
+    stop = 1;
+    socket.wakeUp();
+    reader.join();
+    peer.send(sized(20));
+    EXPECT_EQ(messages.next(stop), nullptr) << "not even what has come";
+}
+
 TEST_F(MessageReaderTest, Waiting_CanBeCancelled) {
     support::Thread reader([this] { next(); });
     EXPECT_TRUE(reader.fallsAsleep());
