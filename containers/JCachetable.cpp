@@ -1,6 +1,7 @@
 #include "containers/JCachetable.h"
 
 #include <algorithm>
+#include <cassert>
 #include <memory>
 
 #include "containers/detail/Buckets.h"
@@ -207,6 +208,7 @@ JCacheEntry* JCachetable::getEntry(JObject& key) {
 }
 
 void JCachetable::clear() {
+    assert(areInPlace(index, indexCapacity, indexCount));
     for (int i = 0; i < indexCapacity; i++) {
         for (JCacheEntry* entry = index[i]; entry != nullptr; entry = entry->next) {
             drop(entry->key);
@@ -251,6 +253,7 @@ void JCachetable::removeEntry(JObject* key) {
 }
 
 void JCachetable::reallocation() {
+    assert(areInPlace(index, indexCapacity, indexCount));
     growBuckets(index, indexCapacity);
     indexThreshold = thresholdOf(indexCapacity, indexLoadFactor);
 }
@@ -283,6 +286,7 @@ void JCachetable::costMax(int slot) {
 }
 
 void JCachetable::toHead(int slot) {
+    assert(slot >= 0 && slot < capacity_ && slot != mostRecent);
     unlink(slot);
     previous[slot] = NONE;
     following[slot] = mostRecent;

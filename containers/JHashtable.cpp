@@ -1,5 +1,6 @@
 #include "containers/JHashtable.h"
 
+#include <cassert>
 #include <memory>
 
 #include "containers/detail/Buckets.h"
@@ -116,6 +117,7 @@ void JHashtable::remove(JObject* key) {
 }
 
 void JHashtable::clear() {
+    assert(areInPlace(table, capacity_, count));
     for (int i = 0; i < capacity_; i++) {
         while (JHashEntry* entry = table[i]) {
             table[i] = entry->next;
@@ -153,6 +155,7 @@ JObject** JHashtable::keyList() {
 }
 
 void JHashtable::reallocation() {
+    assert(areInPlace(table, capacity_, count));
     growBuckets(table, capacity_);
     threshold = thresholdOf(capacity_, loadFactor);
 }

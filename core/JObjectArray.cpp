@@ -1,6 +1,7 @@
 #include "core/JObjectArray.h"
 
 #include <algorithm>
+#include <cassert>
 #include <climits>
 #include <new>
 
@@ -114,6 +115,12 @@ void JObjectArray::deleteFrom(int first) {
     }
 }
 
+/** For assertions: what holds between any two operations. */
+bool JObjectArray::isConsistent() const {
+    return length_ >= 0 && length_ <= capacity && (length_ == capacity || elements[length_] == nullptr);
+}
+
 void JObjectArray::raiseCounter() {
+    assert(isConsistent());
     if (counter != nullptr && counter->size() < length_) counter->size(length_);
 }

@@ -77,6 +77,7 @@ private:
 
     JAY_HIDDEN void deleteFrom(int first);
     JAY_HIDDEN void raiseCounter();
+    JAY_HIDDEN bool isConsistent() const;
 
     int length_;
     int capacity;

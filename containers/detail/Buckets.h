@@ -54,6 +54,18 @@ void linkAtHead(Entry** buckets, int capacity, Entry* entry) {
     head = entry;
 }
 
+/** For assertions: whether the buckets hold so many entries, each in the bucket of its hash. */
+template <class Entry>
+bool areInPlace(Entry** buckets, int capacity, int count) {
+    int found = 0;
+    for (int i = 0; i < capacity; i++) {
+        for (const Entry* entry = buckets[i]; entry != nullptr; entry = entry->next) {
+            if (bucketOf(entry->hash, capacity) != i || ++found > count) return false;
+        }
+    }
+    return found == count;
+}
+
 /** Moves all entries, by their stored hashes, to new buckets of 2n+1; chain order turns around. At the limit
  * nothing happens. */
 template <class Entry>
