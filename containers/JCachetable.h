@@ -35,7 +35,7 @@ public:
 
 /**
  * A cache of pairs with a fixed number of slots. A full cache gives up the pair that was looked up or stored
- * longest ago. Keys and values are cloned and deleted as in JHashtable, which also tells what a key class
+ * longest ago. Keys and values are cloned and deleted as in JHashtable, which also says what a key class
  * must override.
  *
  * Two lists run through the slots, which are all made at once:
@@ -52,7 +52,8 @@ class JAY_API JCachetable : public JObject {
 public:
     static const JClass classJCachetable;
 
-    static constexpr int DEFAULT_CAPACITY = 20;  ///< pairs that a cache holds, unless told otherwise
+    static constexpr int DEFAULT_CAPACITY =
+        20;  ///< pairs that a cache holds, of a cache made without a capacity
 
     JCachetable();
 
@@ -74,7 +75,7 @@ public:
 
     // ---- pairs ----
 
-    /** The cache's own value, good until its key is replaced, removed, evicted or cleared; null when the key
+    /** The cache's own value, valid until its key is replaced, removed, evicted or cleared; null when the key
      * is absent. Counts a request, and a hit or a fault; a hit makes the pair the most recent. */
     JObject* getElement(JObject& key);
 

@@ -10,11 +10,10 @@ public:
 
     const JClass* getClass() const override;
 
-    /** Non-zero while there is one more element. Whether it also moves on is told by the class that
-     * implements it. */
+    /** Non-zero while there is one more element. The implementing class says whether the call also moves to it. */
     virtual int hasMoreElements() = 0;
 
-    /** The element; who owns it is told by the class that implements it. */
+    /** The element. The implementing class says who owns it. */
     virtual JObject* nextElement() = 0;
 };
 

@@ -30,9 +30,9 @@ public:
  *
  * What a key class must override: hashCode(), clone() and equals(const JObject*), which is the operation that
  * finds keys. (A key whose clone() is null is stored without one and never found.) The equals of JObject
- * compares classes only, and JString overrides it nowhere (its own value comparison is another operation):
- * two different JStrings with the same hash code are ONE key (kept: callers rely on it). JString's hash looks
- * at every second byte, so "ab" and "ac" are one key. A key that tells all texts apart:
+ * compares classes only, and JString does not override it (its comparison of texts is another operation). Two
+ * different JStrings with the same hash code are therefore ONE key (kept: callers rely on it). JString's hash uses
+ * every second byte only, so "ab" and "ac" are one key. A key class that distinguishes all texts:
  *
  *     class Name : public JString {
  *     public:

@@ -21,7 +21,7 @@ public:
     explicit JByte(int n);
 
     /**
-     * A copy of the `len` bytes at `p + offset`, without a terminator. The caller answers for the range; a
+     * A copy of the `len` bytes at `p + offset`, without a terminator. The range is not checked. A
      * null `p` or a negative `len` gives an empty block.
      */
     JByte(const char* p, int offset, int len);
@@ -32,14 +32,14 @@ public:
     virtual ~JByte();
 
     /**
-     * Takes over the other's size and bytes. The array is kept when this block's size, not its array, is
-     * large enough: kept as it is, so a block that was once larger allocates anew when it grows again.
+     * Copies the other's size and bytes. The array is reused when the other's size is not above this block's size.
+     * The size counts, not the length of the array (kept: a block that was once larger allocates again when it grows).
      */
     JByte& operator=(const JByte& other);
 
     /**
      * Gives the block `n` bytes of undefined content and returns them; a negative `n` counts as 0. The old
-     * content is lost on purpose: this is a reallocation, not a growth.
+     * content is lost on purpose. The pointer is valid until the next resize(), assignment or destruction.
      */
     char* resize(int n);
 
@@ -49,8 +49,8 @@ public:
     signed char operator[](int i) const { return static_cast<signed char>(data[i]); }
 
     /**
-     * The same for every other integer type: without it, the built-in operator on data would compete for a
-     * long.
+     * The same for the other integer types. Without it an index of type long would be ambiguous: the conversion to char*
+     * offers the built-in operator, too.
      */
     template <class Index, class = std::enable_if_t<std::is_integral<Index>::value>>
     signed char operator[](Index i) const {

@@ -15,7 +15,7 @@ public:
     static const JClass classJIntegerArray;
 
     JIntegerArray();
-    explicit JIntegerArray(JSize* counter);  ///< the array counts in `counter`; see JObjectArray
+    explicit JIntegerArray(JSize* counter);  ///< `counter` records the largest length; see JObjectArray
     /** A copy, elements included. */
     JIntegerArray(const JIntegerArray& other);
 

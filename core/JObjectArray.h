@@ -57,8 +57,8 @@ public:
 
     int length() const;  ///< slots, empty ones included
 
-    /** The element at `i`, made if there is none; a negative `i` counts as 0. Good until it is deleted with
-     * its slot. */
+    /** The element at `i`, made if there is none; a negative `i` counts as 0. Valid until the
+     * slot is deleted or cleared. */
     JObject& operator[](int i);
 
     /** Makes the array `n` long, a negative `n` counting as 0: deletes elements behind it, or adds empty

@@ -27,13 +27,13 @@ public:
     JPointer& operator=(JObject& object);  ///< its address
     JPointer& operator=(void* address);    ///< the address itself
 
-    /** The address. JPointer does not know what it points to: it must be what the caller says. */
+    /** The address. Its type is not known here and not checked. */
     operator JLayout*() { return static_cast<JLayout*>(pointer); }
     operator JObject*() { return static_cast<JObject*>(pointer); }
     operator void*() { return pointer; }
 
-    /** The same. Beside, not instead of, the forms above: next to the JPointer* below, the const forms alone
-     * would lose every choice. */
+    /** The same on a const object. Both forms are needed: with the const ones alone, the conversion to JPointer* below would
+     * be preferred on objects that are not const. */
     operator JLayout*() const { return static_cast<JLayout*>(pointer); }
     operator JObject*() const { return static_cast<JObject*>(pointer); }
     operator void*() const { return pointer; }

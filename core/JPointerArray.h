@@ -10,7 +10,7 @@ public:
     static const JClass classJPointerArray;
 
     JPointerArray();
-    explicit JPointerArray(JSize* counter);  ///< the array counts in `counter`; see JObjectArray
+    explicit JPointerArray(JSize* counter);  ///< `counter` records the largest length; see JObjectArray
     /** A copy, elements included. */
     JPointerArray(const JPointerArray& other);
 

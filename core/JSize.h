@@ -4,7 +4,7 @@
 #include "core/JObject.h"
 
 /**
- * A size counter that several owners share by reference and each may set: the array classes count with it.
+ * A size counter that several objects share and any of them may set. Arrays record the largest length they reached in it.
  */
 class JAY_API JSize : public JObject {
 public:

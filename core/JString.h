@@ -58,14 +58,14 @@ public:
     JString(const char* s);
 
     /**
-     * The `len` bytes at `s + offset`. The caller answers for the range, which may hold NULs: length() is
+     * The `len` bytes at `s + offset`. The range is not checked and may hold NULs: length() is
      * `len` in any case. A null `s` or a negative `len` gives the empty text.
      */
     JString(const char* s, int offset, int len);
 
     /**
-     * The text of one character. length() is 1 also for '\0'. A signed char is a character, as everywhere
-     * here.
+     * The text of one character. length() is 1 also for '\0'. A signed char is a character,
+     * not a number, in all operations of this class.
      */
     JString(char c);
     JString(signed char c);
@@ -91,8 +91,8 @@ public:
     // ---- access ----
 
     /**
-     * The text, NUL-terminated. Valid until the string is changed or destroyed. Whoever writes through the
-     * `char*` stays within length() and answers for a hash code computed before.
+     * The text, NUL-terminated. Valid until the string is changed or destroyed. A program that writes through the
+     * `char*` must stay within length(), and before the first call of hashCode(): a cached hash code is not updated.
      */
     operator const char*() const { return data; }
     operator char*() const { return data; }
@@ -105,8 +105,8 @@ public:
     signed char operator[](int i) const { return static_cast<signed char>(data[i]); }
 
     /**
-     * The same for every other integer type: without it, the built-in operator on the text would compete
-     * for a long.
+     * The same for the other integer types. Without it an index of type long would be ambiguous: the conversion to
+     * char* offers the built-in operator, too.
      */
     template <class Index, class = std::enable_if_t<std::is_integral<Index>::value>>
     signed char operator[](Index i) const {
@@ -153,8 +153,8 @@ public:
     bool equals(const JString* other) const;
     bool equals(const JString& other) const;
 
-    /** The same again: next to equals(JObject&), the const forms alone would make calls on a string that is
-     * not const ambiguous. */
+    /** The same for strings that are not const. With the const forms alone such a call would be ambiguous, because
+     * equals(JObject&) matches as well. */
     bool equals(const char* s);
     bool equals(const JString* other);
     bool equals(const JString& other);
@@ -217,7 +217,7 @@ public:
     /** Without the blanks at the end. */
     JString trimRight() const;
 
-    /** Without every byte that occurs in `set`, wherever it stands. A null `set` is empty. */
+    /** Without every byte that occurs in `set`, at any place. A null `set` counts as empty. */
     JString trimDef(const char* set) const;
 
     /**
@@ -245,8 +245,8 @@ public:
 
     /**
      * Adjusts the range of `len` bytes at `offset` of `str` so that it lies within the text and cuts no
-     * double-byte character: each end that stands inside one moves back by a byte, and the end moves along
-     * with the offset. A negative `offset` counts as 0, a negative `len` stays as it is, a null `str` is empty.
+     * double-byte character: an end of the range that lies inside one moves back by one byte, and the end moves
+     * back together with the offset. A negative `offset` counts as 0, a negative `len` stays as it is, a null `str` is empty.
      * Returns strlen(str).
      */
     static int charsAdjust(const char* str, int& offset, int& len);
@@ -254,8 +254,8 @@ public:
     // ---- modification ----
 
     /**
-     * Takes over a text (of a JString: up to its NUL), also this string's own; the empty text if `s` is
-     * null.
+     * Copies a text; of a JString, up to its first NUL. It may be this string's own text. A null `s` gives the empty
+     * text.
      */
     JString& operator=(const char* s);
     JString& operator=(const JString& other);

@@ -10,7 +10,7 @@ public:
     static const JClass classJStringArray;
 
     JStringArray();
-    explicit JStringArray(JSize* counter);  ///< the array counts in `counter`; see JObjectArray
+    explicit JStringArray(JSize* counter);  ///< `counter` records the largest length; see JObjectArray
     /** A copy, elements included. */
     JStringArray(const JStringArray& other);
 

@@ -10,14 +10,14 @@ public:
     static const JClass classJStringTable;
 
     JStringTable();
-    JStringTable(int rows, int columns);  ///< so many rows and columns are counted; none is made yet
+    JStringTable(int rows, int columns);  ///< sets the counts; no row is made
 
-    /** Copies the counts, and no element: kept. */
+    /** Copies the counts but no element (kept: callers rely on it). */
     JStringTable(const JStringTable& other);
 
     /**
      * Takes over copies of the other's rows and strings, and its counts. The class record of such a row is
-     * JObjectArray's, and the row does not count columns (kept: callers rely on it); its cells are strings, missing
+     * JObjectArray's, and the row does not raise the column count (kept: callers rely on it); its cells are strings, missing
      * ones too. Always assign through this operator: an assignment through a reference to a base class makes rows
      * that are no JStringArray.
      */
@@ -25,7 +25,7 @@ public:
 
     const JClass* getClass() const override;
 
-    /** A row: a JStringArray that counts this table's columns. */
+    /** A new row: a JStringArray whose length raises this table's column count. The caller owns it. */
     JObject* create() override;
 
     /** The row at `row`, made if there is none, with every slot before it. Valid until the row is deleted. */

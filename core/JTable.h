@@ -12,7 +12,7 @@
  *
  * The two counts only record the largest number of rows, and of cells in any row, that were reached or set;
  * they do not limit anything. Copying a table copies the counts and no cell (kept: callers rely on it);
- * assigning copies both, but the rows it makes count no columns any more.
+ * assigning copies both, but the rows made by an assignment do not raise the column count.
  */
 class JAY_API JTable : public JObjectArray {
 public:
@@ -23,7 +23,7 @@ public:
     /** Sets the counts; no row is made. */
     JTable(int rows, int columns);
 
-    /** Copies the counts, and no element: kept. */
+    /** Copies the counts but no element (kept: callers rely on it). */
     JTable(const JTable& other);
 
     /** Clones the other's rows as plain JObjectArrays of clones, then copies the counts. */
@@ -34,7 +34,7 @@ public:
 
     const JClass* getClass() const override;
 
-    /** A row: a JObjectArray that counts this table's columns. */
+    /** A new row: a JObjectArray whose length raises this table's column count. The caller owns it. */
     JObject* create() override;
 
     /** The row at `row`, made if there is none, with every slot before it. */

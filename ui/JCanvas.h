@@ -7,8 +7,8 @@
 #include "ui/JLayout.h"
 
 /**
- * The base of a screen: a size, the tree that describes it and the nodes that the last layout registered,
- * against which it answers hit tests. An application derives from it, builds its tree in createLayout() and
+ * The base class of a screen: a size, the tree that describes the screen, and the nodes that the last layout registered.
+ * hit() searches these nodes. An application derives from it, builds its tree in createLayout() and
  * draws in paint():
  *
  *     void MyScreen::createLayout() {
@@ -39,27 +39,27 @@ public:
 
     const JClass* getClass() const override;
 
-    // ---- hooks for the application, in the order of their slots; the defaults do what is said ----
+    // ---- hooks for the application, in the order of their slots; with what the defaults do ----
 
-    /** Ends the pending repaint and makes sure that there is a tree; draws nothing. */
+    /** Paints the screen. Default: clears `repaintPending`, calls createLayout() if there is no tree, draws nothing. */
     virtual void paint(JGraphics& g);
 
-    /** A key was pressed. Nothing. */
+    /** A key was pressed. Default: does nothing. */
     virtual void keyPressed(int key);
 
-    /** The screen has a new size in pixels. Stores it. */
+    /** The screen has a new size, in pixels. Default: stores it. */
     virtual void resize(int w, int h);
 
-    /** Builds `layout`. Nothing. */
+    /** Builds `layout`. Default: does nothing. */
     virtual void createLayout();
 
-    /** Lays the tree out. Nothing. */
+    /** Lays the tree out. Default: does nothing. */
     virtual void adjust(JGraphics& g);
 
-    /** Looks at a node that is about to be laid out, once or more, and may change it. Nothing. */
+    /** Called before a node is laid out, once or several times; may change the node. Default: does nothing. */
     virtual void queryLayout(JLayout& node);
 
-    /** For applications: whether a point hits a node. 0; hit() does not ask it. */
+    /** For applications: whether a point hits a node. Default: 0. hit() does not call it. */
     virtual int queryHit(JLayout& node, int x, int y);
 
     // ---- properties ----
@@ -72,10 +72,10 @@ public:
 
     // ---- painting ----
 
-    /** Asks for a repaint of everything: the rectangle is not kept. @return 1. */
+    /** Requests a repaint of the whole screen; the rectangle is ignored. @return 1. */
     int repaint(int x, int y, int w, int h);
 
-    /** Nothing. */
+    /** Does nothing. */
     void serviceRepaints();
 
     /**
@@ -90,7 +90,7 @@ public:
 
     // ---- nodes ----
 
-    /** Registers a node as active. It is not owned and must outlive its place in `active`. */
+    /** Registers a node as active. The canvas does not own it; it must live until it is removed from `active`. */
     void addActive(JLayout* node);
 
     /** The active node at a point, the one registered last if there are several; null if none. Right and
@@ -105,7 +105,7 @@ protected:
     int width;             ///< pixels
     int height;            ///< pixels
     unsigned int handle;   ///< the platform's; the library only keeps it
-    bool repaintPending;   ///< repaint() was called and the paint is still to come
+    bool repaintPending;   ///< repaint() was called and paint() was not called since
     bool flag;             ///< true; nothing in the library reads it
     JLayout* layout;       ///< owned; null until createLayout()
     JLayout* lastHit;      ///< what hit() found last

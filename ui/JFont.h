@@ -16,7 +16,7 @@ class JAY_API JFont : public JObject {
 public:
     static const JClass classJFont;
 
-    /** Made by JFont() when the library is loaded: setFont() is called that early. */
+    /** Made by JFont() when the library is loaded. A platform's setFont() is therefore called before main(). */
     static JFont DEFAULT_FONT;
 
     /** Face, style and size 0. */
@@ -27,8 +27,8 @@ public:
     /** Shares the other's platform font and does not own it. */
     JFont(const JFont& f);
 
-    /** Copies face, style and size and calls setFont() with the other's platform font, which is not kept here
-     * (kept so). */
+    /** Copies face, style and size and calls setFont() with the other's platform font. The platform font itself is not
+     * copied (kept: platform layers rely on it). */
     JFont& operator=(const JFont& f);
 
     const JClass* getClass() const override;
@@ -42,9 +42,9 @@ public:
     /** A copy of DEFAULT_FONT. */
     static JFont getDefaultFont();
 
-    int getFace();   ///< as the constructor was told
-    int getStyle();  ///< as the constructor was told
-    int getSize();   ///< as the constructor was told
+    int getFace();   ///< as given to the constructor
+    int getStyle();  ///< as given to the constructor
+    int getSize();   ///< as given to the constructor
 
     /** The width of a text, of a string, of part of a string: by charsWidth(), in pixels. */
     int stringWidth(const char* s);

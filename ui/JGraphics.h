@@ -11,15 +11,15 @@ struct JGraphicsPeer;  // for the library's own tests
 }
 
 /**
- * What a canvas draws with. The operations marked as platform hooks have weak, empty definitions in
- * ui/JPlatformHooks.cpp; a platform layer defines them (docs/platform.md). Pixels; (0, 0) is the top-left
- * corner.
+ * The drawing operations for a canvas. The operations marked as platform hooks have weak, empty definitions in
+ * ui/JPlatformHooks.cpp; a platform layer defines them (docs/platform.md). Coordinates are pixels; (0, 0) is the
+ * top-left corner.
  */
 class JAY_API JGraphics : public JObject {
 public:
     static const JClass classJGraphics;
 
-    /** @param handle the platform's; handed to attach(), which may store it: nothing here does. */
+    /** @param handle the platform's display. It is passed to attach(), which may store it; the library does not. */
     explicit JGraphics(unsigned int* handle);
     JGraphics(const JGraphics&) = delete;
     JGraphics& operator=(const JGraphics&) = delete;
@@ -28,7 +28,7 @@ public:
 
     JFont& getFont();  ///< the current font, this object's own
 
-    /** Assigns the font, then tells it the platform's handle by JFont::setFont(). */
+    /** Assigns the font, then calls JFont::setFont() of the own font with the platform's handle. */
     void setFont(const JFont& f);
 
     /** Draws a text: drawChars() over all of it. */
@@ -38,10 +38,10 @@ public:
 
     /** Called by the constructor with its argument. */
     void attach(unsigned int* newHandle);
-    void setColor(int r, int g, int b);             ///< 0..255 each; of what is drawn next
-    void drawLine(int x1, int y1, int x2, int y2);  ///< both ends included
-    void drawRect(int x, int y, int w, int h);      ///< an outline
-    void fillRect(int x, int y, int w, int h);      ///< an area
+    void setColor(int r, int g, int b);                                  ///< the drawing colour; 0..255 each
+    void drawLine(int x1, int y1, int x2, int y2);                       ///< both ends included
+    void drawRect(int x, int y, int w, int h);                           ///< an outline
+    void fillRect(int x, int y, int w, int h);                           ///< an area
     void fillRoundRect(int x, int y, int w, int h, int arcW, int arcH);  ///< an area with rounded corners
     /** `length` bytes from `s + offset`; `anchor` is the application's. */
     void drawChars(const char* s, int offset, int length, int x, int y, int anchor);

@@ -23,9 +23,8 @@ class JCanvas;
  * | ROW    | left to right, each beginning where the former one ends; visible or not              |
  * | COLUMN | top to bottom, each beginning where the former one ends; visible or not              |
  *
- * A child that leaves its width or height at 0 takes what is left to its parent's right or bottom edge, as
- * the parent's preset sizes (or those of the nearest ancestor that has any) tell it. docs/layout.md shows it
- * in pictures.
+ * A child whose preset width or height is 0 takes the room up to its parent's right or bottom edge. The edge follows from
+ * the parent's preset size, or from that of the nearest ancestor that has one. docs/layout.md shows examples.
  *
  * A node owns its children. Not thread-safe. The index checks of operator[] and setLayout() throw the C
  * string "array out of boundary!!!": the one exception of the library.
@@ -84,7 +83,7 @@ public:
 
     // ---- properties ----
 
-    int getId();                           ///< as the constructor or add() was told
+    int getId();                           ///< as given to the constructor or to add()
     Type getType();                        ///< LEAF, STACK, ROW or COLUMN
     void setType(Type newType);            ///< from the next adjust() on
     void setVisible(bool v);               ///< from the next adjust() on
@@ -99,8 +98,7 @@ public:
     int getWidth();
     int getHeight();
 
-    /** Under a STACK makes this the only visible child, whatever `v` says (kept); elsewhere the same as
-     * setVisible(v). */
+    /** In a STACK: makes this the only visible child, whatever `v` is (kept). Elsewhere: setVisible(v). */
     void setVisibleOnly(bool v);
 
     /** Makes child `i` the only visible one; throws "array out of boundary!!!" unless 0 <= i < getCount(). */

@@ -11,7 +11,7 @@ public:
     static const JClass classJLayoutArray;
 
     JLayoutArray();
-    explicit JLayoutArray(JSize* counter);  ///< the array counts in `counter`; see JObjectArray
+    explicit JLayoutArray(JSize* counter);  ///< `counter` records the largest length; see JObjectArray
     /** A copy; a JLayout does not clone, so the elements come out as empty slots (kept). */
     JLayoutArray(const JLayoutArray& other);
 

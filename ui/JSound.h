@@ -8,8 +8,8 @@ namespace jay::detail {
 struct JSoundPeer;  // for the library's own tests
 }
 
-/** A sound in a file. Playing it is the platform's: play() is a hook with a weak, empty definition
- * (docs/platform.md). */
+/** A sound in a file. play() is a platform hook with a weak, empty definition (docs/platform.md): without a platform layer
+ * nothing is heard. */
 class JAY_API JSound : public JObject {
 public:
     static const JClass classJSound;
@@ -18,9 +18,9 @@ public:
 
     /** @param fileName path below the home directory; null is empty. */
     JSound(const char* fileName);
-    /** A copy of the file's name. */
+    /** Copies the file name. */
     JSound(const JSound& other);
-    /** Takes over the file's name. */
+    /** Copies the file name. */
     JSound& operator=(const JSound& other);
 
     const JClass* getClass() const override;
@@ -31,7 +31,7 @@ public:
      */
     void start();
 
-    /** Platform hook: nothing. @param path the file to play. */
+    /** Platform hook; does nothing by default. @param path the file to play. */
     void play(const JString& path);
 
 private:
