@@ -46,23 +46,23 @@ class JayDbReading(DbCase):
         self.assertEqual(self.done("get", "notes.db", 3), "abcdef\n")
         self.assertEqual(self.objects("db", "get", "notes.db", 2), [{"record": 2, "text": "salt", "base64": "c2FsdA=="}])
 
-    def test_a_record_that_is_not_there_is_status_1(self):
+    def test_a_record_that_does_not_exist_is_status_1(self):
         for number in (4, 2147483647):
-            self.assertIn(f"no record {number} in 'notes.db'; its numbers go from 2 to 3",
+            self.assertIn(f"record {number} does not exist in 'notes.db'; the numbers go from 2 to 3",
                           self.refuse("db", "get", "notes.db", number, status=1))
         self.file("new.db", database())
-        self.assertIn("it has none", self.refuse("db", "get", "new.db", 1, status=1))
+        self.assertIn("holds no records", self.refuse("db", "get", "new.db", 1, status=1))
 
     def test_an_abandoned_record_is_reported_as_such(self):
         for part in (["get", "notes.db", 1], ["set", "notes.db", 1, "x"]):
             self.assertIn("record 1 of 'notes.db' was abandoned", self.refuse("db", *part, status=1))
         self.assertEqual(self.content("notes.db"), EXAMPLE)
 
-    def test_an_abandoned_record_of_a_damaged_file_is_only_not_there(self):
+    def test_an_abandoned_record_of_a_damaged_file_only_does_not_exist(self):
         self.file("notes.db", EXAMPLE[:35])  # record 3 may have been lost by the damage
         status, out, err = self.db("get", "notes.db", 3)
         self.assertEqual((status, out), (1, ""))
-        self.assertIn("no record 3", err)
+        self.assertIn("record 3 does not exist", err)
 
     def test_an_empty_text_is_a_record(self):
         self.file("empty.db", database(record(1, b"")))
@@ -128,16 +128,16 @@ class JayDbReading(DbCase):
 
     def test_reading_makes_no_file(self):
         for part in (["list", "nothing.db"], ["get", "nothing.db", 1], ["set", "nothing.db", 1, "x"]):
-            self.assertIn("is not there", self.refuse("db", *part))
+            self.assertIn("does not exist", self.refuse("db", *part))
         self.assertEqual(os.listdir(self.folder), ["notes.db"])
 
-    def test_what_is_no_file_is_told(self):
+    def test_what_is_not_a_file_is_refused(self):
         os.mkfifo(self.folder / "pipe")
         self.assertIn("is a directory", self.refuse("db", "list", "."))
-        self.assertIn("no regular file", self.refuse("db", "list", "pipe"))
-        self.assertIn("no regular file", self.refuse("db", "add", "/dev/null", "x"))
+        self.assertIn("not a regular file", self.refuse("db", "list", "pipe"))
+        self.assertIn("not a regular file", self.refuse("db", "add", "/dev/null", "x"))
         self.assertIn("Not a directory", self.refuse("db", "list", "notes.db/x"))
-        self.assertIn("a file of its own", self.refuse("db", "list", "-"))
+        self.assertIn("cannot be read from standard input", self.refuse("db", "list", "-"))
 
     def test_a_file_that_cannot_be_read_is_not_taken_for_an_empty_one(self):
         memory = "/proc/self/mem"  # a regular file whose first byte cannot be read
@@ -158,7 +158,7 @@ class JayDbWriting(DbCase):
     def test_add_makes_a_database_and_prints_the_number(self):
         status, out, err = self.db("add", "notes.db", "abc")
         self.assertEqual((status, out), (0, "1\n"))
-        self.assert_one_line(err, "made 'notes.db'")
+        self.assert_one_line(err, "created 'notes.db'")
         self.assertEqual(self.content("notes.db"), database(record(1, b"abc")))
         self.assertEqual(self.done("add", "notes.db", "tomatoes"), "2\n")
         self.assertEqual(self.objects("db", "add", "notes.db", "x"), [{"record": 3}])
@@ -174,7 +174,7 @@ class JayDbWriting(DbCase):
 
     def test_set_wants_a_record(self):
         self.file("notes.db", EXAMPLE)
-        self.assertIn("no record 4", self.refuse("db", "set", "notes.db", 4, "x", status=1))
+        self.assertIn("record 4 does not exist", self.refuse("db", "set", "notes.db", 4, "x", status=1))
         for number in ("0", "-1", "x", "2147483648"):
             self.assertIn("RECORD", self.refuse("db", "set", "notes.db", number, "x"))
         self.assertEqual(self.content("notes.db"), EXAMPLE)
@@ -224,7 +224,7 @@ class JayDbWriting(DbCase):
             self.done("add", name, "--quiet", "--items", items)
             self.assertEqual(self.content(name), database(record(1, content)), items)
 
-    def test_a_file_that_may_not_be_written_is_told(self):
+    def test_a_file_that_may_not_be_written_is_refused(self):
         self.file("notes.db", EXAMPLE)
         (self.folder / "notes.db").chmod(0o444)
         self.folder.chmod(0o555)
@@ -234,7 +234,7 @@ class JayDbWriting(DbCase):
         self.assertEqual(os.listdir(self.folder), ["notes.db"])
         self.assertEqual(self.content("notes.db"), EXAMPLE)
 
-    def test_a_directory_that_is_not_there_is_told(self):
+    def test_a_directory_that_does_not_exist_is_reported(self):
         self.assertIn("No such file", self.refuse("db", "add", "nowhere/notes.db", "x"))
 
     def test_a_damaged_file_is_left_alone(self):
@@ -247,29 +247,29 @@ class JayDbWriting(DbCase):
     def test_force_lets_the_library_repair(self):
         self.file("notes.db", EXAMPLE[:37])
         status, out, err = self.db("set", "notes.db", 3, "x", "--force")
-        self.assertEqual((status, out), (1, ""))  # what was cut off is not there
+        self.assertEqual((status, out), (1, ""))  # what was cut off is lost
         self.assertEqual(self.content("notes.db"), EXAMPLE[:37])
         status, out, err = self.db("set", "notes.db", 2, "x", "--force")
         self.assertEqual((status, out), (0, "2\n"))
-        self.assert_one_line(err, "damaged at offset 37", "all the same")
+        self.assert_one_line(err, "damaged at offset 37", "nevertheless")
         self.assertEqual(self.db("get", "notes.db", 2)[1], "x\n")
 
-    def test_damage_that_the_library_cannot_repair_is_told(self):
+    def test_damage_that_the_library_cannot_repair_is_reported(self):
         self.file("notes.db", b"\xff" * 8)
         status, out, err = self.db("add", "notes.db", "x", "--force", "--quiet")
         self.assertEqual((status, out), (1, ""))
-        self.assert_one_line(err, "could not write the record to 'notes.db'", "damaged too badly", "jay db list")
+        self.assert_one_line(err, "could not write the record to 'notes.db'", "the damage is too great", "jay db list")
 
     def test_what_is_added_behind_a_repair_is_found_once_more_follows(self):
         self.file("notes.db", EXAMPLE[:37])
         status, out, err = self.db("add", "notes.db", "y", "--force")
         self.assertEqual((status, out), (0, "3\n"))
-        self.assertIn("record 3 can be read only once another one follows", err)
+        self.assertIn("record 3 can only be read after another record has been added", err)
         self.assertEqual(self.db("get", "notes.db", 3)[0], 1)
         self.assertEqual(self.db("add", "notes.db", "z", "--force")[:2], (0, "4\n"))
         self.assertEqual(self.db("get", "notes.db", 3)[1], "y\n")
 
-    def test_a_full_disk_is_told(self):
+    def test_a_full_disk_is_reported(self):
         self.file("notes.db", EXAMPLE)
 
         def limit():  # the greatest size of a file stands for the disk's
@@ -287,7 +287,7 @@ class JayDbWriting(DbCase):
         self.jay("db", "set", "notes.db", 1, "y", env=environment)
         self.assertEqual(sorted(os.listdir(self.folder)), ["notes.db", "tmp"])
 
-    def test_wrong_use_is_told(self):
+    def test_wrong_use_is_refused(self):
         for arguments in ([], ["list"], ["get", "x"], ["add", "x"], ["set", "x", 1], ["frobnicate"], ["list", "x", "y"],
                           ["add", "x", "one", "two"], ["add", "x", "--hex", "--items", "61"]):
             self.assertIn("--help", self.refuse("db", *arguments))
@@ -297,7 +297,7 @@ class JayDbWriting(DbCase):
         self.assertIn("--nonsense", self.refuse("db", "list", "x", "--nonsense"))
         self.assertEqual(os.listdir(self.folder), [])
 
-    def test_a_text_that_is_too_long_is_told(self):
+    def test_a_text_that_is_too_long_is_refused(self):
         self.assertIn("the 65519 bytes that jay puts into a record", self.refuse("db", "add", "new.db", "x" * 65520))
 
     def test_help_shows_examples(self):

@@ -210,14 +210,14 @@ class JayDumpDatabase(DumpCase):
         for content, offset, part in (
                 (database(record(1, b"a"), count=-1), 0, "counts -1 records"),
                 (database(record(1, b"a"), end=99), 4, "end at offset 99"),
-                (database(record(1, b"a"), end=12), 18, "offset 12 for the header"),
+                (database(record(1, b"a"), end=12), 18, "offset 12 according to the header"),
                 (database(record(1, b"a"), count=2), 18, "record 2 of 2 is missing"),
                 (database(record(1, b"a"), count=2, end=20) + b"xx", 18, "left of 4"),
                 (database(struct.pack("<i", -5), end=12), 8, "negative: -5"),
                 (database(struct.pack("<i", 2**31 - 1), end=12), 8, "length is 2147483647"),
-                (database(record(9, b"a")), 8, "none of 1..1"),
+                (database(record(9, b"a")), 8, "not in 1..1"),
                 (database(struct.pack("<i", 2) + b"xx"), 8, "too short for an id"),
-                (bytes(broken), 20, "text does not fit")):
+                (bytes(broken), 20, "text is longer than the record")):
             status, _, err = self.dump(content, "--format", "db")
             self.assertEqual(status, 1, err)
             self.assert_one_line(err, f"damaged at offset {offset}: ", part)

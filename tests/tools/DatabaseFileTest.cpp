@@ -59,10 +59,10 @@ TEST_F(DatabaseFileTest, Read_ReportsDamageWithItsOffset) {
         << DatabaseFile::read(path()).damage;
 }
 
-TEST_F(DatabaseFileTest, Read_RefusesWhatIsNoRegularFile) {
+TEST_F(DatabaseFileTest, Read_RefusesWhatIsNotARegularFile) {
     EXPECT_NE(DatabaseFile::read(path("")).error.find("directory"), std::string::npos);
     EXPECT_NE(DatabaseFile::read("-").error, "");
-    EXPECT_NE(DatabaseFile::read("/dev/null").error.find("no regular file"), std::string::npos);
+    EXPECT_NE(DatabaseFile::read("/dev/null").error.find("not a regular file"), std::string::npos);
     EXPECT_NE(DatabaseFile::read("/proc/self/mem").error.find("Input/output error"), std::string::npos);
 }
 

@@ -37,11 +37,12 @@ DatabaseFile DatabaseFile::read(const std::string& path) {
     DatabaseFile file;
     struct stat status {};
     if (path == "-") {
-        file.error = "a database is a file of its own; for one called '-' write './-'";
+        file.error = "a database cannot be read from standard input; for a file called '-' write './-'";
     } else if (stat(path.c_str(), &status) != 0) {
         if (errno != ENOENT) file.error = "cannot use " + shownPath(path) + ": " + std::strerror(errno);
     } else if (!S_ISREG(status.st_mode)) {  // to read a pipe would wait for a writer
-        file.error = shownPath(path) + (S_ISDIR(status.st_mode) ? " is a directory" : " is no regular file");
+        file.error =
+            shownPath(path) + (S_ISDIR(status.st_mode) ? " is a directory" : " is not a regular file");
     } else {
         Parsed input = readInput(path);
         file.exists = true;

@@ -4,10 +4,10 @@
 #include <set>
 #include <string>
 
-/** What is known of a database's file before the library sees it. */
+/** A database file as it was read, before the library works on it. */
 struct DatabaseFile {
     bool exists = false;
-    std::string error;   ///< why it is of no use; empty also for a file that is not there
+    std::string error;   ///< why the file cannot be used; empty when it can, or does not exist
     std::string bytes;   ///< all of it
     std::set<int> ids;   ///< of the records that have one; abandoned ones have none
     int count = 0;       ///< as the header says
@@ -16,10 +16,10 @@ struct DatabaseFile {
     static DatabaseFile read(const std::string& path);
 };
 
-/** Whether the file may be written. @return what is in the way; empty when nothing is. */
+/** Tries to open the file for writing. @return why that is not possible; empty when it is. */
 std::string obstacleToWriting(const std::string& path);
 
-/** Makes an empty file that must not be there yet. @return what is in the way; empty when it is made. */
+/** Creates an empty file, which must not exist yet. @return why that is not possible; empty when it was created. */
 std::string makeFile(const std::string& path);
 
 #endif

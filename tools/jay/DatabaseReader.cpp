@@ -65,12 +65,12 @@ bool DatabaseReader::next(StoredRecord& record) {
 void DatabaseReader::readBody(StoredRecord& record, std::string_view body) const {
     record.hasId = body.size() >= INT_SIZE;
     if (!record.hasId) {
-        record.fault = "too short for an id, as a repair leaves it";
+        record.fault = "it is too short for an id; a repair leaves such a record";
         return;
     }
     record.id = intAt(body, 0);
     if (record.id != StoredRecord::ABANDONED && (record.id < 1 || record.id > count_))
-        record.fault = "its id is none of 1.." + std::to_string(count_);
+        record.fault = "its id is not in 1.." + std::to_string(count_);
     body.remove_prefix(INT_SIZE);
 
     const auto first = static_cast<unsigned char>(body.empty() ? 0 : body[0]);
@@ -78,7 +78,7 @@ void DatabaseReader::readBody(StoredRecord& record, std::string_view body) const
     const bool whole = body.size() >= start;
     const std::size_t length = !whole ? 0 : start == 1 ? first : numberAt(body, 1, start - 1);
     if (!whole || length > body.size() - start) {
-        record.fault = "its text does not fit into it";
+        record.fault = "its text is longer than the record";
         record.text = body.substr(std::min(start, body.size()));
         return;
     }
@@ -86,7 +86,7 @@ void DatabaseReader::readBody(StoredRecord& record, std::string_view body) const
     record.slack = body.size() - start - length;
 }
 
-/** What can be told of the header once the records are known. */
+/** Compares the header with the records, once all have been read. */
 bool DatabaseReader::finish() {
     const auto size = static_cast<long long>(std::max(bytes_.size(), HEADER_SIZE));
     const auto here = static_cast<long long>(offset_);
@@ -96,13 +96,13 @@ bool DatabaseReader::finish() {
     }
     if (end_ > size) {
         offset_ = RecordLayout::END_OFFSET;
-        return fail("the header has the records end at offset " + std::to_string(end_) +
-                    ", beyond the file's " + std::to_string(bytes_.size()) + " bytes");
+        return fail("according to the header the records end at offset " + std::to_string(end_) +
+                    ", but the file has " + std::to_string(bytes_.size()) + " bytes");
     }
     if (end_ == here) return false;
     const bool repaired = end_ == here + static_cast<long long>(INT_SIZE);
-    return fail("the records end here, but at offset " + std::to_string(end_) + " for the header" +
-                (repaired ? ", as a repair leaves it" : ""));
+    return fail("the records end here, but at offset " + std::to_string(end_) + " according to the header" +
+                (repaired ? ", as after a repair" : ""));
 }
 
 bool DatabaseReader::fail(const std::string& damage) {

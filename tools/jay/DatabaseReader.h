@@ -12,41 +12,40 @@ struct StoredRecord {
     static constexpr int ABANDONED = jay::detail::RecordLayout::ABANDONED;
 
     std::size_t offset = 0;
-    int length = 0;         ///< of what follows the length itself
-    bool hasId = false;     ///< a record of fewer than 4 bytes has none: a repair leaves such a one
+    int length = 0;         ///< bytes that follow the length itself
+    bool hasId = false;     ///< false for a record of fewer than 4 bytes, as a repair leaves one
     int id = 0;             ///< from 1, or ABANDONED
     std::string_view text;  ///< part of the file
-    std::size_t slack = 0;  ///< bytes behind the text
-    std::string fault;      ///< what is wrong within the record; empty when nothing is
+    std::size_t slack = 0;  ///< bytes after the text
+    std::string fault;      ///< what is wrong with the record; empty when nothing is
 };
 
 /**
- * Reads the file of a record database without touching it, from its bytes in memory; `JDatabase`, which applications use,
- * repairs what it finds damaged. docs/database-format.md tells the format.
+ * Reads the bytes of a database file, in memory, and changes nothing. (`JDatabase`, which applications use, repairs a damaged
+ * file.) docs/database-format.md describes the format.
  *
  *     StoredRecord record;
  *     while (reader.next(record)) ...
  *     if (!reader.damage().empty()) ...
  *
- * Believes no number: what lies outside the bytes ends the reading, and nothing is allocated by a length.
+ * Trusts no number in the file: it never reads outside of the bytes, and allocates nothing.
  */
 class DatabaseReader {
 public:
     /** @param bytes the whole file; they outlive the reader. */
     explicit DatabaseReader(std::string_view bytes);
 
-    /** As the header says; 0 and 8 when there is none. */
+    /** The values in the header; 0 and 8 when the file is empty. */
     int count() const { return count_; }
     int end() const { return end_; }
 
-    /** The next record. False when all that the header counts have been read, or when nothing more can be found. */
+    /** Reads the next record. @return false after the last one that the header counts, and where the file is damaged. */
     bool next(StoredRecord& record);
 
-    /** What is wrong with the file as a whole; empty as long as nothing has been found. Known for certain once next() has
-     * returned false. */
+    /** What is wrong with the file as a whole; empty when nothing is. Complete once next() has returned false. */
     const std::string& damage() const { return damage_; }
 
-    /** Where that is; before, where the next record begins. */
+    /** The offset of the damage, or that of the next record. */
     std::size_t offset() const { return offset_; }
 
 private:

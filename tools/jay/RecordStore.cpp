@@ -12,8 +12,8 @@
 
 namespace {
 
-constexpr char PREFIX[] = "/jay";   // what stands before the backslash in the name of the file
-constexpr char NAME[] = "records";  // and behind it
+constexpr char PREFIX[] = "/jay";   // in the name of the file, before the backslash
+constexpr char NAME[] = "records";  // and after it
 
 sigset_t endingSignals() {
     sigset_t signals;
@@ -55,15 +55,15 @@ RecordStore::RecordStore(Way way, const std::string& source) {
     holdSignals(SIG_BLOCK);
     std::string name = temporaryDirectory();
     if (mkdtemp(name.data()) == nullptr) {
-        fail("make a directory like " + name);
+        fail("create a directory like " + name);
         return;
     }
     directory_ = name;
     JDatabase::getDatabase();
     JDatabase::_path = (directory_ + PREFIX).c_str();
     if (way == ON_FILE && symlink(absolute(source).c_str(), place().c_str()) != 0)
-        fail("make a link in " + directory_);
-    if (way == ON_COPY && !writeWhole(place(), source)) fail("make a copy in " + directory_);
+        fail("create a link in " + directory_);
+    if (way == ON_COPY && !writeWhole(place(), source)) fail("create a copy in " + directory_);
 }
 
 RecordStore::~RecordStore() {
@@ -80,8 +80,8 @@ std::string RecordStore::place() const {
 }
 
 void RecordStore::fail(const std::string& what) {
-    error_ = "cannot " + what + ": " + std::strerror(errno) +
-             "; TMPDIR may name another place for temporary files";
+    error_ =
+        "cannot " + what + ": " + std::strerror(errno) + "; set TMPDIR to a directory for temporary files";
 }
 
 int RecordStore::count() {
@@ -100,7 +100,7 @@ std::vector<std::string> RecordStore::texts() {
 }
 
 void RecordStore::repair() {
-    constexpr int NOBODY = 0;  // looked for to the end
+    constexpr int NOBODY = 0;  // no record has this number: the search reads to the end
     text(NOBODY);
 }
 

@@ -5,17 +5,17 @@
 #include <vector>
 
 /**
- * A database file of any name, worked on by the library's `JDatabase`, which finds files by a name of its own making: for
- * as long as this object lives, a directory for temporary files holds a link of that name to the file, or a copy. Signals
- * that would end the process wait meanwhile, so that neither the file is left half written nor the directory behind.
+ * Lets the library's `JDatabase` work on a database file of any name. `JDatabase` builds the name of a file itself; as long as
+ * this object lives, a temporary directory holds a link of that name to the file, or a copy of the file. Signals that would
+ * end the process are blocked meanwhile: they neither interrupt a change nor leave the directory behind.
  *
- * One at a time: the library's directory of databases is a global.
+ * Only one object at a time: the library's directory of databases is a global variable.
  */
 class RecordStore {
 public:
     enum Way {
-        ON_FILE,  ///< `JDatabase` makes the file if it is not there, and repairs it where it is damaged
-        ON_COPY   ///< the file stays as it is whatever reading does, and need not be writable
+        ON_FILE,  ///< `JDatabase` creates the file if it does not exist, and repairs it if it is damaged
+        ON_COPY   ///< nothing changes the file, which need not be writable
     };
 
     /** @param source the path for ON_FILE, the file's bytes for ON_COPY. */
@@ -24,23 +24,25 @@ public:
     RecordStore& operator=(const RecordStore&) = delete;
     ~RecordStore();
 
-    /** Why the store is of no use; empty if it is. */
+    /** Why the store cannot be used; empty if it can. */
     const std::string& error() const { return error_; }
 
     int count();
     std::string text(int id);
 
-    /** Texts by id - 1; an empty one may be a record that is not there. */
+    /** All texts, that of record `id` at index id - 1. An empty text may stand for a record that does not exist. */
     std::vector<std::string> texts();
 
-    /** Lets the library go through the file, which it repairs where it is damaged. */
+    /** Lets the library read the whole file, which it repairs if it is damaged. */
     void repair();
 
     /**
-     * Both take the number of records so far, as the caller knows it: the library, which cannot read the file, says 0.
+     * add() appends a record, set() changes the text of one.
      *
      * @param text without zero bytes, which would end it.
-     * @return the number under which the text is now, for set() a new one when it did not fit; 0 when it was not written.
+     * @param before the number of records so far. The library cannot be asked: it returns 0 when it cannot read the file.
+     * @return the number of the record that holds the text now, for set() a new one when the text did not fit; 0 when it was
+     * not written.
      */
     int add(const std::string& text, int before);
     int set(int id, const std::string& text, int before);

@@ -16,22 +16,22 @@
 namespace {
 
 const char EXAMPLES[] =
-    R"(Records are numbered from 1 in the order in which they were added, and never removed. FILE is the database's
-file, under any name; the programs that use the library call it '\db\NAME.db', backslashes included.
-list and get work on a copy: they never change the file, make none, and need not be allowed to write it. Of a
-damaged file they show what the library finds in it, and say so. add and set leave a damaged file alone, unless
---force is given. Only one program at a time may use a database.
+    R"(Records are numbered from 1 in the order in which they were added, and are never removed. FILE is the file
+of a database, under any name. Programs that use the library call it '\db\NAME.db', backslashes included.
+list and get work on a copy: they do not create or change the file, and need no permission to write it. Of a
+damaged file they show what the library finds in it, and report the damage. add and set do not write to a damaged
+file unless --force is given. Only one program at a time may use a database.
 
 examples:
   jay db list '\db\notes.db'
   jay db get '\db\notes.db' 2
-  jay db add '\db\notes.db' 'buy milk'       prints the new record's number; makes the file if it is not there
+  jay db add '\db\notes.db' 'buy milk'       prints the number of the new record; creates the file if necessary
   jay db set '\db\notes.db' 2 'buy salt'     prints the record's number, a new one if the text did not fit
-  jay db add notes.db --hex b0 a1            bytes that are no text
-  cat names | jay db add names.db -          a record for each line
+  jay db add notes.db --hex b0 a1            bytes that are not text
+  cat names | jay db add names.db -          one record for each line
   jay db list --json --encoding euc-kr notes.db
-exit status: 0 done; 1 no such record, or the file is damaged or could not be written; 2 wrong use, or a file
-that is of no use)";
+exit status: 0 done; 1 the record does not exist, the file is damaged, or it could not be written; 2 wrong use, or
+the file cannot be used)";
 
 class Db : public Command {
 public:
@@ -65,7 +65,7 @@ private:
     CommandLine& part(CommandLine& line, const char* name, const char* summary, Action action) {
         CommandLine& made = line.addCommand(name, summary);
         made.addArgument("FILE", path_, "The database's file");
-        made.setFooter("'jay db --help' shows examples, and tells the exit status");
+        made.setFooter("'jay db --help' shows examples and the exit status");
         parts_.emplace_back(&made, action);
         return made;
     }
@@ -74,8 +74,7 @@ private:
 
     void describeWriting(CommandLine& line) {
         source_.describe(line);
-        line.addFlag("--force", force_,
-                     "Also when the file is damaged; the library repairs what it comes across");
+        line.addFlag("--force", force_, "Write to a damaged file, too; the library repairs it first");
         output_.describe(line);
     }
 
@@ -86,18 +85,21 @@ private:
 
     std::string shownFile() const { return shownPath(path_); }
 
-    Status noSuchFile() const { return refuse(shownFile() + " is not there; 'jay db add' makes a database"); }
+    Status noSuchFile() const {
+        return refuse(shownFile() + " does not exist; 'jay db add' creates a database");
+    }
 
     Status noSuchRecord() const {
         if (id_ <= file_.count && file_.damage.empty())
             return refuse("record " + std::to_string(id_) + " of " + shownFile() +
                               " was abandoned: a longer text for it was stored under a new number",
                           UNFINISHED);
-        std::string which = "; it has none";
+        std::string which = ": the file holds no records";
         if (!file_.ids.empty())
-            which = "; its numbers go from " + std::to_string(*file_.ids.begin()) + " to " +
+            which = "; the numbers go from " + std::to_string(*file_.ids.begin()) + " to " +
                     std::to_string(*file_.ids.rbegin());
-        return refuse("there is no record " + std::to_string(id_) + " in " + shownFile() + which, UNFINISHED);
+        return refuse("record " + std::to_string(id_) + " does not exist in " + shownFile() + which,
+                      UNFINISHED);
     }
 
     // ---- reading ----
@@ -115,7 +117,7 @@ private:
             const bool there = !texts[i].empty() || file_.ids.count(id) != 0;
             if (there && !print(id, texts[i], true)) return output_.status();
         }
-        return told(output_.status());
+        return reportDamage(output_.status());
     }
 
     Status get() {
@@ -127,11 +129,11 @@ private:
             text = store.text(id_);
         }
         if (text.empty() && file_.ids.count(id_) == 0) {
-            told(DONE);
+            reportDamage(DONE);
             return noSuchRecord();
         }
         print(id_, text, false);
-        return told(output_.status());
+        return reportDamage(output_.status());
     }
 
     bool print(int id, const std::string& text, bool inList) {
@@ -143,10 +145,11 @@ private:
         return output_.line(lines ? *lines : shownText(text, output_.encoding()));
     }
 
-    /** Tells of damage, which is what the status comes to then. */
-    Status told(Status status) const {
+    /** Reports damage, if there is any. @return the exit status. */
+    Status reportDamage(Status status) const {
         if (file_.damage.empty()) return status;
-        return refuse(shownFile() + " is damaged " + file_.damage + "; 'jay dump' shows more", UNFINISHED);
+        return refuse(shownFile() + " is damaged " + file_.damage + "; 'jay dump' shows the details",
+                      UNFINISHED);
     }
 
     // ---- writing ----
@@ -165,7 +168,7 @@ private:
                 status = refuse(store.error());
             }
         }
-        return tellOfAdded(ids, texts, status);
+        return printAdded(ids, texts, status);
     }
 
     /** The numbers of the new records, up to the first that could not be written, which is 0. */
@@ -186,7 +189,7 @@ private:
 
     Status set() {
         if (!file_.exists) return noSuchFile();
-        if (source_.isInput()) return refuse("- stands for many records, which only 'jay db add' can take");
+        if (source_.isInput()) return refuse("- stands for many records; only 'jay db add' accepts it");
         std::vector<std::string> texts;
         Status status = gather(texts);
         if (status == DONE) status = checkWritable();
@@ -200,13 +203,13 @@ private:
         }
         if (now == 0) return notWritten();
         if (now != id_)
-            output_.note("the text did not fit into the place of record " + std::to_string(id_) +
-                         ", which is gone; it is record " + std::to_string(now) + " now");
+            output_.note("the text did not fit into record " + std::to_string(id_) +
+                         ", which is abandoned; the text is record " + std::to_string(now) + " now");
         printId(now);
         return output_.status();
     }
 
-    /** The texts that the command line, or standard input, tells. */
+    /** Reads the texts from the command line or from standard input. */
     Status gather(std::vector<std::string>& texts) {
         std::vector<Parsed> given;
         if (source_.isInput()) {
@@ -239,27 +242,28 @@ private:
         if (!force_)
             return refuse(
                 what +
-                "; nothing was written ('jay db list' shows what is left; --force writes all the same)");
-        output_.note(what + "; writing all the same");
+                "; nothing was written ('jay db list' shows what is left; --force writes nevertheless)");
+        output_.note(what + "; writing nevertheless");
         return DONE;
     }
 
     Status make() {
         const std::string obstacle = makeFile(path_);
-        if (!obstacle.empty()) return refuse("cannot make " + shownFile() + ": " + obstacle);
-        output_.note("made " + shownFile());
+        if (!obstacle.empty()) return refuse("cannot create " + shownFile() + ": " + obstacle);
+        output_.note("created " + shownFile());
         return DONE;
     }
 
-    Status tellOfAdded(const std::vector<int>& ids, const std::vector<std::string>& texts, Status status) {
+    Status printAdded(const std::vector<int>& ids, const std::vector<std::string>& texts, Status status) {
         const bool all = ids.size() == texts.size() && (ids.empty() || ids.back() != 0);
         for (const int id : ids) {
             if (id != 0 && !printId(id)) return output_.status();
         }
         if (!all && !file_.exists && (ids.empty() || ids.front() == 0)) unlink(path_.c_str());
         if (hidden_)
-            output_.note("record " + std::to_string(ids.back()) +
-                         " can be read only once another one follows: the repair has left a gap before it");
+            output_.note(
+                "record " + std::to_string(ids.back()) +
+                " can only be read after another record has been added: the repair left a gap before it");
         if (status != DONE) return status;
         return all ? output_.status() : notWritten();
     }
@@ -270,7 +274,7 @@ private:
         const bool whole = file_.damage.empty();
         return refuse("could not write the record to " + shownFile() +
                           (whole ? "; is the disk full?"
-                                 : ", being damaged too badly; save what 'jay db list' shows in a new one"),
+                                 : ": the damage is too great; add what 'jay db list' shows to a new file"),
                       UNFINISHED);
     }
 

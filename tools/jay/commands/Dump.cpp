@@ -170,7 +170,7 @@ private:
         return object.addBytes(record.text, output_.encoding());
     }
 
-    /** Not damage: a program that was ended between writing a record and counting it leaves such bytes. */
+    /** Not damage: a program that ended after it wrote a record and before it counted it leaves such bytes. */
     void tellUnused(const DatabaseReader& reader, std::size_t size) const {
         const auto end = static_cast<std::size_t>(std::max(reader.end(), 0));
         if (reader.damage().empty() && size > end)
