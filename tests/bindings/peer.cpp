@@ -1,4 +1,8 @@
-// A bus client in C++ for the tests of the other languages' clients: peer.c says what it does.
+// A bus client in C++ for the tests of the other languages' clients. It does what peer.c does, and besides:
+//
+//     peer_cpp ID PORT ask DEST COUNT    sends as many messages, each after the answer to the one before, and says "ok"
+//     peer_cpp ID PORT answer COUNT      says "ready", and answers as many messages with their own bytes
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -36,9 +40,30 @@ void roundTrip(CA& bus, int id) {
     waitForMessage(bus);
 }
 
+/** Says "ok" and the seconds since `begin`. */
+int finish(std::chrono::steady_clock::time_point begin) {
+    std::printf("ok %f\n", std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count());
+    return 0;
+}
+
+void sayReady() {
+    std::puts("ready");
+    std::fflush(stdout);
+}
+
+int sendAll(CA& bus, int id, int dest, unsigned count) {
+    const auto begin = std::chrono::steady_clock::now();
+    for (unsigned number = 0; number < count; number++) sendNumbered(bus, id, dest, number);
+    roundTrip(bus, id);
+    return finish(begin);
+}
+
 int receiveAll(CA& bus, unsigned count) {
+    sayReady();
+    auto begin = std::chrono::steady_clock::now();
     for (unsigned number = 0; number < count; number++) {
         const JByte bytes = waitForMessage(bus)->toByteArray();
+        if (number == 0) begin = std::chrono::steady_clock::now();
         const auto* payload =
             reinterpret_cast<const unsigned char*>(static_cast<const char*>(bytes)) + M::HEADER_SIZE;
         if (!workload_fits(number, payload, bytes.size() - M::HEADER_SIZE)) {
@@ -46,7 +71,27 @@ int receiveAll(CA& bus, unsigned count) {
             return 1;
         }
     }
-    std::puts("ok");
+    return finish(begin);
+}
+
+int askAll(CA& bus, int id, int dest, unsigned count) {
+    const auto begin = std::chrono::steady_clock::now();
+    for (unsigned number = 0; number < count; number++) {
+        sendNumbered(bus, id, dest, number);
+        waitForMessage(bus);
+    }
+    return finish(begin);
+}
+
+int answerAll(CA& bus, int id, unsigned count) {
+    sayReady();
+    for (unsigned number = 0; number < count; number++) {
+        const std::unique_ptr<M> message = waitForMessage(bus);
+        message->setDestId(message->getSrcId());
+        message->setSrcId(id);
+        bus.put(*message);
+    }
+    roundTrip(bus, id);
     return 0;
 }
 
@@ -61,14 +106,10 @@ int main(int argc, char** argv) {
     bus.connect();
     roundTrip(bus, id);
     const std::string task = argv[3];
-    if (task == "send" && argc == 6) {
-        const auto count = static_cast<unsigned>(std::atoi(argv[5]));
-        for (unsigned number = 0; number < count; number++) sendNumbered(bus, id, std::atoi(argv[4]), number);
-        roundTrip(bus, id);
-        return 0;
-    }
-    if (task != "receive") return 2;
-    std::puts("ready");
-    std::fflush(stdout);
-    return receiveAll(bus, static_cast<unsigned>(std::atoi(argv[4])));
+    const auto count = static_cast<unsigned>(std::atoi(argv[argc - 1]));
+    if (task == "send") return sendAll(bus, id, std::atoi(argv[4]), count);
+    if (task == "receive") return receiveAll(bus, count);
+    if (task == "ask") return askAll(bus, id, std::atoi(argv[4]), count);
+    if (task == "answer") return answerAll(bus, id, count);
+    return 2;
 }

@@ -29,7 +29,7 @@ from jaybus.session import LOG, Payload, Reconnect, Session, Settings, tell
 
 _Self = TypeVar("_Self", bound="Client")
 _Result = TypeVar("_Result")
-_Outcome = Union[Message, BusError]
+_Outcome = Union[Message, BusError, None]  # of a request; None: the time is up
 
 # As long as the system takes all that is sent, send() does not suspend its task; after so many messages it lets others run.
 _MESSAGES_AT_A_STRETCH = 64
@@ -60,7 +60,7 @@ class Client:
         self._session: Session[asyncio.Future[_Outcome]] = Session(self._settings)
         self._wire: _Wire | None = None
         self._coming_back: asyncio.Task[None] | None = None
-        self._waiting: set[asyncio.Future[None]] = set()
+        self._waiting: set[asyncio.Future[bool]] = set()
 
     # ---- the connection ----
 
@@ -150,12 +150,11 @@ class Client:
         section = self._session.ask(destination, section, answer)
         try:
             await self._send(self._session.compose(destination, payload, priority=priority, section=section))
-            await asyncio.wait({answer}, timeout=timeout)
+            outcome = await _within(timeout, answer, None)
         finally:
             self._session.forget(destination, section, answer)
-        if not answer.done():
+        if outcome is None:
             raise BusTimeout(f"no answer from client {destination} within {timeout:g} s")
-        outcome = answer.result()
         if isinstance(outcome, BusError):
             raise outcome
         return outcome
@@ -268,20 +267,19 @@ class Client:
         deadline = None if timeout is None else loop.time() + timeout
         while (result := condition()) is None:
             self._session.check_usable()
-            change = loop.create_future()
+            change: asyncio.Future[bool] = loop.create_future()
             self._waiting.add(change)
             try:
-                await asyncio.wait({change}, timeout=None if deadline is None else max(0.0, deadline - loop.time()))
+                if not await _within(None if deadline is None else deadline - loop.time(), change, False):
+                    raise BusTimeout(f"{otherwise} within {timeout:g} s")
             finally:
                 self._waiting.discard(change)
-            if not change.done():
-                raise BusTimeout(f"{otherwise} within {timeout:g} s")
         return result
 
     def _wake_all(self) -> None:
         waiting, self._waiting = self._waiting, set()
         for change in waiting:
-            _resolve(change, None)
+            _resolve(change, True)
 
 
 class _Wire:
@@ -291,6 +289,7 @@ class _Wire:
         self._link, self._on_data, self._on_end = link, on_data, on_end
         self._loop = asyncio.get_running_loop()
         self._turn = asyncio.Lock()
+        self._senders = 0  # that have the turn or wait for it
         self._rest = memoryview(b"")  # of the message that is leaving
         self._written = 0
         self._failure: NotSent | None = None
@@ -301,13 +300,25 @@ class _Wire:
 
     async def write(self, data: bytes) -> None:
         """Sends a whole message, or raises NotSent."""
-        async with self._turn:  # whoever waits here has not sent anything
-            await self._flush()  # the rest of a message whose sender was cancelled
+        if not self._senders and not self._rest:
             self._try_to_write(memoryview(data))
-            await self._flush()
+            data = b""  # what the system did not take is the rest, for which the turn is taken
+        if data or self._rest or self._failure:
+            await self._write_in_turn(data)
         self._written += 1
         if self._written % _MESSAGES_AT_A_STRETCH == 0:
             await asyncio.sleep(0)
+
+    async def _write_in_turn(self, data: bytes) -> None:
+        """The same where somebody else's message may be leaving."""
+        self._senders += 1
+        try:
+            async with self._turn:  # whoever waits here has not sent anything
+                await self._flush()  # the rest of a message whose sender was cancelled
+                self._try_to_write(memoryview(data))
+                await self._flush()
+        finally:
+            self._senders -= 1
 
     async def finish(self) -> None:
         """Ends the connection as soon as the server has read everything, or when the time is up."""
@@ -382,6 +393,17 @@ class _Wire:
         self._loop.remove_reader(self._link)
         self._link.close()
         self._on_end(loss)
+
+
+async def _within(timeout: float | None, future: asyncio.Future[_Result], otherwise: _Result) -> _Result:
+    """Waits for a future that nobody else waits for; `otherwise` is its result when the time is up."""
+    if timeout is None:
+        return await future
+    timer = future.get_loop().call_later(max(0.0, timeout), _resolve, future, otherwise)
+    try:
+        return await future
+    finally:
+        timer.cancel()
 
 
 def _resolve(future: asyncio.Future[_Result], result: _Result) -> None:

@@ -12,7 +12,9 @@ import time
 from typing import Callable, Generic, Iterator, NamedTuple, Protocol, TypeVar, Union
 
 from jaybus.errors import BusError, ClientClosed, ConnectionFailed, ConnectionLost, InvalidValue, NotSent, check_range
-from jaybus.message import Decoder, Flag, Message, check_id, clock_stamp, signed_section
+from jaybus.message import Decoder, Flag, Message, check_id, clock_stamp, encode, signed_section
+
+_TIMED = int(Flag.TIMED)  # a plain int: & makes no Flag of it, which takes longer than all else of a message
 
 LOG = logging.getLogger("jaybus")
 
@@ -176,10 +178,10 @@ class Session(Generic[Waiter]):
         """A message of this client as it is on the wire. Raises InvalidValue."""
         if isinstance(payload, (str, int)):
             raise InvalidValue(f"a payload is bytes, not {type(payload).__name__}; encode text first")
-        if stamp is None and flag & Flag.TIMED:
+        if stamp is None and flag & _TIMED:
             raise InvalidValue("a TIMED message wants its time-out, in milliseconds, as stamp")
-        return Message(destination, bytes(payload), self.settings.client_id if source is None else source, flag, priority,
-                       clock_stamp() if stamp is None else stamp, section).encode()
+        return encode(destination, bytes(payload), self.settings.client_id if source is None else source, flag, priority,
+                      clock_stamp() if stamp is None else stamp, section)
 
     def ask(self, destination: int, section: int | None, waiter: Waiter) -> int:
         """Notes who waits for an answer; returns the section of the question, a fresh one if none was given."""

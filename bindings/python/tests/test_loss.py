@@ -231,6 +231,27 @@ def test_senders_that_wait_are_told_when_the_connection_breaks(make, fake_server
         assert not sender.is_alive()
 
 
+def test_messages_leave_in_the_order_of_the_calls_also_where_they_have_to_wait(fake_server):
+    five = AsyncioClient(5, port=fake_server.port)
+    five.connect()
+    connection = fake_server.accept()
+    called = 0
+
+    async def send_some():
+        nonlocal called
+        for _ in range(25):
+            number, called = called, called + 1
+            await five.client.send(7, number.to_bytes(2, "little") + bytes(MAX_PAYLOAD - 2))
+
+    senders = [five.start(send_some()) for _ in range(8)]
+    for number in range(200):
+        assert FakeServer.receive_exactly(connection, 65535)[16:18] == number.to_bytes(2, "little")
+    for sender in senders:
+        sender.result(LIMIT)
+    connection.close()
+    five.end()
+
+
 def test_a_cancelled_send_does_not_cut_its_message_off(fake_server):
     five = AsyncioClient(5, port=fake_server.port)
     five.connect()

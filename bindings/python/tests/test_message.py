@@ -8,7 +8,7 @@ from pathlib import Path
 import pytest
 
 from jaybus import MAX_PAYLOAD, Decoder, Flag, InvalidValue, ItemError, ItemWriter, Message
-from jaybus.message import clock_stamp
+from jaybus.message import clock_stamp, encode
 from jaybus.session import Session, Settings
 
 PROTOCOL = Path(__file__).resolve().parents[3] / "docs" / "protocol.md"
@@ -41,7 +41,7 @@ def test_the_worked_example_of_the_protocol_is_written_and_read():
     ("payload", b"abc", "1300 0000 0000 00 00 00000000 00000000 616263")])
 def test_each_field_stands_in_its_place(field, value, data):
     message = Message(0)._replace(**{field: value})
-    assert message.encode() == bytes.fromhex(data)
+    assert message.encode() == encode(*message) == bytes.fromhex(data)
     assert Decoder().feed(message.encode()) == [message]
 
 
@@ -50,12 +50,16 @@ def test_each_field_stands_in_its_place(field, value, data):
     ("stamp", (-1, 0x80000000)), ("section", (-0x80000001, 0x100000000)), ("payload", (bytes(MAX_PAYLOAD + 1),))])
 def test_a_field_out_of_range_is_refused(field, values):
     for value in values:
-        with pytest.raises(InvalidValue, match=field):
-            Message(0)._replace(**{field: value}).encode()
+        message = Message(0)._replace(**{field: value})
+        for write in (message.encode, lambda: encode(*message)):
+            with pytest.raises(InvalidValue, match=field):
+                write()
 
 
 def test_a_section_may_be_given_unsigned():
-    assert Decoder().feed(Message(0, section=0xFFFFFFFE).encode())[0].section == -2
+    message = Message(0, section=0xFFFFFFFE)
+    assert message.encode() == encode(*message)
+    assert Decoder().feed(message.encode())[0].section == -2
 
 
 def test_a_stamp_is_the_clock_unless_it_is_given():
