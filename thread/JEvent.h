@@ -6,6 +6,10 @@
 
 #include "core/JObject.h"
 
+namespace jay::detail {
+struct JEventPeer;  // for the library's own tests
+}  // namespace jay::detail
+
 /**
  * A counting event: threads sleep in wait() until another thread calls set().
  *
@@ -70,6 +74,8 @@ public:
     int wait(int ms);
 
 private:
+    friend struct jay::detail::JEventPeer;
+
     JAY_HIDDEN bool waitAtMost(int ms);
     JAY_HIDDEN int consume();
 

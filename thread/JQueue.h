@@ -3,6 +3,10 @@
 
 #include "core/JObject.h"
 
+namespace jay::detail {
+struct JQueuePeer;  // for the library's own tests
+}  // namespace jay::detail
+
 /**
  * A first-in first-out queue of objects that keeps copies, refuses items beyond a high-water mark, and counts
  * what went in and out. It never blocks: a full queue answers FULL and an empty one null.
@@ -123,9 +127,11 @@ public:
     void clear();
 
 private:
-    bool hasRoom();
-    void append(JObject* item);
-    JObject* removeOldest();
+    friend struct jay::detail::JQueuePeer;
+
+    JAY_HIDDEN bool hasRoom();
+    JAY_HIDDEN void append(JObject* item);
+    JAY_HIDDEN JObject* removeOldest();
 
     int capacity;
     int resume;

@@ -13,6 +13,7 @@
 
 namespace jay::detail {
 class PosixThread;
+struct JThreadPeer;  // for the library's own tests
 }  // namespace jay::detail
 
 /**
@@ -161,6 +162,8 @@ protected:
     void finish();
 
 private:
+    friend struct jay::detail::JThreadPeer;
+
     JAY_HIDDEN bool createThread();
     JAY_HIDDEN void abandon();
     JAY_HIDDEN void stopThread();

@@ -8,9 +8,11 @@
 #include <sys/time.h>
 #include <vector>
 
+#include "support/JEventPeer.h"
 #include "support/Thread.h"
 #include "support/WallClock.h"
 
+using jay::detail::JEventPeer;
 using support::eventually;
 using support::Thread;
 using support::WallClock;
@@ -73,14 +75,6 @@ struct Waiters {
 
 }  // namespace
 
-TEST(JEvent, HasItsOwnClassRecord) {
-    JEvent event;
-    EXPECT_EQ(event.getClass(), &JEvent::classJEvent);
-    EXPECT_STREQ(JEvent::classJEvent.name, "JEvent");
-    EXPECT_EQ(JEvent::classJEvent.size, static_cast<int>(sizeof(JEvent)));
-    EXPECT_EQ(JEvent::classJEvent.superclass, &JObject::classJObject);
-}
-
 TEST(JEvent, InheritsTheRootsOperations) {
     JEvent event;
     JEvent other;
@@ -92,7 +86,9 @@ TEST(JEvent, InheritsTheRootsOperations) {
 TEST(JEvent, IsNew_WithoutSignalsAndWithoutAutoReset) {
     JEvent event;
     EXPECT_EQ(event.count(), 0);
-    EXPECT_FALSE(event.autoReset);
+    setTimes(event, 2);
+    EXPECT_EQ(event.wait(), 2);
+    EXPECT_EQ(event.count(), 1);
 }
 
 // ---- set, notify, reset ----
@@ -114,7 +110,7 @@ TEST(JEvent, Notify_IsSet) {
 
 TEST(JEvent, Set_AtTheLargestCount_DropsTheSignal) {
     JEvent event;
-    event.count_ = INT_MAX;
+    JEventPeer::setCount(event, INT_MAX);
     EXPECT_EQ(event.set(), 0);
     EXPECT_EQ(event.count(), INT_MAX);
     EXPECT_EQ(event.wait(0), INT_MAX);
@@ -177,22 +173,21 @@ TEST(JEvent, SetAutoReset_CanBeTakenBack) {
 
 TEST(JEvent, SetAutoReset_TakesNoLock) {
     JEvent event;
-    pthread_mutex_lock(&event.mutex);
+    const JEventPeer::Held held(event);
     Thread other([&] { event.setAutoReset(true); });
     EXPECT_TRUE(eventually([&] { return other.isFinished(); }));
-    pthread_mutex_unlock(&event.mutex);
 }
 
 TEST(JEvent, CountSetAndReset_TakeTheLock) {
     JEvent event;
-    pthread_mutex_lock(&event.mutex);
+    auto held = std::make_unique<JEventPeer::Held>(event);
     Thread counts([&] { event.count(); });
     Thread sets([&] { event.set(); });
     Thread resets([&] { event.reset(); });
     EXPECT_TRUE(counts.fallsAsleep());
     EXPECT_TRUE(sets.fallsAsleep());
     EXPECT_TRUE(resets.fallsAsleep());
-    pthread_mutex_unlock(&event.mutex);
+    held.reset();
 }
 
 TEST(JEvent, Wait_LooksAtTheCountBeforeItWaits) {
@@ -320,12 +315,13 @@ TEST(JEvent, SignalThatComesTogetherWithTheTimeOut_Counts) {
     JEvent event;
     Waiters waiters(event, 1, 1000);
     ASSERT_TRUE(waiters.fallAsleep());
-    pthread_mutex_lock(&event.mutex);
-    event.count_ = 1;  // without a wake-up: the waiter finds it when its time is up and it gets the lock
+    auto held = std::make_unique<JEventPeer::Held>(event);
+    JEventPeer::setCount(
+        event, 1);  // without a wake-up: the waiter finds it when its time is up and it gets the lock
     const long before = waiters.threads[0]->sleeps();
     EXPECT_TRUE(
         eventually([&] { return waiters.threads[0]->sleeps() > before && waiters.threads[0]->isAsleep(); }));
-    pthread_mutex_unlock(&event.mutex);
+    held.reset();
     waiters.threads[0]->join();
     EXPECT_EQ(waiters.results[0], 1);
     EXPECT_EQ(event.count(), 0);

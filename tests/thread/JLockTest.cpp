@@ -14,22 +14,14 @@ namespace {
 bool isFreeForOthers(JLock& lock) {
     bool taken = false;
     Thread other([&] {
-        taken = pthread_mutex_trylock(&lock.mutex) == 0;
-        if (taken) pthread_mutex_unlock(&lock.mutex);
+        taken = lock.tryLock();
+        if (taken) lock.unlock();
     });
     other.join();
     return taken;
 }
 
 }  // namespace
-
-TEST(JLock, HasItsOwnClassRecord) {
-    JLock lock;
-    EXPECT_EQ(lock.getClass(), &JLock::classJLock);
-    EXPECT_STREQ(JLock::classJLock.name, "JLock");
-    EXPECT_EQ(JLock::classJLock.size, static_cast<int>(sizeof(JLock)));
-    EXPECT_EQ(JLock::classJLock.superclass, &JObject::classJObject);
-}
 
 TEST(JLock, InheritsTheRootsOperations) {
     JLock lock;
@@ -119,13 +111,6 @@ TEST(JLock, Lock_BlocksUntilTheHolderUnlocks) {
     EXPECT_FALSE(other.isFinished());
     lock.unlock();
     EXPECT_TRUE(support::eventually([&] { return other.isFinished(); }));
-}
-
-TEST(JLock, KeepsItsAttributesForItsWholeLife) {
-    JLock lock;
-    int type = -1;
-    EXPECT_EQ(pthread_mutexattr_gettype(&lock.attributes, &type), 0);
-    EXPECT_EQ(type, PTHREAD_MUTEX_RECURSIVE);
 }
 
 TEST(JLock, ThreadCancelledUnderAScopedLock_LeavesItFree) {

@@ -9,6 +9,12 @@
 #include <set>
 #include <type_traits>
 
+#include "support/allocation/FailingAllocator.h"
+#include "support/JQueuePeer.h"
+
+using jay::detail::JQueuePeer;
+using support::FailingAllocation;
+
 namespace {
 
 /** An item that keeps books: which clones live, how many were made, and that none is deleted twice. */
@@ -22,11 +28,11 @@ public:
 
     JObject* clone() override {
         if (cloneThrows) throw std::bad_alloc();
-        Item* const copy = new Item(number);
+        auto copy = std::make_unique<Item>(number);
+        living.insert(copy.get());
         copy->isClone = true;
-        living.insert(copy);
         ++clonesMade;
-        return copy;
+        return copy.release();
     }
 
     static int clonesLiving() { return static_cast<int>(living.size()); }
@@ -76,7 +82,8 @@ int get(JQueue& queue) {
 
 int segmentsOf(const JQueue& queue) {
     int number = 0;
-    for (const JQueue::JQueueEntry* entry = queue.head; entry != nullptr; entry = entry->next) ++number;
+    for (const JQueue::JQueueEntry* entry = JQueuePeer::head(queue); entry != nullptr; entry = entry->next)
+        ++number;
     return number;
 }
 
@@ -87,14 +94,6 @@ void expectAccountsBalance(const JQueue& queue) {
 }  // namespace
 
 // ---- class and construction ----
-
-TEST_F(JQueueTest, HasItsOwnClassRecord) {
-    JQueue queue(1);
-    EXPECT_EQ(queue.getClass(), &JQueue::classJQueue);
-    EXPECT_STREQ(JQueue::classJQueue.name, "JQueue");
-    EXPECT_EQ(JQueue::classJQueue.size, static_cast<int>(sizeof(JQueue)));
-    EXPECT_EQ(JQueue::classJQueue.superclass, &JObject::classJObject);
-}
 
 TEST_F(JQueueTest, InheritsTheRootsOperations) {
     JQueue queue(1);
@@ -111,32 +110,32 @@ TEST_F(JQueueTest, Constants) {
 
 TEST_F(JQueueTest, ThreeArguments_AreCapacityResumeMarkAndSegment) {
     JQueue queue(7, 3, 5);
-    EXPECT_EQ(queue.capacity, 7);
-    EXPECT_EQ(queue.resume, 3);
-    EXPECT_EQ(queue.segment, 5);
+    EXPECT_EQ(JQueuePeer::capacity(queue), 7);
+    EXPECT_EQ(JQueuePeer::resume(queue), 3);
+    EXPECT_EQ(JQueuePeer::segment(queue), 5);
 }
 
 TEST_F(JQueueTest, TwoArguments_ResumeAtTheCapacity) {
     JQueue queue(7, 5);
-    EXPECT_EQ(queue.capacity, 7);
-    EXPECT_EQ(queue.resume, 7);
-    EXPECT_EQ(queue.segment, 5);
+    EXPECT_EQ(JQueuePeer::capacity(queue), 7);
+    EXPECT_EQ(JQueuePeer::resume(queue), 7);
+    EXPECT_EQ(JQueuePeer::segment(queue), 5);
 }
 
 TEST_F(JQueueTest, OneArgument_IsTheSegmentOfAQueueWithoutBound) {
     JQueue queue(1000);
-    EXPECT_EQ(queue.capacity, 0x7FFFFFFF);
-    EXPECT_EQ(queue.resume, 0x7FFFFFFF);
-    EXPECT_EQ(queue.segment, 1000);
+    EXPECT_EQ(JQueuePeer::capacity(queue), 0x7FFFFFFF);
+    EXPECT_EQ(JQueuePeer::resume(queue), 0x7FFFFFFF);
+    EXPECT_EQ(JQueuePeer::segment(queue), 1000);
 }
 
 TEST_F(JQueueTest, IsNew_EmptyWithOneSegment) {
     JQueue queue(2, 4);
-    EXPECT_NE(queue.head, nullptr);
-    EXPECT_EQ(queue.head, queue.tail);
+    EXPECT_NE(JQueuePeer::head(queue), nullptr);
+    EXPECT_EQ(JQueuePeer::head(queue), JQueuePeer::tail(queue));
     EXPECT_EQ(segmentsOf(queue), 1);
-    EXPECT_EQ(queue.readIndex, 0);
-    EXPECT_EQ(queue.writeIndex, 0);
+    EXPECT_EQ(JQueuePeer::readIndex(queue), 0);
+    EXPECT_EQ(JQueuePeer::writeIndex(queue), 0);
     EXPECT_EQ(queue.size(), 0);
     EXPECT_TRUE(queue.isEmpty());
     EXPECT_FALSE(queue.isFull());
@@ -147,7 +146,7 @@ TEST_F(JQueueTest, IsNew_EmptyWithOneSegment) {
 TEST_F(JQueueTest, SegmentBelowOne_IsTakenForOne) {
     for (const int segment : {0, -1, INT_MIN}) {
         JQueue queue(segment);
-        EXPECT_EQ(queue.segment, 1);
+        EXPECT_EQ(JQueuePeer::segment(queue), 1);
         EXPECT_EQ(put(queue, 1), JQueue::OK);
         EXPECT_EQ(put(queue, 2), JQueue::OK);
         EXPECT_EQ(get(queue), 1);
@@ -208,8 +207,8 @@ TEST_F(JQueueTest, Get_ClearsTheSlot) {
     JQueue queue(3);
     put(queue, 1);
     get(queue);
-    EXPECT_EQ(queue.head->slots[0], nullptr);
-    EXPECT_EQ(queue.readIndex, 1);
+    EXPECT_EQ(JQueuePeer::head(queue)->slots[0], nullptr);
+    EXPECT_EQ(JQueuePeer::readIndex(queue), 1);
 }
 
 TEST_F(JQueueTest, Peek_LendsTheOldestItem) {
@@ -254,7 +253,7 @@ TEST_F(JQueueTest, Empty_GetAndPeekReturnNullAndChangeNothing) {
     EXPECT_EQ(queue.get(), nullptr);
     EXPECT_EQ(queue.peek(), nullptr);
     EXPECT_EQ(queue.size(), 0);
-    EXPECT_EQ(queue.readIndex, 1);
+    EXPECT_EQ(JQueuePeer::readIndex(queue), 1);
     EXPECT_EQ(queue.input(), 1);
     EXPECT_EQ(queue.output(), 1);
 }
@@ -290,20 +289,20 @@ TEST_F(JQueueTest, FullSegment_IsFollowedByAFreshOneAtOnce) {
     EXPECT_EQ(segmentsOf(queue), 1);
     put(queue, 2);
     EXPECT_EQ(segmentsOf(queue), 2);
-    EXPECT_EQ(queue.head->next, queue.tail);
-    EXPECT_EQ(queue.writeIndex, 0);
+    EXPECT_EQ(JQueuePeer::head(queue)->next, JQueuePeer::tail(queue));
+    EXPECT_EQ(JQueuePeer::writeIndex(queue), 0);
 }
 
 TEST_F(JQueueTest, ExhaustedSegment_IsFreedAtOnce) {
     JQueue queue(2);
     for (int i = 0; i < 3; ++i) put(queue, i);
-    JQueue::JQueueEntry* const second = queue.head->next;
+    const JQueue::JQueueEntry* const second = JQueuePeer::head(queue)->next;
     get(queue);
     EXPECT_EQ(segmentsOf(queue), 2);
     get(queue);
     EXPECT_EQ(segmentsOf(queue), 1);
-    EXPECT_EQ(queue.head, second);
-    EXPECT_EQ(queue.readIndex, 0);
+    EXPECT_EQ(JQueuePeer::head(queue), second);
+    EXPECT_EQ(JQueuePeer::readIndex(queue), 0);
 }
 
 TEST_F(JQueueTest, SegmentOfOne_EveryPutAllocatesAndEveryGetFrees) {
@@ -324,9 +323,9 @@ TEST_F(JQueueTest, Put_RefusesAtTheCapacityWithoutACopy) {
     JQueue queue(2, 0, 10);
     EXPECT_EQ(put(queue, 0), JQueue::OK);
     EXPECT_EQ(put(queue, 1), JQueue::OK);
-    EXPECT_FALSE(queue.full);
+    EXPECT_FALSE(JQueuePeer::full(queue));
     EXPECT_EQ(put(queue, 2), JQueue::FULL);
-    EXPECT_TRUE(queue.full);
+    EXPECT_TRUE(JQueuePeer::full(queue));
     EXPECT_EQ(queue.size(), 2);
     EXPECT_EQ(queue.input(), 2);
     EXPECT_EQ(Item::clonesMade, 2);
@@ -342,7 +341,7 @@ TEST_F(JQueueTest, RefusedQueue_AcceptsPutOnlyAtTheResumeMark) {
     EXPECT_EQ(get(queue), 1);
     EXPECT_EQ(put(queue, 6), JQueue::FULL);
     EXPECT_EQ(get(queue), 4);
-    EXPECT_FALSE(queue.full);
+    EXPECT_FALSE(JQueuePeer::full(queue));
     EXPECT_EQ(put(queue, 7), JQueue::OK);
     EXPECT_EQ(get(queue), 7);
 }
@@ -370,7 +369,7 @@ TEST_F(JQueueTest, Put2_RefusesAtTheCapacityAndSetsTheFlag) {
     put2(queue, 0);
     put2(queue, 1);
     EXPECT_EQ(put2(queue, 2), JQueue::FULL);
-    EXPECT_TRUE(queue.full);
+    EXPECT_TRUE(JQueuePeer::full(queue));
     EXPECT_EQ(Item::clonesMade, 2);
     get(queue);
     EXPECT_EQ(put(queue, 3), JQueue::FULL);
@@ -421,7 +420,7 @@ TEST_F(JQueueTest, Adopt_RefusesAsPutDoesAndLeavesTheObjectToTheCaller) {
     put(queue, 0);
     put(queue, 1);
     EXPECT_EQ(queue.adopt(item.get()), JQueue::FULL);
-    EXPECT_TRUE(queue.full);
+    EXPECT_TRUE(JQueuePeer::full(queue));
     get(queue);
     EXPECT_EQ(queue.adopt(item.get()), JQueue::FULL);
     queue.clearAll();
@@ -430,14 +429,14 @@ TEST_F(JQueueTest, Adopt_RefusesAsPutDoesAndLeavesTheObjectToTheCaller) {
 }
 
 TEST_F(JQueueTest, Adopt_WithoutMemoryForASegment_LeavesTheObjectToTheCaller) {
-    JQueue queue(3);
+    JQueue queue(1);
     Item original(1);
     const std::unique_ptr<JObject> item(original.clone());
-    queue.segment = -1;
-    queue.writeIndex = -2;
-    EXPECT_THROW(queue.adopt(item.get()), std::bad_alloc);
-    queue.segment = 3;
-    queue.writeIndex = 0;
+    const auto adopt = [&] {
+        const FailingAllocation failing;
+        queue.adopt(item.get());
+    };
+    EXPECT_THROW(adopt(), std::bad_alloc);
     EXPECT_TRUE(queue.isEmpty());
     EXPECT_EQ(queue.peek(), nullptr);
 }
@@ -458,7 +457,7 @@ TEST_F(JQueueTest, Counters_CountAcceptedAndTakenItems) {
 
 TEST_F(JQueueTest, Counters_WrapAround) {
     JQueue queue(10);
-    queue.inputCount = queue.outputCount = INT_MAX;
+    JQueuePeer::setCounters(queue, INT_MAX);
     put(queue, 0);
     EXPECT_EQ(queue.input(), INT_MIN);
     get(queue);
@@ -474,8 +473,8 @@ TEST_F(JQueueTest, ClearAll_DeletesItemsAndSegmentsAndCountsThemAsOutput) {
     get(queue);
     queue.clearAll();
     EXPECT_EQ(Item::clonesLiving(), 0);
-    EXPECT_EQ(queue.head, nullptr);
-    EXPECT_EQ(queue.tail, nullptr);
+    EXPECT_EQ(JQueuePeer::head(queue), nullptr);
+    EXPECT_EQ(JQueuePeer::tail(queue), nullptr);
     EXPECT_EQ(queue.size(), 0);
     EXPECT_EQ(queue.input(), 5);
     EXPECT_EQ(queue.output(), 5);
@@ -509,13 +508,13 @@ TEST_F(JQueueTest, Clear_StartsAgainWithOneSegmentAndCountersOfZero) {
     JQueue queue(2, 0, 2);
     for (int i = 0; i < 3; ++i) put(queue, i);
     get(queue);
-    ASSERT_TRUE(queue.full);
+    ASSERT_TRUE(JQueuePeer::full(queue));
     queue.clear();
     EXPECT_EQ(Item::clonesLiving(), 0);
     EXPECT_EQ(segmentsOf(queue), 1);
     EXPECT_FALSE(queue.isFull());
-    EXPECT_EQ(queue.readIndex, 0);
-    EXPECT_EQ(queue.writeIndex, 0);
+    EXPECT_EQ(JQueuePeer::readIndex(queue), 0);
+    EXPECT_EQ(JQueuePeer::writeIndex(queue), 0);
     EXPECT_EQ(queue.input(), 0);
     EXPECT_EQ(queue.output(), 0);
     EXPECT_EQ(put(queue, 1), JQueue::OK);
@@ -558,42 +557,44 @@ TEST_F(JQueueTest, CloneThatThrows_LeavesTheQueueAsItWas) {
     EXPECT_EQ(get(queue), 2);
 }
 
-// A segment of -1 slots cannot be allocated, which stands for the lack of memory.
-
-TEST_F(JQueueTest, SegmentThatCannotBeAllocated_LeavesTheQueueAsItWas) {
-    JQueue queue(3);
+TEST_F(JQueueTest, PutWithoutMemory_LeavesTheQueueAsItWas) {
+    JQueue queue(2);
     put(queue, 0);
-    queue.segment = -1;
-    queue.writeIndex = -2;
-    EXPECT_THROW(put(queue, 1), std::bad_alloc);
-    EXPECT_EQ(queue.writeIndex, -2);
-    queue.segment = 3;
-    queue.writeIndex = 1;
-    EXPECT_EQ(Item::clonesLiving(), 1);
-    EXPECT_EQ(queue.size(), 1);
-    EXPECT_EQ(queue.input(), 1);
-    EXPECT_EQ(segmentsOf(queue), 1);
-    EXPECT_EQ(put(queue, 2), JQueue::OK);
+    Item item(1);
+    const int failures = support::failEachAllocation([&] { queue.put(item); },
+                                                     [&] {
+                                                         EXPECT_EQ(Item::clonesLiving(), 1);
+                                                         EXPECT_EQ(queue.size(), 1);
+                                                         EXPECT_EQ(queue.input(), 1);
+                                                         EXPECT_EQ(segmentsOf(queue), 1);
+                                                         EXPECT_EQ(JQueuePeer::writeIndex(queue), 1);
+                                                     });
+    EXPECT_GE(failures, 3);  // the copy, the segment, its slots
     EXPECT_EQ(get(queue), 0);
-    EXPECT_EQ(get(queue), 2);
+    EXPECT_EQ(get(queue), 1);
 }
 
-TEST_F(JQueueTest, InitializeThatCannotAllocate_LeavesTheQueueAsItWas) {
+TEST_F(JQueueTest, InitializeWithoutMemory_LeavesTheQueueAsItWas) {
     JQueue queue(3);
     put(queue, 0);
-    queue.segment = -1;
-    EXPECT_THROW(queue.initialize(), std::bad_alloc);
-    queue.segment = 3;
+    EXPECT_GE(support::failEachAllocation([] { JQueue another(3); }, [] {}), 2);
+    const auto initialize = [&] {
+        const FailingAllocation failing;
+        queue.initialize();
+    };
+    EXPECT_THROW(initialize(), std::bad_alloc);
     EXPECT_EQ(queue.input(), 1);
     EXPECT_EQ(get(queue), 0);
 }
 
-TEST_F(JQueueTest, ClearThatCannotAllocate_LeavesAClearedQueue) {
+TEST_F(JQueueTest, ClearWithoutMemory_LeavesAClearedQueue) {
     JQueue queue(3);
     put(queue, 0);
-    queue.segment = -1;
-    EXPECT_THROW(queue.clear(), std::bad_alloc);
-    queue.segment = 3;
+    const auto clear = [&] {
+        const FailingAllocation failing;
+        queue.clear();
+    };
+    EXPECT_THROW(clear(), std::bad_alloc);
     EXPECT_EQ(put(queue, 1), JQueue::FULL);
     queue.initialize();
     EXPECT_EQ(put(queue, 1), JQueue::OK);
@@ -639,7 +640,7 @@ void step(JQueue& queue, Model& model, int choice, int number) {
         ASSERT_EQ(get(queue), model.get());
     }
     ASSERT_EQ(queue.size(), static_cast<int>(model.items.size()));
-    ASSERT_EQ(queue.full, model.full);
+    ASSERT_EQ(JQueuePeer::full(queue), model.full);
     ASSERT_EQ(queue.input(), model.in);
     ASSERT_EQ(queue.output(), model.out);
     ASSERT_EQ(numberOf(queue.peek()), model.items.empty() ? NOTHING : model.items.front());

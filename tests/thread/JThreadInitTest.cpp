@@ -15,11 +15,13 @@
 #include <thread>
 #include <vector>
 
+#include "support/JThreadPeer.h"
 #include "support/Thread.h"
 #include "thread/detail/ScopedLock.h"
 #include "thread/Job.h"
 #include "thread/Pthreads.h"
 
+using jay::detail::JThreadPeer;
 using jay::detail::ScopedLock;
 using support::eventually;
 using support::Thread;
@@ -171,9 +173,9 @@ TEST(JThreadInit, CurrentThread_InAForeignThread_IsAlwaysTheSameObject) {
         ASSERT_NE(object, nullptr);
         EXPECT_EQ(object->getId(), pthread_self());
         EXPECT_EQ(object->getHandle(), pthread_self());
-        EXPECT_EQ(object->state, 2);
+        EXPECT_EQ(JThreadPeer::state(*object), 2);
         EXPECT_TRUE(object->isAlive());
-        EXPECT_FALSE(object->autoDelete);
+        EXPECT_FALSE(JThreadPeer::autoDelete(*object));
         for (int i = 0; i < 10; ++i) EXPECT_EQ(JThread::currentThread(), object);
         EXPECT_EQ(JThreadInit::currentThread()->thread, object);
         const auto all = registered();

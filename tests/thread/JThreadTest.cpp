@@ -10,6 +10,8 @@
 #include <sys/stat.h>
 #include <vector>
 
+#include "support/JEventPeer.h"
+#include "support/JThreadPeer.h"
 #include "support/Thread.h"
 #include "system/JSystem.h"
 #include "thread/detail/CancelOff.h"
@@ -19,6 +21,8 @@
 #include "thread/Slots.h"
 
 using jay::detail::CancelOff;
+using jay::detail::JEventPeer;
+using jay::detail::JThreadPeer;
 using pthreads::callsOn;
 using support::eventually;
 using support::Thread;
@@ -52,6 +56,7 @@ public:
     }
     void run() override { ++runs; }
     const JClass* getClass() const override { return &classOwnRun; }
+    using JThread::finish;
 
     static const JClass classOwnRun;
     std::atomic<int> runs{0};
@@ -97,15 +102,6 @@ public:
 
 // ---- class and layout ----
 
-TEST(JThread, HasItsOwnClassRecord) {
-    JThread thread;
-    EXPECT_EQ(thread.getClass(), &JThread::classJThread);
-    EXPECT_STREQ(JThread::classJThread.name, "JThread");
-    EXPECT_EQ(JThread::classJThread.size, static_cast<int>(sizeof(JThread)));
-    EXPECT_EQ(JThread::classJThread.superclass, &JObject::classJObject);
-    EXPECT_EQ(static_cast<JObject&>(thread).getClass(), &JThread::classJThread);
-}
-
 TEST(JThread, InheritsTheRootsOperations) {
     JThread thread;
     JThread other;
@@ -117,17 +113,10 @@ TEST(JThread, InheritsTheRootsOperations) {
 
 TEST(JThread, IsARunnableFirstAndAnObjectSecond) {
     JThread thread;
+    EXPECT_EQ(static_cast<JObject&>(thread).getClass(), &JThread::classJThread);
     EXPECT_EQ(static_cast<void*>(static_cast<JRunnable*>(&thread)), static_cast<void*>(&thread));
     EXPECT_EQ(reinterpret_cast<char*>(static_cast<JObject*>(&thread)) - reinterpret_cast<char*>(&thread),
               static_cast<std::ptrdiff_t>(sizeof(JRunnable)));
-}
-
-TEST(JThread, KeepsTheOrderOfItsOperations) {
-    OwnRun thread;
-    void** const slots = slotsOf(&thread);
-    callSlot<void>(slots[2], &thread);
-    EXPECT_EQ(thread.runs, 1);
-    EXPECT_EQ(callSlot<const JClass*>(slots[3], &thread), &OwnRun::classOwnRun);
 }
 
 TEST(JThread, KeepsTheOrderOfTheRootsOperations) {
@@ -153,31 +142,24 @@ TEST(JThread, DestructorsComeFirst_CompleteThenDeleting) {
     EXPECT_EQ(deletions, 2);
 }
 
-TEST(JThread, KeepsTheOrderOfItsFields) {
-    JThread t;
-    const void* const fields[] = {&t.handle,     &t.id,           &t.runnable, &t.alive,
-                                  &t.autoDelete, &t.interrupted_, &t.state,    &t.startEvent};
-    for (std::size_t i = 1; i < std::size(fields); ++i) EXPECT_LT(fields[i - 1], fields[i]) << i;
-}
-
 // ---- construction ----
 
 TEST(JThread, IsNew_WaitingToBeStarted) {
     JThread thread;
-    EXPECT_EQ(thread.state, 1);
+    EXPECT_EQ(JThreadPeer::state(thread), 1);
     EXPECT_TRUE(thread.isAlive());
     EXPECT_NE(thread.getHandle(), 0u);
     EXPECT_EQ(thread.getId(), thread.getHandle());
-    EXPECT_EQ(thread.runnable, nullptr);
-    EXPECT_FALSE(thread.autoDelete);
-    EXPECT_FALSE(thread.interrupted_);
+    EXPECT_EQ(JThreadPeer::runnable(thread), nullptr);
+    EXPECT_FALSE(JThreadPeer::autoDelete(thread));
+    EXPECT_FALSE(JThreadPeer::interrupted(thread));
     EXPECT_TRUE(isRegistered(&thread));
 }
 
 TEST(JThread, IsNew_WithTheTargetItWasGiven) {
     Created created;
-    EXPECT_EQ(created.thread->runnable, &created.job);
-    EXPECT_EQ(created.thread->state, 1);
+    EXPECT_EQ(JThreadPeer::runnable(*created.thread), &created.job);
+    EXPECT_EQ(JThreadPeer::state(*created.thread), 1);
     EXPECT_EQ(created.job.runs, 0);
 }
 
@@ -185,13 +167,13 @@ TEST(JThread, AdoptedThread_IsRunningFromTheStart) {
     Thread foreign([] { sleepForEver(); });
     foreign.fallsAsleep();
     JThread adopted(foreign.handle(), foreign.handle());
-    EXPECT_EQ(adopted.state, 2);
+    EXPECT_EQ(JThreadPeer::state(adopted), 2);
     EXPECT_TRUE(adopted.isAlive());
     EXPECT_EQ(adopted.getHandle(), foreign.handle());
     EXPECT_EQ(adopted.getId(), foreign.handle());
-    EXPECT_EQ(adopted.runnable, nullptr);
-    EXPECT_FALSE(adopted.autoDelete);
-    EXPECT_FALSE(adopted.interrupted_);
+    EXPECT_EQ(JThreadPeer::runnable(adopted), nullptr);
+    EXPECT_FALSE(JThreadPeer::autoDelete(adopted));
+    EXPECT_FALSE(JThreadPeer::interrupted(adopted));
     EXPECT_TRUE(isRegistered(&adopted));
 }
 
@@ -213,12 +195,12 @@ TEST(JThread, Initialize_StartsOverWithAnotherTarget) {
     Job job;
     JThread adopted(pthread_self(), pthread_self());
     adopted.setAutoDelete(true);
-    adopted.interrupted_ = true;
+    JThreadPeer::setInterrupted(adopted);
     adopted.initialize(&job);
-    EXPECT_FALSE(adopted.autoDelete);
-    EXPECT_FALSE(adopted.interrupted_);
-    EXPECT_EQ(adopted.runnable, &job);
-    EXPECT_EQ(adopted.state, 2);
+    EXPECT_FALSE(JThreadPeer::autoDelete(adopted));
+    EXPECT_FALSE(JThreadPeer::interrupted(adopted));
+    EXPECT_EQ(JThreadPeer::runnable(adopted), &job);
+    EXPECT_EQ(JThreadPeer::state(adopted), 2);
 }
 
 TEST(JThread, CreationFails_LeavesAnObjectWithoutAThread) {
@@ -229,8 +211,8 @@ TEST(JThread, CreationFails_LeavesAnObjectWithoutAThread) {
     EXPECT_EQ(thread.getHandle(), 0u);
     EXPECT_EQ(thread.getId(), 0u);
     EXPECT_FALSE(thread.isAlive());
-    EXPECT_EQ(thread.state, 1);
-    EXPECT_EQ(thread.runnable, &job);
+    EXPECT_EQ(JThreadPeer::state(thread), 1);
+    EXPECT_EQ(JThreadPeer::runnable(thread), &job);
     EXPECT_FALSE(isRegistered(&thread));
     EXPECT_EQ(JThreadInit::_count, count);
 }
@@ -240,8 +222,8 @@ TEST(JThread, CreationFails_StartOnlySetsTheEventAndJoinReturnsAtOnce) {
     Job job;
     JThread thread(&job);
     thread.start();
-    EXPECT_EQ(thread.startEvent.count(), 1);
-    EXPECT_EQ(thread.state, 1);
+    EXPECT_EQ(JThreadPeer::startSignals(thread), 1);
+    EXPECT_EQ(JThreadPeer::state(thread), 1);
     EXPECT_EQ(thread.join(), 0);
     EXPECT_EQ(job.runs, 0);
 }
@@ -279,7 +261,7 @@ TEST(JThread, Start_WithNeitherDoesNothing) {
     JThread thread;
     thread.start();
     EXPECT_EQ(thread.join(), 0);
-    EXPECT_EQ(thread.state, 4);
+    EXPECT_EQ(JThreadPeer::state(thread), 4);
 }
 
 TEST(JThread, StartTwice_RunsTheBodyOnce) {
@@ -295,7 +277,7 @@ TEST(JThread, Start_OnARunningThread_DoesNothing) {
     Running running([&] { go.wait(); });
     ASSERT_TRUE(running.job.fallsAsleep());
     running.thread->start();
-    EXPECT_EQ(running.thread->startEvent.count(), 0);
+    EXPECT_EQ(JThreadPeer::startSignals(*running.thread), 0);
     go.set();
     EXPECT_EQ(running.thread->join(), 0);
     EXPECT_EQ(running.job.runs, 1);
@@ -305,30 +287,30 @@ TEST(JThread, Start_OnAFinishedThread_DoesNothing) {
     Running running([] {});
     running.thread->join();
     running.thread->start();
-    EXPECT_EQ(running.thread->startEvent.count(), 0);
+    EXPECT_EQ(JThreadPeer::startSignals(*running.thread), 0);
     EXPECT_EQ(running.job.runs, 1);
-    EXPECT_EQ(running.thread->state, 4);
+    EXPECT_EQ(JThreadPeer::state(*running.thread), 4);
 }
 
 TEST(JThread, Start_OnAnAdoptedThread_DoesNothing) {
     JThread adopted(pthread_self(), pthread_self());
     adopted.start();
-    EXPECT_EQ(adopted.startEvent.count(), 0);
-    EXPECT_EQ(adopted.state, 2);
+    EXPECT_EQ(JThreadPeer::startSignals(adopted), 0);
+    EXPECT_EQ(JThreadPeer::state(adopted), 2);
 }
 
 TEST(JThread, State_Is2InTheBodyAnd4AfterIt) {
     int stateInBody = 0;
     bool aliveInBody = false;
     Created created([&] {
-        stateInBody = JThread::currentThread()->state;
+        stateInBody = JThreadPeer::state(*JThread::currentThread());
         aliveInBody = JThread::currentThread()->isAlive();
     });
     created.thread->start();
     created.thread->join();
     EXPECT_EQ(stateInBody, 2);
     EXPECT_TRUE(aliveInBody);
-    EXPECT_EQ(created.thread->state, 4);
+    EXPECT_EQ(JThreadPeer::state(*created.thread), 4);
     EXPECT_FALSE(created.thread->isAlive());
 }
 
@@ -423,8 +405,8 @@ TEST(JThread, Join_HoldsNoLockWhileItWaits) {
     Created created;
     Thread joiner([&] { created.thread->join(); });
     ASSERT_TRUE(joiner.fallsAsleep());
-    ASSERT_EQ(pthread_mutex_trylock(&JThreadInit::_sync->mutex), 0);
-    pthread_mutex_unlock(&JThreadInit::_sync->mutex);
+    ASSERT_TRUE(JThreadInit::_sync->tryLock());
+    JThreadInit::_sync->unlock();
     Running other([] {});
     EXPECT_EQ(other.thread->join(), 0);
     EXPECT_TRUE(created.thread->isAlive());
@@ -641,7 +623,7 @@ TEST(JThread, Destroyed_WhileItCannotBeCancelled_IsWaitedFor) {
 TEST(JThread, Destroyed_WhenFinished_IsOnlyReaped) {
     Running running([] {});
     const pthread_t handle = running.thread->getHandle();
-    ASSERT_TRUE(eventually([&] { return running.thread->state == 4; }));
+    ASSERT_TRUE(eventually([&] { return JThreadPeer::state(*running.thread) == 4; }));
     running.destroy();
     EXPECT_EQ(callsOn(handle).cancels, 0);
     EXPECT_EQ(callsOn(handle).joins, 1);
@@ -756,7 +738,7 @@ TEST(JThread, Cancelled_FromOutside_IsNoLongerAliveAndCanBeJoined) {
     pthread_cancel(running.thread->getHandle());
     EXPECT_EQ(running.thread->join(), 0);
     EXPECT_FALSE(running.thread->isAlive());
-    EXPECT_EQ(running.thread->state, 2);  // it did not finish
+    EXPECT_EQ(JThreadPeer::state(*running.thread), 2);  // it did not finish
     EXPECT_EQ(running.thread->join(), 0);
 }
 
@@ -798,7 +780,7 @@ TEST(JThread, Finish_WaitsForTheBody) {
     std::atomic<bool> done{false};
     Patient* const started = new Patient(done);
     started->start();
-    ASSERT_TRUE(eventually([&] { return started->state == 2; }));
+    ASSERT_TRUE(eventually([&] { return JThreadPeer::state(*started) == 2; }));
     delete started;
 }
 
@@ -816,9 +798,9 @@ TEST(JThread, Finish_OnANeverStartedThread_RunsNothing) {
     OwnRun thread;
     thread.finish();
     EXPECT_EQ(thread.runs, 0);
-    EXPECT_EQ(thread.state, 3);
+    EXPECT_EQ(JThreadPeer::state(thread), 3);
     thread.start();
-    EXPECT_EQ(thread.startEvent.count(), 0);
+    EXPECT_EQ(JThreadPeer::startSignals(thread), 0);
 }
 
 // ---- cancellation in the waiting calls ----
@@ -831,8 +813,7 @@ TEST(JThreadCancelledIn, EventWait_LeavesTheEventUsable) {
         running.destroy();
         EXPECT_EQ(running.job.ends, 1);
         EXPECT_EQ(running.job.returns, 0);
-        ASSERT_EQ(pthread_mutex_trylock(&event.mutex), 0);
-        pthread_mutex_unlock(&event.mutex);
+        ASSERT_TRUE(JEventPeer::isFree(event));
         event.set();
         EXPECT_EQ(event.wait(0), 1);
     }
@@ -957,7 +938,7 @@ TEST(JThread, Interrupt_MarksTheCallingThreadForEver) {
     EXPECT_FALSE(before);
     EXPECT_EQ(result, 0);
     for (const bool interrupted : after) EXPECT_TRUE(interrupted);
-    EXPECT_TRUE(created.thread->interrupted_);
+    EXPECT_TRUE(JThreadPeer::interrupted(*created.thread));
 }
 
 TEST(JThread, Interrupt_ActsOnTheCallingThreadOnly) {
@@ -966,8 +947,8 @@ TEST(JThread, Interrupt_ActsOnTheCallingThreadOnly) {
         [&] { other.thread->interrupt(); });  // NOLINT: what applications write, and what it does not do
     caller.thread->start();
     caller.thread->join();
-    EXPECT_TRUE(caller.thread->interrupted_);
-    EXPECT_FALSE(other.thread->interrupted_);
+    EXPECT_TRUE(JThreadPeer::interrupted(*caller.thread));
+    EXPECT_FALSE(JThreadPeer::interrupted(*other.thread));
     other.thread->start();
     other.thread->join();
     EXPECT_FALSE(JThread::interrupted());
