@@ -1,5 +1,6 @@
 #include "thread/JQueue.h"
 
+#include <cassert>
 #include <climits>
 #include <memory>
 
@@ -54,6 +55,22 @@ const JClass* JQueue::getClass() const {
     return &classJQueue;
 }
 
+/** What the class comment says of the segments, and what holds after every operation. */
+void JQueue::assertInvariant() const {
+    assert(count >= 0);
+    assert(static_cast<unsigned>(inputCount) - static_cast<unsigned>(outputCount) ==
+           static_cast<unsigned>(count));
+    assert((head == nullptr) == (tail == nullptr));
+    if (head == nullptr) {
+        assert(count == 0);
+        return;
+    }
+    assert(tail->next == nullptr);
+    assert(readIndex >= 0 && readIndex < segment);
+    assert(writeIndex >= 0 && writeIndex < segment);
+    assert(head != tail || writeIndex - readIndex == count);
+}
+
 void JQueue::initialize() {
     JQueueEntry* const first = new JQueueEntry(segment);
     clearAll();
@@ -61,6 +78,7 @@ void JQueue::initialize() {
     readIndex = writeIndex = count = 0;
     full = false;
     inputCount = outputCount = 0;
+    assertInvariant();
 }
 
 int JQueue::put(JObject& item) {
@@ -101,6 +119,7 @@ void JQueue::append(JObject* item) {
     }
     ++count;
     inputCount = successor(inputCount);
+    assertInvariant();
 }
 
 JObject* JQueue::get() {
@@ -121,6 +140,7 @@ JObject* JQueue::removeOldest() {
     }
     --count;
     outputCount = successor(outputCount);
+    assertInvariant();
     return item;
 }
 
@@ -163,6 +183,7 @@ void JQueue::clearAll() {
     while (count > 0) delete removeOldest();
     delete head;
     head = tail = nullptr;
+    assertInvariant();
 }
 
 void JQueue::clear() {

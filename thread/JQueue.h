@@ -8,8 +8,8 @@ struct JQueuePeer;  // for the library's own tests
 }  // namespace jay::detail
 
 /**
- * A first-in first-out queue of objects that keeps copies, refuses items beyond a high-water mark, and counts
- * what went in and out. It never blocks: a full queue answers FULL and an empty one null.
+ * A first-in first-out queue of objects. It keeps copies of what is put into it, refuses items beyond a high-water
+ * mark, and counts what went in and out. It never blocks: a full queue returns FULL, and an empty one null.
  *
  * Hysteresis: a queue that has refused an item goes on refusing put() until get() has brought it down to the
  * resume mark, so that a producer is not stopped and started again for every single item. put2() does not
@@ -63,7 +63,7 @@ public:
     JQueue(int highMark, int segmentSize);
     /** Without a bound in practice: both marks are 2147483647. */
     explicit JQueue(int segmentSize);
-    /** clearAll(). */
+    /** Deletes the items that the queue still holds. */
     ~JQueue() override;
     JQueue(const JQueue&) = delete;
     JQueue& operator=(const JQueue&) = delete;
@@ -91,8 +91,8 @@ public:
     int put2(JObject& item);
 
     /**
-     * The same as put(), but the queue takes the object itself over instead of a copy of it: for an item that
-     * was made to be queued. After FULL, or if memory runs out, it is still the caller's.
+     * As put(), but the queue takes ownership of the object itself instead of copying it. If the result is FULL, or
+     * std::bad_alloc is thrown, the caller still owns the object.
      */
     int adopt(JObject* item);
 
@@ -103,12 +103,13 @@ public:
      * empty. */
     JObject* peek() const;
 
-    /** The item that is `ahead` get()s away, 0 being the oldest; as peek() otherwise. Linear in the segments passed. */
+    /** The item that the `ahead`-th get() from now on returns, counted from 0; null if there are not so many. The queue
+     * still owns it. Takes time linear in the segments passed. */
     JObject* peek(int ahead) const;
 
     bool isEmpty() const;  ///< whether no item waits
-    /** Whether put() would refuse an item now: the capacity is reached, or an item was refused and the queue
-     * not yet resumed. */
+    /** Whether put() would refuse an item now: the capacity is reached, or an item was refused and the queue has not
+     * fallen to the resume mark since. */
     bool isFull() const;
     /** Items held. */
     int size() const;
@@ -132,6 +133,7 @@ private:
     JAY_HIDDEN bool hasRoom();
     JAY_HIDDEN void append(JObject* item);
     JAY_HIDDEN JObject* removeOldest();
+    JAY_HIDDEN void assertInvariant() const;
 
     int capacity;
     int resume;
