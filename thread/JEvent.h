@@ -13,8 +13,8 @@ struct JEventPeer;  // for the library's own tests
 /**
  * A counting event: threads sleep in wait() until another thread calls set().
  *
- * The event counts the signals that nobody has consumed yet. A wait that finds a signal, or is woken by one,
- * consumes it: just one signal normally (a counting semaphore), all of them at once with setAutoReset(true).
+ * The event counts the signals that no wait() has consumed yet. A wait() that finds signals, or is woken by one, consumes
+ * one of them (as a counting semaphore does), or all of them at once after setAutoReset(true).
  * A set() before the wait() is therefore never lost.
  *
  * Any thread may call any operation at any time. No thread may be waiting when the event is destroyed. wait()

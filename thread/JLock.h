@@ -9,8 +9,8 @@
 /**
  * A recursive mutual-exclusion lock between the threads of one process.
  *
- * The thread that holds a lock may take it again; it is free for others after as many unlock() as there were
- * lock(). Any thread may use a lock as long as it lives; it must be free, and stay unused, when it is
+ * The thread that holds a lock may take it again. The lock is free for other threads after as many calls of unlock() as
+ * there were of lock(). Any thread may use a lock as long as it lives; it must be free, and stay unused, when it is
  * destroyed. Neither operation is a cancellation point, so a thread that is blocked in lock() cannot be
  * cancelled until it has got the lock.
  *
@@ -30,14 +30,15 @@ public:
     /** Returns &classJLock. */
     const JClass* getClass() const override;
 
-    /** Blocks until the calling thread holds the lock. Returns pthread_mutex_lock's result: 0 on success. */
+    /** Waits until the calling thread holds the lock. Returns pthread_mutex_lock's result: 0 on success. */
     int lock() JAY_ACQUIRE();
 
-    /** Whether the calling thread holds the lock now; does not wait for it. If so, it owes an unlock(). */
+    /** Takes the lock if it is free, or held by the calling thread already, and does not wait for it. Returns whether
+     * the lock was taken: if so, the calling thread must unlock() it. */
     bool tryLock() JAY_TRY_ACQUIRE(true);
 
     /**
-     * Gives back one lock() of the calling thread. Returns pthread_mutex_unlock's result: 0 on success, EPERM
+     * Undoes one lock() of the calling thread. Returns pthread_mutex_unlock's result: 0 on success, EPERM
      * when the calling thread does not hold the lock (which then stays as it is).
      */
     int unlock() JAY_RELEASE();

@@ -5,7 +5,7 @@
 
 /**
  * Something that a thread runs: an interface with one operation, implemented by applications and handed to a
- * JThread. It is not a JObject. Who owns it is told by JThread::setAutoDelete().
+ * JThread. It is not a JObject. The thread does not own it, unless JThread::setAutoDelete() says so.
  */
 class JAY_API JRunnable {
 public:
