@@ -9,7 +9,7 @@
  */
 class JAY_API JDataInputStream : public JInputStream {
 public:
-    /** Reads `in`. */
+    /** Reads from `in`. */
     explicit JDataInputStream(JInputStream* in);
 
     const JClass* getClass() const override;
@@ -27,10 +27,10 @@ public:
 
     /**
      * Reads until the range is full. `len` is used as the END index, not as a count (kept: callers rely on
-     * it): with `off` 0 the call fills b[0..len); with `off` above 0 it reads only up to index `len`, or up
-     * to size - off if off + len lies beyond the block, and at once returns that end when it is not above
-     * `off`.
-     * @return the end index; 0 when the stream ended first (what had arrived is not told); -1 on failure.
+     * it). With `off` 0 the call fills b[0..len). With `off` above 0 it fills b[off..len), or, if off + len is
+     * greater than the size of the block, b[off..size - off); if that range is empty it returns its end at once.
+     * @return the end index; 0 if the stream ended before (the number of bytes read until then is not reported);
+     * -1 on failure.
      */
     int readFully(JByte& b, int off, int len);
 

@@ -24,7 +24,7 @@ public:
     /** Counts `b.size()` unless the wrapped stream returns -1. */
     int write(JByte& b) override;
 
-    /** Counts `len`, whatever the wrapped stream says it wrote, unless it returns -1. */
+    /** Counts `len` unless the wrapped stream returns -1, whatever else it returns. */
     int write(JByte& b, int off, int len) override;
 
     /** The bytes counted so far; wraps after 2^32. */

@@ -6,25 +6,25 @@
 #include "core/JString.h"
 
 /**
- * One IPv4 address, copied by value; 0.0.0.0 when it is made without one or a look-up fails (no error is
- * reported). Look-ups go to the C resolver, one at a time in the whole process, and may block for as long as
- * it takes.
+ * One IPv4 address, copied by value. It is 0.0.0.0 after default construction and after a failed look-up; no
+ * error is reported. Look-ups use the C resolver, one at a time in the whole process, and block until the
+ * resolver returns.
  */
 class JAY_API JInetAddress : public JObject {
 public:
     JInetAddress();
 
-    /** The address of a dotted text or of a host name; 0.0.0.0 when it is unknown. 255.255.255.255 counts as
-     * a name. */
+    /** The address of a host, given as dotted address or as name; 0.0.0.0 if it is unknown. 255.255.255.255 is
+     * treated as a name. */
     static JInetAddress getByName(const char* host);
 
-    /** Always 0.0.0.0: kept, a list of addresses was never offered. */
+    /** Always returns 0.0.0.0 (kept: callers rely on it). */
     static JInetAddress getAllByName(const char* host);
 
-    /** Always 0.0.0.0, without any look-up: kept. */
+    /** Always returns 0.0.0.0, without a look-up (kept: callers rely on it). */
     static JInetAddress getLocalHost();
 
-    /** The host's official name by reverse look-up, or empty. May block. */
+    /** The official name of the host, by a reverse look-up; empty if there is none. May block. */
     JString getHostName();
 
     /** The dotted form. */
@@ -41,12 +41,12 @@ public:
 
     using JObject::equals;
 
-    /** Whether `other` is an address with the same bytes. Through a const reference only classes are compared
-     * (kept: these do not override JObject's const forms). */
+    /** Whether `other` is an address with the same bytes. With a const argument, JObject's equals() is called, which
+     * compares classes only (kept: callers rely on it). */
     virtual bool equals(JObject& other);
     virtual bool equals(JObject* other);
 
-    /** Always false: kept. */
+    /** Always returns false (kept: callers rely on it). */
     bool isMulticastAddress();
 
 private:

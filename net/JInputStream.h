@@ -6,14 +6,14 @@
 
 /**
  * A source of bytes. Reads return the number of bytes read, 0 at the end of the stream and -1 on failure.
- * Whether a call blocks, and which threads may call, is told by the class that implements it.
+ * The implementing class says whether a call blocks, and which threads may call.
  */
 class JAY_API JInputStream : public JObject {
 public:
     const JClass* getClass() const override;
     static const JClass classJInputStream;
 
-    /** How many bytes can be read at once without waiting. */
+    /** The number of bytes that can be read without waiting. */
     virtual int available() = 0;
 
     /** Closes the source. */
@@ -28,7 +28,7 @@ public:
     /** Reads up to `len` bytes into `b` from index `off`. */
     virtual int read(JByte& b, int off, int len) = 0;
 
-    /** Passes over up to `n` bytes. @return how many were passed over. */
+    /** Skips up to `n` bytes. @return the number of bytes skipped. */
     virtual long skip(long n) = 0;
 };
 

@@ -5,8 +5,8 @@
 #include "core/JObject.h"
 
 /**
- * A sink of bytes. Writes return 0 or more on success and -1 on failure. Whether a call blocks, and which
- * threads may call, is told by the class that implements it.
+ * A sink of bytes. Writes return 0 or more on success and -1 on failure. The implementing class says whether a
+ * call blocks, and which threads may call.
  */
 class JAY_API JOutputStream : public JObject {
 public:
@@ -16,7 +16,7 @@ public:
     /** Closes the sink. */
     virtual int close() = 0;
 
-    /** Passes on what is held back. */
+    /** Writes buffered bytes. */
     virtual int flush() = 0;
 
     /** Writes the low 8 bits of `c`. */

@@ -23,8 +23,8 @@ struct sockaddr_in;
 class JAY_API JServerSocket : public JObject {
 public:
     /**
-     * Listens at once, with a backlog of 10. @param port 1..65535; 0 lets the system choose (getInetAddress()
-     * does not tell the port then). Whether it worked is told by isInit() and, in full, by getError().
+     * Starts to listen, with a backlog of 10. @param port 1..65535; with 0 the system chooses a port, which no
+     * operation reports. getError() says whether the constructor has succeeded.
      */
     explicit JServerSocket(int port);
 
@@ -33,11 +33,11 @@ public:
     JServerSocket(const JServerSocket&) = delete;
     JServerSocket& operator=(const JServerSocket&) = delete;
 
-    /** False only if the port could not be bound, typically because it is in use (kept: other failures are
-     * not told). */
+    /** False only if the port could not be bound, typically because it is in use; true after other failures
+     * (kept: callers rely on it). */
     bool isInit();
 
-    /** 0 while listening; otherwise the errno of the step that failed, or EBADF once closed. */
+    /** 0 while listening; otherwise the errno of the step that failed, or EBADF after close(). */
     int getError() const;
 
     /**
@@ -52,11 +52,11 @@ public:
     /** The port given to the constructor. */
     int getLocalPort();
 
-    /** 0, and nothing: inert, kept. */
+    /** Returns 0; setting it has no effect (kept: callers rely on it). */
     int getSoTimeout();
     void setSoTimeout(int ms);
 
-    /** The address listened on, 0.0.0.0 normally and on failure. */
+    /** The local address of the listening socket: normally 0.0.0.0; 0.0.0.0 on failure too. */
     JInetAddress getInetAddress();
 
     /** Stops listening. A second call does nothing. */
@@ -68,8 +68,8 @@ private:
     JAY_HIDDEN void listenOn(int number);
     JAY_HIDDEN static JSocket* wrap(int number, const sockaddr_in& peer);
 
-    std::atomic<int> fd;  // the number; after a failed bind or listen still the number that was closed
-                          // (kept), which may belong to another file by now and is never touched again
+    std::atomic<int> fd;  // the number; after a failed bind or listen it is still the number that was closed
+                          // (kept). It may belong to another file by then and is not used again
     int port;
     int acceptWait;  // seconds
     char name[256];

@@ -19,13 +19,13 @@ struct sockaddr_in;
  * A TCP/IPv4 connection: made from a host and a port and then connected, or wrapped around an accepted
  * descriptor.
  *
- * Results, not exceptions: false, -1 or 0, and the three time-out flags. A failed read or write, other than a
+ * Failures are reported by results: false, -1 or 0, and the three time-out flags. A failed read or write, other than a
  * time-out, closes the socket, so that isConnected() turns false; a time-out leaves it open. The time-outs
  * are fixed: 10 s to connect, 60 s for the first byte of a read, 10 s for each wait of a write.
  *
  * Threads: one thread may read while another writes. Any thread may call close() and wakeUp() meanwhile: a
  * waiting reader returns at once, a waiting writer within 100 ms, and the descriptor's number is released
- * when both have left it. Everything else wants the caller's own serialisation. connect(), reads and writes
+ * when both have left it. The caller must serialise all other calls. connect(), reads and writes
  * are cancellation points.
  *
  * A peer that goes away never raises SIGPIPE. Descriptor numbers may be of any size.
@@ -40,9 +40,9 @@ public:
     JSocket(const char* host, int port);
 
     /**
-     * Wraps an accepted descriptor and owns it from now on. If the peer cannot be told, host is
-     * "invalid_socket", port is -1 and the socket counts as connected all the same (kept: the first read or
-     * write shows what is wrong).
+     * Wraps an accepted descriptor and takes ownership of it. If the system does not know the peer, the host is
+     * "invalid_socket", the port is -1, and the socket nevertheless counts as connected (kept: the first read or
+     * write fails).
      */
     explicit JSocket(int fd);
 
@@ -57,60 +57,60 @@ public:
     /**
      * Connects, closing a former connection first. Blocks for up to 10 s, and for as long as a name look-up
      * takes.
-     * @return false for an unknown host, after a time-out (isConnectTimeout()), and without a descriptor. A
-     * refused connection or an unreachable network gives true (kept: the first read or write then fails), and
-     * so does a thread that is interrupted while it waits, and a second attempt while the system still works
-     * on the first, which a time-out does not break off.
+     * @return false for an unknown host, after a time-out (isConnectTimeout()), and if the system has no free
+     * descriptor. True also if the connection was refused, if the network is unreachable, or if the thread was
+     * interrupted while it waited (kept: the first read or write then fails); and for a second attempt while the
+     * system still continues the first one, which a time-out does not stop.
      */
     bool connect();
 
-    /** Closes; the connection is reset, and what the peer's system has not taken is lost, unless setSoLinger() has
-     * given a time. @return 1 if it was closed already, otherwise -1
-     * (kept). */
+    /** Closes the socket. Unless setSoLinger() has set a time, the connection is reset, and data that the peer's system
+     * has not received yet is lost. @return 1 if the socket was closed already, otherwise -1 (kept: callers rely on
+     * it). */
     int close();
 
     /**
-     * Closes without a reset: what has been written reaches the peer, followed by the end of the stream. Waits until
-     * the peer has closed its side too, `ms` milliseconds at most, and discards what it sends meanwhile. A peer that
-     * closes when it has read the end has by then read everything. What it has not taken in time the system still
-     * sends after the close, unless the peer has sent something that nobody read: then the connection is reset.
+     * Closes the socket without a reset: the peer receives all written data, followed by the end of the stream. Waits
+     * until the peer has closed its side too, at most `ms` milliseconds, and discards data that the peer sends
+     * meanwhile. If the peer closes its side when it reads the end, it has read everything by then. Data that the peer
+     * has not received in time is still sent by the system after the close, unless data from the peer arrives that
+     * nobody has read: then the system resets the connection.
      *
-     * A write in progress in another thread fails at once, a read in progress ends. If the peer's system does not
+     * A write in progress in another thread fails at once, and a read in progress ends. If the peer's system does not
      * answer any more, the close takes up to a second longer.
      */
     void closeAfterSending(int ms);
 
     /**
-     * Ends every wait on this socket, in progress or to come, as if its time were over, without closing and
-     * without the peer noticing: how a thread that reads a quiet connection is told to look up. Lasts until
-     * connect(). Does nothing to a socket that is not connected.
+     * Ends all present and future waits on this socket as if their time were over. It does not close the socket, and
+     * the peer does not notice it. Use it to make a thread return that reads from a silent connection. The effect
+     * lasts until connect(). Has no effect on a socket that is not connected.
      */
     void wakeUp();
 
-    /** Whether connect() gave true, or the descriptor was an accepted one, and nobody has closed the socket
-     * since, a failed read or write included. */
+    /** Whether connect() has returned true or the socket was made from an accepted descriptor, and the socket was not
+     * closed since; a failed read or write closes it. */
     bool isConnected();
 
-    /** Whether the peer has closed its side or reset the connection, seen without reading and without
-     * waiting. True also of a closed socket, and after wakeUp() and shutdownInput(), which hide what the peer
-     * does. */
+    /** Whether the peer has closed its side or reset the connection. Does not read and does not wait. Also true if
+     * the socket is closed, and after wakeUp() and shutdownInput(). */
     bool isPeerClosed();
 
-    /** Whether the last connect() ended because its time was up. */
+    /** Whether the last connect() ended with a time-out. */
     bool isConnectTimeout();
 
-    /** Whether the last read did. */
+    /** Whether the last read ended with a time-out. */
     bool isReadTimeout();
 
-    /** Whether the last write did. */
+    /** Whether the last write ended with a time-out. */
     bool isWriteTimeout();
 
-    const char* getHost();           ///< as given, or the address of an accepted peer; the socket's own
+    const char* getHost();           ///< as given, or the address of an accepted peer; owned by the socket
     void setHost(const char* name);  ///< for the next connect(); copied, cut at 255 bytes
-    int getPort();                   ///< the peer's
+    int getPort();                   ///< the port of the peer
     void setPort(int number);        ///< for the next connect()
 
-    /** 0, and nothing: inert, kept. */
+    /** Returns 0; setting it has no effect (kept: callers rely on it). */
     int getSoTimeout();
     void setSoTimeout(int ms);
 
@@ -120,20 +120,20 @@ public:
     /** The stream to write to, always the same one; owned by the socket. */
     JSocketOutputStream* getOutputStream();
 
-    /** Shuts one direction down. @return whether the socket still counts as connected: the other direction is
-     * open. */
+    /** Shuts one direction down. @return whether the other direction is open: the socket still counts as
+     * connected. */
     bool shutdownInput();
     bool shutdownOutput();
 
     // ---- options: setters return setsockopt's result ----
 
-    int setTcpNoDelay(bool on);             ///< off: small writes wait to be sent together
+    int setTcpNoDelay(bool on);             ///< true: small writes are sent at once, not collected
     int setSoLinger(bool on, int seconds);  ///< SO_LINGER; see close()
     int setSendBufferSize(int bytes);       ///< the system may round it
     int setReceiveBufferSize(int bytes);    ///< the system may round it
-    int setKeepAlive(bool on);              ///< probe a silent connection
+    int setKeepAlive(bool on);              ///< true: the system probes a silent connection
 
-    /** Always false: the option is asked for with a length of 0, so nothing is read. Kept. */
+    /** Always returns false (kept: the option is read with a length of 0). */
     bool getTcpNoDelay();
 
     /** Seconds, 0 when lingering is off, -1 on failure. */
@@ -207,8 +207,8 @@ public:
     JSocketInputStream(const JSocketInputStream&) = delete;
     JSocketInputStream& operator=(const JSocketInputStream&) = delete;
 
-    /** Bytes that wait in the system, in the receive window and in the read-ahead buffer; the first count as
-     * 0 on failure. */
+    /** The bytes that wait in the system, in the receive window and in the read-ahead buffer. If the system does not
+     * report its number, it counts as 0. */
     int available() override;
 
     /** Closes the socket. */
@@ -221,18 +221,18 @@ public:
     int read(JByte& b, int off, int len) override;
 
     /**
-     * Waits up to 60 s for the first byte, then collects what comes until `len` bytes are there or nothing
-     * has come for about 100 ms. Takes from the read-ahead buffer first, and only from it if it holds
-     * anything, unless `raw`.
-     * @return bytes read; 0 when the peer has closed; -1 on failure, after a time-out
-     * (JSocket::isReadTimeout()), and when there is no room in `b` or nothing is asked for.
+     * Waits up to 60 s for the first byte, and then reads until `len` bytes have arrived or none has arrived for
+     * about 100 ms. If the read-ahead buffer is not empty and `raw` is false, reads from that buffer only.
+     * @return the number of bytes read; 0 if the peer has closed; -1 on failure, after a time-out
+     * (JSocket::isReadTimeout()), if there is no room in `b`, and if `len` is not above 0.
      */
     int read(JByte& b, int off, int len, bool raw);
 
-    /** Appends up to 1024 bytes to the read-ahead buffer. @return bytes it holds now; otherwise as read(). */
+    /** Reads up to 1024 bytes and appends them to the read-ahead buffer. @return the number of bytes in the buffer;
+     * otherwise as read(). */
     int readBuffer();
 
-    /** 0: nothing is passed over. Kept. */
+    /** Returns 0 and skips nothing (kept: callers rely on it). */
     long skip(long n) override;
 
     // ---- messages: bytes are looked at where they were received, and taken when they are complete ----
@@ -293,16 +293,16 @@ public:
     /** Closes the socket. */
     int close() override;
 
-    /** Does nothing: nothing is held back. */
+    /** Does nothing: there is no buffer. */
     int flush() override;
 
     int write(int c) override;
     int write(JByte& b) override;
 
     /**
-     * Writes the whole range, waiting up to 10 s whenever the system takes nothing more.
-     * @return 0 when every byte was taken (not a count: kept, the bus relies on it); -1 on failure and after
-     * a time-out (JSocket::isWriteTimeout()), when part of the range may have gone out.
+     * Writes the whole range. Waits up to 10 s whenever the system accepts no more bytes.
+     * @return 0 if the system has accepted every byte (not a count: kept, the bus relies on it); -1 on failure and
+     * after a time-out (JSocket::isWriteTimeout()). Part of the range may have been sent then.
      */
     int write(JByte& b, int off, int len) override;
 
@@ -310,8 +310,8 @@ public:
     int writeFrom(const char* from, int n);
 
     /**
-     * Sends what the system takes at once, without waiting.
-     * @return how many of the bytes it took: 0..n. A failure counts as 0, and is for a write() to tell.
+     * Sends as many bytes as the system accepts without waiting.
+     * @return the number of bytes accepted, 0..n. 0 also on failure; the next write() reports the failure.
      */
     int offer(const char* from, int n);
 

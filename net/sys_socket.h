@@ -7,23 +7,23 @@
 #include "core/JExport.h"
 
 /**
- * select() that keeps its time: waits in slices of 100 ms until a descriptor is ready or the time-out, if one
- * is given, is over; goes on after signals; ends early when the calling thread is interrupted
- * (JThread::interrupted()). A cancellation point.
+ * select() with an exact time-out: waits in slices of 100 ms until a descriptor is ready or the time-out is over.
+ * Continues after signals. Ends early if the calling thread is interrupted (JThread::interrupted()). A cancellation
+ * point.
  *
- * @param nfds highest descriptor plus one; above FD_SETSIZE the call fails with EINVAL, for an fd_set cannot
- * hold more.
- * @param timeout null: no limit, and no slices. Not modified. The system's default timeval: a 32-bit program must not define
+ * @param nfds highest descriptor plus one; above FD_SETSIZE the call fails with EINVAL, because an fd_set
+ * cannot contain such a descriptor.
+ * @param timeout the longest time to wait; null: no limit, and no slices. Not modified. The system's default timeval: a 32-bit program must not define
  * _TIME_BITS where it calls this.
- * @return the number of ready descriptors, left in the sets, with errno as it was before the call; 0 after
- * the time-out, with errno ETIMEDOUT; -1 when interrupted or when select fails with anything but EINTR and
+ * @return the number of ready descriptors, which are left in the sets; errno is unchanged. 0 after the time-out,
+ * with errno ETIMEDOUT. -1 if the thread is interrupted, or if select fails with an error other than EINTR and
  * EAGAIN.
  */
 JAY_API int sys_select(int nfds, fd_set* readfds, fd_set* writefds, fd_set* exceptfds, timeval* timeout);
 
 /**
- * connect() with a time-out, for descriptors of any number. After success the descriptor is blocking, after
- * failure it is left non-blocking. A cancellation point.
+ * connect() with a time-out, for descriptors of any number. The descriptor is blocking after success and
+ * non-blocking after failure. A cancellation point.
  *
  * @param timeoutMs milliseconds.
  * @return 0, or -1. errno is ETIMEDOUT after a time-out; an error that arrives later than connect()'s own
