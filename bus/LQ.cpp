@@ -3,32 +3,46 @@
 #include <memory>
 
 #include "bus/detail/Bands.h"
+#include "bus/detail/Broadcast.h"
 #include "bus/detail/Burst.h"
 #include "bus/SA.h"
 #include "thread/detail/ScopedLock.h"
 
+using jay::detail::Broadcast;
 using jay::detail::Burst;
 using jay::detail::ScopedLock;
 
 const JClass LQ::classLQ = {"LQ", sizeof(LQ), &JObject::classJObject};
 
-LQ::LQ(SA* queueOwner) : owner(queueOwner), closed(false) {
+LQ::LQ(SA* queueOwner) : owner(queueOwner), closed(false), client(0) {
     for (JQueue*& band : bands) band = new JQueue(jay::detail::BAND_SEGMENT);
 }
 
 LQ::~LQ() {
     const ScopedLock guard(lock);
     closed = true;
-    for (int i = BANDS - 1; i >= 0; i--) delete bands[i];
+    for (int i = BANDS - 1; i >= 0; i--) {
+        while (JObject* item = bands[i]->get()) discard(item);
+        delete bands[i];
+    }
 }
 
 const JClass* LQ::getClass() const {
     return &classLQ;
 }
 
-int LQ::bandOf(M& m) {
-    if (m.getFlag() != 0) return 0;
-    return m.getPriority() == 0 ? 1 : 2;
+int LQ::bandOf(int flag, int priority) {
+    if (flag != 0) return 0;
+    return priority == 0 ? 1 : 2;
+}
+
+/** Destroys what was taken out. */
+void LQ::discard(JObject* item) {
+    if (Broadcast* broadcast = Broadcast::in(item)) {
+        broadcast->release();
+    } else {
+        delete item;
+    }
 }
 
 int LQ::add(M& m) {
@@ -43,17 +57,37 @@ int LQ::adopt(M* m) {
 void LQ::adoptQuietly(M* m) {
     std::unique_ptr<M> mine(m);
     const ScopedLock guard(lock);
-    if (!closed && bands[bandOf(*m)]->adopt(m) == JQueue::OK) mine.release();
+    if (append(m, bandOf(m->getFlag(), m->getPriority()))) mine.release();
+}
+
+void LQ::adoptQuietly(Broadcast& broadcast, int receiver) {
+    const ScopedLock guard(lock);
+    client = receiver;
+    if (!append(&broadcast, bandOf(0, broadcast.priority()))) broadcast.release();
+}
+
+/** Under the lock. False when the queue does not take it. */
+bool LQ::append(JObject* item, int band) {
+    return !closed && bands[band]->adopt(item) == JQueue::OK;
 }
 
 M* LQ::get() {
     const ScopedLock guard(lock);
-    return closed ? nullptr : static_cast<M*>(jay::detail::firstFilled(bands).get());
+    JObject* const item = closed ? nullptr : jay::detail::firstFilled(bands).get();
+    Broadcast* const broadcast = item != nullptr ? Broadcast::in(item) : nullptr;
+    if (broadcast == nullptr) return static_cast<M*>(item);
+    std::unique_ptr<M> copy = broadcast->copyFor(client);
+    broadcast->release();
+    return copy.release();
 }
 
 M* LQ::peek() {
     const ScopedLock guard(lock);
-    return closed ? nullptr : static_cast<M*>(jay::detail::firstFilled(bands).peek());
+    JObject* const item = closed ? nullptr : jay::detail::firstFilled(bands).peek();
+    Broadcast* const broadcast = item != nullptr ? Broadcast::in(item) : nullptr;
+    if (broadcast == nullptr) return static_cast<M*>(item);
+    lent = broadcast->copyFor(client);
+    return lent.get();
 }
 
 bool LQ::isEmpty() {
@@ -71,14 +105,24 @@ int LQ::gather(Burst& burst) {
     if (closed) return 0;
     JQueue& band = jay::detail::firstFilled(bands);
     burst.clear(band);
-    for (int i = 0; i < band.size(); i++) {
-        auto* m = static_cast<M*>(band.peek(i));
-        if ((m->getFlag() & M::M_FLAG_TIMED) != 0 || !burst.append(*m)) break;
+    for (int i = 0; i < band.size() && gatherOne(*band.peek(i), burst); i++) {
     }
     return burst.count();
 }
 
-void LQ::drop(const Burst& burst, int count) {
+/** Adds a message to a burst. False for a TIMED one, and for one that does not fit. */
+bool LQ::gatherOne(JObject& item, Burst& burst) {
+    if (Broadcast* broadcast = Broadcast::in(&item)) {
+        char* const bytes = burst.append(broadcast->bytes(), broadcast->size());
+        if (bytes != nullptr) Broadcast::address(bytes, broadcast->size(), client);
+        return bytes != nullptr;
+    }
+    M& m = static_cast<M&>(item);
+    return (m.getFlag() & M::M_FLAG_TIMED) == 0 && burst.append(m.bytes(), m.size()) != nullptr;
+}
+
+bool LQ::drop(const Burst& burst, int count) {
     const ScopedLock guard(lock);
-    for (int i = 0; i < count; i++) delete burst.band().get();
+    for (int i = 0; i < count; i++) discard(burst.band().get());
+    return !jay::detail::allEmpty(bands);
 }

@@ -1,6 +1,8 @@
 #ifndef JAY_BUS_LQ_H
 #define JAY_BUS_LQ_H
 
+#include <memory>
+
 #include "bus/M.h"
 #include "core/JObject.h"
 #include "thread/JLock.h"
@@ -9,8 +11,9 @@
 class SA;
 
 namespace jay::detail {
+class Broadcast;
 class Burst;
-}
+}  // namespace jay::detail
 
 /**
  * One client's outbound queue: what waits to be sent to it. Three bands, served strictly in order: messages
@@ -41,13 +44,16 @@ public:
     /** The same without a copy: the queue takes the message over. */
     int adopt(M* m);
 
-    /** The same without the notification, which the caller owes. */
+    /** The same without the notification: the caller notifies the owner. */
     void adoptQuietly(M* m);
+
+    /** Queues a broadcast, as one of its holders, for this queue's client. Notifies nobody. */
+    void adoptQuietly(jay::detail::Broadcast& broadcast, int client);
 
     /** The next message, owned by the caller; null when there is none. */
     M* get();
 
-    /** The next message, still owned by the queue and good until it is taken; null when there is none. */
+    /** The next message, still owned by the queue and good until it is taken or the next peek(); null when there is none. */
     M* peek();
 
     bool isEmpty();  ///< whether no message waits
@@ -62,18 +68,24 @@ public:
      */
     int gather(jay::detail::Burst& burst);
 
-    /** Takes out and destroys the first `count` messages of a burst. */
-    void drop(const jay::detail::Burst& burst, int count);
+    /** Takes out and destroys the first `count` messages of a burst. @return whether more messages wait. */
+    bool drop(const jay::detail::Burst& burst, int count);
 
 private:
     static constexpr int BANDS = 3;
 
-    static int bandOf(M& m);
+    static int bandOf(int flag, int priority);
+    static void discard(JObject* item);
+    bool append(JObject* item, int band);
+    bool gatherOne(JObject& item, jay::detail::Burst& burst);
 
     JQueue* bands[BANDS];
     SA* owner;
     JLock lock;
     bool closed;  // guarded by lock, as the bands are
+
+    int client;               // whose queue it is, once a broadcast has come; under lock, as the next
+    std::unique_ptr<M> lent;  // what peek() has lent in place of a broadcast
 };
 
 #endif

@@ -5,6 +5,8 @@
 #include <mutex>
 #include <vector>
 
+#include "bus/detail/Broadcast.h"
+#include "bus/detail/Burst.h"
 #include "bus/detail/Connection.h"
 #include "bus/detail/Outbox.h"
 #include "bus/LQ.h"
@@ -15,6 +17,8 @@
 #include "thread/detail/Monotonic.h"
 #include "thread/detail/ScopedLock.h"
 
+using jay::detail::Broadcast;
+using jay::detail::Burst;
 using jay::detail::Connection;
 using jay::detail::monotonicMilliseconds;
 using jay::detail::Outbox;
@@ -30,7 +34,8 @@ constexpr int PACE_MS = 100;             ///< between two steps while not connec
 constexpr int ASK_AGAIN_MS = 30000;      ///< between two requests to client 0
 constexpr int CLOSED_MS = 3000;          ///< from the loss of a connection to the next request
 constexpr int REPLACE_POLL_MS = 10;      ///< while a new connection waits for the former one
-constexpr int BURSTS_AT_ONCE = 16;       ///< of one client before the manager goes on to the others
+constexpr int BURST_SIZE = 8192;         ///< bytes that the sending loop sends at once
+constexpr int BURSTS_AT_ONCE = 4;        ///< of one client before the manager goes on to the others
 
 /** Connections that outlive their agents (see ~SA): remembered for as long as they are open. */
 void leaveOpen(JSocket* socket) {
@@ -108,6 +113,11 @@ void SA::add(M& m) {
 void SA::adoptQuietly(M* m) {
     in.fetch_add(1, std::memory_order_relaxed);
     lq->adoptQuietly(m);
+}
+
+void SA::adoptQuietly(Broadcast& broadcast) {
+    in.fetch_add(1, std::memory_order_relaxed);
+    lq->adoptQuietly(broadcast, id);
 }
 
 // Without the lock: a client that does not read must not stop the manager, which asks here, for the length of
@@ -224,8 +234,13 @@ bool SA::expired() const {
 
 void SA::sendNext() {
     JSocket* const to = socket->get();
-    if (to != nullptr && (outbox->hasRest() || outbox->offer(*to))) {
-        if (outbox->hasRest()) sent(outbox->sendRest(*to));
+    if (to != nullptr && !outbox->hasRest()) {
+        char room[BURST_SIZE];
+        Burst burst(room, sizeof room);
+        if (outbox->offer(*to, burst) != Outbox::NOTHING_TAKEN && !outbox->hasRest()) return;
+    }
+    if (outbox->hasRest()) {
+        sent(outbox->sendRest(*to));
         return;
     }
     // The reader is about to find the end. A write that fails would close the connection before it has read up to there.
@@ -249,18 +264,18 @@ void SA::logLostMessage() const {
 }
 
 // In the other states the agent looks at its queue when it gets out of them.
-void SA::deliver() {
-    if (deliverAtOnce()) return;
+void SA::deliver(Burst& burst) {
+    if (deliverAtOnce(burst)) return;
     const int now = state;
     if (now == CONNECTED || now == ABSENT) notify();
 }
 
 /** False when something is left for the sending loop. */
-bool SA::deliverAtOnce() {
+bool SA::deliverAtOnce(Burst& burst) {
     const ScopedTryLock guard(lock);
-    if (!guard.held() || state != CONNECTED || expired()) return false;
+    if (!guard.held() || state != CONNECTED || outbox->hasRest() || expired()) return false;
     JSocket* const to = socket->get();
-    return to != nullptr && outbox->offerAll(*to, BURSTS_AT_ONCE);
+    return to != nullptr && outbox->offerAll(*to, burst, BURSTS_AT_ONCE);
 }
 
 void SA::startTimer(M& m) {

@@ -15,6 +15,8 @@ class JSocket;
 class LQ;
 
 namespace jay::detail {
+class Broadcast;
+class Burst;
 class Connection;
 class Outbox;
 }  // namespace jay::detail
@@ -68,10 +70,6 @@ public:
     /** Queues a copy of a message for the client. */
     void add(M& m);
 
-    /** The agent takes the message over, without a copy. It is not woken, which the caller owes: many messages, one
-     * deliver() or notify(). */
-    void adoptQuietly(M* m);
-
     /** Whether the client is connected. Does not wait for a message that is being written. */
     bool active();
 
@@ -100,12 +98,6 @@ public:
     /** Wakes the sending loop. */
     int notify();
 
-    /**
-     * Sees to it that what waits is sent: what the system takes at once on the calling thread, which spares a change of
-     * threads, and the rest, also of a long queue, by waking the sending loop. Never waits.
-     */
-    void deliver();
-
     /** Tells the sending loop to end. */
     void stop();
 
@@ -120,7 +112,7 @@ private:
     void step(bool waiting, long long& deadline);
     void ask(long long& deadline);
     void sendNext();
-    bool deliverAtOnce();
+    bool deliverAtOnce(jay::detail::Burst& burst);
     void startTimer(M& m);
     void sent(int result);
     void logLostMessage() const;
@@ -136,6 +128,9 @@ private:
     void giveSocketBack();
 
     // for the manager and the listener
+    void adoptQuietly(M* m);
+    void adoptQuietly(jay::detail::Broadcast& broadcast);
+    void deliver(jay::detail::Burst& burst);
     void stopReader();
     void endReader();
     bool stopping();

@@ -4,6 +4,8 @@
 #include <utility>
 
 #include "bus/CM.h"
+#include "bus/detail/Broadcast.h"
+#include "bus/detail/Burst.h"
 #include "bus/detail/Outcome.h"
 #include "bus/detail/Turn.h"
 #include "bus/MQ.h"
@@ -12,14 +14,24 @@
 #include "thread/detail/CancelOff.h"
 #include "thread/detail/ScopedLock.h"
 
+using jay::detail::Broadcast;
+using jay::detail::Burst;
 using jay::detail::ScopedLock;
 
 const JClass SM::classSM = {"SM", sizeof(SM), &JObject::classJObject};
 
 namespace {
 
-constexpr int ROUND = 128;     ///< messages that are routed before the agents hear of them
-constexpr unsigned ALL = ~0U;  ///< every agent that there is
+constexpr int ROUND = 128;         ///< messages that are routed before the agents hear of them
+constexpr int BURST_SIZE = 65536;  ///< bytes that leave for one client at once
+constexpr unsigned ALL = ~0U;      ///< every agent that there is
+
+/** How many bits are set. */
+int countOf(unsigned bits) {
+    int count = 0;
+    for (; bits != 0; bits &= bits - 1) count++;
+    return count;
+}
 
 bool isClient(int client) {
     return static_cast<unsigned>(client) < static_cast<unsigned>(SM::MAX_CLIENTS);
@@ -38,7 +50,9 @@ SM::SM(int listenPort)
       listenResult(new jay::detail::Outcome),
       localOnly(false),
       turn(new jay::detail::Turn),
-      untold(0) {
+      untold(0),
+      burstRoom(new char[BURST_SIZE]),
+      burst(new Burst(burstRoom.get(), BURST_SIZE)) {
     event.setAutoReset(true);  // it only wakes a loop that looks at its queue anyway
 }
 
@@ -142,37 +156,45 @@ void SM::route(std::unique_ptr<M> m) {
     // destination below 32.
     if ((flag & M::M_FLAG_BROADCAST) != 0) {
         JSystem::debug("SM>> q%d(%d) : ALL <-- %d\n", priority, static_cast<int>(number), src);
-        broadcast(*m);
+        broadcast(std::move(m));
     } else {
-        give(*agentFor(dest), dest, m.release());
+        agentFor(dest)->adoptQuietly(m.release());
+        tell(1U << dest);
         JSystem::debug("SM>> q%d(%d) : %d <-- %d\n", priority, static_cast<int>(number), dest, src);
     }
     out.store(number + 1, std::memory_order_relaxed);
 }
 
-void SM::broadcast(M& m) {
-    const int src = m.getSrcId();
-    m.setFlag(0);
+void SM::broadcast(std::unique_ptr<M> m) {
+    const unsigned receivers = connectedBut(m->getSrcId());
+    if (receivers == 0) return;
+    m->setFlag(0);
+    auto* const shared = new Broadcast(std::move(m), countOf(receivers));
+    forEachAgent(receivers, [shared](SA& agent) { agent.adoptQuietly(*shared); });
+    tell(receivers);
+}
+
+/** The clients that are connected, a bit each, without the one that is named. */
+unsigned SM::connectedBut(int src) {
+    unsigned connected = 0;
     for (int client = 0; client < MAX_CLIENTS; client++) {
-        SA* agent = client != src ? agentAt(client) : nullptr;
-        if (agent == nullptr || !agent->active()) continue;
-        m.setDestId(client);
-        give(*agent, client, new M(m));
+        SA* const agent = client != src ? agentAt(client) : nullptr;
+        if (agent != nullptr && agent->active()) connected |= 1U << client;
     }
+    return connected;
 }
 
 /**
- * Queues a message for a client. Its agent is told at once while the log is on, because writing a line may take as long as
- * the console likes; otherwise nothing in the routing loop waits, and agents are told once a round.
+ * Agents have got a message, a bit each. They are told at once while the log is on, because writing a line may take as long
+ * as the console likes; otherwise nothing in the routing loop waits, and they are told once a round.
  */
-void SM::give(SA& agent, int client, M* m) {
-    agent.adoptQuietly(m);
-    untold |= 1U << client;
+void SM::tell(unsigned agents) {
+    untold |= agents;
     if (JSystem::_debug) tellAgents();
 }
 
 void SM::tellAgents() {
-    forEachAgent(untold, [](SA& agent) { agent.deliver(); });
+    forEachAgent(untold, [this](SA& agent) { agent.deliver(*burst); });
     untold = 0;
 }
 

@@ -16,6 +16,7 @@ class MQ;
 class SA;
 
 namespace jay::detail {
+class Burst;
 class Outcome;
 class Turn;
 }  // namespace jay::detail
@@ -135,8 +136,9 @@ private:
     void routeRounds(bool onOwnThread);
     bool mayRoute(bool onOwnThread) const;
     void route(std::unique_ptr<M> m);
-    void broadcast(M& m);
-    void give(SA& agent, int client, M* m);
+    void broadcast(std::unique_ptr<M> m);
+    unsigned connectedBut(int src);
+    void tell(unsigned agents);
     void tellAgents();
     SA* agentAt(int client);
     SA* agentFor(int client);
@@ -159,6 +161,9 @@ private:
     std::atomic<bool> localOnly;
     std::unique_ptr<jay::detail::Turn> turn;  // to route: whoever has it counts `out` and uses `untold`
     unsigned untold;  // agents that have messages they have not been told of, a bit each
+    std::unique_ptr<char[]> burstRoom;
+    std::unique_ptr<jay::detail::Burst>
+        burst;  // where the messages that leave for one client are put together
 };
 
 #endif

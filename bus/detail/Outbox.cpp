@@ -10,26 +10,24 @@
 
 namespace jay::detail {
 
-bool Outbox::offer(JSocket& to) {
+Outbox::Offered Outbox::offer(JSocket& to, Burst& burst) {
     assert(!hasRest());
-    Burst burst;
-    if (queue_.gather(burst) == 0) return false;
+    if (queue_.gather(burst) == 0) return NOTHING_TAKEN;
     if (burst.count() > 1 && to.isPeerClosed()) burst.keepFirst();
     const int sent = to.getOutputStream()->offer(burst.bytes(), burst.end(burst.count()));
-    if (sent == 0) return false;
+    if (sent == 0) return NOTHING_TAKEN;
     const int begun = burst.begunWithin(sent);
-    queue_.drop(burst, begun);
+    const bool more = queue_.drop(burst, begun);
     if (sent < burst.end(begun))
         rest_ = std::make_unique<JByte>(burst.bytes(), sent, burst.end(begun) - sent);
-    return true;
+    return more || hasRest() ? MORE_WAITS : ALL_TAKEN;
 }
 
 // A client that takes a long queue as fast as it is sent would keep the caller from all others: hence the limit.
-bool Outbox::offerAll(JSocket& to, int bursts) {
-    if (hasRest()) return false;
-    for (int i = 0; i < bursts && offer(to) && !hasRest(); i++) {
-    }
-    return !hasRest() && queue_.isEmpty();
+bool Outbox::offerAll(JSocket& to, Burst& burst, int bursts) {
+    Offered offered = MORE_WAITS;
+    for (int i = 0; i < bursts && offered == MORE_WAITS && !hasRest(); i++) offered = offer(to, burst);
+    return offered == ALL_TAKEN || (offered == NOTHING_TAKEN && queue_.isEmpty());
 }
 
 int Outbox::sendRest(JSocket& to) {
@@ -39,8 +37,8 @@ int Outbox::sendRest(JSocket& to) {
 }
 
 int Outbox::send(JSocket& to, M& m) {
-    JByte bytes = m.toByteArray();
-    return to.getOutputStream()->write(bytes, 0, bytes.size());
+    const char* const bytes = m.bytes();
+    return to.getOutputStream()->writeFrom(bytes, m.size());
 }
 
 bool Outbox::dropRest() {

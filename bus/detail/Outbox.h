@@ -11,6 +11,8 @@ class M;
 
 namespace jay::detail {
 
+class Burst;
+
 /**
  * What leaves for one client: the messages at the head of its queue, in bursts as far as the system takes them without
  * waiting, and what is left of a message that the system took in part.
@@ -28,15 +30,21 @@ public:
     /** Whether a message has left in part. Then its rest is to be sent, or dropped together with the connection. */
     bool hasRest() const { return rest_ != nullptr; }
 
+    enum Offered {
+        NOTHING_TAKEN,  ///< the next message is for send()
+        MORE_WAITS,
+        ALL_TAKEN  ///< and nothing waits
+    };
+
     /**
      * Sends one burst, without waiting; never while there is a rest. To a client that has ended its side, only one message:
      * if the client is gone, it is the only one that is lost.
-     * @return false when nothing was taken, so that the next message is for send().
+     * @param burst for what is sent at once; its content is of no account.
      */
-    bool offer(JSocket& to);
+    Offered offer(JSocket& to, Burst& burst);
 
     /** Sends bursts until the client takes no more, `bursts` are sent, or nothing is left. @return whether nothing is. */
-    bool offerAll(JSocket& to, int bursts);
+    bool offerAll(JSocket& to, Burst& burst, int bursts);
 
     /** Sends what is left of a message, waiting for the client. @return 0 when every byte was taken. */
     int sendRest(JSocket& to);

@@ -1,8 +1,10 @@
 #include "bus/LQ.h"
 
 #include <gtest/gtest.h>
+#include <memory>
+#include <vector>
 
-#include "bus/detail/Burst.h"
+#include "bus/OwnBurst.h"
 #include "bus/QueueTests.h"
 #include "bus/SA.h"
 #include "bus/SM.h"
@@ -14,6 +16,7 @@ struct QueueOwner<LQ> {
     SA* get() { return &agent; }
     JEvent& event() { return agent.event; }
 
+    static int chosen(M& m) { return LQ::bandOf(m.getFlag(), m.getPriority()); }
     static int band(int flag, int priority) {
         if (flag > 0) return 0;
         return priority == 0 ? 1 : 2;
@@ -81,7 +84,7 @@ TEST_F(LQTest, Gather_CopiesTheFirstBand_AsItGoesOut_AndLeavesItThere) {
     add(Wire().urgency(9).says("later"));
     add(Wire().about(1).says("one"));
     add(Wire().about(2).says("two"));
-    jay::detail::Burst burst;
+    OwnBurst burst;
     ASSERT_EQ(queue->gather(burst), 2);
     const std::string expected = Wire().about(1).says("one").bytes() + Wire().about(2).says("two").bytes();
     EXPECT_EQ(std::string(burst.bytes(), static_cast<std::size_t>(burst.end(2))), expected);
@@ -90,7 +93,7 @@ TEST_F(LQTest, Gather_CopiesTheFirstBand_AsItGoesOut_AndLeavesItThere) {
 }
 
 TEST_F(LQTest, Gather_OfAnEmptyOrClosedQueueIsNothing) {
-    jay::detail::Burst burst;
+    OwnBurst burst;
     EXPECT_EQ(queue->gather(burst), 0);
     add(0, 0, 1);
     queue->closed = true;
@@ -99,7 +102,7 @@ TEST_F(LQTest, Gather_OfAnEmptyOrClosedQueueIsNothing) {
 }
 
 TEST_F(LQTest, Gather_EndsBeforeATimedMessage) {
-    jay::detail::Burst burst;
+    OwnBurst burst;
     add(SYNC, 0, 1);
     add(TIMED | SYNC, 0, 2);
     add(SYNC, 0, 3);
@@ -109,7 +112,7 @@ TEST_F(LQTest, Gather_EndsBeforeATimedMessage) {
 }
 
 TEST_F(LQTest, Gather_EndsBeforeWhatDoesNotFit) {
-    jay::detail::Burst burst;
+    OwnBurst burst;
     add(Wire().about(1).says(std::string(4000, 'a')));
     add(Wire().about(2).says(std::string(8192 - 4016 - 16, 'b')));
     add(Wire().about(3));
@@ -124,18 +127,29 @@ TEST_F(LQTest, Gather_EndsBeforeWhatDoesNotFit) {
     EXPECT_EQ(next(), 4);
 }
 
-TEST_F(LQTest, Gather_TakesNoMoreThan128) {
-    for (unsigned i = 0; i < 130; i++) add(0, 0, i);
-    jay::detail::Burst burst;
-    EXPECT_EQ(queue->gather(burst), 128);
-    queue->drop(burst, 128);
-    EXPECT_EQ(queue->gather(burst), 2);
-    EXPECT_EQ(next(), 128);
+TEST_F(LQTest, Gather_TakesNoMoreThan1024) {
+    std::vector<char> room(2 * 1024 * 16);
+    jay::detail::Burst burst(room.data(), static_cast<int>(room.size()));
+    for (unsigned i = 0; i < 1030; i++) add(0, 0, i);
+    EXPECT_EQ(queue->gather(burst), 1024);
+    EXPECT_TRUE(queue->drop(burst, 1024));
+    EXPECT_EQ(queue->gather(burst), 6);
+    EXPECT_EQ(next(), 1024);
+}
+
+TEST_F(LQTest, Drop_SaysWhetherMoreMessagesWait) {
+    add(0, 0, 1);
+    add(0, 9, 2);
+    OwnBurst burst;
+    ASSERT_EQ(queue->gather(burst), 1);
+    EXPECT_TRUE(queue->drop(burst, 1));
+    ASSERT_EQ(queue->gather(burst), 1);
+    EXPECT_FALSE(queue->drop(burst, 1));
 }
 
 TEST_F(LQTest, Drop_TakesOutWhatWasGathered_WhateverCameInFrontOfIt) {
     for (unsigned i = 1; i <= 4; i++) add(0, 0, i);
-    jay::detail::Burst burst;
+    OwnBurst burst;
     ASSERT_EQ(queue->gather(burst), 4);
     add(SYNC, 0, 9);
     queue->drop(burst, 3);
@@ -144,7 +158,7 @@ TEST_F(LQTest, Drop_TakesOutWhatWasGathered_WhateverCameInFrontOfIt) {
 
 TEST_F(LQTest, Burst_SaysWhichMessagesAPartOfItsBytesBegins) {
     for (unsigned i = 0; i < 3; i++) add(Wire().says("four"));  // 20 bytes each
-    jay::detail::Burst burst;
+    OwnBurst burst;
     ASSERT_EQ(queue->gather(burst), 3);
     for (const auto& [bytes, begun] :
          {std::pair(0, 0), {1, 1}, {19, 1}, {20, 1}, {21, 2}, {40, 2}, {41, 3}, {60, 3}})

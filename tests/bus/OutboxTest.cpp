@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <vector>
 
+#include "bus/OwnBurst.h"
 #include "bus/SocketPair.h"
 
 using bus::Client;
@@ -27,7 +28,7 @@ protected:
         while (!outbox.hasRest()) {
             for (int i = 0; i < 10; i++)
                 add(to(7).from(5).urgency(9).about(count++).says(std::string(701, '#')));
-            outbox.offerAll(*socket, 1);
+            outbox.offerAll(*socket, burst, 1);
         }
     }
 
@@ -41,12 +42,13 @@ protected:
     SocketPair pair{4096};
     Client& client = pair.client;
     std::unique_ptr<JSocket> socket{pair.socket};
+    bus::OwnBurst burst;
     unsigned count = 0;
 };
 
 TEST_F(OutboxTest, Offer_OfAnEmptyQueueSendsNothing) {
-    EXPECT_FALSE(outbox.offer(*socket));
-    EXPECT_TRUE(outbox.offerAll(*socket, 1));
+    EXPECT_EQ(outbox.offer(*socket, burst), Outbox::NOTHING_TAKEN);
+    EXPECT_TRUE(outbox.offerAll(*socket, burst, 1));
     client.expectNothing();
 }
 
@@ -54,9 +56,9 @@ TEST_F(OutboxTest, Offer_SendsTheFirstBand_AndTakesItOutOfTheQueue) {
     add(to(7).urgency(1).says("three"));
     add(to(7).says("one"));
     add(to(7).says("two"));
-    EXPECT_TRUE(outbox.offer(*socket));
+    EXPECT_NE(outbox.offer(*socket, burst), Outbox::NOTHING_TAKEN);
     EXPECT_EQ(queue.size(), 1);
-    EXPECT_TRUE(outbox.offer(*socket));
+    EXPECT_NE(outbox.offer(*socket, burst), Outbox::NOTHING_TAKEN);
     for (const char* text : {"one", "two"}) client.expect(to(7).says(text));
     client.expect(to(7).urgency(1).says("three"));
     EXPECT_TRUE(queue.isEmpty());
@@ -64,8 +66,8 @@ TEST_F(OutboxTest, Offer_SendsTheFirstBand_AndTakesItOutOfTheQueue) {
 
 TEST_F(OutboxTest, Offer_LeavesATimedMessageToItsTimer) {
     add(to(7).flagged(TIMED).stamped(5));
-    EXPECT_FALSE(outbox.offer(*socket));
-    EXPECT_FALSE(outbox.offerAll(*socket, 1));
+    EXPECT_EQ(outbox.offer(*socket, burst), Outbox::NOTHING_TAKEN);
+    EXPECT_FALSE(outbox.offerAll(*socket, burst, 1));
     EXPECT_EQ(queue.size(), 1);
     client.expectNothing();
 }
@@ -73,7 +75,7 @@ TEST_F(OutboxTest, Offer_LeavesATimedMessageToItsTimer) {
 TEST_F(OutboxTest, Offer_OnALostConnectionTakesNothing) {
     add(to(7));
     socket->shutdownOutput();
-    EXPECT_FALSE(outbox.offer(*socket));
+    EXPECT_EQ(outbox.offer(*socket, burst), Outbox::NOTHING_TAKEN);
     EXPECT_EQ(queue.size(), 1);
     EXPECT_FALSE(outbox.hasRest());
 }
@@ -82,7 +84,7 @@ TEST_F(OutboxTest, Offer_ToAClientThatHasEndedItsSideSendsOneMessage) {
     for (unsigned i = 0; i < 3; i++) add(to(7).about(i));
     ASSERT_EQ(::shutdown(client.fd(), SHUT_WR), 0);
     EXPECT_TRUE(support::eventually([&] { return socket->isPeerClosed(); }));
-    EXPECT_TRUE(outbox.offer(*socket));
+    EXPECT_NE(outbox.offer(*socket, burst), Outbox::NOTHING_TAKEN);
     EXPECT_EQ(queue.size(), 2);
     client.expect(to(7).about(0));
     client.expectNothing();
@@ -92,22 +94,22 @@ TEST_F(OutboxTest, OfferAll_ToAClientThatIsGoneLosesOneMessageOnly) {
     for (unsigned i = 0; i < 100; i++) add(to(7).about(i));
     client.reset();
     EXPECT_TRUE(support::eventually([&] { return socket->isPeerClosed(); }));
-    EXPECT_FALSE(outbox.offerAll(*socket, 16));
+    EXPECT_FALSE(outbox.offerAll(*socket, burst, 16));
     EXPECT_GE(queue.size(), 99);
 }
 
 TEST_F(OutboxTest, OfferAll_StopsAfterSoManyBursts) {
     for (int band = 0; band < 3; band++) add(to(7).urgency(band).flagged(band == 2 ? SYNC : 0));
-    EXPECT_FALSE(outbox.offerAll(*socket, 2));
+    EXPECT_FALSE(outbox.offerAll(*socket, burst, 2));
     EXPECT_EQ(queue.size(), 1);
-    EXPECT_TRUE(outbox.offerAll(*socket, 2));
+    EXPECT_TRUE(outbox.offerAll(*socket, burst, 2));
 }
 
 TEST_F(OutboxTest, OfferAll_WhileARestIsLeft_SendsNothing) {
     fillUntilARestIsLeft();
     const int left = queue.size();
     for (unsigned i = 0; i < 20; i++) EXPECT_EQ(client.receive().section, i);  // there is room again
-    EXPECT_FALSE(outbox.offerAll(*socket, 100));
+    EXPECT_FALSE(outbox.offerAll(*socket, burst, 100));
     EXPECT_EQ(queue.size(), left);
 }
 
@@ -123,7 +125,7 @@ TEST_F(OutboxTest, AMessageThatLeftInPart_IsContinuedBeforeAnythingElse) {
     }
     sender->join();
     EXPECT_FALSE(outbox.hasRest());
-    EXPECT_TRUE(outbox.offer(*socket));
+    EXPECT_NE(outbox.offer(*socket, burst), Outbox::NOTHING_TAKEN);
     client.expect(to(7).flagged(SYNC).says("urgent"));
 }
 
@@ -135,7 +137,7 @@ TEST_F(OutboxTest, OfABurstTakenInPart_WhatWasNotBegunIsOvertaken) {
     const auto sender = sendRest();
     for (unsigned i = 0; i < begun; i++) ASSERT_EQ(client.receive().section, i);
     sender->join();
-    EXPECT_TRUE(outbox.offer(*socket));
+    EXPECT_NE(outbox.offer(*socket, burst), Outbox::NOTHING_TAKEN);
     client.expect(to(7).says("urgent"));
 }
 

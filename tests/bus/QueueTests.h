@@ -88,7 +88,7 @@ TYPED_TEST_P(BusQueue, Add_ChoosesTheBandByFlagAndPriority) {
         for (int priority = 0; priority < 256; priority++) {
             m.setFlag(flag);
             m.setPriority(priority);
-            ASSERT_EQ(TypeParam::bandOf(m), QueueOwner<TypeParam>::band(flag, priority))
+            ASSERT_EQ(QueueOwner<TypeParam>::chosen(m), QueueOwner<TypeParam>::band(flag, priority))
                 << "flag " << flag << " priority " << priority;
         }
     }
@@ -331,8 +331,8 @@ TYPED_TEST_P(BusQueue, ManyProducers_EachKeepsItsOrderWithinABand) {
             continue;
         }
         taken++;
-        int& before =
-            last[static_cast<std::size_t>(m->getSrcId())][static_cast<std::size_t>(TypeParam::bandOf(*m))];
+        int& before = last[static_cast<std::size_t>(m->getSrcId())]
+                          [static_cast<std::size_t>(QueueOwner<TypeParam>::chosen(*m))];
         ASSERT_GT(m->getSection(), before);
         before = m->getSection();
     }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "bus/detail/Outbox.h"
+#include "bus/OwnBurst.h"
 #include "bus/Server.h"
 #include "support/WallClock.h"
 #include "thread/detail/Monotonic.h"
@@ -52,6 +53,10 @@ public:
         agent.add(m);
     }
     void addQuietly(const Wire& w) { agent.adoptQuietly(new M(bus::message(w))); }
+    void deliver() {
+        bus::OwnBurst burst;
+        agent.deliver(burst);
+    }
     void step() { agent.step(!agent.lq->isEmpty(), deadline); }
 
     /** What the agent has handed the manager; all fields 0 if nothing. */
@@ -250,7 +255,7 @@ TEST(SA, Deliver_SendsOnTheCallingThread) {
     agent->event.reset();  // the connection's
     for (const char* text : {"one", "two"})
         agent.addQuietly(to(7).from(5).urgency(text[0] == 'o' ? 9 : 0).says(text));
-    agent->deliver();
+    agent.deliver();
     client.expect(to(7).from(5).says("two"));
     client.expect(to(7).from(5).urgency(9).says("one"));
     EXPECT_EQ(agent->event.count(), 0);
@@ -263,9 +268,9 @@ TEST(SA, Deliver_OfALongQueue_LeavesTheMostOfItToTheAgent) {
     agent->event.wait(0);
     constexpr unsigned COUNT = 5000;
     for (unsigned i = 0; i < COUNT; i++) agent.addQuietly(to(7).from(5).about(i));
-    agent->deliver();
+    agent.deliver();
     EXPECT_EQ(agent->event.count(), 1);
-    EXPECT_EQ(agent->lq->size(), 5000 - 16 * 128);
+    EXPECT_EQ(agent->lq->size(), 5000 - 4 * 512);
     while (!agent->lq->isEmpty()) agent.step();
     for (unsigned i = 0; i < COUNT; i++) ASSERT_EQ(client.receive().section, i);
 }
@@ -274,7 +279,7 @@ TEST(SA, Deliver_LeavesToTheAgentWhatIsNotForItAlone) {
     SteppedAgent agent;
     const auto expectLeft = [&](const char* why) {
         while (agent->event.count() > 0) agent->event.wait(0);
-        agent->deliver();
+        agent.deliver();
         EXPECT_GT(agent->event.count(), 0) << why;
         EXPECT_FALSE(agent->lq->isEmpty()) << why;
     };
@@ -300,11 +305,11 @@ TEST(SA, Deliver_ToAClientThatDoesNotRead_NeverWaits_AndNothingIsLost) {
     unsigned count = 0;
     while (agent->event.count() == 0) {
         agent.addQuietly(to(7).from(5).about(count++).says(std::string(7001, '#')));
-        agent->deliver();
+        agent.deliver();
     }
     // The rest of a message that was begun goes before anything else.
     agent.addQuietly(to(7).from(5).flagged(SYNC).says("urgent"));
-    agent->deliver();
+    agent.deliver();
     agent->timedStamp = now() - 1;
     support::Thread sender([&] {
         agent.step();  // waits for the client
@@ -423,7 +428,7 @@ TEST(SA, Step_Connected_WhenTheWriteFails_LosesTheFirstOfManyMessagesOnly) {
         const Client client = agent.connect();
         for (unsigned i = 1; i <= 3; i++) agent.addQuietly(to(7).from(5).about(i));
         agent->socket->get()->shutdownOutput();
-        agent->deliver();
+        agent.deliver();
         EXPECT_EQ(agent->lq->size(), 3);
         EXPECT_EQ(agent->state, CONNECTED) << "what failed is for the agent to tell";
         agent.step();
@@ -432,7 +437,7 @@ TEST(SA, Step_Connected_WhenTheWriteFails_LosesTheFirstOfManyMessagesOnly) {
     }
     agent.step();
     Client next = agent.connect();
-    agent->deliver();
+    agent.deliver();
     next.expect(to(7).from(5).about(2));
     next.expect(to(7).from(5).about(3));
     next.expectNothing();
@@ -451,7 +456,7 @@ TEST(SA, Step_Connected_WhenTheRestOfAMessageCannotBeSent_LosesThatMessageOnly) 
     agent.step();
     client.close();
     Client next = agent.connect();
-    agent->deliver();
+    agent.deliver();
     next.expect(to(7).from(5).says("next"));
 }
 

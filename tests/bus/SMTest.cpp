@@ -618,6 +618,36 @@ TEST(SM, Broadcast_PassesOverWhoIsNamedAsSender) {
     server.expectNothingElse(one, 1);
 }
 
+TEST(SM, Broadcast_ToAClientThatReadsSlowly_ComesWholeAndAddressed) {
+    constexpr unsigned COUNT = 20;
+    Server server;
+    Client slow = server.attach(5);
+    Client quick = server.connect(6);
+    const auto message = [](int dest, unsigned number) {
+        return to(dest).from(31).about(number).says(std::string(number % 2 == 0 ? 10000 : 100, '#'));
+    };
+    for (unsigned i = 0; i < COUNT; i++) server.add(message(1, i).flagged(BROADCAST));
+    for (unsigned i = 0; i < COUNT; i++) quick.expect(message(6, i));
+    EXPECT_TRUE(eventually([&] { return server.isStalled(5); }));
+    for (unsigned i = 0; i < COUNT; i++) slow.expect(message(5, i));
+}
+
+TEST(SM, Broadcast_ThatWaitsForAClient_ComesWithItsNextConnection) {
+    constexpr unsigned COUNT = 20;
+    Server server;
+    Client first = server.attach(5);
+    for (unsigned i = 0; i < COUNT; i++)
+        server.add(to(1).from(31).flagged(BROADCAST).about(i).says(std::string(10000, '#')));
+    EXPECT_TRUE(eventually([&] { return server.isStalled(5) && server->status().out == COUNT; }));
+    first.reset();
+    server.log.expect(agentLine(5, "close socket OK!!!"));
+    Client second = server.connect(5);
+    const unsigned next = second.receive().section;
+    EXPECT_GT(next, 0U);
+    for (unsigned i = next + 1; i < COUNT; i++)
+        second.expect(to(5).from(31).about(i).says(std::string(10000, '#')));
+}
+
 // ---- many at once ----
 
 constexpr int MANY = 31;
