@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <utility>
 
 #include "core/JByte.h"
 #include "database/detail/RecordLayout.h"
@@ -21,7 +22,7 @@ RecordWalk::RecordWalk(const FileBytes& file)
 RecordWalk::Step RecordWalk::next() {
     offset_ = following_;
     if (fileSize_ < 0) return FAILED;
-    const unsigned char* head = fetch(offset_, HEAD_SIZE, headHeld_);
+    const char* head = fetch(offset_, HEAD_SIZE, headHeld_);
     if (headHeld_ < 0) return FAILED;
     if (headHeld_ < RecordLayout::INT_SIZE) return END;
     length_ = RecordLayout::intAt(head);
@@ -63,14 +64,36 @@ JString RecordWalk::textOf(const JMessage& found) {
 }
 
 bool RecordWalk::readInto(JString& text) {
+    if (bodySize_ <= WINDOW_SIZE) {
+        int held = 0;
+        char* body = fetch(offset_ + RecordLayout::INT_SIZE, bodySize_, held);
+        if (held < bodySize_) return false;
+        if (takeText(body, text)) return true;
+    }
     JMessage message;
     if (!readInto(message)) return false;
     text = textOf(message);
     return true;
 }
 
+/**
+ * Takes a text of fewer than 254 bytes that lies within its record: the usual case, without a message in between. The string is
+ * assigned from the window, where it is terminated meanwhile: that costs one allocation instead of two.
+ */
+bool RecordWalk::takeText(char* body, JString& text) const {
+    const int start = RecordLayout::INT_SIZE + 1;  // after the id and a text length of one byte
+    if (bodySize_ < start) return false;
+    const auto length = static_cast<unsigned char>(body[start - 1]);
+    if (RecordLayout::sizeOfTextLength(length) != 1 || length > bodySize_ - start) return false;
+    char* const terminator = body + start + length;
+    const char saved = std::exchange(*terminator, '\0');
+    text = body + start;
+    *terminator = saved;
+    return true;
+}
+
 /** The file's bytes from an offset on. `held` becomes their number, fewer than `count` at the file's end, -1 after an error. */
-const unsigned char* RecordWalk::fetch(int offset, int count, int& held) {
+char* RecordWalk::fetch(int offset, int count, int& held) {
     count = std::min(count, fileSize_ - offset);
     if (offset < windowStart_ || count > windowStart_ + windowHeld_ - offset) {
         windowStart_ = offset;

@@ -27,10 +27,11 @@ public:
     /** Steps over several records. @return RECORD if all are there and whole, END if one is missing or cut. */
     Step passOver(int count);
 
-    int offset() const { return offset_; }  ///< where the record begins; after END, where the file ended
-    int bytesOfLength() const {
-        return headHeld_;
-    }  ///< after END: how many bytes of a length are there, 0 to 3
+    /** Where the record begins; after END, where the file ended. */
+    int offset() const { return offset_; }
+
+    /** After END: how many bytes of a length are there, 0 to 3. */
+    int bytesOfLength() const { return headHeld_; }
 
     /** Whether the record is long enough to have an id. */
     bool hasId() const;
@@ -51,7 +52,8 @@ public:
 private:
     static constexpr int WINDOW_SIZE = 4096;
 
-    const unsigned char* fetch(int offset, int count, int& held);
+    bool takeText(char* body, JString& text) const;
+    char* fetch(int offset, int count, int& held);
 
     FileBytes file_;
     int fileSize_;
@@ -59,11 +61,11 @@ private:
     int following_;
     int headHeld_ = 0;
     int length_ = 0;    // as the file says
-    int bodySize_ = 0;  // the bytes behind the length that are there
+    int bodySize_ = 0;  // the bytes after the length that are there
     int id_ = 0;
-    int windowStart_ = 0;  // the window holds the file's bytes from here
-    int windowHeld_ = 0;   // so many
-    unsigned char window_[WINDOW_SIZE];
+    int windowStart_ = 0;           // the window holds the file's bytes from here
+    int windowHeld_ = 0;            // so many
+    char window_[WINDOW_SIZE + 1];  // one more byte, for a terminator
 };
 
 }  // namespace jay::detail

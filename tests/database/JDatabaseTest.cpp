@@ -510,6 +510,30 @@ TEST_F(JDatabaseTest, ARecordOfThreeBytesHasNoId) {
     EXPECT_EQ(get(2), "xyz");
 }
 
+TEST_F(JDatabaseTest, GetRecords_TakesTextsOfEverySizeFromEveryPlaceOfItsWindow) {
+    Texts texts;
+    for (int i = 0; i < 700; i++)
+        texts.emplace_back(static_cast<size_t>(i * 37 % 300), static_cast<char>('a' + i % 26));
+    for (const int size : {4079, 4080, 4081, 4090, 9000}) texts.emplace_back(static_cast<size_t>(size), 'x');
+    setImage(fileOf(texts));
+    EXPECT_TRUE(all() == texts);
+}
+
+TEST_F(JDatabaseTest, GetRecords_ReadsManyRecordsAtOnce) {
+    setImage(fileOf(Texts(1000, "some text")));  // 18,008 bytes
+    FileCalls::reset();
+    all();
+    EXPECT_LE(FileCalls::pread.count, 1 + 6);  // the header, and the records in pieces of 4 KiB
+}
+
+TEST_F(JDatabaseTest, AddRecord_ReadsTheHeaderAloneAndWritesTwice) {
+    setImage(fileOf(Texts(1000, "some text")));
+    FileCalls::reset();
+    db.addRecord("notes", "new");
+    EXPECT_EQ(FileCalls::pread.count, 1);
+    EXPECT_EQ(FileCalls::pwrite.count, 2);
+}
+
 TEST_F(JDatabaseTest, ATextBeyondItsRecordIsCutAtTheRecordsEnd) {
     std::string damaged = fileOf({"abc", "xyz"});
     damaged[8 + 8] = 100;
@@ -684,10 +708,11 @@ TEST_F(JDatabaseTest, ACutFileGivesWhatIsLeftAndIsRepaired) {
         setImage(whole.substr(0, size));
         ASSERT_EQ(all(), cut.texts) << size;
         ASSERT_TRUE(image() == cut.image) << size;
-        for (size_t i = 0; i < written.size(); i++) {
-            setImage(whole.substr(0, size));
-            ASSERT_EQ(get(static_cast<int>(i) + 1), size < 8 ? "" : cut.texts[i]) << size;
-        }
+        for (size_t i = 0; i < cut.texts.size(); i++)
+            ASSERT_EQ(get(static_cast<int>(i) + 1), cut.texts[i]) << size;
+        setImage(whole.substr(0, size));
+        ASSERT_EQ(get(5), "");
+        ASSERT_TRUE(image() == cut.image) << size;
     }
 }
 
