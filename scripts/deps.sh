@@ -16,7 +16,7 @@ Installs missing Debian packages, as root or through sudo. If none is missing, i
               arm        the compiler for 32-bit ARM, and the emulator that runs its programs
               test-all   also what scripts/test.sh --all needs: 32-bit x86, 32-bit ARM, clang-tidy
               coverage   the coverage report
-              bench      the benchmark library
+              bench      the benchmark library, and what the benchmarks compare with
               all        every group
               without a group: build and test
 TXT
@@ -38,7 +38,7 @@ packages_of() {
         if [[ $(uname -m) == x86_64 ]]; then echo g++-12-multilib; fi
         ;;
     coverage) echo gcovr ;;
-    bench) echo libbenchmark-dev python3 ;;
+    bench) echo libbenchmark-dev libgdbm-dev libsqlite3-dev python3 ;;
     all) for group in build package demo test test-all coverage bench; do packages_of "$group"; done ;;
     *) return 1 ;;
     esac
