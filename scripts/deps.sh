@@ -25,7 +25,7 @@ TXT
 # The packages of one group, on one line.
 packages_of() {
     case $1 in
-    build) echo g++ make cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev ;;
+    build) echo g++ make cmake ninja-build pkg-config libcli11-dev libfmt-dev nlohmann-json3-dev ;;
     package) echo dpkg-dev doxygen file python3 ;;
     demo) echo python3 ;;
     test) echo googletest clang clang-format libclang-rt-14-dev python3 git tshark doxygen abigail-tools dpkg-dev file lintian mandoc zsh

@@ -16,7 +16,7 @@ GREETING_LINE = ("offset 0  stamp 595925115  5 -> 0  length 16  empty"
 MESSAGE_LINE = ("offset 16  stamp 595925115  5 -> 7  priority 1  section 42  length 31"
                 "  hex 05 68 65 6c 6c 6f fe e8 03 70 11 fe ff ff ff\n")
 REQUEST_LINE = ("offset 47  stamp 0  5 -> 7  flag sync  length 16  empty"
-                "  (a request to wake client 7 up)\n")
+                "  (a request to wake client 7)\n")
 CAPTURE_LINES = GREETING_LINE + MESSAGE_LINE + REQUEST_LINE
 
 EXAMPLE_LINES = ("offset 0  header  records 3  end 52  (file 52)\n"
@@ -94,8 +94,8 @@ class JayDumpWire(DumpCase):
 
     def test_broken_hex_is_told_by_line_and_column(self):
         for text, parts in ((b"10 0g", ("line 1, column 5", "'g'")),
-                            (b"10 00\n07 0", ("line 2, column 4", "half byte in '0'")),
-                            (b"10 00 0x", ("line 1, column 9", "behind 0x")),
+                            (b"10 00\n07 0", ("line 2, column 4", "half a byte in '0'")),
+                            (b"10 00 0x", ("line 1, column 9", "after 0x")),
                             (b"\x1b[2J", ()),
                             (b"hello", ("line 1, column 1", "'h'"))):
             err = self.refuse("dump", "-", "--format", "hex", given=text)

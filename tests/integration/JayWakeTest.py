@@ -20,10 +20,10 @@ class WakeTable(FileCase):
         return err
 
     def test_a_wrong_line_is_told_by_its_number(self):
-        for line, part in ((b"seven true", "'seven' is no id"), (b"0 true", "'0' is no id"), (b"32 true", "'32' is no id"),
-                           (b"-1 true", "'-1' is no id"), (b"7", "command for client 7 is missing"),
+        for line, part in ((b"seven true", "'seven' is not an id"), (b"0 true", "'0' is no id"), (b"32 true", "'32' is no id"),
+                           (b"-1 true", "'-1' is not an id"), (b"7", "command for client 7 is missing"),
                            (b"7   ", "command for client 7 is missing"), (b"5 false", "client 5 has a command already"),
-                           (b"7 tr\0ue", "zero byte"), (b"\x1b[2J x", "is no id"), (b"9" * 5000, "is no id"),
+                           (b"7 tr\0ue", "zero byte"), (b"\x1b[2J x", "is not an id"), (b"9" * 5000, "is no id"),
                            (b"9 " + b"x" * 200000, "too long for a shell")):
             err = self.refuse_table(b"# comment\n\n5 true\n" + line + b"\n")
             for text in ("'table', line 4: ", part):
@@ -117,7 +117,7 @@ class JayWake(FileCase):
         self.ask(five, 9)
         launcher.err.wait_for("client 9: no command for it in the table")
         five.send(0, b"hello")
-        launcher.err.wait_for("a message from client 5 is no request")
+        launcher.err.wait_for("a message from client 5, which is not a request")
         self.assertEqual(launcher.stop(signal.SIGTERM), 143)
         self.assertEqual(launcher.out.text(), "")
 
@@ -224,7 +224,7 @@ class JayWake(FileCase):
         self.ask(five, 7)
         five.round_trip(priority=2)
         launcher = self.wake("7 true\n8 true\n", "--json", "--skip-old")
-        launcher.err.wait_for("left out ")
+        launcher.err.wait_for("ignored 2 messages")
         self.ask(five, 8)
         self.assertEqual(self.event(launcher, "request")["client"], 8)
         launcher.stop()
@@ -256,7 +256,7 @@ class JayWake(FileCase):
         launcher = self.wake("7 true\n", "--json")
         self.file("table", b"8 true\nx\n")
         launcher.send_signal(signal.SIGHUP)
-        launcher.err.wait_for("line 2: 'x' is no id")
+        launcher.err.wait_for("line 2: 'x' is not an id")
         self.ask(self.connect_attached(self.port, 5), 7)
         self.event(launcher, "started")
 

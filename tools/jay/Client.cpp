@@ -1,6 +1,7 @@
 #include "tools/jay/Client.h"
 
 #include <algorithm>
+#include <fmt/format.h>
 
 #include "bus/SM.h"
 
@@ -48,11 +49,9 @@ void Client::describeServer(CommandLine& line) {
 }
 
 std::string Client::name() const {
-    std::string text = ids.size() == 1 ? "client " : "clients ";
-    for (const int id : ids) text += (id == ids.front() ? "" : ", ") + std::to_string(id);
-    return text;
+    return fmt::format("client{} {}", ids.size() == 1 ? "" : "s", fmt::join(ids, ", "));
 }
 
 std::string Client::server() const {
-    return host + ":" + std::to_string(port);
+    return fmt::format("{}:{}", host, port);
 }

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <CLI/CLI.hpp>
 #include <cstring>
+#include <fmt/format.h>
 #include <iostream>
 #include <utility>
 
@@ -13,35 +14,22 @@
 namespace {
 
 std::string span(Range range) {
-    return std::to_string(range.least) + ".." + std::to_string(range.most);
+    return fmt::format("{}..{}", range.least, range.most);
 }
 
 bool isIn(Range range, long long number) {
     return number >= range.least && number <= range.most;
 }
 
-std::string joined(const std::vector<int>& numbers) {
-    std::string text;
-    for (const int number : numbers) text += (text.empty() ? "" : ",") + std::to_string(number);
-    return text;
-}
-
-std::string joined(const std::vector<std::string>& words) {
-    std::string text;
-    for (const std::string& word : words) text += (text.empty() ? "" : ", ") + word;
-    return text;
-}
-
 std::string withDefault(const std::string& unit, const std::string& value) {
-    return value.empty() ? unit : unit + " (default " + value + ")";
+    return value.empty() ? unit : fmt::format("{} (default {})", unit, value);
 }
 
 long long numberFrom(const std::string& name, Range range, const std::string& text) {
     const auto number = readNumber(text);
     if (!number || !isIn(range, *number))
-        throw CLI::ValidationError(name, "'" + text + "' is not a number from " +
-                                             std::to_string(range.least) + " to " +
-                                             std::to_string(range.most));
+        throw CLI::ValidationError(
+            name, fmt::format("'{}' is not a number from {} to {}", text, range.least, range.most));
     return *number;
 }
 
@@ -57,7 +45,7 @@ CLI::Option* addNumberTo(CLI::App& app, const std::string& name, Number& value, 
 template <typename Number>
 void addNumberOption(CLI::App& app, const std::string& name, Number& value, Range range,
                      const std::string& meaning, const std::string& unit) {
-    const std::string initial = isIn(range, value) ? std::to_string(value) : "";
+    const std::string initial = isIn(range, value) ? fmt::to_string(value) : "";
     addNumberTo(app, name, value, range, meaning)
         ->option_text(withDefault(unit.empty() ? span(range) : unit, initial));
 }
@@ -107,7 +95,7 @@ void CommandLine::addNumbers(const std::string& name, std::vector<int>& values, 
             values.push_back(static_cast<int>(numberFrom(name, range, text)));
     };
     app_.add_option_function<std::vector<std::string>>(name, set, meaning)
-        ->option_text(withDefault(span(range) + "[,...]", joined(values)))
+        ->option_text(withDefault(span(range) + "[,...]", fmt::to_string(fmt::join(values, ","))))
         ->delimiter(',')
         ->allow_extra_args(false);
 }
@@ -119,11 +107,10 @@ void CommandLine::addText(const std::string& name, std::string& value, const std
 
 void CommandLine::addChoice(const std::string& name, std::string& value,
                             const std::vector<std::string>& words, const std::string& meaning) {
-    std::string unit;
-    for (const std::string& word : words) unit += (unit.empty() ? "" : "|") + word;
+    const std::string unit = fmt::to_string(fmt::join(words, "|"));
     const auto set = [name, &value, words, unit](const std::string& text) {
         if (std::find(words.begin(), words.end(), text) == words.end())
-            throw CLI::ValidationError(name, "'" + text + "' is not one of " + unit);
+            throw CLI::ValidationError(name, fmt::format("'{}' is not one of {}", text, unit));
         value = text;
     };
     app_.add_option_function<std::string>(name, set, meaning)->option_text(withDefault(unit, value));
@@ -168,7 +155,7 @@ const CommandLine& CommandLine::used() const {
 }
 
 CommandLine::Result CommandLine::refuse(const std::string& why) const {
-    complain(why + "; '" + used().name_ + " --help' shows the usage");
+    complain("{}; '{} --help' shows the usage", why, used().name_);
     return WRONG;
 }
 
@@ -192,18 +179,18 @@ std::string CommandLine::unexpected() const {
     const std::string word = app_.remaining(true).front();
     const bool isOption = word.size() > 1 && word[0] == '-';
     const std::vector<std::string> known = isOption ? command.optionNames() : command.commandNames();
-    if (known.empty()) return "'" + word + "' was not expected";
+    if (known.empty()) return fmt::format("'{}' was not expected", word);
     const std::string nearest = nearestWord(word, known);
-    std::string text = (isOption ? "there is no option '" : "there is no command '") + word + "'";
-    if (!nearest.empty()) return text + "; did you mean '" + nearest + "'?";
-    return isOption ? text : text + " (commands: " + joined(known) + ")";
+    const std::string text = fmt::format("there is no {} '{}'", isOption ? "option" : "command", word);
+    if (!nearest.empty()) return fmt::format("{}; did you mean '{}'?", text, nearest);
+    return isOption ? text : fmt::format("{} (commands: {})", text, fmt::join(known, ", "));
 }
 
 /** What no single option can tell; empty when nothing is wrong. */
 std::string CommandLine::whatIsWrong() const {
     const CommandLine& command = used();
     if (!command.commands_.empty()) {
-        return "a command is missing (commands: " + joined(command.commandNames()) + ")";
+        return fmt::format("a command is missing (commands: {})", fmt::join(command.commandNames(), ", "));
     }
     for (const Check& check : command.checks_) {
         const std::string wrong = check();
@@ -222,7 +209,7 @@ CommandLine::Result CommandLine::read(int argc, char** argv) {
         app_.exit(error);
         // `head` closes the pipe when it has seen enough.
         if (std::cout.flush() || errno == EPIPE) return SHOWN;
-        complain(std::string("cannot write: ") + std::strerror(errno));
+        complain("cannot write: {}", std::strerror(errno));
         return UNWRITTEN;
     }
     const std::string wrong = whatIsWrong();

@@ -36,7 +36,7 @@ private:
 };
 
 Parsed cannotRead(const std::string& path) {
-    return Parsed::failed("cannot read " + shownPath(path) + ": " + std::strerror(errno));
+    return Parsed::failed("cannot read {}: {}", shownPath(path), std::strerror(errno));
 }
 
 }  // namespace
@@ -58,8 +58,8 @@ Parsed readUpTo(const std::string& path, std::size_t limit) {
 Parsed readInput(const std::string& path) {
     Parsed input = readUpTo(path, LARGEST_INPUT);
     if (input.bytes.size() <= LARGEST_INPUT) return input;
-    return Parsed::failed(shownPath(path) + " is larger than " + std::to_string(LARGEST_INPUT >> 20) +
-                          " MiB; cut out what is to be looked at");
+    return Parsed::failed("{} is larger than {} MiB; cut out the part to be shown", shownPath(path),
+                          LARGEST_INPUT >> 20);
 }
 
 std::string shownPath(const std::string& path) {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdint>
-#include <cstdio>
+#include <fmt/core.h>
 
 #include "tools/jay/Text.h"
 
@@ -109,10 +109,10 @@ private:
         const std::size_t end = at + n;
         const bool goesOn = end < line.size() && !isSeparator(line[end]);
         if (goesOn || n == 0) {
-            fail(end, goesOn ? "found " + shownCharacter(line[end]) : "found nothing behind 0x");
+            fail(end, goesOn ? shownCharacter(line[end]) : "nothing after 0x");
         } else if (n % 2 != 0) {
-            fail(at, "found a half byte in '" + std::string(line.substr(at, std::min<std::size_t>(n, 32))) +
-                         "': each byte takes two digits");
+            fail(at, fmt::format("half a byte in '{}': each byte has two digits",
+                                 line.substr(at, std::min<std::size_t>(n, 32))));
         }
         for (std::size_t i = 0; i + 1 < n; i += 2)
             result_.bytes += static_cast<char>(valueOf(line[at + i]) << 4 | valueOf(line[at + i + 1]));
@@ -120,8 +120,8 @@ private:
     }
 
     void fail(std::size_t at, const std::string& found) {
-        result_.error = "hex, line " + std::to_string(line_) + ", column " + std::to_string(at + 1) +
-                        ": wanted pairs of hex digits, " + found;
+        result_.error = fmt::format("hex, line {}, column {}: expected pairs of hex digits, found {}", line_,
+                                    at + 1, found);
     }
 
     Parsed result_;
@@ -150,13 +150,11 @@ std::string hexDump(std::string_view bytes, const std::string& indent, std::size
     std::string dump;
     for (; !bytes.empty(); offset += PER_LINE) {
         const std::string_view line = bytes.substr(0, PER_LINE);
-        char start[24];
-        std::snprintf(start, sizeof start, "%08zx  ", offset);
         std::string hex = hexBytes(line.substr(0, PER_LINE / 2));
         hex.resize(3 * PER_LINE / 2, ' ');
         hex += ' ' + hexBytes(line.substr(std::min(line.size(), PER_LINE / 2)));
         hex.resize(3 * PER_LINE + 2, ' ');
-        dump += indent + start + hex + '|';
+        dump += fmt::format("{}{:08x}  {}|", indent, offset, hex);
         for (const char c : line) dump += c >= 0x20 && c < 0x7F ? c : '.';
         dump += "|\n";
         bytes.remove_prefix(line.size());

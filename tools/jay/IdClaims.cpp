@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstring>
+#include <fmt/core.h>
 #include <string>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -14,7 +15,7 @@ IdClaims::~IdClaims() {
 }
 
 bool IdClaims::claim(int id) {
-    const std::string name = "jay port " + std::to_string(port_) + " id " + std::to_string(id);
+    const std::string name = fmt::format("jay port {} id {}", port_, id);
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     // The zero before the name makes it one without a file.

@@ -1,6 +1,6 @@
 #include "tools/jay/Json.h"
 
-#include <cstdio>
+#include <fmt/core.h>
 #include <nlohmann/json.hpp>
 
 #include "tools/common/Harmless.h"
@@ -15,9 +15,7 @@ std::string escapeUnshowable(std::string_view json) {
         if (isShowable(head.character)) {
             line += json.substr(0, head.length);
         } else {
-            char escape[8];
-            std::snprintf(escape, sizeof escape, "\\u%04lx", head.character);
-            line += escape;
+            line += fmt::format("\\u{:04x}", head.character);
         }
         json.remove_prefix(head.length);
     }

@@ -1,6 +1,8 @@
 #include "tools/jay/MessageView.h"
 
 #include <ctime>
+#include <fmt/chrono.h>
+#include <fmt/format.h>
 
 #include "tools/jay/Hex.h"
 #include "tools/jay/Items.h"
@@ -57,14 +59,13 @@ std::string shortenedDump(const std::string& payload, const PayloadView& view) {
     constexpr std::size_t LINE = 16;
     const std::size_t most = view.most / LINE * LINE;
     if (view.most == 0 || payload.size() <= most) return hexDump(payload, "    ");
-    return hexDump(std::string_view(payload).substr(0, most), "    ") + "    ... (--full shows all " +
-           std::to_string(payload.size()) + " bytes)\n";
+    return fmt::format("{}    ... (--full shows all {} bytes)\n",
+                       hexDump(std::string_view(payload).substr(0, most), "    "), payload.size());
 }
 
-std::string row(const char* name, const std::string& value) {
-    constexpr std::size_t WIDTH = 13;
-    std::string text = "    " + std::string(name);
-    return text.append(WIDTH - std::string(name).size(), ' ') + value + '\n';
+template <typename Value>
+std::string row(const char* name, const Value& value) {
+    return fmt::format("    {:<13}{}\n", name, value);
 }
 
 }  // namespace
@@ -77,45 +78,40 @@ std::string payloadOf(M& message) {
 }
 
 std::string flagNames(int flag) {
-    std::string names;
+    std::vector<std::string> names;
     for (const FlagName& name : FLAG_NAMES) {
-        if ((flag & name.bit) == 0) continue;
-        names += (names.empty() ? "" : "+") + std::string(name.text);
+        if ((flag & name.bit) != 0) names.emplace_back(name.text);
         flag &= ~name.bit;
     }
-    if (flag != 0) names += (names.empty() ? "" : "+") + std::to_string(flag);
-    return names.empty() ? "none" : names;
+    if (flag != 0) names.push_back(fmt::to_string(flag));
+    return names.empty() ? "none" : fmt::to_string(fmt::join(names, "+"));
 }
 
 std::string clockTime(long long ms) {
     const auto seconds = static_cast<std::time_t>(ms / 1000);
     std::tm local{};
     localtime_r(&seconds, &local);
-    char text[32];
-    const std::size_t n = std::strftime(text, sizeof text, "%H:%M:%S", &local);
-    std::snprintf(text + n, sizeof text - n, ".%03d", static_cast<int>(ms % 1000));
-    return text;
+    return fmt::format("{:%H:%M:%S}.{:03}", local, ms % 1000);
 }
 
 std::string messageLine(M& m, const PayloadView& view) {
-    std::string line = std::to_string(m.getSrcId()) + " -> " + std::to_string(m.getDestId()) + "  ";
-    if (m.getFlag() != 0) line += "flag " + flagNames(m.getFlag()) + "  ";
-    if (m.getPriority() != 0) line += "priority " + std::to_string(m.getPriority()) + "  ";
-    if (m.getSection() != 0) line += "section " + std::to_string(m.getSection()) + "  ";
     const std::string payload = payloadOf(m);
-    return line + "length " + std::to_string(m.size()) + "  " +
-           shortened(shown(payload, view), view.most, payload.size());
+    std::string line = fmt::format("{} -> {}  ", m.getSrcId(), m.getDestId());
+    if (m.getFlag() != 0) line += fmt::format("flag {}  ", flagNames(m.getFlag()));
+    if (m.getPriority() != 0) line += fmt::format("priority {}  ", m.getPriority());
+    if (m.getSection() != 0) line += fmt::format("section {}  ", m.getSection());
+    return line +
+           fmt::format("length {}  {}", m.size(), shortened(shown(payload, view), view.most, payload.size()));
 }
 
 std::string messageBlock(M& m, const PayloadView& view) {
     const std::string payload = payloadOf(m);
     std::string block =
-        row("length",
-            std::to_string(m.size()) + " (header 16, payload " + std::to_string(payload.size()) + ")") +
-        row("destination", std::to_string(m.getDestId())) + row("source", std::to_string(m.getSrcId())) +
-        row("flag", std::to_string(m.getFlag()) + " (" + flagNames(m.getFlag()) + ")") +
-        row("priority", std::to_string(m.getPriority())) +
-        row("time stamp", std::to_string(m.getTimestamp())) + row("section", std::to_string(m.getSection()));
+        row("length", fmt::format("{} (header {}, payload {})", m.size(), M::HEADER_SIZE, payload.size())) +
+        row("destination", m.getDestId()) + row("source", m.getSrcId()) +
+        row("flag", fmt::format("{} ({})", m.getFlag(), flagNames(m.getFlag()))) +
+        row("priority", m.getPriority()) + row("time stamp", m.getTimestamp()) +
+        row("section", m.getSection());
     const std::string text = shown(payload, view);
     if (text.rfind("hex ", 0) != 0) block += row("payload", shortened(text, view.most, payload.size()));
     block += shortenedDump(payload, view);

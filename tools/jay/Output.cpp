@@ -44,7 +44,7 @@ bool Output::line(const std::string& text) {
     if (error == EINTR) {
         status_ = endedBy(StopSignals::last());
     } else if (error != EPIPE) {
-        status_ = fail(UNFINISHED, std::string("cannot write: ") + std::strerror(error));
+        status_ = fail(UNFINISHED, "cannot write: {}", std::strerror(error));
     }
     return false;
 }
@@ -59,6 +59,6 @@ void Output::note(const std::string& text) const {
 
 void Output::noteLost(long count, const Client& client) const {
     if (count > 0)
-        note(counted(count, "message") + " for " + client.name() + " came meanwhile and " +
-             (count == 1 ? "is" : "are") + " lost");
+        note("{} for {} came meanwhile and {} lost", counted(count, "message"), client.name(),
+             count == 1 ? "is" : "are");
 }

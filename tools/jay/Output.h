@@ -1,7 +1,9 @@
 #ifndef JAY_TOOLS_JAY_OUTPUT_H
 #define JAY_TOOLS_JAY_OUTPUT_H
 
+#include <fmt/core.h>
 #include <string>
+#include <utility>
 
 #include "tools/jay/Client.h"
 #include "tools/jay/CommandLine.h"
@@ -43,6 +45,12 @@ public:
 
     /** A line for the user on standard error, unless --quiet. What is wrong is told by complain() instead. */
     void note(const std::string& text) const;
+
+    /** The same with values in the places of {}. */
+    template <typename First, typename... Rest>
+    void note(fmt::format_string<First, Rest...> text, First&& first, Rest&&... rest) const {
+        note(fmt::format(text, std::forward<First>(first), std::forward<Rest>(rest)...));
+    }
 
     /** Notes that so many messages for us were taken from the server and not used; nothing if there were none. */
     void noteLost(long count, const Client& client) const;

@@ -1,7 +1,9 @@
 #ifndef JAY_TOOLS_JAY_PARSED_H
 #define JAY_TOOLS_JAY_PARSED_H
 
+#include <fmt/core.h>
 #include <string>
+#include <utility>
 
 /** The bytes that a text of the user's stands for, or why it stands for none. */
 struct Parsed {
@@ -11,6 +13,12 @@ struct Parsed {
     bool ok() const { return error.empty(); }
 
     static Parsed failed(const std::string& why) { return {"", why}; }
+
+    /** The same with values in the places of {}. */
+    template <typename First, typename... Rest>
+    static Parsed failed(fmt::format_string<First, Rest...> why, First&& first, Rest&&... rest) {
+        return failed(fmt::format(why, std::forward<First>(first), std::forward<Rest>(rest)...));
+    }
 };
 
 #endif

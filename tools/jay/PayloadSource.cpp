@@ -52,7 +52,7 @@ Parsed PayloadSource::payload(Encoding encoding) const {
     if (!content.ok()) return content;
     if (hex_ || items_) content = payload(content.bytes, encoding);
     content = checkLength(content);
-    return content.ok() ? content : Parsed::failed(shownPath(file_) + ": " + content.error);
+    return content.ok() ? content : Parsed::failed("{}: {}", shownPath(file_), content.error);
 }
 
 Parsed PayloadSource::payload(std::string_view text, Encoding encoding) const {
@@ -64,6 +64,6 @@ Parsed PayloadSource::payload(std::string_view text, Encoding encoding) const {
 
 Parsed PayloadSource::checkLength(Parsed payload) const {
     if (payload.bytes.size() <= LONGEST) return payload;
-    return Parsed::failed("the " + name_ + " is longer than the " + std::to_string(LONGEST) +
-                          " bytes that jay puts into " + holder_);
+    return Parsed::failed("the {} is longer than the {} bytes that jay puts into {}", name_, LONGEST,
+                          holder_);
 }

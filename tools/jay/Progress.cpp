@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <fmt/core.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -36,8 +37,7 @@ Progress::~Progress() {
 
 std::string Progress::drawn(const std::string& label, long done, long total, int width) {
     const std::size_t room = static_cast<std::size_t>(std::max(width - 1, 0));
-    const std::string percent = std::to_string(std::min(done * 100 / total, 100L)) + "%";
-    const std::string end = std::string(4 - std::min<std::size_t>(percent.size(), 4), ' ') + percent;
+    const std::string end = fmt::format("{:>3}%", std::min(done * 100 / total, 100L));
     if (room < end.size()) return "";
     const std::size_t around = end.size() + 3;  // brackets and a blank
     if (room < around + LEAST_BAR) return end;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <fmt/core.h>
 #include <netdb.h>
 #include <poll.h>
 #include <signal.h>
@@ -29,8 +30,7 @@ constexpr std::chrono::milliseconds LOOK_UP(100);
 const char PROBE[] = "jay: is anybody there? ";
 
 std::string probeText(int id) {
-    return PROBE + std::to_string(getpid()) + " " + std::to_string(JSystem::getMilliseconds()) + " " +
-           std::to_string(id);
+    return fmt::format("{}{} {} {}", PROBE, getpid(), JSystem::getMilliseconds(), id);
 }
 
 bool isProbe(M& m) {
@@ -122,8 +122,8 @@ Status Session::confirm(int ms) {
         const Event event = receive(arrival, ms, -1);
         if (event != MESSAGE) return report(event, ms);
         if (!isDelivery(arrival))
-            return fail(NO_SERVER,
-                        "what answers at " + client_.server() + " is not a bus server; is the port right?");
+            return fail(NO_SERVER, "what answers at {} is not a bus server; is the port right?",
+                        client_.server());
         proven_ = true;
         if (isProbe(*arrival.message)) {
             const auto found = std::find(missing.begin(), missing.end(), payloadOf(*arrival.message));
@@ -199,13 +199,15 @@ Session::Event Session::receive(Arrival& arrival, int ms, int output) {
 /** Reports what has kept us from the server. */
 Status Session::report(Event event, int ms) const {
     if (event == TIME_UP)
-        return fail(NO_SERVER,
-                    "no answer from " + client_.server() + " within " + std::to_string(ms) +
-                        " ms; is it a bus server, or is it waiting for a client that has not greeted?");
+        return fail(
+            NO_SERVER,
+            "no answer from {} within {} ms; is it a bus server, or is it waiting for a client that has not "
+            "greeted?",
+            client_.server(), ms);
     if (event == LOST && proven_)
-        return fail(NO_SERVER, "lost the connection to " + client_.server() +
-                                   "; did the server end, or did another program use the id of " +
-                                   client_.name() + "?");
+        return fail(NO_SERVER,
+                    "lost the connection to {}; did the server end, or did another program use the id of {}?",
+                    client_.server(), client_.name());
     if (event == LOST) return fail(NO_SERVER, whyNotConnected());
     return statusOf(event);
 }
@@ -215,7 +217,7 @@ std::string Session::whyNotConnected() const {
     wanted.ai_family = AF_INET;
     addrinfo* found = nullptr;
     const int error = getaddrinfo(client_.host.c_str(), nullptr, &wanted, &found);
-    if (error != 0) return "cannot find the host '" + client_.host + "': " + gai_strerror(error);
+    if (error != 0) return fmt::format("cannot find the host '{}': {}", client_.host, gai_strerror(error));
     freeaddrinfo(found);
-    return "cannot reach a bus server at " + client_.server() + "; is jayd running?";
+    return fmt::format("cannot reach a bus server at {}; is jayd running?", client_.server());
 }

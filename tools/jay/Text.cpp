@@ -1,5 +1,6 @@
 #include "tools/jay/Text.h"
 
+#include <fmt/core.h>
 #include <map>
 
 #include "system/JSystem.h"
@@ -95,7 +96,7 @@ std::string shortened(const std::string& text, std::size_t most, std::size_t pay
     if (most == 0 || text.size() <= most) return text;
     const auto isInsideCharacter = [&text](std::size_t at) { return (text[at] & 0xC0) == 0x80; };
     while (most > 0 && isInsideCharacter(most)) most--;
-    return text.substr(0, most) + " ... (--full shows all " + std::to_string(payload) + " bytes)";
+    return fmt::format("{} ... (--full shows all {} bytes)", text.substr(0, most), payload);
 }
 
 std::optional<std::string> encoded(std::string_view text, Encoding encoding) {

@@ -1,6 +1,7 @@
 #include "tools/jay/WakeTable.h"
 
 #include <algorithm>
+#include <fmt/core.h>
 #include <sstream>
 #include <string_view>
 
@@ -32,16 +33,16 @@ std::string addLine(const std::string& line, std::map<int, std::string>& command
     const std::string word = line.substr(start, end - start);
     const int id = readId(word);
     if (id == 0)
-        return "'" + word.substr(0, LONGEST_QUOTE) + "' is no id; wanted 1.." + std::to_string(HIGHEST_ID) +
-               ", blanks and a command";
+        return fmt::format("'{}' is not an id; expected 1..{}, blanks and a command",
+                           word.substr(0, LONGEST_QUOTE), HIGHEST_ID);
     const std::size_t command = line.find_first_not_of(BLANKS, end);
-    if (command == std::string::npos) return "the command for client " + word + " is missing";
+    if (command == std::string::npos) return fmt::format("the command for client {} is missing", word);
     if (line.find('\0') != std::string::npos) return "there is a zero byte in it; is this a text file?";
     const std::size_t last = line.find_last_not_of(BLANKS);
     if (last - command >= LONGEST_COMMAND)
-        return "the command for client " + word + " is too long for a shell; put it into a script";
+        return fmt::format("the command for client {} is too long for a shell; put it into a script", word);
     if (!commands.emplace(id, line.substr(command, last + 1 - command)).second)
-        return "client " + word + " has a command already";
+        return fmt::format("client {} has a command already", word);
     return "";
 }
 
@@ -56,7 +57,7 @@ WakeTable WakeTable::read(const std::string& path) {
     std::string line;
     for (int number = 1; table.error.empty() && std::getline(lines, line); number++) {
         const std::string wrong = addLine(line, table.commands);
-        if (!wrong.empty()) table.error = shownPath(path) + ", line " + std::to_string(number) + ": " + wrong;
+        if (!wrong.empty()) table.error = fmt::format("{}, line {}: {}", shownPath(path), number, wrong);
     }
     if (table.error.empty() && table.commands.empty()) table.error = shownPath(path) + " names no client";
     return table;

@@ -1,6 +1,7 @@
 #include "tools/jay/WireReader.h"
 
 #include <algorithm>
+#include <fmt/core.h>
 
 #include "bus/M.h"
 #include "bus/SM.h"
@@ -22,14 +23,10 @@ std::string flawOf(std::string_view header) {
     const auto flag = static_cast<unsigned char>(header[6]);
     const unsigned highest = SM::MAX_CLIENTS - 1;
     if (length < HEADER_SIZE)
-        return "the length is " + std::to_string(length) + ", less than the header's " +
-               std::to_string(HEADER_SIZE);
+        return fmt::format("the length is {}, less than the header's {}", length, HEADER_SIZE);
     if (destination > highest && (flag & M::M_FLAG_SYNC) == 0)
-        return "the destination is client " + std::to_string(destination) + ", but ids end at " +
-               std::to_string(highest);
-    if (source > highest)
-        return "the source is client " + std::to_string(source) + ", but ids end at " +
-               std::to_string(highest);
+        return fmt::format("the destination is client {}, but ids end at {}", destination, highest);
+    if (source > highest) return fmt::format("the source is client {}, but ids end at {}", source, highest);
     return "";
 }
 
@@ -46,8 +43,7 @@ bool WireReader::next(std::string_view& message) {
     oddity_.clear();
     if (rest_.empty()) return false;
     if (rest_.size() < HEADER_SIZE) {
-        damage_ = "a header is cut: " + std::to_string(rest_.size()) + " bytes are left of " +
-                  std::to_string(HEADER_SIZE);
+        damage_ = fmt::format("a header is cut: {} bytes are left of {}", rest_.size(), HEADER_SIZE);
         return false;
     }
     const std::string wrong = flawOf(rest_);
@@ -57,8 +53,8 @@ bool WireReader::next(std::string_view& message) {
     }
     const std::size_t length = std::max<std::size_t>(wordAt(rest_, 0), HEADER_SIZE);
     if (length > rest_.size()) {
-        damage_ = "a message is cut: its length is " + std::to_string(length) + ", but " +
-                  std::to_string(rest_.size()) + " bytes are left";
+        damage_ =
+            fmt::format("a message is cut: its length is {}, but {} bytes are left", length, rest_.size());
         return false;
     }
     oddity_ = wrong;

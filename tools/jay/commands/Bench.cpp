@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
-#include <cstdio>
+#include <fmt/core.h>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -58,7 +58,7 @@ struct Column {
 constexpr double US_PER_MS = 1000;
 
 constexpr Column COLUMNS[] = {
-    {"bytes", 0, [](const Result& r) { return double{static_cast<double>(r.size)}; }},
+    {"bytes", 0, [](const Result& r) { return static_cast<double>(r.size); }},
     {"messages", 0, [](const Result& r) { return static_cast<double>(r.messages); }},
     {"per sec", 0, [](const Result& r) { return r.rate(); }},
     {"MB/s", 1, [](const Result& r) { return r.megabytes(); }},
@@ -68,36 +68,27 @@ constexpr Column COLUMNS[] = {
     {"max us", 1, [](const Result& r) { return r.latency.most * US_PER_MS; }},
 };
 
-std::string cell(const Column& column, const Result& result, int width) {
-    char text[64];
-    std::snprintf(text, sizeof text, "%*.*f", width, column.decimals, column.value(result));
-    return text;
+std::string cell(const Column& column, const Result& result) {
+    return fmt::format("{:9.{}f}", column.value(result), column.decimals);
 }
 
 std::string heading() {
     std::string line;
-    char text[64];
-    for (const Column& column : COLUMNS) {
-        std::snprintf(text, sizeof text, "%9s", column.name);
-        line += (line.empty() ? "" : " ") + std::string(text);
-    }
+    for (const Column& column : COLUMNS) line += fmt::format("{}{:>9}", line.empty() ? "" : " ", column.name);
     return line;
 }
 
 std::string row(const Result& result) {
     std::string line;
-    for (const Column& column : COLUMNS) line += (line.empty() ? "" : " ") + cell(column, result, 9);
+    for (const Column& column : COLUMNS) line += (line.empty() ? "" : " ") + cell(column, result);
     return line;
 }
 
 /** For a narrow terminal: a line per value. */
 std::string block(const Result& result) {
     std::string lines;
-    char text[64];
-    for (const Column& column : COLUMNS) {
-        std::snprintf(text, sizeof text, "%-10s", column.name);
-        lines += (lines.empty() ? "" : "\n") + std::string(text) + cell(column, result, 9);
-    }
+    for (const Column& column : COLUMNS)
+        lines += fmt::format("{}{:<10}{}", lines.empty() ? "" : "\n", column.name, cell(column, result));
     return lines;
 }
 
@@ -135,8 +126,7 @@ public:
         Session session(client_);
         if (const Status status = session.open(); status != DONE) return status;
         client_ = session.client();
-        output_.note("measuring between clients " + std::to_string(from()) + " and " + std::to_string(to()) +
-                     " at " + client_.server());
+        output_.note("measuring between clients {} and {} at {}", from(), to(), client_.server());
         section_ = static_cast<std::uint32_t>(JSystem::getMilliseconds()) << 8;
         std::vector<Result> results;
         const Session::Event event = measureAll(session, results);
@@ -177,7 +167,7 @@ private:
             const Session::Event event = await(session, section_, arrived);
             if (event != Session::MESSAGE) return event;
             timings.add(arrived - begin);
-            progress.step(std::to_string(result.size) + " bytes");
+            progress.step(fmt::format("{} bytes", result.size));
         }
         result.latency = timings.summary();
         return Session::MESSAGE;
@@ -194,7 +184,7 @@ private:
             const Session::Event event =
                 await(session, first + static_cast<std::uint32_t>(received), arrived);
             if (event != Session::MESSAGE) return event;
-            progress.step(std::to_string(result.size) + " bytes");
+            progress.step(fmt::format("{} bytes", result.size));
         }
         result.messages = count_;
         result.seconds = std::chrono::duration<double>(arrived - begin).count();
@@ -239,8 +229,7 @@ private:
 
     Status failed(Session::Event event) const {
         if (event == Session::TIME_UP) {
-            complain("a message did not arrive within " + std::to_string(client_.timeout) +
-                     " ms; is the server overloaded?");
+            complain("a message did not arrive within {} ms; is the server overloaded?", client_.timeout);
         }
         return Session::statusOf(event);
     }

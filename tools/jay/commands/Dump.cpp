@@ -1,3 +1,4 @@
+#include <fmt/core.h>
 #include <map>
 #include <string>
 
@@ -55,26 +56,22 @@ public:
 
     Status run() override {
         Parsed input = readInput(path_);
-        if (!input.ok()) return refuse(input.error);
+        if (!input.ok()) return fail(WRONG_USE, input.error);
         const auto format = format_ == "auto" ? recognise(input.bytes) : FORMATS.at(format_);
-        if (!format && input.bytes.empty()) return refuse(shownPath(path_) + " is empty");
+        if (!format && input.bytes.empty()) return fail(WRONG_USE, "{} is empty", shownPath(path_));
         if (!format)
-            return refuse(shownPath(path_) +
-                          " looks neither like a capture nor like a database; say --format if it is one");
+            return fail(WRONG_USE, "{} is neither a capture nor a database; if it is one, use --format",
+                        shownPath(path_));
         if (*format == Format::HEX) {
             input = parseHex(input.bytes);
-            if (!input.ok()) return refuse(shownPath(path_) + " is no capture in hex: " + input.error);
+            if (!input.ok())
+                return fail(WRONG_USE, "{} is not a capture in hex: {}", shownPath(path_), input.error);
         }
         view_ = output_.view(view_.decode);
         return *format == Format::DB ? showDatabase(input.bytes) : showWire(input.bytes);
     }
 
 private:
-    static Status refuse(const std::string& why) {
-        complain(why);
-        return WRONG_USE;
-    }
-
     // ---- captures ----
 
     Status showWire(const std::string& bytes) {
@@ -99,10 +96,10 @@ private:
         }
         std::string meaning = meaningOf(message, reader.offset());
         if (!meaning.empty()) meaning = "  (" + meaning + ")";
-        const std::string start = "offset " + std::to_string(reader.offset());
+        const std::string start = fmt::format("offset {}", reader.offset());
         if (verbose_) return output_.line(start + meaning + '\n' + messageBlock(message, view_));
-        return output_.line(start + "  stamp " + std::to_string(message.getTimestamp()) + "  " +
-                            messageLine(message, view_) + meaning);
+        return output_.line(fmt::format("{}  stamp {}  {}{}", start, message.getTimestamp(),
+                                        messageLine(message, view_), meaning));
     }
 
     /** What a message without payload says to the server, or the server to client 0. */
@@ -110,9 +107,9 @@ private:
         const bool bare = m.size() == M::HEADER_SIZE && m.getPriority() == 0 && m.getSection() == 0;
         if (!bare) return "";
         if (m.getFlag() == M::M_FLAG_SYNC && m.getTimestamp() == 0)
-            return "a request to wake client " + std::to_string(m.getDestId()) + " up";
+            return fmt::format("a request to wake client {}", m.getDestId());
         if (offset == 0 && m.getFlag() == 0 && m.getDestId() == 0)
-            return "the greeting of client " + std::to_string(m.getSrcId());
+            return fmt::format("the greeting of client {}", m.getSrcId());
         return "";
     }
 
@@ -138,14 +135,14 @@ private:
                                       .add("records", reader.count())
                                       .add("end", reader.end())
                                       .add("size", size));
-        return output_.line("offset 0  header  records " + std::to_string(reader.count()) + "  end " +
-                            std::to_string(reader.end()) + "  (file " + std::to_string(size) + ")");
+        return output_.line(fmt::format("offset 0  header  records {}  end {}  (file {})", reader.count(),
+                                        reader.end(), size));
     }
 
     bool showRecord(const StoredRecord& record) {
         if (output_.isJson()) return output_.object(jsonOf(record));
-        std::string line = "offset " + std::to_string(record.offset) + "  " + idOf(record) + "  length " +
-                           std::to_string(record.length) + "  slack " + std::to_string(record.slack);
+        std::string line = fmt::format("offset {}  {}  length {}  slack {}", record.offset, idOf(record),
+                                       record.length, record.slack);
         if (!verbose_) return output_.line(line + "  " + textOf(record));
         line += "\n    " + textOf(record) + '\n' + hexDump(record.text, "    ");
         line.pop_back();
@@ -155,7 +152,7 @@ private:
     static std::string idOf(const StoredRecord& record) {
         if (!record.hasId) return "no record";
         if (record.id == StoredRecord::ABANDONED) return "abandoned";
-        return "record " + std::to_string(record.id);
+        return fmt::format("record {}", record.id);
     }
 
     std::string textOf(const StoredRecord& record) const {
@@ -174,13 +171,12 @@ private:
     void tellUnused(const DatabaseReader& reader, std::size_t size) const {
         const auto end = static_cast<std::size_t>(std::max(reader.end(), 0));
         if (reader.damage().empty() && size > end)
-            output_.note(std::to_string(size - end) + " bytes from offset " + std::to_string(end) +
-                         " on belong to no record");
+            output_.note("{} bytes from offset {} on belong to no record", size - end, end);
     }
 
     void tellDamage(std::size_t offset, const std::string& what) {
         damaged_ = true;
-        complain(shownPath(path_) + " is damaged at offset " + std::to_string(offset) + ": " + what);
+        complain("{} is damaged at offset {}: {}", shownPath(path_), offset, what);
         if (output_.isJson()) output_.object(JsonObject().add("offset", offset).add("damage", what));
     }
 

@@ -1,3 +1,4 @@
+#include <fmt/core.h>
 #include <string>
 
 #include "tools/jay/Client.h"
@@ -41,10 +42,10 @@ public:
     Status run() override {
         Session session(client_);
         if (const Status status = session.open(); status != DONE) return status;
-        output_.note("answering as " + client_.name() + " at " + client_.server());
+        output_.note("answering as {} at {}", client_.name(), client_.server());
         int answered = 0;
         const Status status = answerAll(session, answered);
-        output_.note(counted(answered, "message") + " answered");
+        output_.note("{} answered", counted(answered, "message"));
         return status;
     }
 
@@ -90,7 +91,8 @@ private:
             return output_.object(object.addAll(messageJson(*arrival.message, view)));
         }
         if (!verbose_) return true;
-        return output_.line(clockTime(arrival.time) + "  " + messageLine(*arrival.message, view));
+        return output_.line(
+            fmt::format("{}  {}", clockTime(arrival.time), messageLine(*arrival.message, view)));
     }
 
     static constexpr int USUAL_PATIENCE_MS = 10000;

@@ -1,3 +1,4 @@
+#include <fmt/core.h>
 #include <string>
 
 #include "tools/jay/Client.h"
@@ -48,7 +49,7 @@ public:
     Status run() override {
         Session session(client_);
         if (const Status status = session.open(); status != DONE) return status;
-        output_.note("listening as " + client_.name() + " at " + client_.server());
+        output_.note("listening as {} at {}", client_.name(), client_.server());
         view_ = output_.view(view_.decode);
         return printMessages(session);
     }
@@ -72,11 +73,10 @@ private:
             object.add("time", arrival.time).add("client", arrival.client);
             return output_.object(object.addAll(messageJson(message, view_)));
         }
-        std::string text = clockTime(arrival.time) + "  " + messageLine(message, view_);
-        if (verbose_) {
-            text = clockTime(arrival.time) + "  for client " + std::to_string(arrival.client) + '\n' +
-                   messageBlock(message, view_);
-        }
+        const std::string time = clockTime(arrival.time);
+        const std::string text = verbose_ ? fmt::format("{}  for client {}\n{}", time, arrival.client,
+                                                        messageBlock(message, view_))
+                                          : fmt::format("{}  {}", time, messageLine(message, view_));
         return output_.line(text);
     }
 

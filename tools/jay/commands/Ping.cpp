@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
-#include <cstdio>
 #include <deque>
+#include <fmt/core.h>
 #include <string>
 
 #include "bus/SM.h"
@@ -35,13 +35,6 @@ examples:
   jay ping --to 7 --count 5
   jay ping --to 7 --interval 0 --count 1000 --size 1000 --quiet
 )";
-
-template <typename... Values>
-std::string format(const char* pattern, Values... values) {
-    char text[160];
-    std::snprintf(text, sizeof text, pattern, values...);
-    return text;
-}
 
 class Ping : public Command {
 public:
@@ -161,7 +154,7 @@ private:
         if (output_.isJson()) {
             tell(JsonObject().add("seq", number).add("client", to_).add("size", size).add("ms", ms));
         } else {
-            tell(format("%d bytes from client %d: seq=%d time=%.3f ms", size, to_, number, ms));
+            tell(fmt::format("{} bytes from client {}: seq={} time={:.3f} ms", size, to_, number, ms));
         }
     }
 
@@ -170,7 +163,7 @@ private:
         if (output_.isJson()) {
             tell(JsonObject().add("seq", number).add("client", to_).add("lost", true));
         } else {
-            tell(format("nothing from client %d: seq=%d within %d ms", to_, number, client_.timeout));
+            tell(fmt::format("nothing from client {}: seq={} within {} ms", to_, number, client_.timeout));
         }
     }
 
@@ -185,15 +178,16 @@ private:
         if (output_.isJson()) {
             summarizeJson(answered, loss, duration);
         } else {
-            tell(format("--- client %d ---", to_));
-            tell(format("%d sent, %d answered, %.1f%% lost, %.0f ms", sent_, answered, loss, duration));
+            tell(fmt::format("--- client {} ---", to_));
+            tell(fmt::format("{} sent, {} answered, {:.1f}% lost, {:.0f} ms", sent_, answered, loss,
+                             duration));
             if (answered > 0) {
                 const Timings::Summary ms = timings_.summary();
-                tell(format("round trip min/median/p99/max = %.3f/%.3f/%.3f/%.3f ms", ms.least, ms.median,
-                            ms.percentile99, ms.most));
+                tell(fmt::format("round trip min/median/p99/max = {:.3f}/{:.3f}/{:.3f}/{:.3f} ms", ms.least,
+                                 ms.median, ms.percentile99, ms.most));
             }
         }
-        if (answered == 0) output_.note("no answer; is 'jay echo --id " + std::to_string(to_) + "' running?");
+        if (answered == 0) output_.note("no answer; is 'jay echo --id {}' running?", to_);
     }
 
     void summarizeJson(int answered, double loss, double duration) {

@@ -1,5 +1,5 @@
 #include <chrono>
-#include <cstdio>
+#include <fmt/core.h>
 #include <string>
 #include <unistd.h>
 
@@ -54,10 +54,7 @@ public:
     Status run() override {
         view_ = output_.view(view_.decode);
         const Parsed payload = source_.payload(view_.encoding);
-        if (!payload.ok()) {
-            complain(payload.error);
-            return WRONG_USE;
-        }
+        if (!payload.ok()) return fail(WRONG_USE, payload.error);
         Session session(client_);
         if (const Status status = session.open(); status != DONE) return status;
         client_ = session.client();
@@ -107,17 +104,15 @@ private:
             output_.object(object);
             return;
         }
-        char time[32];
-        std::snprintf(time, sizeof time, "%.3f ms", Timings::milliseconds(took));
-        output_.line(verbose_ ? std::string(time) + '\n' + messageBlock(answer, view_)
-                              : std::string(time) + "  " + messageLine(answer, view_));
+        const double ms = Timings::milliseconds(took);
+        output_.line(verbose_ ? fmt::format("{:.3f} ms\n{}", ms, messageBlock(answer, view_))
+                              : fmt::format("{:.3f} ms  {}", ms, messageLine(answer, view_)));
     }
 
     Status ended(Session::Event event) const {
-        if (event == Session::TIME_UP) {
-            complain("no answer from client " + std::to_string(header_.to()) + " within " +
-                     std::to_string(client_.timeout) + " ms; is it connected, and does it answer?");
-        }
+        if (event == Session::TIME_UP)
+            complain("no answer from client {} within {} ms; is it connected, and does it answer?",
+                     header_.to(), client_.timeout);
         return Session::statusOf(event);
     }
 

@@ -1,5 +1,6 @@
 #include <cerrno>
 #include <cstring>
+#include <fmt/core.h>
 #include <string>
 #include <unistd.h>
 
@@ -61,10 +62,7 @@ public:
     Status run() override {
         Parsed payload;
         if (!source_.isInput()) payload = source_.payload(output_.encoding());
-        if (!payload.ok()) {
-            complain(payload.error);
-            return WRONG_USE;
-        }
+        if (!payload.ok()) return fail(WRONG_USE, payload.error);
         Session session(client_);
         client_ = session.client();
         // Before the first line is waited for, it is good to know that it can be sent.
@@ -101,24 +99,21 @@ private:
             if (status != DONE || !session.isConnected()) return status;
         }
         if (result == LineReader::TOO_LONG) return wrongLine("the line is far longer than a message");
-        if (result == LineReader::FAILED) {
-            complain(std::string("cannot read standard input: ") + std::strerror(errno));
-            return UNFINISHED;
-        }
+        if (result == LineReader::FAILED)
+            return fail(UNFINISHED, "cannot read standard input: {}", std::strerror(errno));
         return DONE;
     }
 
     Status wrongLine(const std::string& error) const {
-        std::string before = "; the " + std::to_string(sent_) + " before it were sent";
-        if (sent_ <= 1) before = sent_ == 0 ? "; nothing was sent" : "; the one before it was sent";
-        complain("line " + std::to_string(sent_ + 1) + " of standard input: " + error + before);
-        return WRONG_USE;
+        std::string before = fmt::format("the {} before it were sent", sent_);
+        if (sent_ <= 1) before = sent_ == 0 ? "nothing was sent" : "the one before it was sent";
+        return fail(WRONG_USE, "line {} of standard input: {}; {}", sent_ + 1, error, before);
     }
 
     Status failed(Status status) const {
         if (status > NO_SERVER)
-            complain("interrupted before the server had confirmed " +
-                     std::string(sent_ == 1 ? "the message" : "all messages"));
+            complain("interrupted before the server had confirmed {}",
+                     sent_ == 1 ? "the message" : "all messages");
         return status;
     }
 

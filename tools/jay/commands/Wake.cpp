@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <fmt/core.h>
 #include <signal.h>
 #include <string>
 #include <unistd.h>
@@ -13,6 +14,7 @@
 #include "tools/jay/Output.h"
 #include "tools/jay/Session.h"
 #include "tools/jay/WakeTable.h"
+#include "tools/jay/Words.h"
 
 namespace {
 
@@ -62,31 +64,26 @@ const char* nameOf(Launcher::Event::Kind kind) {
     return NAMES[kind];
 }
 
-std::string inMs(int ms) {
-    return std::to_string(ms) + " ms";
-}
-
-/** What befell a command, as a sentence without the name of the client. */
+/** What happened to a command, as a sentence without the name of the client. */
 std::string sentence(const Launcher::Event& event) {
-    const std::string pid = std::to_string(event.pid);
-    const std::string again = "; not started again within " + inMs(event.wait) + ", having failed " +
-                              std::to_string(event.failures) + (event.failures == 1 ? " time" : " times");
+    const std::string again = fmt::format("; not started again within {} ms, having failed {}", event.wait,
+                                          counted(event.failures, "time"));
     switch (event.kind) {
         case Launcher::Event::STARTED:
-            return "started its command, process " + pid;
+            return fmt::format("started its command, process {}", event.pid);
         case Launcher::Event::NOT_STARTED:
             return "cannot make a process" + again;
         case Launcher::Event::RUNNING:
-            return "its command still runs, process " + pid + "; not started again";
+            return fmt::format("its command is still running, process {}; not started again", event.pid);
         case Launcher::Event::WAITING:
-            return "its command has failed; to be started in " + inMs(event.wait);
+            return fmt::format("its command has failed; to be started in {} ms", event.wait);
         case Launcher::Event::UNKNOWN:
             return "no command for it in the table";
         case Launcher::Event::ENDED:
-            return "its command, process " + pid + ", has ended with status " + std::to_string(event.status) +
-                   (event.status == 0 ? "" : again);
+            return fmt::format("its command, process {}, has ended with status {}{}", event.pid, event.status,
+                               event.status == 0 ? "" : again);
         case Launcher::Event::KILLED:
-            return "its command, process " + pid + ", was ended by a signal" + again;
+            return fmt::format("its command, process {}, was ended by a signal{}", event.pid, again);
     }
     return "";
 }
@@ -115,17 +112,14 @@ public:
 
     Status run() override {
         const WakeTable table = WakeTable::read(path_);
-        if (!table.error.empty()) {
-            complain(table.error);
-            return WRONG_USE;
-        }
+        if (!table.error.empty()) return fail(WRONG_USE, table.error);
         launcher_.setCommands(table.commands);
         if (!output_.isJson()) dropOutput();
         client_.ids = {0};
         Session session(client_);
         if (const Status status = session.open(); status != DONE) return status;
         reloadOnHangUp();
-        output_.note("waking " + clients(table) + " as client 0 at " + client_.server());
+        output_.note("waking {} as client 0 at {}", clients(table), client_.server());
         if (skipOld_) skip(session);
         return serve(session);
     }
@@ -143,9 +137,7 @@ private:
         const int old = session.leftOver();
         Arrival arrival;
         for (int i = 0; i < old; i++) session.next(arrival, 0);
-        if (old > 0)
-            output_.note("left out " + std::to_string(old) + (old == 1 ? " message" : " messages") +
-                         " that had waited");
+        if (old > 0) output_.note("ignored {} that had waited", counted(old, "message"));
     }
 
     Status serve(Session& session) {
@@ -166,14 +158,12 @@ private:
 
     void take(M& message) {
         const int client = message.getDestId();
-        const std::string from = std::to_string(message.getSrcId());
+        const int from = message.getSrcId();
         if ((message.getFlag() & M::M_FLAG_SYNC) == 0) {
-            output_.note("a message from client " + from + " is no request; left out");
+            output_.note("ignored a message from client {}, which is not a request", from);
         } else if (client != 0) {  // about ourselves, from the time before we came
-            output_.note("client " + std::to_string(client) + ": messages wait, the first from client " +
-                         from);
-            write(
-                JsonObject().add("event", "request").add("client", client).add("source", message.getSrcId()));
+            output_.note("client {}: messages wait, the first from client {}", client, from);
+            write(JsonObject().add("event", "request").add("client", client).add("source", from));
             launcher_.request(client);
         }
     }
@@ -181,20 +171,18 @@ private:
     void reload() {
         reloadWanted = 0;
         const WakeTable table = WakeTable::read(path_);
-        if (!table.error.empty()) return complain(table.error + "; the table read before stays");
+        if (!table.error.empty()) return complain("{}; the table read before stays in use", table.error);
         launcher_.setCommands(table.commands);
-        output_.note("read " + shownPath(path_) + " again: " + std::to_string(table.commands.size()) +
-                     " clients");
+        output_.note("read {} again: {}", shownPath(path_), clients(table));
         write(JsonObject().add("event", "reloaded").add("clients", table.commands.size()));
     }
 
     static std::string clients(const WakeTable& table) {
-        const std::size_t n = table.commands.size();
-        return std::to_string(n) + (n == 1 ? " client" : " clients");
+        return counted(static_cast<long long>(table.commands.size()), "client");
     }
 
     void tell(const Launcher::Event& event) {
-        output_.note("client " + std::to_string(event.client) + ": " + sentence(event));
+        output_.note("client {}: {}", event.client, sentence(event));
         JsonObject object;
         object.add("event", nameOf(event.kind)).add("client", event.client);
         if (event.pid != 0) object.add("pid", event.pid);
@@ -212,8 +200,7 @@ private:
 
     void tellOfRunning() const {
         for (const auto& [client, pid] : launcher_.running())
-            output_.note("client " + std::to_string(client) + ": its command, process " +
-                         std::to_string(pid) + ", is left running");
+            output_.note("client {}: its command, process {}, is left running", client, pid);
     }
 
     Client client_;
