@@ -9,13 +9,12 @@
 class JLock;
 
 /**
- * The process-wide services of the library, all of them static: diagnostic output, the clock, sleeping, shell
- * commands and the installation directory. There is nothing to construct: the one instance belongs to the
- * library.
+ * The process-wide services of the library: diagnostic output, the clock, sleeping, shell
+ * commands, the home directory and character encodings. All operations are static; the only instance belongs to the library.
  *
  * Any thread may call any operation, from static constructors and destructors too. Failures are reported by the result.
- * One exception can be thrown: std::bad_alloc, by debug() and printf() when a text of 512 bytes or more finds no memory,
- * and by getHomeDirectory(). An operation that blocks is a cancellation point; a thread cancelled there leaves no lock
+ * The only exception is std::bad_alloc: debug() and printf() throw it if there is no memory for a text of 512 bytes or more,
+ * and getHomeDirectory() if there is none for its result. An operation that blocks is a cancellation point; a thread cancelled there leaves no lock
  * held and no descriptor open.
  */
 class JAY_API JSystem : public JObject {
@@ -31,14 +30,14 @@ public:
     static constexpr int MAX_DUMP = 16;
 
     /**
-     * The debug switch, on from the start. Atomic, because every thread reads it without a lock; it orders
-     * nothing.
+     * The debug switch; true at first. Atomic, because every thread reads it without a lock; no other data depends
+     * on its order.
      */
     static std::atomic<bool> _debug;
 
     /**
-     * The output lock. Null until the library's static objects are constructed and again from their destruction at exit
-     * on: output is not serialised then. The lock itself is never destroyed. Use lock() and unlock(), which handle null.
+     * The output lock. Null before the library's static objects are constructed and after they are destroyed at exit;
+     * output is not serialised then. The lock itself is never destroyed. Use lock() and unlock(), which handle null.
      */
     static JLock* _sync;
 
@@ -46,27 +45,27 @@ public:
     static void debug(bool on);
 
     /**
-     * Writes the formatted text, as std::printf would, while the switch is on: no prefix and no newline are
-     * added. The texts of two threads are never mixed, and each text leaves in one write. Blocks while
-     * standard error does (a full pipe), and all other threads' debug output with it.
+     * Writes the formatted text, as std::printf, while the switch is on. Adds no prefix and no newline.
+     * Texts of different threads are never mixed, and each text is written by one system call. If standard error blocks
+     * (a full pipe), this call and the debug output of all other threads block as well.
      */
     static void debug(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
     /**
-     * Writes the formatted text whatever the switch says, without the output lock and without flushing.
-     * Bracket the calls that belong together with lock() and unlock(). Returns the number of bytes written,
-     * negative on failure.
+     * Writes the formatted text whether the switch is on or off, without the output lock and without flushing.
+     * Put calls that belong together between lock() and unlock(). Returns the number of bytes written, or a
+     * negative number on failure.
      */
     static int printf(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
     /**
-     * Takes the output lock, so that the calling thread may write several pieces as one block. It is
-     * recursive: debug(), dump() and lock() go on working in that thread. Not for code that may be cancelled
-     * before it has called unlock().
+     * Takes the output lock, so that the calling thread can write several pieces as one block. The lock is
+     * recursive: the thread may call debug(), dump() and lock() meanwhile. Not for code that may be cancelled
+     * before it calls unlock().
      */
     static void lock();
 
-    /** Gives back one lock() of the calling thread; without one, nothing happens. */
+    /** Undoes one lock() of the calling thread; has no effect if there was none. */
     static void unlock();
 
     /** Flushes standard error. */
@@ -74,20 +73,20 @@ public:
 
     /**
      * Writes a hex dump while the switch is on: MAX_DUMP bytes per line, each as two upper-case digits and a
-     * blank, then the same bytes as text, with a dot for what is not printable. A short last line is padded
-     * to the text column. An empty line closes every dump; it is all that appears when data is null or len is
-     * 0 or less.
+     * blank, then the same bytes as text, with a dot for each byte that is not printable. A short last line is padded
+     * to the text column. Every dump ends with an empty line; if data is null or len is 0 or less, it consists of that
+     * line only.
      */
     static void dump(const char* data, int len);
 
     // ---- time ----
 
-    /** The time of day in milliseconds since 1970-01-01 00:00 UTC. It jumps when the clock is set. */
+    /** The time of day in milliseconds since 1970-01-01 00:00 UTC. It changes abruptly when the clock is set. */
     static long long getMilliseconds();
 
     /**
-     * Sleeps for ms milliseconds: not seconds. Returns 0 when the time has passed, -1 with errno EINTR when a
-     * signal handler ended the sleep early, and -1 with errno EINVAL at once when ms is negative.
+     * Sleeps for ms milliseconds (not seconds). Returns 0 after that time; -1 with errno EINTR if a
+     * signal handler ended the sleep early; -1 with errno EINVAL at once if ms is negative.
      */
     static int sleep(int ms);
 
@@ -108,23 +107,23 @@ public:
      * close-on-exec, and the calling thread's signal mask.
      *
      * @param mode  EXEC_WAIT waits for the command; every other value does not.
-     * @return -1 when command is null or no process could be made. Without waiting: the child's pid, for
-     * pstatus(). With EXEC_WAIT: 0 when the command's exit code was 0, else -1. A command killed by a signal
-     * has no exit code and gives 0 as well (kept: callers rely on it). It is -1, too, when the child's status
-     * cannot be had, because the application waits for its children or ignores SIGCHLD.
+     * @return -1 if command is null or no process could be created. Without waiting: the child's pid, for
+     * pstatus(). With EXEC_WAIT: 0 if the command's exit code was 0, else -1. A command killed by a signal
+     * has no exit code and also gives 0 (kept: callers rely on it). Also -1 if the child's status
+     * is not available, because the application waits for its children itself or ignores SIGCHLD.
      *
-     * Waiting reaps every child of the process that ends meanwhile, and the statuses of the others are lost:
-     * pstatus() will not see them (kept: callers rely on it). Only the other threads that wait in exec() get
-     * theirs. The end is noticed within 100 ms. A thread cancelled while it waits leaves the command running.
+     * While it waits, exec() reaps every child of the process that ends, and the statuses of the other children are lost:
+     * pstatus() does not report them (kept: callers rely on it). Only other threads that wait in exec() still get
+     * theirs. The end is noticed within 100 ms. If the waiting thread is cancelled, the command continues to run.
      */
     static int exec(const char* command, int mode);
 
     /**
-     * Looks, without blocking, whether a child has ended, and reaps it.
+     * Reports whether a child has ended, and reaps it if so. Does not block.
      *
      * @param exitCode  receives the exit code of a child that ended by itself; unchanged in every other case.
      * May be null.
-     * @return the pid when the child has ended (by a signal, too), 0 when it has not or is no child of this
+     * @return the pid if the child has ended, also by a signal; 0 if it has not ended or is not a child of this
      * process.
      */
     static int pstatus(int pid, int* exitCode);
@@ -137,9 +136,8 @@ public:
     static char* ucase(char* s);
 
     /**
-     * The parent of the directory that holds the programs, /bin, without a closing slash: "" where /bin is a
-     * directory, "/usr" where it is a link to usr/bin (kept: database files are found by it). The current directory
-     * does not matter and does not change.
+     * The parent of the directory /bin, without a slash at its end: "" if /bin is a directory, "/usr" if it is a link to
+     * usr/bin (kept: the names of database files depend on it). Neither depends on the current directory nor changes it.
      */
     static JString getHomeDirectory();
 
@@ -150,16 +148,17 @@ public:
      *
      * @param wc receives the value; unchanged unless a character was decoded.
      * @param n  how many bytes may be read at `s`.
-     * @return the bytes used, 1 to 6; 0 when `n` is smaller than what the first byte announces (whatever follows it) or below
-     * 1; -1 for an invalid sequence, an overlong one included.
+     * @return the number of bytes used, 1 to 6; 0 if `n` is below 1 or below the length that the first byte announces; -1
+     * if the sequence is invalid, for example overlong.
      */
     static int mbtowc(unsigned long* wc, unsigned char* s, int n);
 
     /**
      * Encodes one character as UTF-8.
      *
-     * @param r receives the bytes, not terminated. @param n how many bytes there is room for.
-     * @return the bytes written, 1 to 6; 0, writing nothing, when `n` is too small; -1 when wc is 0x80000000 or more.
+     * @param r receives the bytes, without a terminator. @param n the size of `r` in bytes.
+     * @return the number of bytes written, 1 to 6; 0 if `n` is too small, and then nothing is written; -1 if wc is 0x80000000
+     * or more.
      */
     static int wctomb(unsigned char* r, int n, unsigned long wc);
 
@@ -169,16 +168,16 @@ public:
      *
      * @param wc receives the value; '?' for a pair that is invalid or not defined.
      * @param s  the bytes; two must be readable when the first is 0x80 or more.
-     * @param n  not looked at (kept).
-     * @return the bytes used: 1 below 0x80, otherwise 2, for an invalid pair too.
+     * @param n  ignored (kept: callers rely on it).
+     * @return the number of bytes used: 1 if the first byte is below 0x80, otherwise 2, also for an invalid pair.
      */
     static int kstowc(unsigned short* wc, unsigned char* s, int n);
 
-    /** Do nothing: kept, programs call them. */
+    /** These do nothing (kept: programs call them). */
     static void C2W(JString& text, JByte& wide);
     static void W2C(unsigned short* wide, JString& text);
 
-    /** Self-check: builds the path of a file in the home directory and drops it. */
+    /** Self-check: makes the path of a file in the home directory; has no effect. */
     static void Test();
 
 private:

@@ -39,8 +39,8 @@ public:
     void setAutoReset(bool on);
 
     /**
-     * Adds one signal and wakes every waiting thread; as many of them go on as there are signals for. Returns
-     * 0. The count stops at 2147483647: further signals are dropped, so that a count is never negative.
+     * Adds one signal and wakes the waiting threads; each signal lets one of them continue. Returns 0. The count stops at
+     * 2147483647: further signals are dropped, so the count is never negative.
      */
     int set();
 
@@ -48,8 +48,8 @@ public:
     int notify();
 
     /**
-     * Takes one pending signal back, if there is any: only one, not all (kept: callers rely on it). Waiting
-     * threads are woken all the same, and sleep on when nothing is pending. Returns 0.
+     * Removes one pending signal, if there is one: only one, not all (kept: callers rely on it). Waiting
+     * threads are woken, and continue to wait if no signal is pending. Returns 0.
      */
     int reset();
 

@@ -9,10 +9,9 @@
 /**
  * A recursive mutual-exclusion lock between the threads of one process.
  *
- * The thread that holds a lock may take it again. The lock is free for other threads after as many calls of unlock() as
- * there were of lock(). Any thread may use a lock as long as it lives; it must be free, and stay unused, when it is
- * destroyed. Neither operation is a cancellation point, so a thread that is blocked in lock() cannot be
- * cancelled until it has got the lock.
+ * The thread that holds a lock may take it again. Other threads can take the lock after unlock() was called as often as
+ * lock(). Any thread may use a lock. When a lock is destroyed, no thread may hold it or use it any more. No operation is
+ * a cancellation point: a thread that waits in lock() is cancelled only after it has taken the lock.
  *
  * A thread can be cancelled at any blocking call while it holds a lock. Code that makes such a call takes the
  * lock with a scoped guard (`jay::detail::ScopedLock` inside the library), whose destructor runs when the
@@ -30,11 +29,11 @@ public:
     /** Returns &classJLock. */
     const JClass* getClass() const override;
 
-    /** Waits until the calling thread holds the lock. Returns pthread_mutex_lock's result: 0 on success. */
+    /** Waits for the lock and takes it. Returns pthread_mutex_lock's result: 0 on success. */
     int lock() JAY_ACQUIRE();
 
-    /** Takes the lock if it is free, or held by the calling thread already, and does not wait for it. Returns whether
-     * the lock was taken: if so, the calling thread must unlock() it. */
+    /** Takes the lock if it is free or the calling thread holds it already; does not wait. Returns whether it has taken
+     * the lock: if so, the calling thread must call unlock(). */
     bool tryLock() JAY_TRY_ACQUIRE(true);
 
     /**

@@ -8,21 +8,22 @@ struct JQueuePeer;  // for the library's own tests
 }  // namespace jay::detail
 
 /**
- * A first-in first-out queue of objects. It keeps copies of what is put into it, refuses items beyond a high-water
- * mark, and counts what went in and out. It never blocks: a full queue returns FULL, and an empty one null.
+ * A first-in first-out queue of objects. It stores copies of the items, refuses items beyond a high-water
+ * mark, and counts the items put in and taken out. It never blocks: put() to a full queue returns FULL, and get() from
+ * an empty queue returns null.
  *
- * Hysteresis: a queue that has refused an item goes on refusing put() until get() has brought it down to the
- * resume mark, so that a producer is not stopped and started again for every single item. put2() does not
- * wait for the resume mark.
+ * Hysteresis: after it has refused an item, the queue refuses put() until get() has reduced it to the
+ * resume mark. So a producer is not stopped and started again for every single item. put2() ignores the resume mark.
  *
- * Ownership: put() and put2() store `item.clone()`; the item stays the caller's. get() hands the copy over,
- * and the caller deletes it. peek() lends it. What the queue still holds is deleted with it.
+ * Ownership: put() and put2() store `item.clone()`; the caller keeps the item. get() returns the copy, and the caller
+ * deletes it. The object that peek() returns stays in the queue. The queue deletes its remaining items when it is
+ * destroyed.
  *
- * Threads: no locking inside. Threads that share a queue hold a lock of their own around each call, and
+ * Threads: the queue has no lock. Threads that share a queue hold a lock of their own around each call, and
  * signal an event of their own to wake a reader.
  *
- * The items lie in a chain of segments of equal size. Everything takes constant time, but clearAll(), clear()
- * and the destructor, which are linear in what they delete.
+ * The items are in a chain of segments of equal size. Every operation takes constant time, except clearAll(), clear()
+ * and the destructor, whose time grows with the number of items.
  *
  *     head                                  tail
  *      |                                     |
@@ -30,7 +31,7 @@ struct JQueuePeer;  // for the library's own tests
  *               ^ readIndex                          ^ writeIndex
  *
  * Invariant, unless the queue was cleared by clearAll(): tail always has a free slot, because the append that
- * fills a segment links the next one. So the segment that get() leaves exhausted always has a successor.
+ * fills a segment links the next one. So a segment from which get() has taken the last item always has a successor.
  */
 class JAY_API JQueue : public JObject {
 public:
@@ -54,14 +55,14 @@ public:
     };
 
     /**
-     * @param highMark     the capacity: the most items held. At 0 or less the queue refuses everything.
-     * @param resumeMark   after a refusal, put() accepts again once get() has left this many items or fewer.
-     * @param segmentSize  slots per segment. Below 1 it is taken for 1.
+     * @param highMark     the capacity, in items. With 0 or less the queue refuses everything.
+     * @param resumeMark   after a refusal, put() accepts items again when the queue holds this many or fewer.
+     * @param segmentSize  slots per segment. A value below 1 counts as 1.
      */
     JQueue(int highMark, int resumeMark, int segmentSize);
     /** The resume mark equals the capacity. */
     JQueue(int highMark, int segmentSize);
-    /** Without a bound in practice: both marks are 2147483647. */
+    /** Unlimited in practice: both marks are 2147483647. */
     explicit JQueue(int segmentSize);
     /** Deletes the items that the queue still holds. */
     ~JQueue() override;
@@ -72,22 +73,22 @@ public:
     const JClass* getClass() const override;
 
     /**
-     * Makes the queue empty and ready: one segment, nothing refused, both counters 0. Items still held are
-     * deleted. When there is no memory for the segment, the queue stays as it was.
+     * Makes the queue empty and ready: one segment, nothing refused, both counters 0. Deletes its
+     * items. If there is no memory for the segment, the queue stays as it was.
      */
     void initialize();
 
     /**
-     * Appends a copy of the item unless the queue is full or still above the resume mark after a refusal.
+     * Appends a copy of the item, unless the queue is full or, after a refusal, above the resume mark.
      *
      * An item whose class has no clone() is stored as null: it counts, keeps its place, and get() returns
      * null for it. If the copy throws, the queue stays as it was.
      *
-     * @return OK, or FULL: nothing was stored. After clearAll() the answer is FULL until initialize().
+     * @return OK; FULL if nothing was stored. After clearAll(), FULL until initialize().
      */
     int put(JObject& item);
 
-    /** The forcing form of put(): accepts up to the capacity, also above the resume mark after a refusal. */
+    /** As put(), but ignores the resume mark: accepts items up to the capacity. */
     int put2(JObject& item);
 
     /**
@@ -96,11 +97,10 @@ public:
      */
     int adopt(JObject* item);
 
-    /** Takes the oldest item out; the caller deletes it. Null when the queue is empty. */
+    /** Takes the oldest item out of the queue; the caller deletes it. Null if the queue is empty. */
     JObject* get();
 
-    /** The oldest item, still owned by the queue and valid until it is taken out. Null when the queue is
-     * empty. */
+    /** The oldest item. The queue owns it, and it is valid until it is taken out. Null if the queue is empty. */
     JObject* peek() const;
 
     /** The item that the `ahead`-th get() from now on returns, counted from 0; null if there are not so many. The queue
@@ -111,16 +111,16 @@ public:
     /** Whether put() would refuse an item now: the capacity is reached, or an item was refused and the queue has not
      * fallen to the resume mark since. */
     bool isFull() const;
-    /** Items held. */
+    /** The number of items in the queue. */
     int size() const;
 
     /** Items accepted since the last initialize(). Always `input() - output() == size()`; both wrap around at
      * 32 bits. */
     int input() const;
-    /** Items taken out, or discarded by clearAll(), since the last initialize(). */
+    /** Items taken out, or deleted by clearAll(), since the last initialize(). */
     int output() const;
 
-    /** Deletes all items and segments; the discarded items count as output. The queue takes nothing until
+    /** Deletes all items and segments; the deleted items count as output. The queue refuses items until
      * initialize(). */
     void clearAll();
 

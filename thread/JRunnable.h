@@ -12,8 +12,7 @@ public:
     JRunnable() = default;
     virtual ~JRunnable();
 
-    /** The work. Called once, on the started thread; the thread may be cancelled in any blocking call of it.
-     */
+    /** The work. Called once, on the started thread. The thread may be cancelled in any blocking call. */
     virtual void run() = 0;
 
 protected:

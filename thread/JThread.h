@@ -29,10 +29,10 @@ struct JThreadPeer;  // for the library's own tests
  * destructor (set a flag, then call finish()), because its members are destroyed before this class's destructor
  * cancels the thread.
  *
- * End of the process (exit(), or the return of main()): every thread that is left is cancelled and waited for, and
- * every thread object that was made with `new` is deleted, in the order in which they were made. An object on a stack,
- * inside another object, or made by std::make_shared() is not destroyed; only its thread is ended. A thread that
- * neither ends nor can be cancelled within two seconds is left to the end of the process. When another thread than the
+ * End of the process (exit(), or the return of main()): every remaining thread is cancelled and waited for, and
+ * every thread object that was made with `new` is deleted, in the order of creation. An object on a stack,
+ * inside another object, or made by std::make_shared() is not destroyed; only its thread is ended. If a thread
+ * does not end within two seconds, the process ends without waiting for it any longer. If another thread than the
  * main thread ends the process, join() and destructors do not return in the main thread any more.
  *
  * Fork: a child has the forking thread only. In it, join() and the destructor treat the other threads as ended, and
@@ -51,19 +51,19 @@ public:
 
     /**
      * Adopts a thread that exists already: no thread is created. The object is alive and in state 2 from the start.
-     * The thread remains its maker's, who joins or detaches it. Unless the thread adopts itself, its handle must be
-     * good as long as the object exists: it may be joined only afterwards, and may not end detached before.
+     * Whoever created the thread still has to join or detach it. Unless the thread adopts itself, its handle must be
+     * valid as long as the object exists: the thread may be joined only afterwards, and must not end detached before.
      * @param handle the thread.
      * @param id its identity in the registry, normally the same number.
      */
     JThread(unsigned long handle, unsigned long id);
 
     /**
-     * A thread that was never started ends without running anything; a running one is cancelled and waited for. An
-     * adopted thread is cancelled, too, but not joined: the main thread excepted, which goes on. It is waited for if it
-     * has ever called currentThread(); otherwise nobody would notice its end.
-     * Destroying an object on its own thread does not wait: the thread goes on up to its next cancellation point, and
-     * the system reaps it.
+     * A thread that was never started ends without running anything. A running thread is cancelled and waited for. An
+     * adopted thread is cancelled but not joined, except the main thread, which continues. The destructor waits for an
+     * adopted thread only if that thread has ever called currentThread(); otherwise its end cannot be noticed.
+     * If an object is destroyed on its own thread, the destructor does not wait: the thread continues to its next
+     * cancellation point, and the system releases it.
      */
     ~JThread() override;
 
@@ -78,8 +78,8 @@ public:
     static const JClass classJThread;
 
     /**
-     * Second half of construction: creates the thread (unless one was adopted) and enters it in the registry.
-     * For constructors only. When no thread can be created the object stays in state 1 with handle and id 0,
+     * The second part of construction: creates the thread (unless one was adopted) and adds it to the registry.
+     * For constructors only. If no thread can be created, the object stays in state 1 with handle and id 0,
      * is not registered, and join() returns 0 at once.
      */
     void initialize(JRunnable* target);
@@ -87,25 +87,25 @@ public:
     /** The body of every created thread; @param self the JThread. */
     static void* proc(void* self);
 
-    /** Lets a created thread run, once: on a running, adopted or finished thread nothing happens. */
+    /** Starts the created thread. Has no effect on a running, adopted or finished thread. */
     void start();
 
     /**
-     * Waits until the thread has ended. Blocks for ever on a thread that nobody starts. A cancellation point.
+     * Waits until the thread has ended. Blocks for ever if nobody starts the thread. A cancellation point.
      *
-     * A thread that the library created is joined (pthread_join), by the first of all that wait for it. An adopted
-     * thread is waited for, too, but left for its maker to join: a second pthread_join of a thread is undefined, and
-     * its maker could not avoid it. The end of an adopted thread that has never called currentThread() cannot be
-     * noticed without joining it; there join() is pthread_join() itself, and its caller takes the maker's place.
+     * A thread that the library created is joined (pthread_join) by the first caller that waits for it. An adopted
+     * thread is waited for but not joined: whoever created it joins it, and a second pthread_join is undefined.
+     * However, the end of an adopted thread that has never called currentThread() cannot be noticed without joining it:
+     * join() then calls pthread_join(), and the creator must not join the thread any more.
      *
-     * @param timeout ignored: there is no timed join (kept: callers pass all sorts of values).
+     * @param timeout ignored: there is no timed join (kept: callers pass various values).
      * @return 0 when the thread has ended, however many threads wait for it; EDEADLK on the thread itself;
      * pthread_join's error for a thread adopted by its handle; ETIMEDOUT only while the process ends.
      */
     int join(int timeout);
     int join();
 
-    /** Whether the thread is running its body; always true for an adopted thread. */
+    /** Whether the thread is running run(); always true for an adopted thread. */
     bool isAlive();
 
     /** The thread's identity in the registry: its handle for created threads, 0 when creation failed. */
@@ -114,24 +114,24 @@ public:
     /** The system's handle of the thread. */
     pthread_t getHandle();
 
-    /** With true, the object deletes itself when its body ends, and its destructor deletes the target. False
-     * at first. */
+    /** With true, the object deletes itself when run() has ended, and its destructor deletes the target. The default is
+     * false. */
     void setAutoDelete(bool on);
 
     /** Sleeps `ms` milliseconds in the calling thread; as JSystem::sleep() does. A cancellation point. */
     static int sleep(int ms);
 
     /**
-     * The object of the calling thread: found without a lock, in the thread itself. A thread that the library did not
-     * create is adopted on its first call; the object then lives until the process ends, and stays the same for the
-     * life of that thread. Afterwards it may become the object of a later thread.
-     * Throws std::bad_alloc if the thread cannot be adopted for want of memory.
+     * The object of the calling thread. Takes no lock. A thread that the library did not create is adopted on its first
+     * call; the object then exists until the process ends, and is the same in all calls of that thread. After the thread
+     * has ended, the object may be used for a later thread.
+     * Throws std::bad_alloc if there is no memory to adopt the thread.
      */
     static JThread* currentThread();
 
     /**
      * Marks the calling thread (not another one: kept, callers rely on it) as interrupted and sends it
-     * SIGHUP, which cuts a blocking system call short with EINTR. Waits on sockets fail from then on when
+     * SIGHUP, so that a blocking system call fails with EINTR. From then on, waits on sockets fail if
      * nothing is ready.
      * @return the result of pthread_kill, 0 on success.
      */
@@ -143,7 +143,7 @@ public:
     /** Self-check: starts three threads that print and count down, and sleeps 6 seconds. */
     static void Test();
 
-    /** These record which objects were made with `new`, and can be deleted when the process ends. Objects of
+    /** These operators record the objects made with `new`, which are deleted when the process ends. Objects of
      * over-aligned classes are not recorded. */
     static void* operator new(std::size_t size);
     static void* operator new(std::size_t size, const std::nothrow_t&) noexcept;
@@ -156,8 +156,8 @@ public:
 
 protected:
     /**
-     * For destructors of derived classes: returns when run() has ended, or will never begin. Make run() end first, by
-     * a flag for instance: a thread that has been started still begins. Returns at once on the thread itself.
+     * For destructors of derived classes: waits until run() has ended, or is certain never to begin. Make run() end
+     * before, for example by a flag; a thread that was started still calls run(). Returns at once on the thread itself.
      */
     void finish();
 

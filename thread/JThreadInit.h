@@ -7,8 +7,8 @@
 class JThread;
 
 /**
- * The registry of all thread objects of the process, and what the library does when it is loaded and when the
- * process ends. One static instance does the work; applications normally use JThread::currentThread() instead.
+ * The registry of all thread objects of the process. Its one static instance also does what is necessary when the
+ * library is loaded and when the process ends. Applications normally use JThread::currentThread() instead.
  *
  * At load, an empty SIGHUP handler is installed without SA_RESTART, so that JThread::interrupt() makes blocking calls
  * fail with EINTR, and the loading thread is adopted. When the process ends, every thread is ended: see JThread.
@@ -27,12 +27,12 @@ public:
     /** The calling thread's entry; adopts the thread first if it is not registered. Linear in the entries. */
     static Node* currentThread();
 
-    /** Guards the list; null before load. Never destroyed: threads that the library cannot end may take it for
-     * as long as the process lasts. */
+    /** Guards the list; null before the library is loaded. Never destroyed: threads that the library cannot end may use
+     * it until the process ends. */
     static JLock* _sync;
     static Node* _tag JAY_GUARDED_BY(*_sync);  ///< the first entry; new ones go to the end
     static unsigned long _tid;                 ///< id of the thread that loaded the library
-    /** Registrations and removals together: it only ever goes up (kept: nothing reads it). */
+    /** The number of registrations and removals together. It never decreases (kept: callers may read it). */
     static int _count JAY_GUARDED_BY(*_sync);
 
 private:
