@@ -37,8 +37,8 @@ class BlockingClient:
     without a limit.
 
     The arguments are those of Client. on_connected is called by the thread that calls connect(), and after a loss by the
-    client's own; on_lost by the client's own thread. Nothing is received while they run, so that they must not wait for
-    messages; they may send. No lock is held meanwhile.
+    client's own; on_lost by the client's own thread. Nothing is received while they run: they may send and close, but must
+    not wait for a message, an answer or a connection.
     """
 
     def __init__(self, client_id: int, host: str = "127.0.0.1", port: int = DEFAULT_PORT, *,
@@ -64,12 +64,12 @@ class BlockingClient:
         Raises ConnectionFailed. With `reconnect`, tries until there is a connection or close() is called. Without, it may be
         called again after a loss.
         """
+        if self._is_connected():  # also for a callback, which is called with _connecting held
+            return
         with self._connecting:
-            with self._lock:
-                self._session.check_open()
-                coming_back = self._settings.reconnect is not None and self._thread is not None
-                if self._link is not None:
-                    return
+            if self._is_connected():  # another thread was faster
+                return
+            coming_back = self._settings.reconnect is not None and self._thread is not None
             if not coming_back:
                 link = self._connect()
                 self._thread = threading.Thread(target=self._run, args=(link,), name=f"jaybus {self._settings.client_id}",
@@ -195,6 +195,11 @@ class BlockingClient:
             raise StopIteration from None
 
     # ---- calling threads ----
+
+    def _is_connected(self) -> bool:
+        with self._lock:
+            self._session.check_open()
+            return self._link is not None
 
     def _connect(self) -> Link:
         """Tries once, or with `reconnect` until there is a connection."""

@@ -10,7 +10,7 @@ from conftest import LIMIT, AsyncioClient, FakeServer, eventually
 
 import jaybus.blocking
 import jaybus.client
-from jaybus import MAX_PAYLOAD, BusTimeout, ClientClosed, ConnectionLost, Message, NotSent, Reconnect
+from jaybus import MAX_PAYLOAD, BlockingClient, BusTimeout, ClientClosed, ConnectionLost, Message, NotSent, Reconnect
 
 QUICKLY = Reconnect(first=0.01, longest=0.05)
 
@@ -182,6 +182,26 @@ def test_a_callback_that_fails_does_not_keep_the_client_from_coming_back(connect
     five.wait_connected(LIMIT)
     five.request(5, timeout=LIMIT)
     assert "ZeroDivisionError" in caplog.text
+
+
+def test_a_callback_of_a_blocking_client_may_use_it(server):
+    told = []
+
+    def connected():
+        told.append("connected")
+        five.connect()  # does nothing
+        five.send(5, b"hello again")
+
+    def lost(_):
+        told.append("lost")
+        five.close()
+
+    five = BlockingClient(5, port=server.port, reconnect=QUICKLY, on_connected=connected, on_lost=lost)
+    with five:
+        assert five.receive(LIMIT).payload == b"hello again"
+        server.kill()
+        assert list(five) == []
+    assert told == ["connected", "lost"]
 
 
 # ---- a server that does not read ----
