@@ -74,9 +74,9 @@ def check_everything_is_built(root, build_dir, report):
 
 
 def check_python_tests_run(root, report):
-    """They are taken from tests/integration/*Test.py and bindings/python/tests/test_*.py, and from nowhere else."""
+    """They are taken from tests/integration/*Test.py, tests/conformance/*Test.py and bindings/python/tests/test_*.py alone."""
     for path in sorted((root / "tests").rglob("*.py")):
-        runs = path.parent == root / "tests" / "integration" and path.name.endswith("Test.py")
+        runs = path.parent.name in ("integration", "conformance") and path.name.endswith("Test.py")
         if not runs and re.search(r"^\s+def test_", path.read_text(), re.MULTILINE):
             report(f"{path.relative_to(root)}: nothing runs its tests; name it tests/integration/<Subject>Test.py")
     for path in sorted((root / "bindings").rglob("*.py")):
