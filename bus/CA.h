@@ -29,8 +29,8 @@ struct CAPeer;
  *     hello.addString("hello");
  *     bus.put(hello);
  *     for (bool connected = true; connected;) {
- *         connected = bus.isConnected();  // before the last look: nothing arrives after the connection
  *         bus.wait(1000);                 // whole seconds; returns at once when a message has arrived
+ *         connected = bus.isConnected();  // asked before the messages are taken, so that none is left behind
  *         while (M* m = bus.get()) { ... delete m; }
  *     }
  *
@@ -46,9 +46,8 @@ class JAY_API CA : public JThread {
 public:
     static const JClass classCA;
 
-    /** Nothing is connected or started. @param id this client's id, 0..31. @param host name or dotted
-     * address, copied.
-     *  @param port the server's TCP port. */
+    /** Does not connect, and does not start the thread. @param id this client's id, 0..31. @param host name or dotted
+     * address of the server, copied. @param port the server's TCP port. */
     CA(int id, const char* host, int port);
 
     /**
@@ -79,41 +78,41 @@ public:
     /**
      * Sends a message. Its length is set, and its time stamp too unless it is TIMED. Blocks while the server
      * does not read, up to 10 s for each wait.
-     * @return 1 when it was sent, and also when there is no connection (kept: see isConnected()); 0 when the
+     * @return 1 if the message was sent, and also without a connection (kept: see isConnected()); 0 if the
      * write failed or the message is longer than M::MAX_SIZE.
      */
     int put(M& m);
 
-    /** The next message, taking the three bands in turn, owned by the caller; null when all are empty. */
+    /** The next message: one from each of the three bands in turn. The caller deletes it. Null if all bands are empty. */
     M* get();
 
-    /** The message that get() would return now; still owned by the client and good until it is taken. */
+    /** The message that get() would return now. The client still owns it, and it is valid until it is taken. */
     M* peek();
 
     /** A copy of the message that get() would return now, owned by the caller; null when there is none. Safe
      * while other threads take messages. */
     M* copyNext();
 
-    /** Passes over the band whose turn it is; nothing is removed. */
+    /** Skips the band whose turn it is; removes no message. */
     void next();
 
     /**
      * Waits for a message; see JEvent::wait(). A lost connection does not end the wait.
      * @param ms milliseconds: 0, or a multiple of 1000, or -1 for ever. Others may return at once without a message:
      * wait(500) does so in the second half of each second (kept: callers rely on JEvent::wait() as it is).
-     * @return how many messages were signalled that no wait() has consumed yet, 1 or more, of which this call consumes one;
-     * -1 when the time was up. Messages are signalled one by one, whether get() has taken them or not.
+     * @return the number of signals that no wait() has consumed, at least 1, of which this call consumes one; -1 after the
+     * time-out. Each message gives one signal, whether get() has taken the message or not.
      */
     int wait(int ms);
 
-    /** Whether there is a connection, as far as is known: the reading thread notices its end, put() a server that does
-     * not answer. Waits for a put() in progress in another thread. */
+    /** Whether there is a connection. The reading thread notices its end; put() notices a server that does not answer.
+     * Waits for a put() in progress in another thread. */
     bool isConnected();
 
     /** Calls `fn` after each message received; null for none. */
     void setEventCallback(void (*fn)(CA*));
 
-    /** Tells the reading loop to end; it looks after the next message or read time-out. */
+    /** Makes the reading loop end, at the next message or read time-out. */
     void stop();
 
 private:

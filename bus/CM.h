@@ -12,19 +12,19 @@ class JSocket;
 class SM;
 
 /**
- * The server's listener: a thread that accepts connections, reads each client's greeting (a bare 16-byte
- * message header, of which only the source id counts) and hands the connection to the manager. One connection
- * is greeted at a time: a client that connects and says nothing holds the others up until its read times out,
- * 60 seconds (kept).
+ * The server's listener: a thread that accepts connections, reads the greeting of each client (a 16-byte
+ * message header, of which only the source id is used) and passes the connection to the manager. It reads one greeting
+ * at a time: a client that connects and sends nothing delays the others until the read times out after 60 seconds
+ * (kept: clients rely on it).
  *
- * A connection that says nothing in that time, or whose id the manager refuses, is left open and unused
- * (kept: such a peer gets no answer, not even a close). It is released when its peer goes, or with the
- * listener.
+ * A connection that sends nothing in that time, or whose id the manager refuses, stays open and unused (kept: the
+ * peer gets no answer, and the connection is not closed). It is released when its peer closes it, or when the listener
+ * is destroyed.
  *
- * A manager that serves its own machine only (SM::setLocalOnly()) has connections from others closed instead of
- * greeted; the debug output tells their addresses.
+ * If the manager serves its own machine only (SM::setLocalOnly()), the listener closes connections from other machines
+ * without reading a greeting, and writes their addresses to the debug output.
  *
- * Made, started and destroyed by the manager. Threads: stop() may be called by any thread.
+ * The manager makes, starts and destroys the listener. Threads: any thread may call stop().
  */
 class JAY_API CM : public JThread {
 public:
@@ -42,7 +42,7 @@ public:
     /** Returns &classCM. */
     const JClass* getClass() const override;
 
-    /** Tells the loop to end, and wakes it wherever it waits. */
+    /** Makes the loop end, and wakes it if it waits. */
     void stop();
 
 private:
@@ -59,8 +59,8 @@ private:
     JServerSocket* serverSocket;
     std::atomic<bool> stopFlag;
 
-    JLock lock;                        // guards serverSocket's making and the next field against stop()
-    JSocket* greeted;                  // the connection that is being greeted, or null
+    JLock lock;        // guards the creation of serverSocket and the next field against stop()
+    JSocket* greeted;  // the connection that is being greeted, or null
     std::vector<JSocket*> leftBehind;  // open and unused; the listener's thread only
 };
 

@@ -10,8 +10,8 @@ class PackedMessage;
 }
 
 /**
- * A growing block of bytes with a read cursor and a write cursor, and the encoding of everything that travels
- * on the message bus or is stored by the record database. Numbers are little-endian on every machine.
+ * A growing block of bytes with a read cursor and a write cursor. It encodes and decodes the messages of the bus and
+ * the records of the database. Numbers are little-endian on every machine.
  *
  * | item             | bytes                                                                               |
  * |------------------|-------------------------------------------------------------------------------------|
@@ -22,14 +22,14 @@ class PackedMessage;
  * | string           | its length as a variable integer, then its bytes, no terminator, no conversion      |
  * | byte run         | the bytes, no length                                                                |
  *
- * A negative variable integer is written as the one byte of its low 8 bits, which a reader takes for a marker
- * or a small number: kept, lengths and counts are never negative.
+ * A negative variable integer is written as one byte, its low 8 bits, which a reader takes for a marker or a small
+ * number (kept: lengths and counts are never negative).
  *
- * Reading never fails: at the end (read cursor at or behind size()) a reader yields 0, an empty string or the
- * caller's default. Only the entry is tested: a value that is cut short is completed from what lies behind
- * the end in the buffer (zeros in fresh space), and its cursor moves on by its full length. Bytes outside the
- * buffer count as 0, and strings and blocks are cut at the end of the buffer, so that no length that a peer
- * sends reads or allocates beyond it.
+ * Reading never fails. At the end (read cursor at or behind size()) a reader returns 0, an empty string or the
+ * caller's default. Only the start of a value is tested: the missing bytes of a value that is cut short are taken from
+ * the buffer behind the end (zeros in fresh space), and the cursor advances by the full length of the value. Bytes
+ * outside the buffer count as 0, and strings and blocks are cut at the end of the buffer. So no length that a peer
+ * sends makes a reader read or allocate beyond the buffer.
  *
  * The buffer grows in steps of 256 bytes, never by doubling; new space is zero. Not thread-safe.
  */
@@ -39,7 +39,7 @@ public:
 
     // ---- construction and copying ----
 
-    /** No buffer until the first write. */
+    /** An empty message. It allocates its buffer at the first write. */
     JMessage();
 
     /** A copy of the `len` bytes at `p + off`; null or a negative `len` gives an empty message. */
@@ -65,14 +65,14 @@ public:
     int getPos() const;   ///< the read cursor
     int getWPos() const;  ///< the write cursor
 
-    /** Moves the read cursor, unchecked. @return where it was. */
+    /** Sets the read cursor without a check. @return the former position. */
     int setPos(int p);
 
     /**
-     * Moves the write cursor; a negative `p` counts as 0. Behind the buffer, `resize(p - capacity + 1)` comes
-     * first; it measures from the write cursor and so may make less room than `p` needs (kept). The missing
-     * bytes then read as 0.
-     * @return where it was.
+     * Sets the write cursor; a negative `p` counts as 0. If `p` is behind the buffer, calls
+     * `resize(p - capacity + 1)` first, which counts from the write cursor and so may make less room than `p` needs
+     * (kept: callers rely on it). Bytes outside the buffer then read as 0.
+     * @return the former position.
      */
     int setWPos(int p);
 
@@ -98,14 +98,14 @@ public:
     /** The block's bytes, without their number. */
     void addBytes(const JByte& b);
 
-    // ---- readers: take from the read cursor ----
+    // ---- readers: read at the read cursor and advance it ----
 
     int getByte();    ///< 0..255
     int getWord();    ///< 0..65535
     int getInt();     ///< signed 32 bits
     int getVarInt();  ///< as written by addVarInt()
 
-    /** A string; empty, or a copy of `def`, at the end and for a length of 0 (or below). */
+    /** A string. At the end, and if its length is 0 or negative: the empty string, or a copy of `def`. */
     JString getString();
     JString getString(const char* def);
     JString getString(const JString& def);
@@ -116,18 +116,18 @@ public:
     JString getIntToString();     ///< getInt() in decimal
     JString getVarIntToString();  ///< getVarInt() in decimal
 
-    // ---- the whole ----
+    // ---- the whole message ----
 
-    /** A copy of all bytes, whatever the read cursor. */
+    /** A copy of all bytes, independent of the read cursor. */
     JByte toByteArray() const;
 
-    /** Copies the first bytes, `size` at most, whatever the read cursor. @return how many there were. */
+    /** Copies the first bytes, `size` at most, independent of the read cursor. @return the number of bytes copied. */
     int copyTo(void* to, int size) const;
 
     /** Hex dump to the debug output. */
     void dump() const;
 
-    /** Writes and reads back some values, and dumps them; nothing relies on it. */
+    /** Self-check: writes and reads some values, and dumps them. */
     static void Test();
 
 private:

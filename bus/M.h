@@ -15,22 +15,22 @@
  * | 6      | 1    | flag: M_FLAG_SYNC, M_FLAG_BROADCAST, M_FLAG_TIMED                                       |
  * | 7      | 1    | priority: 0 is the most urgent ordinary one                                             |
  * | 8      | 4    | time stamp: milliseconds, low 31 bits; in a TIMED message the time-out                  |
- * | 12     | 4    | section: the application's, carried untouched                                           |
+ * | 12     | 4    | section: a number of the application, carried unchanged                                 |
  * | 16     |      | payload                                                                                 |
  *
- * The header accessors may be used at any time: they leave both cursors where they were. On a message that
- * ends before the field, getters give 0. clone() gives a plain JMessage with the same bytes. Not thread-safe.
+ * The header accessors may be used at any time: they do not change the cursors. If the message ends before the
+ * field, getters return 0. clone() returns a plain JMessage with the same bytes. Not thread-safe.
  */
 class JAY_API M : public JMessage {
 public:
     static constexpr int M_FLAG_SYNC = 1;       ///< goes to client 0, before all others
     static constexpr int M_FLAG_BROADCAST = 2;  ///< goes to every other client that is connected
-    static constexpr int M_FLAG_TIMED = 4;      ///< its time stamp is a time-out: answer within it
+    static constexpr int M_FLAG_TIMED = 4;      ///< its time stamp is a time-out for the receiver
 
     static constexpr int HEADER_SIZE = 16;  ///< bytes before the payload
-    static constexpr int MAX_SIZE = 65535;  ///< the longest message that the length field can tell
+    static constexpr int MAX_SIZE = 65535;  ///< the longest message, by the length field
 
-    /** An empty header. Its length says 8 until toByteArray() sets the true one: kept. */
+    /** An empty header. Its length field is 8 until toByteArray() sets the true length (kept: callers rely on it). */
     M();
 
     /** A received message: a copy of the `len` bytes at `p + off`. */
@@ -46,9 +46,9 @@ public:
 
     int getLength();                  ///< of the whole message, header included
     void setLength(int n);            ///< the low 16 bits
-    int getDestId();                  ///< the client it is for
+    int getDestId();                  ///< the id of the receiver
     void setDestId(int id);           ///< the low 16 bits
-    int getSrcId();                   ///< the client that sent it
+    int getSrcId();                   ///< the id of the sender
     void setSrcId(int id);            ///< the low 16 bits
     int getFlag();                    ///< a sum of M_FLAG_SYNC, M_FLAG_BROADCAST, M_FLAG_TIMED
     void setFlag(int flag);           ///< the low 8 bits
@@ -59,15 +59,14 @@ public:
     int getSection();                 ///< the application's number
     void setSection(int section);     ///< all 32 bits
 
-    /** Sets the length field to size(), of which 16 bits count, and returns all bytes. */
+    /** Sets the length field to the low 16 bits of size(), and returns all bytes. */
     JByte toByteArray();
 
-    /** Sets the length field as toByteArray() does, and shows the bytes without a copy: size() of them, the message's own,
-     * good until it is changed. */
+    /** Sets the length field as toByteArray() does, and returns a pointer to the size() bytes of the message itself, which
+     * is valid until the message changes. */
     const char* bytes();
 
-    /** Sets the length field and copies the bytes into a buffer of `size` bytes; the rest of a longer message is left out. @return how many bytes
-     * were copied. */
+    /** Sets the length field and copies the first bytes, `size` at most, to `to`. @return the number of bytes copied. */
     int copyTo(void* to, int size);
 
 private:
