@@ -136,16 +136,16 @@ private:
 
     JAY_HIDDEN const char* whole();
     JAY_HIDDEN void replaceData(char* larger, int bytes);
-    void assign(const char* p, int presentBytes, int len);
-    void fill(const char* p, int presentBytes, int len);
-    int present(int from, int n) const;
-    void put(unsigned value, int bytes);
-    bool atEnd() const;
-    unsigned take(int bytes);
-    unsigned byteAt(long long i) const;
-    int stringLength();
-    JString takeString(int n);
-    void advance(int n);
+    JAY_HIDDEN void assign(const char* p, int presentBytes, int len);
+    JAY_HIDDEN void fill(const char* p, int presentBytes, int len);
+    JAY_HIDDEN int present(int from, int n) const;
+    JAY_HIDDEN void put(unsigned value, int bytes);
+    JAY_HIDDEN bool atEnd() const;
+    JAY_HIDDEN unsigned take(int bytes);
+    JAY_HIDDEN unsigned byteAt(long long i) const;
+    JAY_HIDDEN int stringLength();
+    JAY_HIDDEN JString takeString(int n);
+    JAY_HIDDEN void advance(int n);
 
     char* data;  // owned; null until the first write
     int capacity;

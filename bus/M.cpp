@@ -1,5 +1,7 @@
 #include "bus/M.h"
 
+#include <algorithm>
+
 M::M() {
     addWord(8);  // not 16: kept, the true length is set before a message leaves
     addWord(0);
@@ -17,61 +19,76 @@ M::M(const JByte& b) : JMessage(b) {
 M::M(const M& m) = default;
 M::~M() = default;
 
-int M::field(Offset offset, int (JMessage::*get)()) {
-    const int saved = setPos(offset);
-    const int value = (this->*get)();
-    setPos(saved);
-    return value;
+/** A field that lies in the message is read where it is. One that the message ends before, or within, is read as the
+ * typed readers do. */
+template <int BYTES>
+int M::field(Offset offset) {
+    unsigned value = 0;
+    if (offset + BYTES <= std::min(wpos, capacity)) {
+        const auto* at = reinterpret_cast<const unsigned char*>(data) + offset;
+        for (int i = 0; i < BYTES; i++) value |= static_cast<unsigned>(at[i]) << (8 * i);
+    } else if (offset < wpos) {
+        const int saved = setPos(offset);
+        value = take(BYTES);
+        setPos(saved);
+    }
+    return static_cast<int>(value);
 }
 
-void M::setField(Offset offset, void (JMessage::*add)(int), int value) {
+/** A field for which the buffer has no room is written as the typed writers do. */
+template <int BYTES>
+void M::setField(Offset offset, int value) {
+    if (offset + BYTES <= capacity) {
+        for (int i = 0; i < BYTES; i++)
+            data[offset + i] = static_cast<char>(static_cast<unsigned>(value) >> (8 * i));
+        return;
+    }
     const int saved = setWPos(offset);
-    (this->*add)(value);
+    JMessage::put(static_cast<unsigned>(value), BYTES);
     setWPos(saved);
 }
 
 int M::getLength() {
-    return field(LENGTH, &JMessage::getWord);
+    return field<2>(LENGTH);
 }
 void M::setLength(int n) {
-    setField(LENGTH, &JMessage::addWord, n);
+    setField<2>(LENGTH, n);
 }
 int M::getDestId() {
-    return field(DEST, &JMessage::getWord);
+    return field<2>(DEST);
 }
 void M::setDestId(int id) {
-    setField(DEST, &JMessage::addWord, id);
+    setField<2>(DEST, id);
 }
 int M::getSrcId() {
-    return field(SRC, &JMessage::getWord);
+    return field<2>(SRC);
 }
 void M::setSrcId(int id) {
-    setField(SRC, &JMessage::addWord, id);
+    setField<2>(SRC, id);
 }
 int M::getFlag() {
-    return field(FLAG, &JMessage::getByte);
+    return field<1>(FLAG);
 }
 void M::setFlag(int flag) {
-    setField(FLAG, &JMessage::addByte, flag);
+    setField<1>(FLAG, flag);
 }
 int M::getPriority() {
-    return field(PRIORITY, &JMessage::getByte);
+    return field<1>(PRIORITY);
 }
 void M::setPriority(int priority) {
-    setField(PRIORITY, &JMessage::addByte, priority);
+    setField<1>(PRIORITY, priority);
 }
 int M::getTimestamp() {
-    return field(TIMESTAMP, &JMessage::getInt);
+    return field<4>(TIMESTAMP);
 }
 void M::setTimestamp(long long ms) {
-    setField(TIMESTAMP, &JMessage::addInt,
-             static_cast<int>(static_cast<unsigned long long>(ms) & 0x7FFFFFFFU));
+    setField<4>(TIMESTAMP, static_cast<int>(static_cast<unsigned long long>(ms) & 0x7FFFFFFFU));
 }
 int M::getSection() {
-    return field(SECTION, &JMessage::getInt);
+    return field<4>(SECTION);
 }
 void M::setSection(int section) {
-    setField(SECTION, &JMessage::addInt, section);
+    setField<4>(SECTION, section);
 }
 
 JByte M::toByteArray() {

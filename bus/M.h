@@ -72,8 +72,10 @@ public:
 private:
     enum Offset { LENGTH = 0, DEST = 2, SRC = 4, FLAG = 6, PRIORITY = 7, TIMESTAMP = 8, SECTION = 12 };
 
-    JAY_HIDDEN int field(Offset offset, int (JMessage::*get)());
-    JAY_HIDDEN void setField(Offset offset, void (JMessage::*add)(int), int value);
+    template <int BYTES>
+    JAY_HIDDEN int field(Offset offset);
+    template <int BYTES>
+    JAY_HIDDEN void setField(Offset offset, int value);
 };
 
 static_assert(sizeof(M) == sizeof(JMessage), "no fields of its own");
