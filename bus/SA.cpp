@@ -161,8 +161,12 @@ void SA::awaitStep(bool waiting, long long deadline) {
         case ABSENT:
             if (!waiting) event.wait();
             break;
-        case ASKED:
         case CLOSED:
+            if (socket->get() != nullptr)
+                break;  // destroyed at the usual pace, as soon as the reader has let go of it
+            awaitDeadline(deadline);
+            break;
+        case ASKED:
             awaitDeadline(deadline);
             break;
         case CONNECTED:
