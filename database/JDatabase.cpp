@@ -25,8 +25,11 @@ int JDatabase::_ref = 0;
 
 namespace {
 
-constexpr int LEAST_LISTED =
-    1024;  ///< elements that getRecords() returns for a count that the file does not hold
+/** Elements that getRecords() returns for a count in the header that the file cannot hold. */
+constexpr int LEAST_LISTED = 1024;
+
+/** Bytes from the file's end to the greatest `end` that is believed: four damaged bytes make no file of 2 GiB. */
+constexpr int GREATEST_GAP = 1 << 20;
 
 constexpr char OPEN_MODE[] = "r+be";   ///< e: a program that exec() starts does not inherit the descriptor
 constexpr char CREATE_MODE[] = "abe";  ///< a: never truncates a file that was created in the meantime
@@ -231,18 +234,12 @@ bool JDatabase::writeAt(int offset, const JMessage& bytes) {
     return FileBytes(file).write(offset, block, block.size());
 }
 
-/**
- * Where the next record goes: `end`, or the file's end when `end` is damaged. An `end` beyond the file is right where the file
- * was cut: records are missing then. -1 when the file could not be read.
- */
+/** Where the next record goes: `end`, or the file's end when `end` is damaged. -1 when the file's size is not known. */
 int JDatabase::appendOffset() {
     const int size = FileBytes(file).size();
     if (size < 0) return -1;
-    if (end >= RecordLayout::HEADER_SIZE && end <= size) return end;
-    RecordWalk walk{FileBytes(file)};
-    const RecordWalk::Step step = end > size ? walk.passOver(numRecords) : RecordWalk::RECORD;
-    if (step == RecordWalk::FAILED) return -1;
-    return step == RecordWalk::END ? end : std::max(size, RecordLayout::HEADER_SIZE);
+    const bool isDamaged = end < RecordLayout::HEADER_SIZE || end - GREATEST_GAP > size;
+    return isDamaged ? std::max(size, RecordLayout::HEADER_SIZE) : end;
 }
 
 /** The header follows the record, so that a record that could not be written does not count. */

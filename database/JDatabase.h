@@ -39,9 +39,8 @@ class RecordWalk;
  * has no id and matches none. So no read leaves the file, none allocates more than the file holds, and a search ends after at
  * most one step for every 4 bytes of the file. When the header counts more records than the file holds, getRecords() returns
  * as many elements as it counts, but no more than 1024 or a quarter of the file's bytes, whichever is more. A new record is
- * never written into the header: where `end` lies in the header, or beyond a file from which no record is missing, `end` is
- * damaged and the record goes to the file's end. Offsets are ints: a file of 2 GiB or more is not opened, and no record is
- * written beyond that.
+ * never written into the header: where `end` lies in the header, or more than 1 MiB beyond the file, `end` is damaged and the
+ * record goes to the file's end. Offsets are ints: a file of 2 GiB or more is not opened, and no record is written beyond that.
  *
  * Threads. Not thread-safe, and two processes must not use one file at the same time. No operation is a cancellation point: a
  * thread is cancelled before or after it, so that a change is never left half done.

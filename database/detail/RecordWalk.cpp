@@ -33,15 +33,6 @@ RecordWalk::Step RecordWalk::next() {
     return RECORD;
 }
 
-RecordWalk::Step RecordWalk::passOver(int count) {
-    Step step = RECORD;
-    for (int i = 0; i < count && step == RECORD; i++) {
-        step = next();
-        if (step == RECORD && length_ > bodySize_) step = END;
-    }
-    return step;
-}
-
 bool RecordWalk::hasId() const {
     return headHeld_ == HEAD_SIZE && bodySize_ >= RecordLayout::INT_SIZE;
 }

@@ -24,9 +24,6 @@ public:
 
     Step next();
 
-    /** Steps over several records. @return RECORD if all are there and whole, END if one is missing or cut. */
-    Step passOver(int count);
-
     /** Where the record begins; after END, where the file ended. */
     int offset() const { return offset_; }
 
