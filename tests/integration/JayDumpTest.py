@@ -45,12 +45,12 @@ class JayDumpWire(DumpCase):
         self.assertEqual(self.jay("dump", self.file("capture", CAPTURE)), (0, CAPTURE_LINES, ""))
 
     def test_payloads_are_decoded_when_asked_for(self):
-        self.assertIn("  items str:hello var:1000 word:4464 int:-2\n", self.show(CAPTURE, "--decode"))
+        self.assertIn("  items str:hello var:1000 byte:112 byte:17 int:-2\n", self.show(CAPTURE, "--decode"))
         self.assertIn("  text hello\n", self.show(pack(5, 7, b"hello"), "--decode"))
 
     def test_verbose_shows_all_of_the_header_and_a_hex_dump(self):
         out = self.show(CAPTURE, "--verbose", "--decode")
-        for part in ("offset 16\n", "time stamp   595925115\n", "items str:hello var:1000 word:4464 int:-2\n",
+        for part in ("offset 16\n", "time stamp   595925115\n", "items str:hello var:1000 byte:112 byte:17 int:-2\n",
                      "00000000  05 68 65 6c 6c 6f fe e8  03 70 11 fe ff ff ff     |.hello...p.....|\n"):
             self.assertIn(part, out)
 

@@ -19,14 +19,10 @@
 #ifndef JAY_TOOLS_JAY_ITEMS_H
 #define JAY_TOOLS_JAY_ITEMS_H
 
+#include <climits>
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include "tools/jay/Parsed.h"
-
-/** The bytes of the items. An error names the item by its place, and says what would be right. */
-Parsed parseItems(std::string_view text);
 
 /** One item of a payload. */
 struct Item {
@@ -40,20 +36,22 @@ struct Item {
     const char* name() const;
 };
 
-/** What a payload may be made of. */
-struct Guess {
-    bool fits = false;        ///< else there are no items: the bytes do not look like any
-    std::vector<Item> items;  ///< they cover the payload from its first byte to its last
+/** A type of numbers, and the values that can be written in it. */
+struct NumberType {
+    const char* name;
+    Item::Kind kind;
+    long long least, most;
 };
 
-/**
- * Tries to find the items that a payload was made of. Items carry no type, so this is never more than a guess: the row of
- * items that explains the bytes with the least surprise, where a readable string and a small number surprise least. One
- * byte is given as `byte`, although it may be `var`. Takes time proportional to the size.
- */
-Guess guessItems(std::string_view payload);
+inline constexpr NumberType NUMBER_TYPES[] = {{"byte", Item::BYTE, -128, 255},
+                                              {"word", Item::WORD, -32768, 65535},
+                                              {"int", Item::INT, INT_MIN, UINT_MAX},
+                                              {"var", Item::VAR, 0, INT_MAX}};
 
-/** An item in the text form, which parseItems() reads back to the same bytes. A string's bytes that could harm a
+/** Null if no type of numbers has the name. */
+const NumberType* findNumberType(std::string_view name);
+
+/** An item in the text form, which ItemParser.h reads back to the same bytes. A string's bytes that could harm a
  * terminal, or are no UTF-8, are escaped. */
 std::string itemText(const Item& item);
 

@@ -5,7 +5,7 @@
 #include <fmt/format.h>
 
 #include "tools/jay/Hex.h"
-#include "tools/jay/Items.h"
+#include "tools/jay/ItemGuess.h"
 
 namespace {
 
@@ -22,9 +22,9 @@ std::string textOfItem(const Item& item, Encoding encoding) {
     return textOf(item.text, encoding, Allow::LINES).value_or(std::string(item.text));
 }
 
-std::string shownItems(const Guess& guess, Encoding encoding) {
+std::string shownItems(const std::vector<Item>& items, Encoding encoding) {
     std::string shown = "items";
-    for (Item item : guess.items) {
+    for (Item item : items) {
         const std::string text = textOfItem(item, encoding);
         item.text = text;
         shown += ' ' + itemText(item);
@@ -33,25 +33,23 @@ std::string shownItems(const Guess& guess, Encoding encoding) {
 }
 
 std::string shown(const std::string& payload, const PayloadView& view) {
-    if (view.decode && !payload.empty()) {
-        const Guess guess = guessItems(payload);
-        if (guess.fits) return shownItems(guess, view.encoding);
-    }
+    const std::vector<Item> items = view.decode ? guessItems(payload) : std::vector<Item>();
+    if (!items.empty()) return shownItems(items, view.encoding);
     return shownPayload(payload, view.encoding);
 }
 
-std::vector<JsonObject> itemsJson(const Guess& guess, Encoding encoding) {
-    std::vector<JsonObject> items;
-    for (const Item& item : guess.items) {
-        items.emplace_back();
-        items.back().add("type", item.name());
+std::vector<JsonObject> itemsJson(const std::vector<Item>& items, Encoding encoding) {
+    std::vector<JsonObject> objects;
+    for (const Item& item : items) {
+        objects.emplace_back();
+        objects.back().add("type", item.name());
         if (item.kind == Item::STRING) {
-            items.back().add("value", textOfItem(item, encoding));
+            objects.back().add("value", textOfItem(item, encoding));
         } else {
-            items.back().add("value", item.number);
+            objects.back().add("value", item.number);
         }
     }
-    return items;
+    return objects;
 }
 
 /** A dump of as many bytes as the view shows. */
@@ -130,9 +128,7 @@ JsonObject messageJson(M& m, const PayloadView& view) {
     object.add("timestamp", m.getTimestamp()).add("section", m.getSection()).add("length", m.size());
     const std::string payload = payloadOf(m);
     object.addBytes(payload, view.encoding);
-    if (view.decode && !payload.empty()) {
-        const Guess guess = guessItems(payload);
-        if (guess.fits) object.add("items", itemsJson(guess, view.encoding));
-    }
+    const std::vector<Item> items = view.decode ? guessItems(payload) : std::vector<Item>();
+    if (!items.empty()) object.add("items", itemsJson(items, view.encoding));
     return object;
 }

@@ -3,7 +3,7 @@
 #include "bus/M.h"
 #include "tools/jay/Files.h"
 #include "tools/jay/Hex.h"
-#include "tools/jay/Items.h"
+#include "tools/jay/ItemParser.h"
 
 static_assert(PayloadSource::LONGEST == M::MAX_SIZE - M::HEADER_SIZE, "the rest is the header");
 

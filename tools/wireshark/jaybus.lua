@@ -73,10 +73,10 @@ local e = {
     wake_up = note("wake_up", "The server asks for a client that is wanted", group.REQUEST_CODE, severity.CHAT),
 }
 
--- ---- what a payload may be made of: the same guess as `jay dump` makes ----
-
--- In tenths of a bit: what it would take to write an item down if small numbers and texts were common.
-local TYPE_COST, BYTE_COST, LETTER_COST, HIGH_LETTER_COST = 30, 80, 55, 65
+-- ---- what a payload may be made of: the same guess as `jay dump --decode` makes ----
+-- The fewest items that account for every byte, where a string is readable text and the upper half of the bits of a number is all zeros
+-- or all ones; they count as items if there are at most two for three bytes and, where the whole payload is readable text, if all are
+-- strings. Among as few items the first that differs is the shorter one.
 
 local function is_ascii_letter(byte)
     return byte >= 0x20 and byte < 0x7F or byte == 0x09 or byte == 0x0A or byte == 0x0D
@@ -131,62 +131,52 @@ local function read_var(bytes, at)
     if written_so then return length, value end
 end
 
-local function cost_of(number, bytes)
-    local bits, rest = 1, math.abs(number)
-    while rest >= 1 do
-        bits, rest = bits + 2, math.floor(rest / 2)
-    end
-    return TYPE_COST + math.min(10 * bits, BYTE_COST * bytes)
-end
-
--- Where the text that begins at each place ends, and what all bytes before a place cost as letters.
+-- Where the text that begins at each place ends.
 local function measure_texts(bytes)
-    local ends, letters = { [bytes.count] = bytes.count }, { [0] = 0 }
+    local ends = { [bytes.count] = bytes.count }
     for at = bytes.count - 1, 0, -1 do
         local length = letter_at(bytes, at)
         ends[at] = length == 0 and at or ends[at + length]
     end
-    for at = 0, bytes.count - 1 do
-        letters[at + 1] = letters[at] + (bytes[at] >= 0x80 and HIGH_LETTER_COST or LETTER_COST)
-    end
-    return ends, letters
+    return ends
 end
 
--- The row of items that explains the bytes with the least surprise; nil when they do not look like items.
+-- The items; nil when the payload does not look like items.
 local function guess_items(bytes)
-    local ends, letters = measure_texts(bytes)
-    local best = { [bytes.count] = { cost = 0 } }
-    local function offer(at, length, cost, item)
-        local all = cost + best[at + length].cost
-        if best[at] and best[at].cost <= all then return end
-        item.at, item.length, item.cost = at, length, all
-        best[at] = item
+    local ends = measure_texts(bytes)
+    local best = { [bytes.count] = { items = 0 } }
+    local function offer(at, length, item)
+        item.at, item.length, item.items = at, length, 1 + best[at + length].items
+        local other = best[at]
+        if not other or item.items < other.items or item.items == other.items and length < other.length then best[at] = item end
     end
     local function offer_number(at, kind, length)
         if at + length > bytes.count then return end
-        local value = little_endian(bytes, at, length)
+        local value, half = little_endian(bytes, at, length), 16 ^ length
+        local upper = math.floor(value / half)
+        if length > 1 and upper ~= 0 and upper ~= half - 1 then return end
         if kind == "int" and value >= 2147483648 then value = value - 4294967296 end
-        offer(at, length, cost_of(value, length), { kind = kind, value = value })
+        offer(at, length, { kind = kind, value = value })
     end
     for at = bytes.count - 1, 0, -1 do
-        offer_number(at, "int", 4)
-        offer_number(at, "word", 2)
         offer_number(at, "byte", 1)
+        offer_number(at, "word", 2)
+        offer_number(at, "int", 4)
         local length, value = read_var(bytes, at)
         local start = length and at + length
-        if length and length > 1 then offer(at, length, cost_of(value, length - 1), { kind = "var", value = value }) end
+        if length and length > 1 then offer(at, length, { kind = "var", value = value }) end
         if length and value > 0 and value <= bytes.count - start and ends[start] >= start + value then
-            offer(at, length + value, TYPE_COST + letters[start + value] - letters[start],
-                { kind = "str", start = start, size = value })
+            offer(at, length + value, { kind = "str", start = start, size = value })
         end
     end
-    local is_text = ends[0] == bytes.count and letters[bytes.count] + TYPE_COST < best[0].cost
-    if is_text or best[0].cost > BYTE_COST * bytes.count + TYPE_COST then return nil, ends end
-    local items, at = {}, 0
+    if 3 * best[0].items > 2 * bytes.count then return nil, ends end
+    local items, at, all_strings = {}, 0, true
     while at < bytes.count do
         items[#items + 1] = best[at]
+        all_strings = all_strings and best[at].kind == "str"
         at = at + best[at].length
     end
+    if ends[0] == bytes.count and not all_strings then return nil, ends end
     return items, ends
 end
 
