@@ -23,7 +23,8 @@ private:
 
 }  // namespace
 
-Launcher::Launcher(const Pace& pace, Reporter reporter) : pace_(pace), reporter_(std::move(reporter)) {
+Launcher::Launcher(const Pace& pace, Reporter reporter, Now now)
+    : pace_(pace), reporter_(std::move(reporter)), now_(std::move(now)) {
 }
 
 void Launcher::setCommands(const std::map<int, std::string>& commands) {
@@ -62,7 +63,7 @@ void Launcher::start(int client, Child& child) {
     const BrokenPipesKill reset;
     const std::string command = "exec </dev/null >&2\n" + commands_[client];
     child.asked = false;
-    child.started = Clock::now();
+    child.started = now_();
     const int pid = JSystem::exec(command.c_str(), JSystem::EXEC_NOWAIT);
     if (pid > 0) {
         child.pid = pid;
@@ -76,7 +77,7 @@ void Launcher::reap(int client, Child& child) {
     constexpr int BY_SIGNAL = -1;
     int status = BY_SIGNAL;  // pstatus() leaves it so
     if (child.pid == 0 || JSystem::pstatus(child.pid, &status) == 0) return;
-    if (status == 0 || Clock::now() - child.started >= milliseconds(pace_.steady)) child.failures = 0;
+    if (status == 0 || now_() - child.started >= milliseconds(pace_.steady)) child.failures = 0;
     if (status != 0) failed(child);
     report(status == BY_SIGNAL ? Event::KILLED : Event::ENDED, client, child, status);
     child.pid = 0;
@@ -86,11 +87,11 @@ void Launcher::failed(Child& child) const {
     long long wait = pace_.backoff;
     for (int i = 0; i < child.failures && wait < pace_.mostBackoff; i++) wait *= 2;
     child.failures++;
-    child.notBefore = Clock::now() + milliseconds(std::min<long long>(wait, pace_.mostBackoff));
+    child.notBefore = now_() + milliseconds(std::min<long long>(wait, pace_.mostBackoff));
 }
 
 int Launcher::waitOf(const Child& child) const {
-    const auto left = std::chrono::ceil<milliseconds>(child.notBefore - Clock::now()).count();
+    const auto left = std::chrono::ceil<milliseconds>(child.notBefore - now_()).count();
     return static_cast<int>(std::max<long long>(left, 0));
 }
 

@@ -7,12 +7,12 @@
 #include <string>
 
 /**
- * Starts the commands of clients that are to be woken up, one copy of each at a time, and takes note of their ends.
+ * Starts the commands of clients that are to be woken, one copy of each at a time, and notes how they end.
  *
- * A command fails when it ends with a status other than 0, or by a signal. Then it is left alone for a while: the first
+ * A command fails when it ends with a status other than 0, or by a signal. Then it is not started for some time: the first
  * time for `backoff`, and each further time for twice as long, up to `mostBackoff`. A request that comes meanwhile is kept,
- * and the command started when the time has passed. A command that ends with status 0, or fails after it has run for
- * `steady`, begins anew.
+ * and the command is started when the time has passed. A command that ends with status 0, or fails after it has run for
+ * `steady`, starts from `backoff` again.
  *
  * One thread. Commands are children of this process; nothing ends them, and they may outlive it.
  */
@@ -48,9 +48,10 @@ public:
     };
 
     using Reporter = std::function<void(const Event&)>;
+    using Now = std::function<Clock::time_point()>;
 
-    /** @param pace outlives the launcher, and may change. */
-    Launcher(const Pace& pace, Reporter reporter);
+    /** @param pace outlives the launcher, and may change. @param now the time; a test gives a clock of its own. */
+    Launcher(const Pace& pace, Reporter reporter, Now now = Clock::now);
 
     /** Replaces the table. What runs goes on, and is known still. */
     void setCommands(const std::map<int, std::string>& commands);
@@ -82,6 +83,7 @@ private:
 
     const Pace& pace_;
     Reporter reporter_;
+    Now now_;
     std::map<int, std::string> commands_;
     std::map<int, Child> children_;
 };
