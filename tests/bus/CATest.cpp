@@ -441,6 +441,24 @@ TEST_F(CATest, Reader_AfterALostConnection_KeepsWhatCame_AndSleeps) {
     EXPECT_LT((std::clock() - used) * 1000 / CLOCKS_PER_SEC, 150) << "the reader spins";
 }
 
+TEST_F(CATest, Reader_OfAQuietConnection_SleepsWithoutWakingUp) {
+    support::Thread reader(
+        [this] { ca->run(); });  // in place of the client's own thread, which is not started
+    ASSERT_NE(ca->connect(), 0);
+    server = Client(listener.accept());
+    server.receive();
+    ASSERT_TRUE(reader.fallsAsleep());
+    deliver(to(5));
+    ASSERT_TRUE(reader.fallsAsleep());
+    const long sleeps = reader.sleeps();
+    const net::Stopwatch watch;
+    EXPECT_TRUE(eventually([&] { return watch.ms() > 500; }));
+    EXPECT_EQ(reader.sleeps(), sleeps);
+    ca->stop();
+    server.send(to(5));
+    reader.join();
+}
+
 TEST_F(CATest, Reader_AReset_IsALostConnection) {
     connect();
     server.reset();
