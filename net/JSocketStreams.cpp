@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <atomic>
 #include <cassert>
 #include <cerrno>
 #include <climits>
@@ -31,6 +32,11 @@ int rangeLength(const JByte& b, int off, int len) {
 
 /** How one transfer went, if it brought no bytes. */
 enum : long { END = 0, FAILED = -1, TIMED_OUT = -2 };
+
+/** Most of the time there is nothing to clear, and a store that others must see costs more than a look. */
+void clear(std::atomic<bool>& flag) {
+    if (flag) flag = false;
+}
 
 long outcomeOf(Readiness readiness) {
     return readiness == Readiness::FAILED ? FAILED : TIMED_OUT;
@@ -99,7 +105,7 @@ int JSocket::JSocketInputStream::read(JByte& b, int off, int len, bool raw) {
 
 int JSocket::JSocketInputStream::readInto(char* to, int n) {
     if (n < 1) return -1;
-    socket->readTimedOut = false;
+    clear(socket->readTimedOut);
     const Descriptor::Use use(*socket->descriptor);
     if (use.fd() < 0) return socket->noConnection();
     openWindow();
@@ -229,7 +235,7 @@ const char* JSocket::JSocketInputStream::received(int n) {
 
 const char* JSocket::JSocketInputStream::await(int n) {
     assert(n >= 1 && n <= WINDOW_SIZE);
-    socket->readTimedOut = false;
+    clear(socket->readTimedOut);
     const Descriptor::Use use(*socket->descriptor);
     if (use.fd() < 0) {
         socket->noConnection();
@@ -283,7 +289,7 @@ int JSocket::JSocketOutputStream::write(JByte& b, int off, int len) {
 
 int JSocket::JSocketOutputStream::writeFrom(const char* from, int n) {
     if (n <= 0) return 0;
-    socket->writeTimedOut = false;
+    clear(socket->writeTimedOut);
     const Descriptor::Use use(*socket->descriptor);
     if (use.fd() < 0) return socket->noConnection();
     for (int sent = 0; sent < n;) {
