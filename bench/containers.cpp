@@ -1,10 +1,12 @@
 /** @file Tables and queues beside those of the C++ library, holding objects as Jay's do. */
 #include <benchmark/benchmark.h>
 #include <deque>
+#include <list>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "containers/JCachetable.h"
@@ -83,6 +85,87 @@ void FillStdUnorderedMap(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * 1000);
 }
 BENCHMARK(FillStdUnorderedMap);
+
+void FindInJCachetable(benchmark::State& state) {
+    JCachetable cache(100);
+    std::vector<std::unique_ptr<Name>> names;
+    for (long i = 0; i < 100; i++) {
+        names.push_back(std::make_unique<Name>(nameOf(i).c_str()));
+        cache.addElement(*names.back(), *names.back());
+    }
+    std::size_t i = 0;
+    for (auto unused : state) {
+        benchmark::DoNotOptimize(cache.getElement(*names[i]));
+        if (++i == names.size()) i = 0;
+    }
+}
+BENCHMARK(FindInJCachetable);
+
+/** A cache of the same kind out of the C++ library's parts. */
+class StdCache {
+public:
+    explicit StdCache(std::size_t capacity) : capacity_(capacity) {}
+
+    const std::string* get(const std::string& key) {
+        const auto found = index_.find(key);
+        if (found == index_.end()) return nullptr;
+        order_.splice(order_.begin(), order_, found->second);
+        return found->second->second.get();
+    }
+    void add(const std::string& key, const std::string& value) {
+        if (order_.size() == capacity_) {
+            index_.erase(order_.back().first);
+            order_.pop_back();
+        }
+        order_.emplace_front(key, std::make_unique<std::string>(value));
+        index_[key] = order_.begin();
+    }
+
+private:
+    using Order = std::list<std::pair<std::string, std::unique_ptr<std::string>>>;
+    std::size_t capacity_;
+    Order order_;
+    std::unordered_map<std::string, Order::iterator> index_;
+};
+
+void FindInStdCache(benchmark::State& state) {
+    StdCache cache(100);
+    std::vector<std::string> names;
+    for (long i = 0; i < 100; i++) {
+        names.push_back(nameOf(i));
+        cache.add(names.back(), names.back());
+    }
+    std::size_t i = 0;
+    for (auto unused : state) {
+        benchmark::DoNotOptimize(cache.get(names[i]));
+        if (++i == names.size()) i = 0;
+    }
+}
+BENCHMARK(FindInStdCache);
+
+void ReplaceInJCachetable(benchmark::State& state) {
+    JCachetable cache(100);
+    std::vector<std::unique_ptr<Name>> names;
+    for (long i = 0; i < 200; i++) names.push_back(std::make_unique<Name>(nameOf(i).c_str()));
+    std::size_t i = 0;
+    for (auto unused : state) {
+        cache.addElement(*names[i], *names[i]);
+        if (++i == names.size()) i = 0;
+    }
+}
+BENCHMARK(ReplaceInJCachetable);
+
+void ReplaceInStdCache(benchmark::State& state) {
+    StdCache cache(100);
+    std::vector<std::string> names;
+    for (long i = 0; i < 200; i++) names.push_back(nameOf(i));
+    std::size_t i = 0;
+    for (auto unused : state) {
+        cache.add(names[i], names[i]);
+        if (++i == names.size()) i = 0;
+    }
+}
+BENCHMARK(ReplaceInStdCache);
 
 void ThroughJQueue(benchmark::State& state) {
     JQueue queue(1000);
