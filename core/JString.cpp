@@ -21,14 +21,30 @@ namespace {
 constexpr int NUMBER_TEXT = 40;
 
 /**
- * A new array with room for a text of `room` bytes and its NUL: a copy of `n` bytes, then zeroes. Nothing
- * is left as it came from the heap, because getBytes() may show all of it.
+ * The array of every empty string without room, so that making, moving and destroying one allocates nothing. It is not
+ * const, because strings hand out their array to be written; nothing but its NUL may be written here.
+ */
+char emptyText[1];
+
+/**
+ * An array with room for a text of `room` bytes and its NUL: a copy of `n` bytes, then zeroes. Nothing is left as it came
+ * from the heap, because getBytes() may show all of it.
  */
 char* newText(const char* bytes, int n, int room) {
+    if (room == 0) return emptyText;
     char* text = new char[static_cast<std::size_t>(room) + 1];
     std::memcpy(text, bytes, static_cast<std::size_t>(n));
     std::memset(text + n, 0, static_cast<std::size_t>(room - n) + 1);
     return text;
+}
+
+void release(char* text) {
+    if (text != emptyText) delete[] text;
+}
+
+/** Ends a text. An empty one is left alone: it may be the array that all empty strings share. */
+void cut(char* end) {
+    if (*end != '\0') *end = '\0';
 }
 
 const char* orEmpty(const char* s) {
@@ -60,7 +76,7 @@ int indexIn(const char* text, const char* found) {
 
 // ---- construction ----
 
-JString::JString() : JString(0) {
+JString::JString() : data(emptyText), hash(0), length_(0) {
 }
 
 JString::JString(const char* s) : JString(s, 0, textLength(orEmpty(s))) {
@@ -86,6 +102,10 @@ JString::JString(const JString& other) : JString(&other, 0) {
 JString::JString(const JString* other) : JString(other, 0) {
 }
 
+JString::JString(JString&& other) noexcept : JObject(), data(other.data), hash(0), length_(other.length_) {
+    other.forget();
+}
+
 /** A copy whose array holds at least `room` bytes and a NUL. */
 JString::JString(const JString* other, int room)
     : JObject(), hash(0), length_(other == nullptr ? 0 : other->length_) {
@@ -94,7 +114,14 @@ JString::JString(const JString* other, int room)
 }
 
 JString::~JString() {
-    delete[] data;
+    release(data);
+}
+
+/** Becomes the empty string. The array belongs to another string by now. */
+void JString::forget() {
+    data = emptyText;
+    hash = 0;
+    length_ = 0;
 }
 
 JObject* JString::clone() {
@@ -283,7 +310,7 @@ JString JString::trimDef(const char* set) const {
     for (const char* from = data; *from != '\0'; ++from) {
         if (std::strchr(unwanted, *from) == nullptr) *to++ = *from;
     }
-    *to = '\0';
+    cut(to);
     result.length_ = static_cast<int>(to - result.data);
     return result;
 }
@@ -317,7 +344,7 @@ JString JString::toMax(int n) const {
         const int dots = std::max(n, 0);
         JString result(this, dots);
         std::memset(result.data, '.', static_cast<std::size_t>(dots));
-        result.data[dots] = '\0';
+        cut(result.data + dots);
         return result;
     }
     JString result(*this);
@@ -354,16 +381,36 @@ int JString::charsAdjust(const char* str, int& offset, int& len) {
 JString& JString::operator=(const char* s) {
     const char* text = orEmpty(s);
     const int size = textLength(text);
-    char* fresh = newText(text, size, size);  // before the old array goes: it may be the source
-    delete[] data;
-    data = fresh;
+    if (fitsHere(size)) {
+        std::memmove(data, text, static_cast<std::size_t>(size));  // the text may be this string's own
+        data[size] = '\0';
+    } else {
+        char* fresh = newText(text, size, size);
+        release(data);
+        data = fresh;
+    }
     hash = 0;
     length_ = size;
     return *this;
 }
 
+/** Whether a text can take the place of the present one without much of the array being left unused. */
+bool JString::fitsHere(int size) const {
+    return data != emptyText && size <= length_ && size >= length_ / 2;
+}
+
 JString& JString::operator=(const JString& other) {
     return *this = static_cast<const char*>(other.data);
+}
+
+JString& JString::operator=(JString&& other) noexcept {
+    if (this == &other) return *this;
+    release(data);
+    data = other.data;
+    hash = 0;
+    length_ = static_cast<int>(std::strlen(data));  // as an assignment by copy counts it
+    other.forget();
+    return *this;
 }
 
 JString& JString::operator+=(const char* s) {
@@ -375,7 +422,7 @@ JString& JString::operator+=(const char* s) {
     const int room = textSize(static_cast<long long>(std::max(length_, head)) + tail);
     char* fresh = newText(data, head, room);
     std::memcpy(fresh + head, s, static_cast<std::size_t>(tail));
-    delete[] data;  // only now: it may be the source
+    release(data);  // only now: it may be the source
     data = fresh;
     hash = 0;
     length_ = head + tail;
@@ -484,53 +531,65 @@ bool operator>=(const JString& a, const char* b) {
 
 // ---- concatenation ----
 
-namespace {
+/** The text of `length` bytes at `head`, followed by the text at `tail`: one allocation. */
+JString JString::joined(const char* head, int length, const char* tail) {
+    const int tailLength = textLength(tail);
+    const int size = textSize(static_cast<long long>(length) + tailLength);
+    JString result;
+    result.data = newText(head, length, size);
+    result.length_ = size;
+    std::memcpy(result.data + length, tail, static_cast<std::size_t>(tailLength));
+    return result;
+}
 
-template <class Right>
-JString appended(const JString& a, const Right& b) {
-    JString result(a);
+JString JString::joined(const JString& a, const char* b) {
+    if (b == nullptr || *b == '\0') return a;
+    if (textLength(a.data) == a.length_) return joined(a.data, a.length_, b);
+    JString result(a);  // its length is not that of its text; += handles that
     result += b;
     return result;
 }
 
-}  // namespace
-
 JString operator+(const JString& a, const JString& b) {
-    return appended(a, b);
+    return JString::joined(a, b.data);
 }
 JString operator+(const JString& a, const char* b) {
-    return appended(a, b);
+    return JString::joined(a, b);
 }
 JString operator+(const char* a, const JString& b) {
-    return appended(a, b);
+    const char* head = orEmpty(a);
+    return JString::joined(head, textLength(head), b.data);
 }
 JString operator+(const JString& a, char c) {
-    return appended(a, c);
+    const char text[] = {c, '\0'};
+    return JString::joined(a, text);
 }
 JString operator+(const JString& a, signed char c) {
-    return appended(a, c);
+    return a + static_cast<char>(c);
 }
 JString operator+(const JString& a, int n) {
-    return appended(a, n);
+    char text[NUMBER_TEXT];
+    return JString::joined(a, sys_itoa(n, text, 10));
 }
 JString operator+(const JString& a, unsigned n) {
-    return appended(a, n);
+    return a + static_cast<int>(n);
 }
 JString operator+(const JString& a, long n) {
-    return appended(a, n);
+    return a + static_cast<int>(n);
 }
 JString operator+(const JString& a, unsigned long n) {
-    return appended(a, n);
+    return a + static_cast<int>(n);
 }
 JString operator+(const JString& a, long long n) {
-    return appended(a, n);
+    char text[NUMBER_TEXT];
+    return JString::joined(a, sys_i64toa(n, text, 10));
 }
 JString operator+(const JString& a, unsigned long long n) {
-    return appended(a, n);
+    return a + static_cast<long long>(n);
 }
 JString operator+(const JString& a, const JInteger& n) {
-    return appended(a, n);
+    return a + static_cast<int>(n);
 }
 JString operator+(const JString& a, bool b) {
-    return appended(a, b ? "true" : "false");
+    return JString::joined(a, b ? "true" : "false");
 }

@@ -83,6 +83,9 @@ public:
     JString(const JString& other);
     JString(const JString* other);
 
+    /** Takes the other's text and length over without copying; the other becomes the empty string. */
+    JString(JString&& other) noexcept;
+
     ~JString() override;
 
     /** A copy on the heap, owned by the caller. */
@@ -260,6 +263,9 @@ public:
     JString& operator=(const char* s);
     JString& operator=(const JString& other);
 
+    /** The same without copying; the other becomes the empty string, unless it is this one. */
+    JString& operator=(JString&& other) noexcept;
+
     /**
      * Appends a text, also this string's own. Nothing happens, not even to length(), when it is null or
      * empty; otherwise length() is that of the joined text.
@@ -313,10 +319,23 @@ public:
 private:
     friend struct jay::detail::JStringPeer;
 
+    friend JAY_API JString operator+(const JString& a, const JString& b);
+    friend JAY_API JString operator+(const JString& a, const char* b);
+    friend JAY_API JString operator+(const char* a, const JString& b);
+    friend JAY_API JString operator+(const JString& a, char c);
+    friend JAY_API JString operator+(const JString& a, int n);
+    friend JAY_API JString operator+(const JString& a, long long n);
+    friend JAY_API JString operator+(const JString& a, bool b);
+
     JAY_HIDDEN JString(const JString* other, int room);
+    JAY_HIDDEN static JString joined(const char* head, int length, const char* tail);
+    JAY_HIDDEN static JString joined(const JString& a, const char* b);
+    JAY_HIDDEN void forget();
+    JAY_HIDDEN bool fitsHere(int size) const;
     JAY_HIDDEN int occupied() const;
 
-    char* data;   // owned, from array-new, never null; occupied() bytes and a NUL at least
+    // Owned, from array-new, never null; occupied() bytes and a NUL at least. Shared by all empty strings without room.
+    char* data;
     int hash;     // the cached hash code; 0: not computed
     int length_;  // see "Length and text"
 };

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <new>
 #include <string>
+#include <utility>
 
 #include "core/detail/TextSize.h"
 #include "core/JByte.h"
@@ -12,6 +13,7 @@
 #include "support/allocation/FailingAllocator.h"
 #include "support/JStringBufferPeer.h"
 
+using support::allocationsOf;
 using support::FailingAllocation;
 using support::FailingAllocator;
 
@@ -90,4 +92,19 @@ TEST(AllocationFailureTest, IsWhatATextBeyondTheLengthsRangeMeets) {
     EXPECT_EQ(jay::detail::textSize(static_cast<std::size_t>(INT_MAX)), INT_MAX);
     EXPECT_THROW(jay::detail::textSize(static_cast<std::size_t>(INT_MAX) + 1), std::bad_alloc);
     EXPECT_THROW(jay::detail::textSize(static_cast<long long>(INT_MAX) + 1), std::bad_alloc);
+}
+
+TEST(AllocationTest, TextsAllocateOnceOrNotAtAll) {
+    const JString a("a text of some length");
+    const JString b("another one");
+    JString target("a text of equal size.");
+    EXPECT_EQ(allocationsOf([] { JString empty; }), 0);
+    EXPECT_EQ(allocationsOf([] { JString empty(""); }), 0);
+    EXPECT_EQ(allocationsOf([&] { JString copy(a); }), 1);
+    EXPECT_EQ(allocationsOf([&] { JString joined(a + b); }), 1);
+    EXPECT_EQ(allocationsOf([&] { JString joined("literal" + b); }), 1);
+    EXPECT_EQ(allocationsOf([&] { JString joined(a + 5 + 'c'); }), 2);
+    EXPECT_EQ(allocationsOf([&] { target = a; }), 0);
+    EXPECT_EQ(allocationsOf([&] { target = a + b; }), 1);
+    EXPECT_EQ(allocationsOf([&] { JString moved(std::move(target)); }), 0);
 }

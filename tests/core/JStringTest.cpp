@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "core/JInteger.h"
@@ -164,6 +165,77 @@ TEST(JStringTest, CloneIsACopyOfTheCallers) {
     EXPECT_EQ(clone->getClass(), &JString::classJString);
     EXPECT_STREQ(static_cast<JString&>(*clone), "abc");
     EXPECT_TRUE(s.equals(*clone));
+}
+
+// ---- moving ----
+
+TEST(JStringTest, MovingTakesTextAndLengthOver) {
+    JString source("abc");
+    const char* const text = source;
+    source.hashCode();
+    const JString target(std::move(source));
+    EXPECT_EQ(static_cast<const char*>(target), text);
+    EXPECT_EQ(target.length(), 3);
+    EXPECT_EQ(Peer::hash(target), 0);
+    EXPECT_STREQ(source, "");
+    EXPECT_EQ(source.length(), 0);
+    EXPECT_EQ(Peer::hash(source), 0);
+}
+
+TEST(JStringTest, AMovedFromStringIsUsedAsAnEmptyOne) {
+    JString source("abc");
+    JString target(std::move(source));
+    source += "x";
+    EXPECT_STREQ(source, "x");
+    EXPECT_STREQ(target, "abc");
+    JString again(std::move(source));
+    source = again;
+    EXPECT_STREQ(source, "x");
+}
+
+TEST(JStringTest, MovingKeepsALengthThatIsNotTheTexts) {
+    for (const JString& odd :
+         {JString(5), JString("  abc").trimLeft(), JString("abcdef").toMax(5), JString("ab").toMax(3)}) {
+        JString source(odd);
+        const JString target(std::move(source));
+        EXPECT_EQ(target.length(), odd.length());
+        EXPECT_STREQ(target, odd);
+        EXPECT_EQ(bytes(target), bytes(odd));
+    }
+}
+
+TEST(JStringTest, MoveAssignmentCountsTheTextAsAssignmentDoes) {
+    for (const JString& odd :
+         {JString(5), JString("  abc").trimLeft(), JString("abcdef").toMax(5), JString("ab").toMax(3)}) {
+        JString copied("former");
+        copied = odd;
+        JString source(odd);
+        JString moved("former");
+        EXPECT_EQ(&(moved = std::move(source)), &moved);
+        EXPECT_EQ(moved.length(), copied.length());
+        EXPECT_STREQ(moved, copied);
+        EXPECT_STREQ(source, "");
+    }
+}
+
+TEST(JStringTest, MovedToItselfItStaysAsItIs) {
+    JString s("abc");
+    JString& same = s;
+    s = std::move(same);
+    EXPECT_STREQ(s, "abc");
+    EXPECT_EQ(s.length(), 3);
+}
+
+TEST(JStringTest, EmptyStringsDoNotWriteToTheTextTheyShare) {
+    const JString empty;
+    EXPECT_STREQ(empty.trimDef("x"), "");
+    EXPECT_STREQ(empty.toMax(0), "");
+    EXPECT_STREQ(empty.toUpperCase(), "");
+    EXPECT_STREQ(empty.replase('a', 'b'), "");
+    JString assigned;
+    assigned = "";
+    assigned = empty;
+    EXPECT_STREQ(JString(), "");
 }
 
 // ---- access ----
