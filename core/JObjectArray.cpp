@@ -5,14 +5,18 @@
 #include <climits>
 #include <new>
 
+#include "core/detail/Growth.h"
+
+using jay::detail::allocatedFor;
+
 const JClass JObjectArray::classJObjectArray = {"JObjectArray", sizeof(JObjectArray), &JObject::classJObject};
 
 namespace {
 
 constexpr int STEP = 8;  ///< slots by which the capacity grows
 
-JObject** newSlots(int n) {
-    return new JObject*[static_cast<size_t>(n)]();
+JObject** newSlots(int capacity) {
+    return new JObject*[allocatedFor(capacity, STEP)]();
 }
 
 JObject* cloneOf(JObject& element) {
@@ -86,18 +90,22 @@ void JObjectArray::resize(int n) {
     n = std::max(n, 0);  // no array has fewer than no elements
     if (n == length_) return;
     if (n < length_) deleteFrom(n);
-    if (n >= capacity) {
-        // At the capacity, too, and then for no more slots than there were: kept.
-        if (n > INT_MAX - (STEP - 1)) throw std::bad_alloc();
-        const int larger = (n + STEP - 1) / STEP * STEP;
+    if (n >= capacity) grow(n);
+    length_ = n;
+    raiseCounter();
+}
+
+/** Makes the capacity the multiple of 8 from `n` on. At a capacity that is one already, it stays. */
+void JObjectArray::grow(int n) {
+    if (n > INT_MAX - (STEP - 1)) throw std::bad_alloc();
+    const int larger = (n + STEP - 1) / STEP * STEP;
+    if (elements == nullptr || allocatedFor(larger, STEP) != allocatedFor(capacity, STEP)) {
         JObject** slots = newSlots(larger);
         std::copy(elements, elements + std::min(length_, n), slots);
         delete[] elements;
         elements = slots;
-        capacity = larger;
     }
-    length_ = n;
-    raiseCounter();
+    capacity = larger;
 }
 
 void JObjectArray::clear() {

@@ -15,11 +15,11 @@ struct JObjectArrayPeer;  // for the library's own tests
  *     JStringArray names;
  *     names[5] = "Kim";       // length 6; elements 0 to 4 are made when they are first read
  *
- * Slots are allocated in steps of 8 and never given back by shrinking. An optional shared counter records the
+ * The capacity grows in steps of 8 slots, and shrinking does not lower it. Up to half as many slots again are allocated. An optional shared counter records the
  * largest length that the arrays sharing it have reached; it is raised, never lowered.
  *
  * The array owns its elements: they are deleted with it, by clear() and by shrinking. Access takes constant
- * time, growth linear time. Not thread-safe.
+ * time, growth by one constant time on average. Not thread-safe.
  */
 class JAY_API JObjectArray : public JObject {
 public:
@@ -76,13 +76,15 @@ private:
     friend struct jay::detail::JObjectArrayPeer;
 
     JAY_HIDDEN void deleteFrom(int first);
+    JAY_HIDDEN void grow(int n);
     JAY_HIDDEN void raiseCounter();
     JAY_HIDDEN bool isConsistent() const;
 
     int length_;
     int capacity;
     JSize* counter;
-    JObject** elements;  // `capacity` slots, owned with what they point to; null behind length_
+    JObject**
+        elements;  // jay::detail::allocatedFor(capacity, 8) slots, owned with what they point to; null behind length_
 };
 
 static_assert(sizeof(void*) != 4 || sizeof(JObjectArray) == 20,

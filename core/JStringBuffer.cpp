@@ -3,9 +3,11 @@
 #include <cstring>
 #include <memory>
 
+#include "core/detail/Growth.h"
 #include "core/detail/TextSize.h"
 #include "core/JNumber.h"
 
+using jay::detail::allocatedFor;
 using jay::detail::textLength;
 using jay::detail::textSize;
 
@@ -43,10 +45,15 @@ std::unique_ptr<char[]> JStringBuffer::makeRoom(int extra) {
     const long long need = static_cast<long long>(length_) + extra - 1;
     if (need < capacity) return nullptr;
     const int size = textSize((need + BLOCK) / BLOCK * BLOCK);
-    char* fresh = new char[static_cast<std::size_t>(size)]();
-    std::memcpy(fresh, data, static_cast<std::size_t>(length_));
-    std::unique_ptr<char[]> replaced(data);
-    data = fresh;
+    const std::size_t bytes = allocatedFor(size, BLOCK);
+    std::unique_ptr<char[]> replaced;
+    if (bytes != allocatedFor(capacity, BLOCK)) {
+        char* fresh = new char[bytes];
+        std::memcpy(fresh, data, static_cast<std::size_t>(length_));
+        std::memset(fresh + length_, 0, bytes - static_cast<std::size_t>(length_));
+        replaced.reset(data);
+        data = fresh;
+    }
     capacity = size;
     return replaced;
 }

@@ -11,10 +11,9 @@ struct JStringBufferPeer;  // for the library's own tests
 }
 
 /**
- * Collects a long text from many appends without the reallocation that every JString::operator+= makes. The
- * storage grows in blocks of 256 zero-filled bytes and never shrinks but by clear(). An append that finds
- * room is O(appended); one that grows the storage copies the text, so collecting n bytes copies O(n * n /
- * 256).
+ * Collects a long text from many appends without the reallocation that every JString::operator+= makes. The capacity grows
+ * in blocks of 256 zero-filled bytes and never shrinks, except by clear(). Up to half as much again is allocated, so that
+ * collecting a text takes time linear in its length.
  *
  * The text is NUL-terminated only by the conversion to const char*.
  *
@@ -83,7 +82,7 @@ private:
     JAY_HIDDEN std::unique_ptr<char[]> makeRoom(int extra);
 
     char* data = nullptr;  // owned, from array-new; null until the first append or sizing
-    int capacity = 0;      // bytes allocated, a multiple of 256
+    int capacity = 0;      // a multiple of 256; jay::detail::allocatedFor(capacity, 256) bytes are allocated
     int length_ = 0;       // bytes of text
 };
 
