@@ -61,7 +61,8 @@ std::unique_ptr<char[]> JStringBuffer::makeRoom(int extra) {
 JStringBuffer& JStringBuffer::append(const char* s) {
     const char* text = s == nullptr ? "" : s;
     const int size = textLength(text);
-    const std::unique_ptr<char[]> replaced = makeRoom(size);
+    std::unique_ptr<char[]> replaced;
+    if (data == nullptr || size > capacity - length_) replaced = makeRoom(size);
     std::memcpy(data + length_, text, static_cast<std::size_t>(size));
     length_ += size;
     return *this;
