@@ -86,6 +86,70 @@ void FillStdUnorderedMap(benchmark::State& state) {
 }
 BENCHMARK(FillStdUnorderedMap);
 
+/** A key that hashes well: numbers, of which no two have the same hash. */
+class Number : public JObject {
+public:
+    explicit Number(int n) : value(n) {}
+    using JObject::equals;
+    bool equals(const JObject* other) override { return value == static_cast<const Number*>(other)->value; }
+    int hashCode() override { return value; }
+    JObject* clone() override { return new Number(*this); }
+
+private:
+    int value;
+};
+
+void FindNumberInJHashtable(benchmark::State& state) {
+    JHashtable table;
+    for (int i = 0; i < 10000; i++) {
+        Number number(i);
+        table.put(number, number);
+    }
+    int i = 0;
+    for (auto unused : state) {
+        Number number(i);
+        benchmark::DoNotOptimize(table.get(number));
+        if (++i == 10000) i = 0;
+    }
+}
+BENCHMARK(FindNumberInJHashtable);
+
+void FindNumberInStdUnorderedMap(benchmark::State& state) {
+    std::unordered_map<int, std::unique_ptr<JObject>> table;
+    for (int i = 0; i < 10000; i++) table[i] = std::make_unique<Number>(i);
+    int i = 0;
+    for (auto unused : state) {
+        benchmark::DoNotOptimize(table.find(i)->second.get());
+        if (++i == 10000) i = 0;
+    }
+}
+BENCHMARK(FindNumberInStdUnorderedMap);
+
+void FillJHashtableWithNumbers(benchmark::State& state) {
+    for (auto unused : state) {
+        JHashtable table;
+        for (int i = 0; i < 1000; i++) {
+            Number number(i);
+            table.put(number, number);
+        }
+        benchmark::DoNotOptimize(table.size());
+    }
+    state.SetItemsProcessed(state.iterations() * 1000);
+}
+BENCHMARK(FillJHashtableWithNumbers);
+
+void FillStdUnorderedMapWithNumbers(benchmark::State& state) {
+    for (auto unused : state) {
+        // As many objects as Jay's: keys are objects there.
+        std::unordered_map<int, std::pair<std::unique_ptr<Number>, std::unique_ptr<Number>>> table;
+        for (int i = 0; i < 1000; i++)
+            table.emplace(i, std::make_pair(std::make_unique<Number>(i), std::make_unique<Number>(i)));
+        benchmark::DoNotOptimize(table.size());
+    }
+    state.SetItemsProcessed(state.iterations() * 1000);
+}
+BENCHMARK(FillStdUnorderedMapWithNumbers);
+
 void FindInJCachetable(benchmark::State& state) {
     JCachetable cache(100);
     std::vector<std::unique_ptr<Name>> names;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cassert>
 #include <memory>
+#include <typeinfo>
 
 #include "containers/detail/Buckets.h"
 
@@ -130,35 +131,41 @@ const JClass* JCachetable::getClass() const {
 
 JObject* JCachetable::getElement(JObject& key) {
     increment(requests_);
-    JCacheEntry* const entry = getEntry(key);
-    if (entry == nullptr) {
+    JCacheEntry** const link = findLink(index, indexCapacity, key, key.hashCode());
+    if (link == nullptr) {
         increment(faults_);
         return nullptr;
     }
-    costMax(entry->slot);
+    JCacheEntry* const entry = *link;
+    if (entry->slot != mostRecent) costMax(entry->slot);
     increment(entry->useCount);
     increment(hits_);
     return entry->value;
 }
 
 void JCachetable::addElement(JObject& key, JObject& value) {
-    if (JCacheEntry* const entry = getEntry(key)) {
+    const int hash = key.hashCode();
+    if (JCacheEntry** const link = findLink(index, indexCapacity, key, hash)) {
+        JCacheEntry* const entry = *link;
         drop(entry->value);
         entry->value = value.clone();
         entry->useCount = 1;
-        addEntry(entry->key, entry);  // finds the entry itself, and counts that
+        if (isFirstOfItsHash(entry)) {
+            increment(duplicates);  // as addEntry() does when it finds the entry itself
+        } else {
+            addEntry(entry->key, entry);
+        }
         costMax(entry->slot);
     } else if (capacity_ > 0) {
         takeSlot();
-        fillHead(key, value);
+        fillHead(key, hash, value);
     }
 }
 
 /** Brings a slot that is free, or freed here, to the head of the recency list. */
 void JCachetable::takeSlot() {
     if (isFull()) {
-        JObject* const victim = entries[leastRecent]->key;
-        if (victim != nullptr) removeEntry(victim);  // null: emptied by removeElement()
+        evict(entries[leastRecent]);
         costMax(leastRecent);
     } else if (count > 0) {
         previous[count] = leastRecent;
@@ -170,7 +177,7 @@ void JCachetable::takeSlot() {
     }
 }
 
-void JCachetable::fillHead(JObject& key, JObject& value) {
+void JCachetable::fillHead(JObject& key, int hash, JObject& value) {
     JCacheEntry* const entry = entries[mostRecent];
     // Empty as a rule. Not so where the index never held the slot, gave its place to another, or, with keys whose
     // equals() is not symmetric, found another slot under this one's key.
@@ -180,10 +187,48 @@ void JCachetable::fillHead(JObject& key, JObject& value) {
     entry->next = nullptr;
     std::unique_ptr<JObject> keyClone(key.clone());
     std::unique_ptr<JObject> valueClone(value.clone());
-    if (keyClone != nullptr) addEntry(keyClone.get(), entry);
+    if (keyClone != nullptr) enter(entry, key, *keyClone, hash);
     entry->key = keyClone.release();
     entry->value = valueClone.release();
     entry->useCount = 1;
+}
+
+/** addEntry() for a clone of a key that was looked up and not found: a clone of the same class need not be looked up again. */
+void JCachetable::enter(JCacheEntry* entry, JObject& key, JObject& keyClone, int hash) {
+    if (typeid(key) == typeid(keyClone)) {
+        link(entry, hash);
+    } else {
+        addEntry(&keyClone, entry);
+    }
+}
+
+/** removeEntry() of a slot's key, without a look-up where that would find the slot itself. */
+void JCachetable::evict(JCacheEntry* entry) {
+    if (entry->key == nullptr) return;  // emptied by removeElement()
+    if (isFirstOfItsHash(entry)) {
+        removeAt(firstOf(entry->hash));
+    } else {
+        removeEntry(entry->key);
+    }
+}
+
+/** The link to the first entry in the index that has this hash, or to null at the end of its bucket. */
+JCacheEntry** JCachetable::firstOf(int hash) const {
+    JCacheEntry** at = &index[bucketOf(hash, indexCapacity)];
+    while (*at != nullptr && (*at)->hash != hash) at = &(*at)->next;
+    return at;
+}
+
+bool JCachetable::isFirstOfItsHash(const JCacheEntry* entry) const {
+    return *firstOf(entry->hash) == entry;
+}
+
+/** Enters a slot under a hash that no other slot with an equal key has. */
+void JCachetable::link(JCacheEntry* entry, int hash) {
+    if (indexCount >= indexThreshold) reallocation();
+    entry->hash = hash;
+    linkAtHead(index, indexCapacity, entry);
+    indexCount++;
 }
 
 /** Takes a slot out of the index, if it is in there, whatever its key equals. */
@@ -226,25 +271,24 @@ void JCachetable::clear() {
 
 void JCachetable::addEntry(JObject* key, JCacheEntry* entry) {
     const int hash = key->hashCode();
-    if (JCacheEntry** const link = findLink(index, indexCapacity, *key, hash)) {
+    if (JCacheEntry** const found = findLink(index, indexCapacity, *key, hash)) {
         increment(duplicates);
-        if (*link == entry) return;
-        entry->next = (*link)->next;
+        if (*found == entry) return;
+        entry->next = (*found)->next;
         entry->hash = hash;
-        *link = entry;
+        *found = entry;
         return;
     }
-    if (indexCount >= indexThreshold) reallocation();
-    entry->hash = hash;
-    linkAtHead(index, indexCapacity, entry);
-    indexCount++;
+    link(entry, hash);
 }
 
 void JCachetable::removeEntry(JObject* key) {
-    JCacheEntry** const link = findLink(index, indexCapacity, *key, key->hashCode());
-    if (link == nullptr) return;
-    JCacheEntry* const entry = *link;
-    *link = entry->next;
+    if (JCacheEntry** const found = findLink(index, indexCapacity, *key, key->hashCode())) removeAt(found);
+}
+
+void JCachetable::removeAt(JCacheEntry** at) {
+    JCacheEntry* const entry = *at;
+    *at = entry->next;
     drop(entry->key);
     drop(entry->value);
     entry->hash = 0;

@@ -133,7 +133,13 @@ private:
     JAY_HIDDEN bool isListed(int slot) const;
     JAY_HIDDEN void toHead(int slot);
     JAY_HIDDEN void takeSlot();
-    JAY_HIDDEN void fillHead(JObject& key, JObject& value);
+    JAY_HIDDEN void fillHead(JObject& key, int hash, JObject& value);
+    JAY_HIDDEN void enter(JCacheEntry* entry, JObject& key, JObject& keyClone, int hash);
+    JAY_HIDDEN void evict(JCacheEntry* entry);
+    JAY_HIDDEN void link(JCacheEntry* entry, int hash);
+    JAY_HIDDEN void removeAt(JCacheEntry** at);
+    JAY_HIDDEN JCacheEntry** firstOf(int hash) const;
+    JAY_HIDDEN bool isFirstOfItsHash(const JCacheEntry* entry) const;
     JAY_HIDDEN void unindex(const JCacheEntry* entry);
 
     int requests_;

@@ -67,27 +67,32 @@ const JClass* JHashtable::getClass() const {
 
 JHashEntry* JHashtable::put(JObject& key, JObject& value) {
     const int hash = key.hashCode();
-    if (JHashEntry** link = findLink(table, capacity_, key, hash)) {
+    JHashEntry** bucket = &table[bucketOf(hash, capacity_)];
+    if (JHashEntry** link = findLinkIn(bucket, key, hash)) {
         JObject* const former = (*link)->value;
         (*link)->value = value.clone();
         delete former;
         return *link;
     }
-    if (count >= threshold) reallocation();
+    if (count >= threshold) {
+        reallocation();
+        bucket = &table[bucketOf(hash, capacity_)];
+    }
     auto entry = std::make_unique<JHashEntry>();
     std::unique_ptr<JObject> keyClone(key.clone());
     std::unique_ptr<JObject> valueClone(value.clone());
     entry->hash = hash;
     entry->key = keyClone.release();
     entry->value = valueClone.release();
-    linkAtHead(table, capacity_, entry.get());
+    entry->next = *bucket;
+    *bucket = entry.get();
     count++;
     return entry.release();
 }
 
 JObject* JHashtable::get(JObject& key) {
-    const JHashEntry* entry = getEntry(key);
-    return entry != nullptr ? entry->value : nullptr;
+    JHashEntry** link = findLink(table, capacity_, key, key.hashCode());
+    return link != nullptr ? (*link)->value : nullptr;
 }
 
 JObject* JHashtable::get(JObject* key) {

@@ -38,13 +38,19 @@ Entry** newBuckets(int capacity) {
  * in chain order wins. A stored key of null, which a key that does not clone leaves, matches nothing.
  */
 template <class Entry>
-Entry** findLink(Entry** buckets, int capacity, JObject& key, int hash) {
-    for (Entry** link = &buckets[bucketOf(hash, capacity)]; *link != nullptr; link = &(*link)->next) {
+Entry** findLinkIn(Entry** bucket, JObject& key, int hash) {
+    for (Entry** link = bucket; *link != nullptr; link = &(*link)->next) {
         JObject* stored = (*link)->key;
         if ((*link)->hash == hash && stored != nullptr && stored->equals(static_cast<const JObject*>(&key)))
             return link;
     }
     return nullptr;
+}
+
+/** The same among all buckets. */
+template <class Entry>
+Entry** findLink(Entry** buckets, int capacity, JObject& key, int hash) {
+    return findLinkIn(&buckets[bucketOf(hash, capacity)], key, hash);
 }
 
 template <class Entry>

@@ -725,6 +725,19 @@ private:
 
 }  // namespace
 
+TEST_F(JCachetableTest, AKeyIsHashedOnceAndLookedUpOncePerAddition) {
+    JCachetable cache(2);
+    Key::hashed() = 0;
+    Key::asked() = 0;
+    for (int n = 1; n <= 3; n++) add(cache, n, n);  // the third evicts the first
+    EXPECT_EQ(Key::hashed(), 3);
+    EXPECT_EQ(Key::asked(), 0);
+    add(cache, 3, 30);
+    EXPECT_EQ(Key::hashed(), 4);
+    EXPECT_EQ(Key::asked(), 1);
+    EXPECT_EQ(Peer::duplicates(cache), 1);
+}
+
 TEST_F(JCachetableTest, KeysThatForgetToCloneDisplaceEachOtherAndLeakNothing) {
     JCachetable cache(2);
     for (int n = 0; n < 10; n++) {
