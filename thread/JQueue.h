@@ -131,8 +131,11 @@ private:
     friend struct jay::detail::JQueuePeer;
 
     JAY_HIDDEN bool hasRoom();
+    JAY_HIDDEN int appendCopy(JObject& item);
     JAY_HIDDEN void append(JObject* item);
+    JAY_HIDDEN void appendLast(JObject* item);
     JAY_HIDDEN JObject* removeOldest();
+    JAY_HIDDEN JObject* leaveSegment(JObject* item);
     JAY_HIDDEN void assertInvariant() const;
 
     int capacity;
