@@ -622,6 +622,10 @@ TEST(JThreadInitExit, ForkedChild_MayHaveThreadsOfItsOwn) {
 }
 
 TEST(JThreadInitExit, ForkedChild_FindsNoLockHeld) {
+    if (*JAY_EMULATOR != '\0') {
+        GTEST_SKIP()
+            << "qemu hangs in a forked child now and then: another thread held a lock of its allocator";
+    }
     EXPECT_THAT(runPromptly("forkedInTheThickOfIt").lines, ElementsAre("all children", "exit"));
 }
 
