@@ -988,7 +988,7 @@ TEST(SA, AClientThatDoesNotRead_GetsUrgentMessagesFirstAfterwards) {
     server.add(to(5).from(1).urgency(9).says("last"));
     server.add(to(5).from(1).urgency(0).says("urgent"));
     server.add(to(5).from(1).urgency(9).flagged(0x40).says("flagged"));
-    EXPECT_TRUE(eventually([&] { return server.agent(5).in == count + 3; }));
+    EXPECT_TRUE(eventually([&] { return server->status().out == count + 3; }));
     std::vector<std::string> order;
     unsigned ordinary = 0;
     while (order.size() < 3) {
