@@ -5,11 +5,13 @@
 #include "bus/detail/Bands.h"
 #include "bus/detail/Broadcast.h"
 #include "bus/detail/Burst.h"
+#include "bus/detail/MessageHeader.h"
 #include "bus/SA.h"
 #include "thread/detail/ScopedLock.h"
 
 using jay::detail::Broadcast;
 using jay::detail::Burst;
+using jay::detail::MessageHeader;
 using jay::detail::ScopedLock;
 
 const JClass LQ::classLQ = {"LQ", sizeof(LQ), &JObject::classJObject};
@@ -56,8 +58,9 @@ int LQ::adopt(M* m) {
 
 void LQ::adoptQuietly(M* m) {
     std::unique_ptr<M> mine(m);
+    const MessageHeader header = MessageHeader::of(*m);
     const ScopedLock guard(lock);
-    if (append(m, bandOf(m->getFlag(), m->getPriority()))) mine.release();
+    if (append(m, bandOf(header.flag, header.priority))) mine.release();
 }
 
 void LQ::adoptQuietly(Broadcast& broadcast, int receiver) {
@@ -118,7 +121,7 @@ bool LQ::gatherOne(JObject& item, Burst& burst) {
         return bytes != nullptr;
     }
     M& m = static_cast<M&>(item);
-    return (m.getFlag() & M::M_FLAG_TIMED) == 0 && burst.append(m.bytes(), m.size()) != nullptr;
+    return (MessageHeader::of(m).flag & M::M_FLAG_TIMED) == 0 && burst.append(m.bytes(), m.size()) != nullptr;
 }
 
 bool LQ::drop(const Burst& burst, int count) {

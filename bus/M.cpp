@@ -2,6 +2,10 @@
 
 #include <algorithm>
 
+#include "bus/detail/MessageLayout.h"
+
+using Layout = jay::detail::MessageLayout;
+
 M::M() {
     addWord(8);  // not 16: kept, the true length is set before a message leaves
     addWord(0);
@@ -22,7 +26,7 @@ M::~M() = default;
 /** A field that lies in the message is read where it is. One that the message ends before, or within, is read as the
  * typed readers do. */
 template <int BYTES>
-int M::field(Offset offset) {
+int M::field(int offset) {
     unsigned value = 0;
     if (offset + BYTES <= std::min(wpos, capacity)) {
         const auto* at = reinterpret_cast<const unsigned char*>(data) + offset;
@@ -37,7 +41,7 @@ int M::field(Offset offset) {
 
 /** A field for which the buffer has no room is written as the typed writers do. */
 template <int BYTES>
-void M::setField(Offset offset, int value) {
+void M::setField(int offset, int value) {
     if (offset + BYTES <= capacity) {
         for (int i = 0; i < BYTES; i++)
             data[offset + i] = static_cast<char>(static_cast<unsigned>(value) >> (8 * i));
@@ -49,46 +53,46 @@ void M::setField(Offset offset, int value) {
 }
 
 int M::getLength() {
-    return field<2>(LENGTH);
+    return field<2>(Layout::LENGTH);
 }
 void M::setLength(int n) {
-    setField<2>(LENGTH, n);
+    setField<2>(Layout::LENGTH, n);
 }
 int M::getDestId() {
-    return field<2>(DEST);
+    return field<2>(Layout::DEST);
 }
 void M::setDestId(int id) {
-    setField<2>(DEST, id);
+    setField<2>(Layout::DEST, id);
 }
 int M::getSrcId() {
-    return field<2>(SRC);
+    return field<2>(Layout::SRC);
 }
 void M::setSrcId(int id) {
-    setField<2>(SRC, id);
+    setField<2>(Layout::SRC, id);
 }
 int M::getFlag() {
-    return field<1>(FLAG);
+    return field<1>(Layout::FLAG);
 }
 void M::setFlag(int flag) {
-    setField<1>(FLAG, flag);
+    setField<1>(Layout::FLAG, flag);
 }
 int M::getPriority() {
-    return field<1>(PRIORITY);
+    return field<1>(Layout::PRIORITY);
 }
 void M::setPriority(int priority) {
-    setField<1>(PRIORITY, priority);
+    setField<1>(Layout::PRIORITY, priority);
 }
 int M::getTimestamp() {
-    return field<4>(TIMESTAMP);
+    return field<4>(Layout::TIMESTAMP);
 }
 void M::setTimestamp(long long ms) {
-    setField<4>(TIMESTAMP, static_cast<int>(static_cast<unsigned long long>(ms) & 0x7FFFFFFFU));
+    setField<4>(Layout::TIMESTAMP, static_cast<int>(static_cast<unsigned long long>(ms) & 0x7FFFFFFFU));
 }
 int M::getSection() {
-    return field<4>(SECTION);
+    return field<4>(Layout::SECTION);
 }
 void M::setSection(int section) {
-    setField<4>(SECTION, section);
+    setField<4>(Layout::SECTION, section);
 }
 
 JByte M::toByteArray() {

@@ -3,6 +3,10 @@
 
 #include "bus/JMessage.h"
 
+namespace jay::detail {
+struct MessageHeader;
+}
+
 /**
  * A bus message: 16 bytes of header, then the application's payload, written and read with JMessage's
  * operations.
@@ -70,12 +74,15 @@ public:
     int copyTo(void* to, int size);
 
 private:
-    enum Offset { LENGTH = 0, DEST = 2, SRC = 4, FLAG = 6, PRIORITY = 7, TIMESTAMP = 8, SECTION = 12 };
+    friend struct jay::detail::MessageHeader;
+
+    /** The bytes of the header where they lie; null when the message ends before. */
+    const char* header() const { return wpos >= HEADER_SIZE && capacity >= HEADER_SIZE ? data : nullptr; }
 
     template <int BYTES>
-    JAY_HIDDEN int field(Offset offset);
+    JAY_HIDDEN int field(int offset);
     template <int BYTES>
-    JAY_HIDDEN void setField(Offset offset, int value);
+    JAY_HIDDEN void setField(int offset, int value);
 };
 
 static_assert(sizeof(M) == sizeof(JMessage), "no fields of its own");

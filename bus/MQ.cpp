@@ -4,9 +4,11 @@
 #include <utility>
 
 #include "bus/detail/Bands.h"
+#include "bus/detail/MessageHeader.h"
 #include "bus/SM.h"
 #include "thread/detail/ScopedLock.h"
 
+using jay::detail::MessageHeader;
 using jay::detail::ScopedLock;
 
 const JClass MQ::classMQ = {"MQ", sizeof(MQ), &JObject::classJObject};
@@ -25,9 +27,9 @@ const JClass* MQ::getClass() const {
     return &classMQ;
 }
 
-int MQ::bandOf(M& m) {
-    if ((m.getFlag() & M::M_FLAG_SYNC) != 0) return 0;
-    switch (m.getPriority()) {
+int MQ::bandOf(int flag, int priority) {
+    if ((flag & M::M_FLAG_SYNC) != 0) return 0;
+    switch (priority) {
         case 0:
             return 1;
         case 1:
@@ -60,7 +62,8 @@ void MQ::adoptQuietly(std::vector<std::unique_ptr<M>>& messages) {
 
 /** Under the lock. A message that is not queued is destroyed. */
 void MQ::append(std::unique_ptr<M> m) {
-    if (!closed && bands[bandOf(*m)]->adopt(m.get()) == JQueue::OK) m.release();
+    const MessageHeader header = MessageHeader::of(*m);
+    if (!closed && bands[bandOf(header.flag, header.priority)]->adopt(m.get()) == JQueue::OK) m.release();
 }
 
 M* MQ::get() {

@@ -56,7 +56,7 @@ public:
 private:
     static constexpr int BANDS = 4;
 
-    static int bandOf(M& m);
+    static int bandOf(int flag, int priority);
     void append(std::unique_ptr<M> m);
 
     JQueue* bands[BANDS];

@@ -143,11 +143,14 @@ void SA::sync() {
 
 void SA::run() {
     long long deadline = 0;
+    int stepped = NO_STATE;
     while (!stopFlag) {
         const bool waiting = !lq->isEmpty();
-        awaitStep(waiting, deadline);
+        if (state == stepped)
+            awaitStep(waiting, deadline);  // a state is looked at once before it is waited in
         held = false;
         if (stopFlag) break;
+        stepped = state;
         step(waiting, deadline);
         if (state == CONNECTED) continue;
         JSystem::sleep(PACE_MS);

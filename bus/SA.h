@@ -104,7 +104,7 @@ public:
 private:
     friend class SM;
 
-    enum State { ABSENT = 0, ASKED = 1, CONNECTED = 2, LOST = 3, CLOSED = 4 };
+    enum State { NO_STATE = -1, ABSENT = 0, ASKED = 1, CONNECTED = 2, LOST = 3, CLOSED = 4 };
 
     // for the sending loop
     void awaitStep(bool waiting, long long deadline);

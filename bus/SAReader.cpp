@@ -56,11 +56,9 @@ void SA::SAReader::readMessages(JSocket& from) {
     long left = RETIRED_LIMIT;
     std::vector<std::unique_ptr<M>> messages;  // that came together
     MessageReader reader(from, [&] { agent->received(messages); });
-    std::unique_ptr<M> m;
-    MessageReader::Result result = MessageReader::MESSAGE;
-    while (stopFlag == 0 && left > 0 && result != MessageReader::ENDED) {
-        result = reader.next(m);
-        if (result != MessageReader::MESSAGE) continue;
+    while (left > 0) {
+        std::unique_ptr<M> m = reader.next(stopFlag);
+        if (m == nullptr) break;
         if (agent->isRetired()) left -= m->size();
         messages.push_back(std::move(m));
     }

@@ -6,6 +6,7 @@
 #include "bus/CM.h"
 #include "bus/detail/Broadcast.h"
 #include "bus/detail/Burst.h"
+#include "bus/detail/MessageHeader.h"
 #include "bus/detail/Outcome.h"
 #include "bus/detail/Turn.h"
 #include "bus/MQ.h"
@@ -16,6 +17,7 @@
 
 using jay::detail::Broadcast;
 using jay::detail::Burst;
+using jay::detail::MessageHeader;
 using jay::detail::ScopedLock;
 
 const JClass SM::classSM = {"SM", sizeof(SM), &JObject::classJObject};
@@ -140,10 +142,8 @@ void SM::routeRounds(bool onOwnThread) {
 
 /** Gives a message to its agents. */
 void SM::route(std::unique_ptr<M> m) {
-    int dest = m->getDestId();
-    const int src = m->getSrcId();
-    const int flag = m->getFlag();
-    const int priority = m->getPriority();
+    const auto [givenDest, src, flag, priority] = MessageHeader::of(*m);
+    int dest = givenDest;
     const unsigned number = out.load(std::memory_order_relaxed);  // no other thread counts it
 
     if ((flag & M::M_FLAG_SYNC) != 0) {

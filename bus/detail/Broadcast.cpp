@@ -3,6 +3,8 @@
 #include <cassert>
 #include <utility>
 
+#include "bus/detail/MessageLayout.h"
+
 namespace jay::detail {
 
 const JClass Broadcast::classBroadcast = {"Broadcast", sizeof(Broadcast), &JObject::classJObject};
@@ -33,10 +35,10 @@ std::unique_ptr<M> Broadcast::copyFor(int client) const {
 }
 
 void Broadcast::address(char* message, int size, int client) {
-    constexpr int DEST = 2;
-    if (size < DEST + 2) return;  // one that an application has made: it ends before the field
-    message[DEST] = static_cast<char>(client & 0xFF);
-    message[DEST + 1] = static_cast<char>(client >> 8 & 0xFF);
+    using Layout = MessageLayout;
+    if (size < Layout::DEST + Layout::WORD_SIZE)
+        return;  // one that an application has made: it ends before the field
+    Layout::store(message, Layout::DEST, static_cast<unsigned>(client), Layout::WORD_SIZE);
 }
 
 void Broadcast::release() {

@@ -1,30 +1,20 @@
 #include "bus/detail/MessageReader.h"
 
-#include <algorithm>
 #include <utility>
 
+#include "bus/detail/MessageLayout.h"
 #include "bus/detail/PackedMessage.h"
 
 namespace jay::detail {
-
-namespace {
-
-/** The whole length of the message with this header. */
-int lengthOf(const char* header) {
-    const auto* bytes = reinterpret_cast<const unsigned char*>(header);
-    return std::max(bytes[0] | bytes[1] << 8, M::HEADER_SIZE);
-}
-
-}  // namespace
 
 MessageReader::MessageReader(JSocket& socket, std::function<void()> beforeWait)
     : socket_(socket), in_(*socket.getInputStream()), beforeWait_(std::move(beforeWait)) {
 }
 
 MessageReader::Result MessageReader::next(std::unique_ptr<M>& message) {
-    const char* const header = look(M::HEADER_SIZE);
+    const char* const header = look(MessageLayout::HEADER_SIZE);
     if (header == nullptr) return failure();
-    const int length = lengthOf(header);
+    const int length = MessageLayout::lengthOf(header);
     if (length > JSocket::JSocketInputStream::WINDOW_SIZE) return collect(length, message);
     const char* const whole = look(length);
     if (whole == nullptr) return failure();

@@ -12,7 +12,7 @@ struct QueueOwner<MQ> {
     SM* get() { return &manager; }
     JEvent& event() { return manager.event; }
 
-    static int chosen(M& m) { return MQ::bandOf(m); }
+    static int chosen(M& m) { return MQ::bandOf(m.getFlag(), m.getPriority()); }
     static int band(int flag, int priority) {
         if (flag % 2 == 1) return 0;
         return priority == 0 ? 1 : priority == 1 ? 2 : 3;
