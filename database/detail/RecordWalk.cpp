@@ -85,12 +85,12 @@ bool RecordWalk::takeText(char* body, JString& text) const {
 
 /** The file's bytes from an offset on. `held` becomes their number, fewer than `count` at the file's end, -1 after an error. */
 char* RecordWalk::fetch(int offset, int count, int& held) {
-    count = std::min(count, fileSize_ - offset);
+    const int left = std::max(fileSize_ - offset, 0);
+    count = std::min(count, left);
     if (offset < windowStart_ || count > windowStart_ + windowHeld_ - offset) {
         windowStart_ = offset;
-        windowHeld_ = file_.read(offset, window_, std::min(WINDOW_SIZE, fileSize_ - offset));
+        windowHeld_ = file_.read(offset, window_, std::min(WINDOW_SIZE, left));
     }
-    assert(windowHeld_ <= fileSize_ - windowStart_);
     held = windowHeld_ < 0 ? -1 : std::min(windowStart_ + windowHeld_ - offset, count);
     return window_ + (offset - windowStart_);
 }

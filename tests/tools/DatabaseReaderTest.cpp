@@ -4,23 +4,25 @@
 #include <string>
 #include <vector>
 
+#include "database/Records.h"
+
+using database::header;
+using database::record;
+using database::textField;
+using database::word;
+
 namespace {
 
-std::string word(int value) {
-    std::string bytes;
-    for (int i = 0; i < 4; i++) bytes += static_cast<char>(static_cast<unsigned>(value) >> (8 * i));
-    return bytes;
-}
-
-std::string record(int id, const std::string& text, const std::string& slack = "") {
-    const std::string body = word(id) + static_cast<char>(text.size()) + text + slack;
+/** A record in which a longer text stood before. */
+std::string withSlack(int id, const std::string& text, const std::string& slack) {
+    const std::string body = word(id) + textField(text) + slack;
     return word(static_cast<int>(body.size())) + body;
 }
 
-std::string database(const std::vector<std::string>& records) {
+std::string databaseOf(const std::vector<std::string>& records) {
     std::string bytes;
     for (const std::string& one : records) bytes += one;
-    return word(static_cast<int>(records.size())) + word(static_cast<int>(8 + bytes.size())) + bytes;
+    return header(static_cast<int>(records.size()), static_cast<int>(8 + bytes.size())) + bytes;
 }
 
 /** All records of a file, and what is wrong with it. */
@@ -42,7 +44,7 @@ struct Reading {
 }  // namespace
 
 TEST(DatabaseReader, ReadsEachRecordWithItsPlaceAndSlack) {
-    const Reading read(database({record(-1, "abc"), record(2, "salt", "toes"), record(3, "")}));
+    const Reading read(databaseOf({record(-1, "abc"), withSlack(2, "salt", "toes"), record(3, "")}));
     ASSERT_EQ(read.records.size(), 3U);
     EXPECT_EQ(read.records[0].id, StoredRecord::ABANDONED);
     EXPECT_EQ(read.records[1].offset, 20U);
@@ -65,7 +67,7 @@ TEST(DatabaseReader, ReadsTextLengthsOfOneThreeAndFiveBytes) {
     const std::string body = word(1) + "\xFE" + word(254).substr(0, 2) + longText;
     const std::string five = word(2) + "\xFF" + word(3) + "abc";
     const Reading read(
-        database({word(static_cast<int>(body.size())) + body, word(static_cast<int>(five.size())) + five}));
+        databaseOf({word(static_cast<int>(body.size())) + body, word(static_cast<int>(five.size())) + five}));
     ASSERT_EQ(read.records.size(), 2U);
     EXPECT_EQ(read.records[0].text, longText);
     EXPECT_EQ(read.records[1].text, "abc");
@@ -73,7 +75,7 @@ TEST(DatabaseReader, ReadsTextLengthsOfOneThreeAndFiveBytes) {
 }
 
 TEST(DatabaseReader, ReportsEveryCutWhereItIs) {
-    const std::string whole = database({record(1, "abc"), record(2, "xyz")});
+    const std::string whole = databaseOf({record(1, "abc"), record(2, "xyz")});
     for (std::size_t size = 1; size < whole.size(); size++) {
         const Reading read(whole.substr(0, size));
         EXPECT_NE(read.damage, "") << size;
@@ -95,7 +97,7 @@ TEST(DatabaseReader, ReportsAHeaderThatDoesNotFitTheRecords) {
 TEST(DatabaseReader, ReportsARecordThatContradictsItself) {
     for (const std::string& bad : {word(3) + "abc", record(7, "abc"), record(0, "abc"), word(4) + word(1),
                                    word(6) + word(1) + "\x05" + "a", word(5) + word(1) + "\xFE"}) {
-        const Reading read(database({bad}));
+        const Reading read(databaseOf({bad}));
         ASSERT_EQ(read.records.size(), 1U);
         EXPECT_NE(read.records[0].fault, "");
         EXPECT_EQ(read.damage, "");
@@ -103,7 +105,7 @@ TEST(DatabaseReader, ReportsARecordThatContradictsItself) {
 }
 
 TEST(DatabaseReader, StopsAtANegativeLength) {
-    const Reading read(database({word(-5) + word(1), record(2, "abc")}));
+    const Reading read(databaseOf({word(-5) + word(1), record(2, "abc")}));
     EXPECT_TRUE(read.records.empty());
     EXPECT_NE(read.damage.find("negative: -5"), std::string::npos) << read.damage;
 }
