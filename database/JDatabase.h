@@ -49,85 +49,96 @@ class JAY_API JDatabase : public JObject {
 public:
     static const JClass classJDatabase;
 
-    /** Sets `_path`. Most programs share the instance that getDatabase() gives. */
+    /** Sets `_path`. Most programs use the shared instance instead, see getDatabase(). */
     JDatabase();
 
-    /** Ends the object; an open file is not closed here (operations by name leave none open). */
+    /** Destroys the object. A file that open() opened is not closed; the operations by name leave none open. */
     ~JDatabase() override;
     JDatabase(const JDatabase&) = delete;
     JDatabase& operator=(const JDatabase&) = delete;
 
     const JClass* getClass() const override;
 
-    /** The shared instance, made by the first holder. Every call wants one release(). */
+    /**
+     * The shared instance, which the first call creates. Call release() once for every call; the library owns the object.
+     */
     static JDatabase* getDatabase();
 
-    /** Gives the shared instance back; the last one deletes it. @return the holders left; meaningless when
-     * there are none. */
+    /**
+     * Releases the shared instance; the last call for it deletes it.
+     *
+     * @return the number of holders that remain; when none remain, the value has no meaning.
+     */
     static int release();
 
     // ---- records by database name ----
 
-    /** How many records were ever added; abandoned ones count. */
+    /** @return the number of records ever added, abandoned ones included; 0 when the file cannot be used. */
     int getNumRecords(const char* name);
 
-    /** The text of a record; empty if there is none. Reads through the file up to the record. */
+    /**
+     * @param id from 1. @return the text of the record; empty when it does not exist. Takes time in proportion to the number of
+     * records before it.
+     */
     JString getRecord(const char* name, int id);
 
-    /** All texts, that of record `id` at index id - 1; empty where there is none. Reads the file once. */
+    /** @return all texts, that of record `id` at index id - 1; empty where there is none. Reads the file once. */
     JStringArray getRecords(const char* name);
 
-    /** Appends a record. Its id is the new getNumRecords(). */
+    /**
+     * Appends a record. Its id is the new getNumRecords(). @param text terminated by a zero; copied. Null is the empty text.
+     */
     void addRecord(const char* name, const char* text);
 
     /**
-     * Changes a record's text. When the text does not fit the old space, the record is abandoned and the text
-     * appended under a NEW id; `id` is empty afterwards (kept: callers rely on it). Nothing happens when
-     * there is no such record.
+     * Changes the text of a record; does nothing when the record does not exist. A text that is longer than the space of the
+     * record is appended as a new record with a new id, and the old record is abandoned: getRecord() of its id is empty then
+     * (kept: callers rely on it).
      */
     void setRecord(const char* name, int id, const char* text);
 
-    /** Does nothing: kept. */
+    /** Does nothing (kept: callers rely on records that stay). */
     void deleteRecord(const char* name, int id, const char* text);
 
-    /** Does nothing, no file is deleted: kept. */
+    /** Does nothing; no file is deleted (kept: callers rely on files that stay). */
     void remove(const char* name);
 
-    // ---- one open file, for the operations above ----
+    // ---- the steps of the operations above ----
 
     /**
-     * Opens the database's file and reads its header. A file that does not exist is created; a file that exists is
-     * never truncated. When the file cannot be opened, for whatever reason, the operations up to close() do nothing.
+     * Opens the file of the database and reads its header. A file that does not exist is created; a file that exists is never
+     * truncated. When the file cannot be opened, for whatever reason, the operations up to close() do nothing.
      */
     void open(const char* name);
 
     /** Closes the file that open() opened, if there is one. */
     void close();
 
-    /** Reads numRecords and end; writes those of an empty database into a file without a whole header. */
+    /** Reads numRecords and end. Writes the header of an empty database first if the file has fewer than 8 bytes. */
     void readHeader();
 
     /** Writes numRecords and end. */
     void writeHeader();
 
     /**
-     * Looks a record up, from the start of the file. @return an empty message, or the record's file offset
-     * (int), its length (int) and its bytes behind the length: id (int) and text (string). The first record
-     * with the id wins.
+     * Searches for a record, from the first one on; of two records with one id, the first is found.
      *
-     * Where the length of a record that the header counts cannot be read whole, the file is repaired: an int
-     * holding the number of bytes that were there is written in that place, `end` is put behind it and the
-     * count set to the records before it. That int stands where a length stands, so the next record added is
-     * seen only once another one follows it (kept).
+     * @return an empty message, or three items: the offset of the record in the file (int), its length (int), and its bytes after
+     * the length, which are its id (int) and its text (string).
+     *
+     * Where the file ends although the header counts another record, the file is repaired: an int is written there that holds
+     * the number of bytes of the length that were read, 0 to 3; `end` becomes the offset after it, and numRecords the number of
+     * records before it. A later search takes that int for the length of a record. The next record added is therefore not found
+     * until another one has been added (kept: the form of a repaired file is fixed).
      */
     JMessage find(int id);
 
-    /** The bytes of one new record. */
+    /** @return the bytes of a new record. */
     JMessage make(int id, const char* text);
 
-    static JString _path;         ///< directory prefix of all files; empty until an instance was made
+    static JString _path;  ///< directory and prefix of all files; empty until an instance is constructed
     static JDatabase* _instance;  ///< the shared instance, or null
-    static int _ref;              ///< its holders
+    static int _ref;              ///< the number of its holders
 
 private:
     JAY_HIDDEN static JString fileName(const char* name);
@@ -140,9 +151,9 @@ private:
     JAY_HIDDEN void replace(int id, const char* text);
     JAY_HIDDEN void move(int offset, int length, const char* text);
 
-    FILE* file;      // null between operations
-    int numRecords;  // as the header of the file last opened says
-    int end;
+    FILE* file;      // null between operations; only its descriptor is used, see FileBytes
+    int numRecords;  // as in the header that was read last
+    int end;         // the same
 };
 
 static_assert(sizeof(void*) != 4 || sizeof(JDatabase) == 16, "instance size is part of the 32-bit contract");
