@@ -409,7 +409,7 @@ def check_command(words, root, build_dir):
         check_cmake(words, root)
     elif "/" in words[0] and not is_built(words[0], root, build_dir):
         raise PageError(f"no build makes {words[0]}")
-    for word in (word.rpartition("=")[2] for word in words[1:]):
+    for word in (word.rpartition("=")[2].removeprefix("./") for word in words[1:]):
         first = word.split("/")[0]
         if "/" in word and not word.startswith("/") and first != "build" and (root / first).is_dir() and not (root / word).exists():
             raise PageError(f"there is no {word}")
