@@ -63,10 +63,11 @@ void LQ::adoptQuietly(M* m) {
     if (append(m, bandOf(header.flag, header.priority))) mine.release();
 }
 
-void LQ::adoptQuietly(Broadcast& broadcast, int receiver) {
+void LQ::adoptQuietly(const std::vector<Broadcast*>& broadcasts, int receiver) {
     const ScopedLock guard(lock);
     client = receiver;
-    if (!append(&broadcast, bandOf(0, broadcast.priority()))) broadcast.release();
+    for (Broadcast* broadcast : broadcasts)
+        if (!append(broadcast, bandOf(0, broadcast->priority()))) broadcast->release();
 }
 
 /** Under the lock. False when the queue does not take it. */

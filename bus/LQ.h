@@ -2,6 +2,7 @@
 #define JAY_BUS_LQ_H
 
 #include <memory>
+#include <vector>
 
 #include "bus/M.h"
 #include "core/JObject.h"
@@ -47,8 +48,8 @@ public:
     /** The same without the notification: the caller notifies the owner. */
     void adoptQuietly(M* m);
 
-    /** Queues a broadcast, as one of its holders, for this queue's client. Notifies nobody. */
-    void adoptQuietly(jay::detail::Broadcast& broadcast, int client);
+    /** Queues broadcasts, as one of their holders, for this queue's client, under one lock. Notifies nobody. */
+    void adoptQuietly(const std::vector<jay::detail::Broadcast*>& broadcasts, int client);
 
     /** The next message, owned by the caller; null when there is none. */
     M* get();

@@ -115,9 +115,9 @@ void SA::adoptQuietly(M* m) {
     lq->adoptQuietly(m);
 }
 
-void SA::adoptQuietly(Broadcast& broadcast) {
-    in.fetch_add(1, std::memory_order_relaxed);
-    lq->adoptQuietly(broadcast, id);
+void SA::adoptQuietly(const std::vector<Broadcast*>& broadcasts) {
+    in.fetch_add(static_cast<int>(broadcasts.size()), std::memory_order_relaxed);
+    lq->adoptQuietly(broadcasts, id);
 }
 
 // Without the lock: a client that does not read must not stop the manager, which asks here, for the length of

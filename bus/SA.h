@@ -129,7 +129,7 @@ private:
 
     // for the manager and the listener
     void adoptQuietly(M* m);
-    void adoptQuietly(jay::detail::Broadcast& broadcast);
+    void adoptQuietly(const std::vector<jay::detail::Broadcast*>& broadcasts);
     void deliver(jay::detail::Burst& burst);
     void stopReader();
     void endReader();

@@ -53,6 +53,7 @@ SM::SM(int listenPort)
       localOnly(false),
       turn(new jay::detail::Turn),
       untold(0),
+      receivers(0),
       burstRoom(new char[BURST_SIZE]),
       burst(new Burst(burstRoom.get(), BURST_SIZE)) {
     event.setAutoReset(true);  // it only wakes a loop that looks at its queue anyway
@@ -158,20 +159,31 @@ void SM::route(std::unique_ptr<M> m) {
         JSystem::debug("SM>> q%d(%d) : ALL <-- %d\n", priority, static_cast<int>(number), src);
         broadcast(std::move(m));
     } else {
+        queueBroadcasts();  // they came before
         agentFor(dest)->adoptQuietly(m.release());
-        tell(1U << dest);
+        untold |= 1U << dest;
+        if (JSystem::_debug) tellAgents();
         JSystem::debug("SM>> q%d(%d) : %d <-- %d\n", priority, static_cast<int>(number), dest, src);
     }
     out.store(number + 1, std::memory_order_relaxed);
 }
 
+/** Broadcasts one behind the other that go to the same clients are queued together. */
 void SM::broadcast(std::unique_ptr<M> m) {
-    const unsigned receivers = connectedBut(m->getSrcId());
-    if (receivers == 0) return;
+    const unsigned to = connectedBut(m->getSrcId());
+    if (to == 0) return;
+    if (to != receivers) queueBroadcasts();
+    receivers = to;
     m->setFlag(0);
-    auto* const shared = new Broadcast(std::move(m), countOf(receivers));
-    forEachAgent(receivers, [shared](SA& agent) { agent.adoptQuietly(*shared); });
-    tell(receivers);
+    broadcasts.push_back(new Broadcast(std::move(m), countOf(to)));
+    if (JSystem::_debug) tellAgents();
+}
+
+void SM::queueBroadcasts() {
+    if (broadcasts.empty()) return;
+    forEachAgent(receivers, [this](SA& agent) { agent.adoptQuietly(broadcasts); });
+    broadcasts.clear();
+    untold |= receivers;
 }
 
 /** The clients that are connected, a bit each, without the one that is named. */
@@ -185,15 +197,11 @@ unsigned SM::connectedBut(int src) {
 }
 
 /**
- * Agents have got a message, a bit each. They are told at once while the log is on, because writing a line may take as long
- * as the console likes; otherwise nothing in the routing loop waits, and they are told once a round.
+ * Agents are told of their messages at once while the log is on, because writing a line may take as long as the console
+ * likes; otherwise nothing in the routing loop waits, and they are told once a round.
  */
-void SM::tell(unsigned agents) {
-    untold |= agents;
-    if (JSystem::_debug) tellAgents();
-}
-
 void SM::tellAgents() {
+    queueBroadcasts();
     forEachAgent(untold, [this](SA& agent) { agent.deliver(*burst); });
     untold = 0;
 }

@@ -16,6 +16,7 @@ class MQ;
 class SA;
 
 namespace jay::detail {
+class Broadcast;
 class Burst;
 class Outcome;
 class Turn;
@@ -138,7 +139,7 @@ private:
     void route(std::unique_ptr<M> m);
     void broadcast(std::unique_ptr<M> m);
     unsigned connectedBut(int src);
-    void tell(unsigned agents);
+    void queueBroadcasts();
     void tellAgents();
     SA* agentAt(int client);
     SA* agentFor(int client);
@@ -161,6 +162,8 @@ private:
     std::atomic<bool> localOnly;
     std::unique_ptr<jay::detail::Turn> turn;  // to route: whoever has it counts `out` and uses `untold`
     unsigned untold;  // agents that have messages they have not been told of, a bit each
+    std::vector<jay::detail::Broadcast*> broadcasts;  // routed and not queued yet
+    unsigned receivers;                               // of all of those, a bit each
     std::unique_ptr<char[]> burstRoom;
     std::unique_ptr<jay::detail::Burst>
         burst;  // where the messages that leave for one client are put together

@@ -483,6 +483,23 @@ TEST_F(ReadersRoute, MoreUrgentMessagesOfOneReceiveFirst) {
     for (const int priority : {0, 1, 9}) EXPECT_EQ(seven.receive().priority, priority);
 }
 
+TEST_F(ReadersRoute, BroadcastsAndMessagesInTheOrderInWhichTheyCame) {
+    JSystem::debug(false);
+    Client six = attach(6);
+    std::string all;
+    for (unsigned i = 0; i < 90; i++) {
+        const int src = i % 30 < 20 ? 5 : 6;
+        all += to(7).from(src).about(i).flagged(i % 3 != 0 ? BROADCAST : 0).bytes();
+    }
+    five.send(all);
+    for (unsigned i = 0; i < 90; i++) EXPECT_EQ(seven.receive().section, i);
+    for (unsigned i = 0; i < 90; i++) {
+        if (i % 3 == 0) continue;
+        Client& other = i % 30 < 20 ? six : five;
+        EXPECT_EQ(other.receive().section, i);
+    }
+}
+
 TEST_F(ReadersRoute, NothingAfterTheManagerWasStopped) {
     JSystem::debug(false);
     server->stop();
