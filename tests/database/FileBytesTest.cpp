@@ -30,7 +30,7 @@ protected:
         return n < 0 ? "failed" : block.substr(0, static_cast<size_t>(n));
     }
 
-    FILE* stream = std::tmpfile();
+    FILE* stream = tmpfile64();  // may become larger than 2 GiB
     FileBytes bytes{stream};
 };
 
