@@ -208,6 +208,7 @@ class BlockingClient:
                 link = Link(self._open(), self._settings.greeting())
                 break
             except ConnectionFailed as error:
+                self._session.check_open()
                 delay = self._session.next_delay()
                 if delay is None:
                     raise

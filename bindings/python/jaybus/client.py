@@ -194,11 +194,19 @@ class Client:
             try:
                 await self._connect_once()
             except ConnectionFailed as error:
+                self._session.check_open()
                 delay = self._session.next_delay()
                 if delay is None:
                     raise
                 LOG.info("%s; trying again in %.1f s", error, delay)
-                await asyncio.sleep(delay)
+                await self._pause(delay)
+
+    async def _pause(self, delay: float) -> None:
+        """Waits; raises ClientClosed as soon as the client is closed."""
+        try:
+            await self._until(lambda: None, delay, "nothing")
+        except BusTimeout:
+            pass
 
     async def _connect_once(self) -> None:
         try:
@@ -251,7 +259,7 @@ class Client:
 
     async def _come_back(self, delay: float) -> None:
         try:
-            await asyncio.sleep(delay)
+            await self._pause(delay)
             await self._connect()
         finally:
             self._coming_back = None

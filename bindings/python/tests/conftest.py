@@ -2,6 +2,7 @@
 from __future__ import annotations
 
 import asyncio
+import concurrent.futures
 import inspect
 import os
 import socket
@@ -154,6 +155,20 @@ def connect(make: Callable[..., Any], server: Server) -> Callable[..., Any]:
         return client
 
     return connect_client
+
+
+def background(operation: Callable[..., Any], *arguments: Any) -> concurrent.futures.Future[Any]:
+    """Runs an operation in a thread of its own. Its result, or what it has raised, comes with .result(LIMIT)."""
+    future: concurrent.futures.Future[Any] = concurrent.futures.Future()
+
+    def run() -> None:
+        try:
+            future.set_result(operation(*arguments))
+        except BaseException as error:  # whatever it is, the test is to see it
+            future.set_exception(error)
+
+    threading.Thread(target=run, daemon=True).start()
+    return future
 
 
 def eventually(condition: Callable[[], Any], limit: float = LIMIT) -> None:

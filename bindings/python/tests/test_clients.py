@@ -10,7 +10,7 @@ import time
 from pathlib import Path
 
 import pytest
-from conftest import LIMIT, ROOT, eventually
+from conftest import LIMIT, ROOT, background, eventually
 from processes import Process
 
 from jaybus import (MAX_PAYLOAD, BlockingClient, BusTimeout, ClientClosed, ConnectionFailed, ConnectionLost, Flag, InvalidValue,
@@ -79,21 +79,17 @@ def test_a_burst_arrives_whole_and_in_order(connect):
     five, seven = connect(5), connect(7)
     sizes = random.Random(4)
     payloads = [number.to_bytes(4, "little") * sizes.randrange(1, 100) for number in range(20_000)]
-    sender = threading.Thread(target=lambda: [five.send(7, payload) for payload in payloads])
-    sender.start()
+    sender = background(lambda: [five.send(7, payload) for payload in payloads])
     assert [seven.receive(LIMIT).payload for _ in payloads] == payloads
-    sender.join()
+    sender.result(LIMIT)
 
 
 def test_large_messages_of_many_senders_do_not_mix(connect):
     five, seven = connect(5), connect(7)
-    senders = [threading.Thread(target=lambda mark=mark: [five.send(7, bytes((mark,)) * MAX_PAYLOAD) for _ in range(40)])
-               for mark in range(4)]
-    for sender in senders:
-        sender.start()
+    senders = [background(lambda mark=mark: [five.send(7, bytes((mark,)) * MAX_PAYLOAD) for _ in range(40)]) for mark in range(4)]
     payloads = [seven.receive(LIMIT).payload for _ in range(160)]
     for sender in senders:
-        sender.join()
+        sender.result(LIMIT)
     assert all(payload == payload[:1] * MAX_PAYLOAD for payload in payloads)
     assert sorted(payload[0] for payload in payloads) == sorted([0, 1, 2, 3] * 40)
 
@@ -119,20 +115,18 @@ def test_a_request_is_answered_and_all_else_is_kept(connect):
         seven.reply(question, question.payload.upper())
         seven.reply(question, b"once more")
 
-    thread = threading.Thread(target=answer)
-    thread.start()
+    thread = background(answer)
     reply = five.request(7, b"hello", timeout=LIMIT)
-    thread.join()
+    thread.result(LIMIT)
     assert (reply.source, reply.payload) == (7, b"HELLO")
     assert [five.receive(LIMIT).payload for _ in range(2)] == [b"something else", b"once more"]
 
 
 def test_a_request_carries_the_section_that_was_given(connect):
     five, seven = connect(5), connect(7)
-    thread = threading.Thread(target=lambda: seven.reply(seven.receive(LIMIT), b"yes"))
-    thread.start()
+    thread = background(lambda: seven.reply(seven.receive(LIMIT), b"yes"))
     assert five.request(7, timeout=LIMIT, section=4_000_000_000, priority=3).section == 4_000_000_000 - 2**32
-    thread.join()
+    thread.result(LIMIT)
 
 
 def test_many_requests_at_once_find_their_answers_in_any_order(connect):
@@ -142,14 +136,12 @@ def test_many_requests_at_once_find_their_answers_in_any_order(connect):
     def ask(number):
         found[number] = five.request(7, b"%d" % number, timeout=LIMIT).payload
 
-    threads = [threading.Thread(target=ask, args=(number,)) for number in range(50)]
-    for thread in threads:
-        thread.start()
+    threads = [background(ask, number) for number in range(50)]
     questions = [seven.receive(LIMIT) for _ in threads]
     for question in reversed(questions):
         seven.reply(question, question.payload * 2)
     for thread in threads:
-        thread.join()
+        thread.result(LIMIT)
     assert found == {number: b"%d" % number * 2 for number in range(50)}
 
 
@@ -188,14 +180,13 @@ def test_waiting_counts_what_was_not_taken(connect):
 def test_iteration_gives_messages_until_the_client_is_closed(connect):
     five, seven = connect(5), connect(7)
     seen = []
-    thread = threading.Thread(target=lambda: seen.extend(message.payload for message in seven))
-    thread.start()
+    thread = background(lambda: seen.extend(message.payload for message in seven))
     five.send(7, b"one")
     five.send(7, b"two")
     eventually(lambda: len(seen) == 2)
     seven.close()
-    thread.join(LIMIT)
-    assert not thread.is_alive() and seen == [b"one", b"two"]
+    thread.result(LIMIT)
+    assert seen == [b"one", b"two"]
 
 
 # ---- connecting and closing ----
@@ -258,14 +249,12 @@ def test_closing_ends_what_waits(connect):
             operation()
         ended.append(operation)
 
-    threads = [threading.Thread(target=expect_the_end, args=(operation,))
+    threads = [background(expect_the_end, operation)
                for operation in (five.receive, lambda: five.request(6, timeout=LIMIT))]
-    for thread in threads:
-        thread.start()
     eventually(lambda: five._session._questions)
     five.close()
     for thread in threads:
-        thread.join(LIMIT)
+        thread.result(LIMIT)
     assert len(ended) == 2
 
 

@@ -2,7 +2,7 @@
 import threading
 
 import pytest
-from conftest import LIMIT
+from conftest import LIMIT, background
 
 from jaybus import BlockingClient, Client
 
@@ -69,10 +69,9 @@ def test_all_messages_pass_both_ways_at_once(server, programs):
 
     ready = threading.Event()
     receiver = start_receiver(programs, server, "C++")
-    thread = threading.Thread(target=lambda: asyncio.run(forward()))
-    thread.start()
+    thread = background(lambda: asyncio.run(forward()))
     assert ready.wait(LIMIT)
     sender = programs.start(PEERS["C"], 5, server.port, "send", 6, COUNT)
     assert_ok(receiver)
-    thread.join(LIMIT)
+    thread.result(LIMIT)
     assert sender.wait() == 0

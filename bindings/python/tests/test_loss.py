@@ -2,15 +2,14 @@
 import os
 import socket
 import struct
-import threading
 import time
 
 import pytest
-from conftest import LIMIT, AsyncioClient, FakeServer, eventually
+from conftest import LIMIT, AsyncioClient, FakeServer, background, eventually
 
 import jaybus.blocking
 import jaybus.client
-from jaybus import MAX_PAYLOAD, BlockingClient, BusTimeout, ClientClosed, ConnectionLost, Message, NotSent, Reconnect
+from jaybus import MAX_PAYLOAD, BlockingClient, BusTimeout, ClientClosed, ConnectionFailed, ConnectionLost, Message, NotSent, Reconnect
 
 QUICKLY = Reconnect(first=0.01, longest=0.05)
 
@@ -51,21 +50,14 @@ def test_a_lost_server_is_told_behind_what_had_arrived(connect, server, diary):
 
 
 def test_a_lost_server_ends_requests_under_way(connect, server):
-    five, errors = connect(5), []
-
-    def ask():
-        with pytest.raises(ConnectionLost) as caught:
-            five.request(7, timeout=LIMIT)
-        errors.append(caught.type)
-
-    threads = [threading.Thread(target=ask) for _ in range(3)]
-    for thread in threads:
-        thread.start()
-    eventually(lambda: len(five._session._questions) == 3)
+    five, seven = connect(5), connect(7)
+    answers = [background(lambda: five.request(7, timeout=LIMIT)) for _ in range(3)]
+    eventually(lambda: seven.waiting == 3)  # the questions have been sent
     server.kill()
-    for thread in threads:
-        thread.join(LIMIT)
-    assert errors == [ConnectionLost] * 3
+    for answer in answers:
+        with pytest.raises(ConnectionLost) as caught:
+            answer.result(LIMIT)
+        assert caught.type is ConnectionLost
 
 
 def test_the_program_may_connect_again_itself(connect, server, diary):
@@ -104,14 +96,13 @@ def test_a_client_comes_back_each_time_the_server_does(connect, server, diary):
 def test_who_waits_for_a_message_waits_over_the_loss(connect, server, make):
     five = connect(5, reconnect=QUICKLY)
     received = []
-    thread = threading.Thread(target=lambda: received.append(five.receive(LIMIT).payload))
-    thread.start()
+    thread = background(lambda: received.append(five.receive(LIMIT).payload))
     server.kill()
     server.start_again()
     seven = make(7, port=server.port, reconnect=QUICKLY)
     seven.connect()
     seven.send(5, b"after the loss")
-    thread.join(LIMIT)
+    thread.result(LIMIT)
     assert received == [b"after the loss"]
 
 
@@ -119,11 +110,10 @@ def test_what_was_sent_when_it_broke_is_never_sent_by_itself(make, fake_server):
     five = make(5, port=fake_server.port, reconnect=QUICKLY)
     five.connect()
     connection = fake_server.accept()
-    sender = threading.Thread(target=send_until_it_fails, args=(five,))
-    sender.start()
+    sender = background(send_until_it_fails, five)
     fake_server.receive_exactly(connection, 1)
     connection.close()
-    sender.join(LIMIT)
+    sender.result(LIMIT)
     again = fake_server.accept()
     five.wait_connected(LIMIT)
     five.send(7, b"fresh")
@@ -139,12 +129,11 @@ def send_until_it_fails(client):
 def test_with_reconnect_the_server_may_come_later_than_the_client(make, server, diary):
     server.kill()
     five = make(5, port=server.port, reconnect=QUICKLY, **diary.options)
-    thread = threading.Thread(target=five.connect)
-    thread.start()
+    thread = background(five.connect)
     with pytest.raises(BusTimeout, match="no connection"):
         five.wait_connected(0.05)
     server.start_again()
-    thread.join(LIMIT)
+    thread.result(LIMIT)
     five.request(5, timeout=LIMIT)
     assert diary.entries == ["connected"]
 
@@ -155,20 +144,25 @@ def test_closing_ends_the_attempts(make, server, lost):
     if lost:
         five.connect()
     server.kill()
-    ended = threading.Event()
-
-    def wait():
-        with pytest.raises(ClientClosed):
-            five.wait_connected()
-        ended.set()
-
     if lost:
         eventually(lambda: not five.connected)
-    threading.Thread(target=wait).start()
+    waiting = background(five.connect)
     begin = time.monotonic()
     five.close()
-    assert ended.wait(LIMIT)
+    with pytest.raises(ClientClosed):
+        waiting.result(LIMIT)
     assert time.monotonic() - begin < LIMIT
+
+
+def test_closing_during_an_attempt_ends_it(monkeypatch):
+    def close_and_fail():
+        five.close()
+        raise ConnectionFailed("refused")
+
+    five = BlockingClient(5, port=1, reconnect=QUICKLY)
+    monkeypatch.setattr(five, "_open", close_and_fail)
+    with pytest.raises(ClientClosed):
+        five.connect()
 
 
 def test_a_callback_that_fails_does_not_keep_the_client_from_coming_back(connect, server, caplog):
@@ -241,14 +235,11 @@ def test_senders_that_wait_are_told_when_the_connection_breaks(make, fake_server
     five = make(5, port=fake_server.port)
     five.connect()
     connection = fake_server.accept()
-    senders = [threading.Thread(target=send_until_it_fails, args=(five,)) for _ in range(4)]
-    for sender in senders:
-        sender.start()
+    senders = [background(send_until_it_fails, five) for _ in range(4)]
     fake_server.receive_exactly(connection, 1)
     connection.close()
     for sender in senders:
-        sender.join(LIMIT)
-        assert not sender.is_alive()
+        sender.result(LIMIT)
 
 
 def test_messages_leave_in_the_order_of_the_calls_also_where_they_have_to_wait(fake_server):
