@@ -4,6 +4,7 @@
 
 FMT_BEGIN_NAMESPACE
 namespace detail {
+template auto locale_ref::get<std::locale>() const -> std::locale;
 template auto thousands_sep_impl(locale_ref) -> thousands_sep_result<char>;
 template auto decimal_point_impl(locale_ref) -> char;
 }  // namespace detail
