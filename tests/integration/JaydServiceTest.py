@@ -294,16 +294,16 @@ class JaydPidFile(ServiceCase):
     def test_what_is_no_pid_file_is_never_touched(self):
         for text in ("precious\n", "12 13\n", "1" * 30, "-5\n"):
             self.pid_file.write_text(text)
-            self.refuse_pid_file(self.pid_file, "is something else", "remove it")
+            self.refuse_pid_file(self.pid_file, "does not hold a process id", "remove it")
             self.assertEqual(self.pid_file.read_text(), text)
         self.assertEqual(self.files(), ["jayd.pid"])
 
     def test_a_folder_a_pipe_and_a_link_are_no_pid_files(self):
-        self.refuse_pid_file(self.folder, "is something else")
+        self.refuse_pid_file(self.folder, "does not hold a process id")
         os.mkfifo(self.folder / "pipe")
-        self.refuse_pid_file(self.folder / "pipe", "is something else")
+        self.refuse_pid_file(self.folder / "pipe", "does not hold a process id")
         (self.folder / "link").symlink_to("target")
-        self.refuse_pid_file(self.folder / "link", "cannot be looked at")
+        self.refuse_pid_file(self.folder / "link", "cannot be examined")
         self.assertEqual(self.files(), ["link", "pipe"])
 
     def test_a_file_that_a_running_jayd_uses_is_left_to_it(self):

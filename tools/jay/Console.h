@@ -24,8 +24,8 @@ Status fail(Status status, fmt::format_string<First, Rest...> why, First&& first
     return fail(status, fmt::format(why, std::forward<First>(first), std::forward<Rest>(rest)...));
 }
 
-/** Writes a line of data to standard output at once. @return 0, or the errno of what went wrong: EINTR when a signal
- * asked to end while nobody read. */
+/** Writes a line of data to standard output at once. @return 0, or the errno of the failure: EINTR when a signal
+ * came while the output was full. */
 int writeLine(const std::string& line);
 
 #endif

@@ -7,7 +7,7 @@
 
 #include "tools/jay/Parsed.h"
 
-/** Larger inputs are refused: they are no captures or databases that somebody wants to read. */
+/** Larger inputs are refused: no capture or database that a person can read is that large. */
 constexpr std::size_t LARGEST_INPUT = std::size_t(256) << 20;
 
 /**

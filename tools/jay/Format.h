@@ -4,7 +4,7 @@
 #include <optional>
 #include <string_view>
 
-/** What a file that is to be looked at holds. */
+/** The format of a file. */
 enum class Format {
     WIRE,  ///< bytes of one direction of a connection
     HEX,   ///< the same, as hexadecimal text
@@ -12,8 +12,8 @@ enum class Format {
 };
 
 /**
- * Finds out what bytes are; nothing if they look like none of these. A whole database is told from its header and records, a
- * capture from its first header, hexadecimal from being text; only then what looks like a damaged database is taken for one.
+ * Recognises the format of bytes; nothing if it is none of these. A whole database is recognised by its header and records,
+ * hexadecimal by being text, a capture by its first header, and last a damaged database by its header.
  */
 std::optional<Format> recognise(std::string_view bytes);
 

@@ -13,7 +13,7 @@
  * and 0x before any; "#" begins a comment up to the end of its line. Lines of a dump are read, too, their offsets
  * and their text left out: those of hexDump(), `hexdump -C`, `xxd` and `tshark -x`.
  *
- * What cannot be read is told by line and column, with what stands there.
+ * An error names line and column and what was found there.
  */
 Parsed parseHex(std::string_view text);
 

@@ -28,7 +28,7 @@ public:
         int steady = 10000;        ///< milliseconds
     };
 
-    /** Something that it did, or did not do. */
+    /** What a request or a tick has led to. */
     struct Event {
         enum Kind {
             STARTED,

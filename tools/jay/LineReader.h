@@ -11,13 +11,13 @@ public:
     enum Result {
         LINE,
         END,      ///< of the input
-        STOPPED,  ///< a signal, or `goesOn`, asked to end
+        STOPPED,  ///< a signal came, or `goesOn` returned false
         FAILED,   ///< cannot be read; errno tells
         TOO_LONG
     };
 
-    /** @param longest a line of more bytes is TOO_LONG. @param goesOn is asked now and then whether there is any use in
-     * waiting. */
+    /** @param longest a line of more bytes is TOO_LONG. @param goesOn is called now and then; false ends the
+     * wait. */
     LineReader(int descriptor, std::size_t longest, std::function<bool()> goesOn)
         : descriptor_(descriptor), longest_(longest), goesOn_(std::move(goesOn)) {}
 

@@ -18,7 +18,7 @@
  *
  *     if (!output_.line("3 records")) return output_.status();
  *
- * Lines are written at once, so that whoever reads the output of a command that runs on sees them.
+ * Lines are written at once, so that a reader sees them while the command runs on.
  */
 class Output {
 public:
@@ -36,14 +36,14 @@ public:
 
     /**
      * Writes a line of data, or several with line ends between them. The text must be safe to show; see Text.h.
-     * @return false when nothing more can be written, which has been told: the command ends with status().
+     * @return false when nothing more can be written. That has been reported: the command ends with status().
      */
     bool line(const std::string& text);
 
     /** Writes an object as one line of JSON. */
     bool object(const JsonObject& json);
 
-    /** A line for the user on standard error, unless --quiet. What is wrong is told by complain() instead. */
+    /** A line for the user on standard error, unless --quiet. Errors are reported with fail() or complain() instead. */
     void note(const std::string& text) const;
 
     /** The same with values in the places of {}. */

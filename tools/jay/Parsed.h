@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-/** The bytes that a text of the user's stands for, or why it stands for none. */
+/** The bytes that the user's text describes, or the error in it. */
 struct Parsed {
     std::string bytes;
     std::string error;  ///< for the user; empty when all went well

@@ -9,8 +9,8 @@
 #include "tools/jay/Parsed.h"
 #include "tools/jay/Text.h"
 
-/** Where the payload of a message, or the text of a record, comes from, and how it is written there: what `jay send`,
- * `jay request` and `jay db` are told. */
+/** Where the payload of a message, or the text of a record, comes from, and in which form: options of `jay send`,
+ * `jay request` and `jay db`. */
 class PayloadSource {
 public:
     static constexpr std::size_t LONGEST = 65535 - 16;  ///< bytes that fit into a message

@@ -62,7 +62,7 @@ public:
     /** The next message for us. The loss of the connection is reported. @param ms how long to wait, or FOR_EVER. */
     Event next(Arrival& arrival, int ms);
 
-    /** How many messages came that nobody took with next(). */
+    /** How many messages have come that next() has not handed out. */
     int leftOver() const;
 
     /** The status of a command that a wait has ended so. */

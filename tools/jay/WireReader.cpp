@@ -15,7 +15,7 @@ unsigned wordAt(std::string_view bytes, std::size_t at) {
                                  static_cast<unsigned char>(bytes[at + 1]) << 8);
 }
 
-/** Why these bytes are hardly a header; empty when they may be one. */
+/** Why these bytes are not a valid header; empty when they may be one. */
 std::string flawOf(std::string_view header) {
     const unsigned length = wordAt(header, 0);
     const unsigned destination = wordAt(header, 2);

@@ -6,10 +6,10 @@
 #include <string_view>
 
 /**
- * Takes apart what one end of a connection sent: messages, one behind the other. docs/protocol.md tells the format.
+ * Splits what one end of a connection sent into messages. docs/protocol.md describes the format.
  *
- * Believes no number: a length that reaches beyond the bytes ends the reading. So do, unless told to go on, a length below
- * that of a header and ids above 31: they are what bytes look like that are no header, because a length before them was wrong.
+ * Trusts no number: a length that reaches beyond the bytes ends the reading. So do, with STOP_AT_DAMAGE, a length below that of a
+ * header and ids above 31: after a wrong length, the bytes that follow are not a header.
  */
 class WireReader {
 public:

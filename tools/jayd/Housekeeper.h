@@ -10,15 +10,15 @@
 #include "tools/jayd/Signals.h"
 
 /**
- * The thread that does what SIGHUP and SIGUSR1 ask for: opens the log anew, writes the status. A thread of its own because
- * a write may hang for as long as nobody reads standard error. Signals that come while it is busy are done once.
+ * The thread that handles SIGHUP and SIGUSR1: it opens the log again and writes the status. It is a thread of its own because a
+ * write may block as long as no program reads standard error. Signals that come while it is busy are handled once.
  */
 class Housekeeper {
 public:
-    /** Starts it; both have to outlive it. @param signals SIGHUP and SIGUSR1, held. */
+    /** Starts the thread. Server and log must outlive it. @param signals SIGHUP and SIGUSR1, held. */
     Housekeeper(SM& server, int port, Log& log, const Signals& signals);
 
-    /** Waits for the thread, which may hang in a write. */
+    /** Waits for the thread, which may be blocked in a write. */
     ~Housekeeper();
     Housekeeper(const Housekeeper&) = delete;
     Housekeeper& operator=(const Housekeeper&) = delete;

@@ -11,9 +11,9 @@
 
 namespace {
 
-constexpr mode_t LOG_MODE = 0640;  // what clients send each other is not everybody's business
+constexpr mode_t LOG_MODE = 0640;  // the log tells who sends to whom
 
-/** Does not wait for somebody who reads it where the file is a named pipe: that fails. */
+/** Fails for a named pipe that no program reads, instead of waiting for one. */
 int openToAppend(const char* path) {
     const int fd = ::open(path, O_WRONLY | O_APPEND | O_CREAT | O_NOCTTY | O_NONBLOCK | O_CLOEXEC, LOG_MODE);
     if (fd >= 0) fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) & ~O_NONBLOCK);
@@ -37,7 +37,7 @@ std::string Log::open() {
         return "cannot write the log '" + path + "': " + why + "; name a file that can be written with --log";
     }
     if (starting && starter < 0) starter = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-    dup2(fd, STDERR_FILENO);  // in one step: who writes meanwhile writes to the one or to the other
+    dup2(fd, STDERR_FILENO);  // in one step: a line written meanwhile goes to the one or to the other
     ::close(fd);
     return "";
 }

@@ -4,8 +4,7 @@
 #include <string>
 
 /**
- * Where jayd and the library say what they have to say: standard error, which a log file may take the place of. One
- * thread at a time.
+ * The output of jayd and of the library: standard error, or a log file in its place. One thread at a time.
  */
 class Log {
 public:
@@ -16,19 +15,20 @@ public:
     Log& operator=(const Log&) = delete;
 
     /**
-     * Leads standard error to the file, which is appended to and made if there is none. Again when the file was renamed:
-     * from then on everything goes to a new one, and no line is lost in between. After a failure it stays as it was.
+     * Redirects standard error to the file, which is appended to, and created if there is none. Called again after the file was
+     * renamed, it redirects to a new one, and no line is lost in between. After a failure nothing has changed.
      * @return empty, or what is wrong.
      */
     std::string open();
 
-    /** Says what is wrong, until started() also to whoever started the program and may not look into the log. */
+    /** Writes an error; until started() also to the standard error that the program was started with. */
     void complain(const std::string& line);
 
-    /** Says the first line. If the file does not take it, the disk being full, say, whoever started the program is told. */
+    /** Writes the first line. If that fails, for instance because the disk is full, an error goes to the standard error that the program was
+     * started with. */
     void announce(const std::string& line);
 
-    /** Lets go of the standard error that the program was started with. */
+    /** Closes the standard error that the program was started with. */
     void started();
 
 private:

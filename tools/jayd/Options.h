@@ -11,14 +11,14 @@ struct Options {
         SERVE,
         SHOW_HELP,
         SHOW_VERSION,
-        REFUSE  ///< wrong use, which has been told on standard error
+        REFUSE  ///< wrong use; the error has been printed
     };
 
     Action action = SERVE;
     int port = DEFAULT_PORT;  ///< 1..65535
     bool listenAll = false;   ///< serves other machines, too, instead of closing their connections
     bool quiet = false;       ///< no debug lines
-    std::string log;          ///< the file for what it says; empty: standard error
+    std::string log;          ///< the log file; empty: standard error
     std::string pidFile;      ///< empty: none
 
     /** Reads the command line with getopt_long(), which the C library has anyway: the library that `jay` uses would make jayd,

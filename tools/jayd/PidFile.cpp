@@ -55,12 +55,12 @@ std::string PidFile::trouble(const char* what) const {
 std::string PidFile::whatIsInTheWay() const {
     const int other = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     if (other < 0 && errno == ENOENT) return "";
-    if (other < 0) return trouble("cannot be looked at: ") + std::strerror(errno) + "; choose another name";
+    if (other < 0) return trouble("cannot be examined: ") + std::strerror(errno) + "; choose another name";
     const std::string line = firstLine(other);
     const bool mine = isPid(other, line);
     const bool free = flock(other, LOCK_SH | LOCK_NB) == 0;
     close(other);
-    if (!mine) return trouble("is there already and is something else; remove it, or choose another name");
+    if (!mine) return trouble("exists and does not hold a process id; remove it, or choose another name");
     if (!free)
         return trouble("is in use by the jayd with process id ") + line +
                "; end that one, or choose another name";
@@ -76,7 +76,7 @@ std::string PidFile::prepare() {
     if (fd < 0 || !write()) {
         const char* const why = std::strerror(errno);
         remove();
-        return trouble("cannot be written: ") + why + "; name a file in a folder that can be written to";
+        return trouble("cannot be written: ") + why + "; choose a folder that can be written to";
     }
     return "";
 }

@@ -4,10 +4,9 @@
 #include <string>
 
 /**
- * A file that holds the process id of a running jayd, for the scripts that send it signals. Whoever reads it finds the
- * whole number or no file. The running jayd holds a lock on it (flock), so a file that a killed one has left behind is
- * told from one in use without a guess whether the process id is still the same process; it is replaced. A file that is
- * something else than a process id is never touched.
+ * A file that holds the process id of a running jayd, for scripts that send it signals. A reader finds the whole number or no
+ * file. The running jayd holds a lock on it (flock). So a file that a killed jayd has left behind can be distinguished from one in
+ * use, whatever process has that id now; it is replaced. A file that holds anything but a process id is never touched.
  */
 class PidFile {
 public:
@@ -19,13 +18,13 @@ public:
     PidFile(const PidFile&) = delete;
     PidFile& operator=(const PidFile&) = delete;
 
-    /** Writes the number next to the file: what can fail does so now. @return empty, or what is wrong. */
+    /** Writes the number to a temporary file next to it, so that errors show early. @return empty, or what is wrong. */
     std::string prepare();
 
     /** Gives the file its name. @return empty, or what is wrong. */
     std::string publish();
 
-    /** Removes what this one has made, unless somebody has put another file in its place. */
+    /** Removes the file, unless another one has taken its place. */
     void remove();
 
 private:

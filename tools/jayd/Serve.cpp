@@ -26,8 +26,7 @@
 namespace {
 
 constexpr int LISTEN_PATIENCE_MS = 5000;
-constexpr int READY_PATIENCE_MS =
-    5000;  // the service manager takes a server for broken that it hears nothing of
+constexpr int READY_PATIENCE_MS = 5000;  // a service manager that is not notified takes the server for broken
 constexpr int STOPPING_PATIENCE_MS =
     200;  // with the next one, less than the two seconds that the end may take
 constexpr std::chrono::milliseconds STOP_PATIENCE(1500);
@@ -40,7 +39,7 @@ std::string whyNot(int error, int port) {
         case EACCES:
             return "not allowed to listen on " + where + "; choose one above 1023 with --port";
         case -1:
-            return "no answer within 5 seconds whether " + where + " can be had; is the machine overloaded?";
+            return where + " could not be opened within 5 seconds; is the machine overloaded?";
         default:
             return "cannot listen on " + where + ": " + std::strerror(error);
     }
@@ -71,8 +70,8 @@ bool endInTime(Service service) {
     return true;
 }
 
-/** A thread may hang in a write to a standard error that nobody reads any more; nobody would see the line then, and
- * it must not hang, too. */
+/** A thread may be blocked in a write to a standard error that no program reads. The line is written only if that cannot block this
+ * thread, too. */
 [[noreturn]] void leaveWithoutThreads() {
     static const char line[] = "jayd: some threads did not end in time, leaving without them\n";
     pollfd out{STDERR_FILENO, POLLOUT, 0};
@@ -92,7 +91,7 @@ std::unique_ptr<SM> makeServer(const Options& options) {
 }
 
 int cannotServe(Log& log, const std::string& why) {
-    JSystem::debug(false);  // the one line that follows says it all
+    JSystem::debug(false);  // only the line that follows is of use
     log.complain(why);
     return CANNOT_SERVE;
 }

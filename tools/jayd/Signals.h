@@ -4,9 +4,8 @@
 #include <signal.h>
 
 /**
- * A few signals of the process that interrupt nobody: they stay pending until a thread takes them. A program holds all of
- * its sets before the first thread starts, and has each set taken by a thread of its own, so that whatever one
- * thread is doing, it is never in the way of the others' signals.
+ * A set of signals that interrupt no thread: they stay pending until a thread takes them. A program holds all its sets before
+ * the first thread starts, and has each set taken by a thread of its own, so that a busy thread delays no other set.
  */
 class Signals {
 public:

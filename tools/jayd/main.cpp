@@ -1,4 +1,4 @@
-/** @file jayd: the bus server as a program that stays in the foreground until it is told to end. */
+/** @file jayd: the bus server as a program that stays in the foreground until a signal ends it. */
 #include "tools/common/Startup.h"
 #include "tools/jayd/Help.h"
 #include "tools/jayd/Options.h"

@@ -75,7 +75,7 @@ TEST_F(PidFileTest, NeverTouchesAnotherFile) {
     folder_.write("jayd.pid", "precious");
     PidFile file(path());
     EXPECT_EQ(file.prepare(),
-              refusal("is there already and is something else; remove it, or choose another name"));
+              refusal("exists and does not hold a process id; remove it, or choose another name"));
     EXPECT_EQ(folder_.read("jayd.pid"), "precious");
     std::filesystem::remove(path());
     std::filesystem::create_directory(path());
@@ -93,9 +93,8 @@ TEST_F(PidFileTest, DoesNotRemoveWhatSomebodyPutInItsPlace) {
 
 TEST_F(PidFileTest, TellsWhyItCannotBeWritten) {
     EXPECT_EQ(PidFile("/nowhere/jayd.pid").prepare(),
-              "the pid file '/nowhere/jayd.pid' cannot be written: No such file or directory; name a file in "
-              "a folder that can be "
-              "written to");
+              "the pid file '/nowhere/jayd.pid' cannot be written: No such file or directory; choose a "
+              "folder that can be written to");
 }
 
 TEST_F(PidFileTest, DoesNothingWithoutAName) {

@@ -125,7 +125,7 @@ public:
     }
 
 private:
-    /** Nothing will be written there, so nobody needs to be there to read it. */
+    /** Nothing is written there without --json, so the end of the reader must not end the command. */
     static void dropOutput() {
         const int nothing = open("/dev/null", O_WRONLY | O_CLOEXEC);
         if (nothing < 0) return;
