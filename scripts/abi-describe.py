@@ -141,11 +141,16 @@ def classes(library):
     return output_of("c++filt", text="\n".join(line for *_, line in sorted(described))).splitlines()
 
 
-def private_members(element):
-    """The names of private static members and private functions, but not of virtual ones, which tables refer to."""
+def private_members(element, types):
+    """The names of private static members and private functions, but not of virtual ones, which tables refer to.
+
+    abidw calls every static constant private, so constants are left out.
+    """
     for member in element.findall("data-member"):
         if member.get("access") == "private" and member.get("static") == "yes":
-            yield member.find("var-decl").get("mangled-name")
+            variable = member.find("var-decl")
+            if not types.name(variable.get("type-id")).endswith("const"):
+                yield variable.get("mangled-name")
     for member in element.findall("member-function"):
         if member.get("access") == "private" and member.get("vtable-offset") is None:
             yield member.find("function-decl").get("mangled-name")
@@ -153,7 +158,8 @@ def private_members(element):
 
 def private(library):
     tree = ElementTree.fromstring(output_of("abidw", "--no-corpus-path", library))
-    inside = {name for _, element in scopes(tree) for name in private_members(element)}
+    types = Types(tree)
+    inside = {name for _, element in scopes(tree) for name in private_members(element, types)}
     exported = [line.split()[-1].split("@")[0] for line in symbols(library)]
     readable = output_of("c++filt", text="\n".join(exported)).splitlines()
     return [text for name, text in zip(exported, readable) if name in inside or "jay::detail::" in text]

@@ -149,6 +149,12 @@ class Abi(unittest.TestCase):
                               new_source="void Base::help() {}")
         self.assertEqual(self.abi("--check", library)[0], 0)
 
+    def test_a_public_constant_is_not_reported(self):
+        library = self.change("    long half(int);", "    static constexpr int SIZE = 16;\n    long half(int);",
+                              new_source="const int* sizeOf() { return &Base::SIZE; }")
+        self.assertEqual(self.abi("--update", library)[0], 0)
+        self.assertEqual(self.abi("--check", library)[0], 0)
+
     def test_a_private_virtual_function_is_not_reported(self):
         self.write_down()
         library = self.build(HEADER.replace("virtual int second();", "private: virtual int second(); public:"), SOURCE)
