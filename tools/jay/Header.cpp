@@ -33,7 +33,7 @@ void Header::describeRequest(CommandLine& line) {
 void Header::describeAddress(CommandLine& line, const std::string& meaning) {
     line.addNumber("--to", to_, IDS, meaning);
     line.addNumber("--priority", priority_, BYTES, "0 is the most urgent");
-    line.addNumber("--section", section_, SECTIONS, "A number of the application's, carried untouched",
+    line.addNumber("--section", section_, SECTIONS, "A number for the application, carried unchanged",
                    "NUMBER");
 }
 
