@@ -43,15 +43,31 @@ def parse_arguments():
     return arguments
 
 
-def measure_classes(build, library, pattern):
+def run_benchmarks(build, library, *options):
+    environment = dict(os.environ, LD_LIBRARY_PATH=str(library))
+    return subprocess.run([build / "bench" / "jay_bench", *options], env=environment, capture_output=True, text=True)
+
+
+def benchmark_names(build, library, pattern):
+    return run_benchmarks(build, library, "--benchmark_list_tests", f"--benchmark_filter={pattern or '.'}").stdout.split()
+
+
+def runs_with(build, library, name):
+    """False if the library lacks a function that the benchmark calls, as a former one may."""
+    return run_benchmarks(build, library, "--benchmark_min_time=0", exactly([name])).returncode == 0
+
+
+def exactly(names):
+    return f"--benchmark_filter=^({'|'.join(re.escape(name) for name in names)})$"
+
+
+def measure_classes(build, library, names):
     """Nanoseconds of the processor per operation, by name."""
-    command = [build / "bench" / "jay_bench", "--benchmark_format=json", "--benchmark_min_time=0.1",
-               f"--benchmark_filter={pattern or '.'}"]
-    done = subprocess.run(command, env=dict(os.environ, LD_LIBRARY_PATH=str(library)), capture_output=True, text=True)
-    if not done.stdout.strip():
-        return {}  # no benchmark has such a name
+    if not names:
+        return {}
+    done = run_benchmarks(build, library, "--benchmark_format=json", "--benchmark_min_time=0.1", exactly(names))
     if done.returncode != 0:
-        sys.exit(f"bench.py: the benchmarks have failed: {done.stderr.strip()}")
+        sys.exit(f"bench.py: the benchmarks failed: {done.stderr.strip()}")
     measured = json.loads(done.stdout)["benchmarks"]
     return {one["name"]: (one["cpu_time"], "ns") for one in measured if not one.get("error_occurred")}
 
@@ -83,21 +99,28 @@ def measure_bus(build, server_build, pattern):
     return {name: value for name, value in result.items() if re.search(pattern, name)}
 
 
+def library_folder(folder, build):
+    """A folder that holds the library of a build alone."""
+    folder.mkdir()
+    (folder / "libjay.so.1").symlink_to((build / "libjay.so.1").resolve())
+    return folder
+
+
 def measure(arguments, scratch):
     """All rounds: values by side and name, and the unit of each name."""
     sides = {"here": arguments.build}
     if arguments.against:
         sides["there"] = arguments.against
+    libraries = {side: library_folder(Path(scratch) / side, build) for side, build in sides.items()}
+    names = {"here": benchmark_names(arguments.build, libraries["here"], arguments.filter)}
+    if arguments.against:
+        names["there"] = [name for name in names["here"] if runs_with(arguments.build, libraries["there"], name)]
     values = {side: defaultdict(list) for side in sides}
     units = {}
     for number in range(1, arguments.rounds + 1):
         for side, build in sides.items():
             print(f"round {number} of {arguments.rounds}: {build}", file=sys.stderr)
-            library = Path(scratch) / side
-            library.mkdir(exist_ok=True)
-            if not any(library.iterdir()):
-                (library / "libjay.so.1").symlink_to((build / "libjay.so.1").resolve())
-            measured = measure_classes(arguments.build, library, arguments.filter)
+            measured = measure_classes(arguments.build, libraries[side], names[side])
             measured.update(measure_bus(arguments.build, build, arguments.filter))
             for name, (value, unit) in measured.items():
                 values[side][name].append(value)
@@ -109,17 +132,25 @@ def number(value):
     return f"{value:,.0f}" if value >= 100 else f"{value:.3g}"
 
 
-def print_table(medians, units):
-    compared = "there" in medians
+def ratios(now, then):
+    """Of the medians, and the smallest and the largest of the rounds."""
+    rounds = [one / other for one, other in zip(now, then)]
+    return statistics.median(now) / statistics.median(then), min(rounds), max(rounds)
+
+
+def print_table(values, units):
+    compared = "there" in values
     width = max(len(name) for name in units)
-    print(f"{'benchmark':{width}} {'median':>12} unit" + (f"  {'then':>12} {'ratio':>6}" if compared else ""))
+    print(f"{'benchmark':{width}} {'median':>12} unit" + (f"  {'then':>12} {'ratio':>6}  spread" if compared else ""))
     for name, unit in units.items():
-        line = f"{name:{width}} {number(medians['here'][name]):>12} {unit:5}"
-        if compared and name in medians["there"]:
-            line += f" {number(medians['there'][name]):>12} {medians['here'][name] / medians['there'][name]:6.2f}"
+        now, then = values["here"].get(name), values["there"].get(name) if compared else None
+        line = f"{name:{width}} {number(statistics.median(now)) if now else '-':>12} {unit:5}"
+        if now and then:
+            ratio, least, most = ratios(now, then)
+            line += f" {number(statistics.median(then)):>12} {ratio:6.2f}  {least:.2f} to {most:.2f}"
         print(line)
     if compared:
-        print("ratio: now / then; smaller is better for ns and us, greater for msg/s")
+        print("ratio: now / then; smaller is better for ns and us, greater for msg/s. spread: the ratios of the rounds")
 
 
 def main():
@@ -130,9 +161,9 @@ def main():
         values, units = measure(arguments, scratch)
     if not units:
         sys.exit(f"bench.py: no benchmark matches '{arguments.filter}'")
-    medians = {side: {name: statistics.median(seen) for name, seen in of.items()} for side, of in values.items()}
-    print_table(medians, units)
+    print_table(values, units)
     if arguments.json:
+        medians = {side: {name: statistics.median(seen) for name, seen in of.items()} for side, of in values.items()}
         arguments.json.write_text(json.dumps({"unit": units, **medians}, indent=1) + "\n")
 
 

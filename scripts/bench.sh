@@ -12,7 +12,7 @@ Builds into build/bench, runs every benchmark in several rounds, and prints a ta
 machine). Run nothing else on the machine meanwhile.
 
   --against REVISION  also measures the library and jayd of this revision, alternating with the present ones, and prints the
-                      ratios; compare ratios of the same run only
+                      ratios with their spread; compare ratios of the same run only
   --rounds N          the number of rounds, 1 to 100 (default 5)
   --filter REGEX      run only the benchmarks whose names match, for example "Hash" or "bus"
   --json FILE         also writes the medians as JSON
