@@ -198,6 +198,34 @@ TEST(JThreadInit, CurrentThread_InAThreadAdoptedByItsHandle_IsThatObject) {
     EXPECT_EQ(seen, adopted.get());
 }
 
+TEST(JThreadInit, CurrentThread_WithoutMemoryForTheAdoption_ThrowsAndAdoptsNextTime) {
+    std::thread([] { JThread::currentThread(); }).join();  // leaves an object that could be used again
+    const std::size_t before = registered().size();
+    Thread foreign([&] {
+        pthreads::failNextSetspecific();
+        EXPECT_THROW(JThread::currentThread(), std::bad_alloc);
+        EXPECT_EQ(registered().size(), before);
+        JThread* const object = JThread::currentThread();
+        EXPECT_EQ(object->getId(), pthread_self());
+        EXPECT_EQ(JThread::currentThread(), object);
+    });
+    foreign.join();
+}
+
+TEST(JThreadInit, CurrentThread_InAThreadAdoptedByItsHandleWithoutMemory_IsThatObjectAllTheSame) {
+    JEvent go;
+    JThread* seen[2] = {};
+    Thread foreign([&] {
+        go.wait();
+        pthreads::failNextSetspecific();
+        for (JThread*& object : seen) object = JThread::currentThread();
+    });
+    JThread adopted(foreign.handle(), foreign.handle());
+    go.set();
+    foreign.join();
+    for (const JThread* object : seen) EXPECT_EQ(object, &adopted);
+}
+
 TEST(JThreadInit, ForeignThreadsThatComeAndGo_DoNotFillTheRegistry) {
     const std::size_t before = registered().size();
     for (int i = 0; i < 300; ++i) std::thread([] { JThread::currentThread(); }).join();

@@ -1,6 +1,7 @@
 #include "thread/Pthreads.h"
 
 #include <atomic>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <dlfcn.h>
@@ -22,6 +23,7 @@ struct Entry {
 constexpr std::size_t ENTRIES = 4096;
 Entry entries[ENTRIES];
 thread_local int failure = 0;
+thread_local bool setspecificFails = false;
 
 constexpr auto RELAXED = std::memory_order_relaxed;
 
@@ -71,6 +73,10 @@ void pthreads::failNextCreate(int error) {
     failure = error;
 }
 
+void pthreads::failNextSetspecific() {
+    setspecificFails = true;
+}
+
 pthreads::Calls pthreads::callsOn(pthread_t thread) {
     const Entry& entry = entryOf(thread);
     return {entry.joins.load(RELAXED), entry.cancels.load(RELAXED), entry.detaches.load(RELAXED)};
@@ -117,4 +123,11 @@ JAY_EXPORT int pthread_cancel(pthread_t thread) {
     lookAt(entry, "pthread_cancel");
     entry.cancels.fetch_add(1, RELAXED);
     return next(thread);
+}
+
+JAY_EXPORT int pthread_setspecific(pthread_key_t key, const void* value) noexcept {
+    static auto* const next = real(pthread_setspecific, "pthread_setspecific");
+    if (!setspecificFails) return next(key, value);
+    setspecificFails = false;
+    return ENOMEM;
 }

@@ -12,6 +12,9 @@ namespace pthreads {
 /** Makes the next pthread_create of the calling thread fail with this error, having written a handle of no meaning. */
 void failNextCreate(int error);
 
+/** Makes the next pthread_setspecific of the calling thread fail, as it does without memory. */
+void failNextSetspecific();
+
 /** How often a thread was passed to these calls; created anew, it starts at zero. */
 struct Calls {
     int joins;

@@ -53,6 +53,7 @@ JThread* findVacant() JAY_REQUIRES(*JThreadInit::_sync) {
 /** Foreign threads that come and go share objects, so that there are no more than threads at once. */
 Entry* adoptCallingThread() JAY_REQUIRES(*JThreadInit::_sync) {
     const unsigned long self = pthread_self();
+    const std::shared_ptr<PosixThread> record = Registry::recordOf(self);  // may throw, so it comes first
     if (JThread* const vacant = findVacant()) {
         vacant->~JThread();
         new (vacant) JThread(self, self);  // registers itself: the lock is recursive
