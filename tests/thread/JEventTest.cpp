@@ -75,7 +75,7 @@ struct Waiters {
 
 }  // namespace
 
-TEST(JEvent, InheritsTheRootsOperations) {
+TEST(JEventTest, InheritsTheRootsOperations) {
     JEvent event;
     JEvent other;
     EXPECT_EQ(event.hashCode(), 0);
@@ -83,7 +83,7 @@ TEST(JEvent, InheritsTheRootsOperations) {
     EXPECT_TRUE(event.equals(other));
 }
 
-TEST(JEvent, IsNew_WithoutSignalsAndWithoutAutoReset) {
+TEST(JEventTest, IsNew_WithoutSignalsAndWithoutAutoReset) {
     JEvent event;
     EXPECT_EQ(event.count(), 0);
     setTimes(event, 2);
@@ -93,7 +93,7 @@ TEST(JEvent, IsNew_WithoutSignalsAndWithoutAutoReset) {
 
 // ---- set, notify, reset ----
 
-TEST(JEvent, Set_AddsOneSignalAndReturnsZero) {
+TEST(JEventTest, Set_AddsOneSignalAndReturnsZero) {
     JEvent event;
     EXPECT_EQ(event.set(), 0);
     EXPECT_EQ(event.count(), 1);
@@ -101,14 +101,14 @@ TEST(JEvent, Set_AddsOneSignalAndReturnsZero) {
     EXPECT_EQ(event.count(), 2);
 }
 
-TEST(JEvent, Notify_IsSet) {
+TEST(JEventTest, Notify_IsSet) {
     JEvent event;
     EXPECT_EQ(event.notify(), 0);
     EXPECT_EQ(event.count(), 1);
     EXPECT_EQ(event.wait(0), 1);
 }
 
-TEST(JEvent, Set_AtTheLargestCount_DropsTheSignal) {
+TEST(JEventTest, Set_AtTheLargestCount_DropsTheSignal) {
     JEvent event;
     JEventPeer::setCount(event, INT_MAX);
     EXPECT_EQ(event.set(), 0);
@@ -116,20 +116,20 @@ TEST(JEvent, Set_AtTheLargestCount_DropsTheSignal) {
     EXPECT_EQ(event.wait(0), INT_MAX);
 }
 
-TEST(JEvent, Reset_TakesBackOneSignalOnly) {
+TEST(JEventTest, Reset_TakesBackOneSignalOnly) {
     JEvent event;
     setTimes(event, 3);
     EXPECT_EQ(event.reset(), 0);
     EXPECT_EQ(event.count(), 2);
 }
 
-TEST(JEvent, Reset_WithoutSignals_LeavesZero) {
+TEST(JEventTest, Reset_WithoutSignals_LeavesZero) {
     JEvent event;
     EXPECT_EQ(event.reset(), 0);
     EXPECT_EQ(event.count(), 0);
 }
 
-TEST(JEvent, Reset_WakesWaitersWhichSleepOn) {
+TEST(JEventTest, Reset_WakesWaitersWhichSleepOn) {
     for (const int ms : {-1, 600000}) {
         JEvent event;
         Thread waiter([&] { event.wait(ms); });
@@ -144,7 +144,7 @@ TEST(JEvent, Reset_WakesWaitersWhichSleepOn) {
 
 // ---- wait: what it consumes ----
 
-TEST(JEvent, Wait_ConsumesOneSignalAndReturnsHowManyThereWere) {
+TEST(JEventTest, Wait_ConsumesOneSignalAndReturnsHowManyThereWere) {
     JEvent event;
     setTimes(event, 2);
     EXPECT_EQ(event.wait(-1), 2);
@@ -153,7 +153,7 @@ TEST(JEvent, Wait_ConsumesOneSignalAndReturnsHowManyThereWere) {
     EXPECT_EQ(event.count(), 0);
 }
 
-TEST(JEvent, Wait_WithAutoReset_ConsumesAllSignals) {
+TEST(JEventTest, Wait_WithAutoReset_ConsumesAllSignals) {
     JEvent event;
     event.setAutoReset(true);
     setTimes(event, 2);
@@ -162,7 +162,7 @@ TEST(JEvent, Wait_WithAutoReset_ConsumesAllSignals) {
     EXPECT_EQ(event.wait(0), -1);
 }
 
-TEST(JEvent, SetAutoReset_CanBeTakenBack) {
+TEST(JEventTest, SetAutoReset_CanBeTakenBack) {
     JEvent event;
     event.setAutoReset(true);
     event.setAutoReset(false);
@@ -171,14 +171,14 @@ TEST(JEvent, SetAutoReset_CanBeTakenBack) {
     EXPECT_EQ(event.count(), 1);
 }
 
-TEST(JEvent, SetAutoReset_TakesNoLock) {
+TEST(JEventTest, SetAutoReset_TakesNoLock) {
     JEvent event;
     const JEventPeer::Held held(event);
     Thread other([&] { event.setAutoReset(true); });
     EXPECT_TRUE(eventually([&] { return other.isFinished(); }));
 }
 
-TEST(JEvent, CountSetAndReset_TakeTheLock) {
+TEST(JEventTest, CountSetAndReset_TakeTheLock) {
     JEvent event;
     auto held = std::make_unique<JEventPeer::Held>(event);
     Thread counts([&] { event.count(); });
@@ -190,7 +190,7 @@ TEST(JEvent, CountSetAndReset_TakeTheLock) {
     held.reset();
 }
 
-TEST(JEvent, Wait_LooksAtTheCountBeforeItWaits) {
+TEST(JEventTest, Wait_LooksAtTheCountBeforeItWaits) {
     for (const int ms : {-1, 0, -5, INT_MIN, 1, 1500, INT_MAX}) {
         JEvent event;
         event.set();
@@ -201,7 +201,7 @@ TEST(JEvent, Wait_LooksAtTheCountBeforeItWaits) {
 
 // ---- wait: how long ----
 
-TEST(JEvent, Wait_ForZeroOrNegative_PollsAnUnsetEvent) {
+TEST(JEventTest, Wait_ForZeroOrNegative_PollsAnUnsetEvent) {
     for (const int ms : {0, -2, -5, -999, -1000, -1001, INT_MIN}) {
         JEvent event;
         EXPECT_TRUE(takesLessThan(500, [&] { EXPECT_EQ(event.wait(ms), -1) << ms; })) << ms;
@@ -209,7 +209,7 @@ TEST(JEvent, Wait_ForZeroOrNegative_PollsAnUnsetEvent) {
     }
 }
 
-TEST(JEvent, Wait_ForWholeSeconds_WaitsInFullAtAnyMoment) {
+TEST(JEventTest, Wait_ForWholeSeconds_WaitsInFullAtAnyMoment) {
     JEvent event;
     microsecondsBetween(900000, 950000);
     EXPECT_TRUE(takesLessThan(1900, [&] {
@@ -219,7 +219,7 @@ TEST(JEvent, Wait_ForWholeSeconds_WaitsInFullAtAnyMoment) {
     }));
 }
 
-TEST(JEvent, Wait_WithoutACarry_WaitsInFull) {
+TEST(JEventTest, Wait_WithoutACarry_WaitsInFull) {
     JEvent event;
     microsecondsBetween(0, 300000);
     const auto start = Clock::now();
@@ -227,7 +227,7 @@ TEST(JEvent, Wait_WithoutACarry_WaitsInFull) {
     EXPECT_GE(millisecondsSince(start), 1249);
 }
 
-TEST(JEvent, Wait_WhenTheMicrosecondsWouldCarry_ReturnsAtOnce) {
+TEST(JEventTest, Wait_WhenTheMicrosecondsWouldCarry_ReturnsAtOnce) {
     JEvent event;
     // A machine may stall at any moment, so only a call that began and ended within one second tells
     // anything; a wait that blocks never does.
@@ -244,7 +244,7 @@ TEST(JEvent, Wait_WhenTheMicrosecondsWouldCarry_ReturnsAtOnce) {
     EXPECT_TRUE(returnedAtOnce);
 }
 
-TEST(JEvent, Wait_WhenTheMicrosecondsWouldCarry_StillFindsASignal) {
+TEST(JEventTest, Wait_WhenTheMicrosecondsWouldCarry_StillFindsASignal) {
     JEvent event;
     setTimes(event, 2);
     microsecondsBetween(600000, 700000);
@@ -252,7 +252,7 @@ TEST(JEvent, Wait_WhenTheMicrosecondsWouldCarry_StillFindsASignal) {
     EXPECT_EQ(event.count(), 1);
 }
 
-TEST(JEvent, Set_EndsAWaitForEver) {
+TEST(JEventTest, Set_EndsAWaitForEver) {
     JEvent event;
     Waiters waiters(event, 1, -1);
     ASSERT_TRUE(waiters.fallAsleep());
@@ -262,7 +262,7 @@ TEST(JEvent, Set_EndsAWaitForEver) {
     EXPECT_EQ(event.count(), 0);
 }
 
-TEST(JEvent, WaitWithoutArgument_WaitsForEver) {
+TEST(JEventTest, WaitWithoutArgument_WaitsForEver) {
     JEvent event;
     int result = 0;
     Thread waiter([&] { result = event.wait(); });
@@ -272,7 +272,7 @@ TEST(JEvent, WaitWithoutArgument_WaitsForEver) {
     EXPECT_EQ(result, 1);
 }
 
-TEST(JEvent, Set_EndsATimedWait) {
+TEST(JEventTest, Set_EndsATimedWait) {
     JEvent event;
     Waiters waiters(event, 1, 600000);
     ASSERT_TRUE(waiters.fallAsleep());
@@ -285,14 +285,14 @@ TEST(JEvent, Set_EndsATimedWait) {
 
 // ---- wait: the time of day is set ----
 
-TEST(JEvent, TimeOfDaySetBackDuringAWait_DoesNotProlongIt) {
+TEST(JEventTest, TimeOfDaySetBackDuringAWait_DoesNotProlongIt) {
     JEvent event;
     const WallClock ahead(
         support::AN_HOUR_MS);  // the wait begins an hour ahead of the clock that the system waits by
     EXPECT_TRUE(takesLessThan(1900, [&] { EXPECT_EQ(event.wait(1000), -1); }));
 }
 
-TEST(JEvent, TimeOfDaySetForwardDuringAWait_DoesNotEndIt) {
+TEST(JEventTest, TimeOfDaySetForwardDuringAWait_DoesNotEndIt) {
     JEvent event;
     const WallClock behind(-support::AN_HOUR_MS);
     const auto start = Clock::now();
@@ -300,7 +300,7 @@ TEST(JEvent, TimeOfDaySetForwardDuringAWait_DoesNotEndIt) {
     EXPECT_GE(millisecondsSince(start), 999);
 }
 
-TEST(JEvent, Wait_ForTheLargestTime_WaitsUntilSet) {
+TEST(JEventTest, Wait_ForTheLargestTime_WaitsUntilSet) {
     JEvent event;
     microsecondsBetween(0, 100000);  // no carry: the largest time ends in 647 ms
     Waiters waiters(event, 1, INT_MAX);
@@ -311,7 +311,7 @@ TEST(JEvent, Wait_ForTheLargestTime_WaitsUntilSet) {
     EXPECT_EQ(waiters.results[0], 1);
 }
 
-TEST(JEvent, SignalThatComesTogetherWithTheTimeOut_Counts) {
+TEST(JEventTest, SignalThatComesTogetherWithTheTimeOut_Counts) {
     JEvent event;
     Waiters waiters(event, 1, 1000);
     ASSERT_TRUE(waiters.fallAsleep());
@@ -329,7 +329,7 @@ TEST(JEvent, SignalThatComesTogetherWithTheTimeOut_Counts) {
 
 // ---- several waiters ----
 
-TEST(JEvent, AsManyWaitersGoOnAsThereAreSignals) {
+TEST(JEventTest, AsManyWaitersGoOnAsThereAreSignals) {
     JEvent event;
     Waiters waiters(event, 3, -1);
     ASSERT_TRUE(waiters.fallAsleep());
@@ -341,7 +341,7 @@ TEST(JEvent, AsManyWaitersGoOnAsThereAreSignals) {
     EXPECT_EQ(event.count(), 0);
 }
 
-TEST(JEvent, OneSignal_LetsOneWaiterGoOn) {
+TEST(JEventTest, OneSignal_LetsOneWaiterGoOn) {
     JEvent event;
     Waiters waiters(event, 2, -1);
     ASSERT_TRUE(waiters.fallAsleep());
@@ -352,7 +352,7 @@ TEST(JEvent, OneSignal_LetsOneWaiterGoOn) {
     event.set();
 }
 
-TEST(JEvent, EverySignalIsConsumedOnce) {
+TEST(JEventTest, EverySignalIsConsumedOnce) {
     constexpr int THREADS = 3;
     constexpr int SIGNALS = 2000;
     JEvent event;
@@ -372,7 +372,7 @@ TEST(JEvent, EverySignalIsConsumedOnce) {
 
 // ---- the end of an event ----
 
-TEST(JEvent, Destroyed_UnderAWaiter_ReturnsAllTheSame) {
+TEST(JEventTest, Destroyed_UnderAWaiter_ReturnsAllTheSame) {
     // A process that ends, and a forked child, destroy events whose waiters are gone or never return.
     alignas(JEvent) char place[sizeof(JEvent)];
     auto* const event = new (place) JEvent;
@@ -385,9 +385,9 @@ TEST(JEvent, Destroyed_UnderAWaiter_ReturnsAllTheSame) {
 
 // ---- cancellation ----
 
-class JEventCancellation : public ::testing::TestWithParam<int> {};
+class JEventCancellationTest : public ::testing::TestWithParam<int> {};
 
-TEST_P(JEventCancellation, CancelledWait_LeavesTheEventUsable) {
+TEST_P(JEventCancellationTest, CancelledWait_LeavesTheEventUsable) {
     JEvent event;
     Thread waiter([&] { event.wait(GetParam()); });
     ASSERT_TRUE(waiter.fallsAsleep());
@@ -399,7 +399,7 @@ TEST_P(JEventCancellation, CancelledWait_LeavesTheEventUsable) {
     EXPECT_EQ(event.wait(), 1);
 }
 
-TEST_P(JEventCancellation, CancelledWait_ConsumesNothingThatOthersWaitFor) {
+TEST_P(JEventCancellationTest, CancelledWait_ConsumesNothingThatOthersWaitFor) {
     JEvent event;
     Thread cancelled([&] { event.wait(GetParam()); });
     Waiters waiters(event, 1, -1);
@@ -412,4 +412,4 @@ TEST_P(JEventCancellation, CancelledWait_ConsumesNothingThatOthersWaitFor) {
     EXPECT_EQ(waiters.results[0], 1);
 }
 
-INSTANTIATE_TEST_SUITE_P(ForEverAndTimed, JEventCancellation, ::testing::Values(-1, 600000));
+INSTANTIATE_TEST_SUITE_P(ForEverAndTimed, JEventCancellationTest, ::testing::Values(-1, 600000));

@@ -23,7 +23,7 @@ bool isFreeForOthers(JLock& lock) {
 
 }  // namespace
 
-TEST(JLock, InheritsTheRootsOperations) {
+TEST(JLockTest, InheritsTheRootsOperations) {
     JLock lock;
     JLock other;
     EXPECT_EQ(lock.hashCode(), 0);
@@ -32,13 +32,13 @@ TEST(JLock, InheritsTheRootsOperations) {
     EXPECT_TRUE(lock.equals(static_cast<const JObject*>(&other)));
 }
 
-TEST(JLock, LockAndUnlock_ReturnZero) {
+TEST(JLockTest, LockAndUnlock_ReturnZero) {
     JLock lock;
     EXPECT_EQ(lock.lock(), 0);
     EXPECT_EQ(lock.unlock(), 0);
 }
 
-TEST(JLock, Lock_ExcludesOtherThreads) {
+TEST(JLockTest, Lock_ExcludesOtherThreads) {
     JLock lock;
     ASSERT_TRUE(isFreeForOthers(lock));
     lock.lock();
@@ -47,7 +47,7 @@ TEST(JLock, Lock_ExcludesOtherThreads) {
     EXPECT_TRUE(isFreeForOthers(lock));
 }
 
-TEST(JLock, TryLock_TakesAFreeLock_AndOnesOwnAgain) {
+TEST(JLockTest, TryLock_TakesAFreeLock_AndOnesOwnAgain) {
     JLock lock;
     EXPECT_TRUE(lock.tryLock());
     EXPECT_TRUE(lock.tryLock());
@@ -57,7 +57,7 @@ TEST(JLock, TryLock_TakesAFreeLock_AndOnesOwnAgain) {
     EXPECT_TRUE(isFreeForOthers(lock));
 }
 
-TEST(JLock, TryLock_DoesNotWaitForAnotherThread) {
+TEST(JLockTest, TryLock_DoesNotWaitForAnotherThread) {
     JLock lock;
     lock.lock();
     bool taken = true;
@@ -66,7 +66,7 @@ TEST(JLock, TryLock_DoesNotWaitForAnotherThread) {
     lock.unlock();
 }
 
-TEST(JLock, ScopedTryLock_GivesBackWhatItHasTaken_AndOnlyThat) {
+TEST(JLockTest, ScopedTryLock_GivesBackWhatItHasTaken_AndOnlyThat) {
     JLock lock;
     {
         const jay::detail::ScopedTryLock guard(lock);
@@ -79,7 +79,7 @@ TEST(JLock, ScopedTryLock_GivesBackWhatItHasTaken_AndOnlyThat) {
     EXPECT_TRUE(isFreeForOthers(lock));
 }
 
-TEST(JLock, LockedTwice_IsFreeOnlyAfterTwoUnlocks) {
+TEST(JLockTest, LockedTwice_IsFreeOnlyAfterTwoUnlocks) {
     JLock lock;
     EXPECT_EQ(lock.lock(), 0);
     EXPECT_EQ(lock.lock(), 0);
@@ -89,7 +89,7 @@ TEST(JLock, LockedTwice_IsFreeOnlyAfterTwoUnlocks) {
     EXPECT_TRUE(isFreeForOthers(lock));
 }
 
-TEST(JLock, Unlock_ByAThreadThatDoesNotHoldIt_FailsAndLeavesItLocked) {
+TEST(JLockTest, Unlock_ByAThreadThatDoesNotHoldIt_FailsAndLeavesItLocked) {
     JLock lock;
     lock.lock();
     int result = 0;
@@ -100,7 +100,7 @@ TEST(JLock, Unlock_ByAThreadThatDoesNotHoldIt_FailsAndLeavesItLocked) {
     lock.unlock();
 }
 
-TEST(JLock, Lock_BlocksUntilTheHolderUnlocks) {
+TEST(JLockTest, Lock_BlocksUntilTheHolderUnlocks) {
     JLock lock;
     lock.lock();
     Thread other([&] {
@@ -113,7 +113,7 @@ TEST(JLock, Lock_BlocksUntilTheHolderUnlocks) {
     EXPECT_TRUE(support::eventually([&] { return other.isFinished(); }));
 }
 
-TEST(JLock, ThreadCancelledUnderAScopedLock_LeavesItFree) {
+TEST(JLockTest, ThreadCancelledUnderAScopedLock_LeavesItFree) {
     JLock lock;
     Thread holder([&] {
         const jay::detail::ScopedLock held(lock);

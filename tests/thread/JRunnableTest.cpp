@@ -7,7 +7,7 @@
 #include "thread/JThread.h"
 #include "thread/Slots.h"
 
-TEST(JRunnable, KeepsTheOrderOfItsOperations) {
+TEST(JRunnableTest, KeepsTheOrderOfItsOperations) {
     std::atomic<int> deletions{0};
     Job* const job = new Job;
     job->deletions = &deletions;
@@ -18,11 +18,11 @@ TEST(JRunnable, KeepsTheOrderOfItsOperations) {
     EXPECT_EQ(deletions, 1);
 }
 
-TEST(JRunnable, HoldsNoData) {
+TEST(JRunnableTest, HoldsNoData) {
     EXPECT_EQ(sizeof(JRunnable), sizeof(void*));
 }
 
-TEST(JRunnable, OneTargetMayServeManyThreads) {
+TEST(JRunnableTest, OneTargetMayServeManyThreads) {
     Job job;
     JThread first(&job);
     JThread second(&job);

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <chrono>
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <memory>
 #include <signal.h>
@@ -18,14 +19,16 @@
 #include "thread/Job.h"
 #include "thread/JThreadInit.h"
 #include "thread/Pthreads.h"
+#include "thread/Scenario.h"
 #include "thread/Slots.h"
 
 using jay::detail::CancelOff;
 using jay::detail::JEventPeer;
 using jay::detail::JThreadPeer;
-using pthreads::callsOn;
 using support::eventually;
 using support::Thread;
+using testing::UnorderedElementsAre;
+using thread::callsOn;
 
 namespace {
 
@@ -102,7 +105,7 @@ public:
 
 // ---- class and layout ----
 
-TEST(JThread, InheritsTheRootsOperations) {
+TEST(JThreadTest, InheritsTheRootsOperations) {
     JThread thread;
     JThread other;
     EXPECT_EQ(thread.hashCode(), 0);
@@ -111,7 +114,7 @@ TEST(JThread, InheritsTheRootsOperations) {
     EXPECT_TRUE(thread.equals(static_cast<JObject*>(&other)));
 }
 
-TEST(JThread, IsARunnableFirstAndAnObjectSecond) {
+TEST(JThreadTest, IsARunnableFirstAndAnObjectSecond) {
     JThread thread;
     EXPECT_EQ(static_cast<JObject&>(thread).getClass(), &JThread::classJThread);
     EXPECT_EQ(static_cast<void*>(static_cast<JRunnable*>(&thread)), static_cast<void*>(&thread));
@@ -119,7 +122,7 @@ TEST(JThread, IsARunnableFirstAndAnObjectSecond) {
               static_cast<std::ptrdiff_t>(sizeof(JRunnable)));
 }
 
-TEST(JThread, KeepsTheOrderOfTheRootsOperations) {
+TEST(JThreadTest, KeepsTheOrderOfTheRootsOperations) {
     OwnRun thread;
     JObject* const object = &thread;
     void** const slots = slotsOf(object);
@@ -128,7 +131,7 @@ TEST(JThread, KeepsTheOrderOfTheRootsOperations) {
     EXPECT_EQ(callSlot<const JClass*>(slots[6], object), &OwnRun::classOwnRun);
 }
 
-TEST(JThread, DestructorsComeFirst_CompleteThenDeleting) {
+TEST(JThreadTest, DestructorsComeFirst_CompleteThenDeleting) {
     std::atomic<int> deletions{0};
     alignas(OwnRun) char place[sizeof(OwnRun)];
     auto* const local = new (place) OwnRun;
@@ -144,7 +147,7 @@ TEST(JThread, DestructorsComeFirst_CompleteThenDeleting) {
 
 // ---- construction ----
 
-TEST(JThread, IsNew_WaitingToBeStarted) {
+TEST(JThreadTest, IsNew_WaitingToBeStarted) {
     JThread thread;
     EXPECT_EQ(JThreadPeer::state(thread), 1);
     EXPECT_TRUE(thread.isAlive());
@@ -156,14 +159,14 @@ TEST(JThread, IsNew_WaitingToBeStarted) {
     EXPECT_TRUE(isRegistered(&thread));
 }
 
-TEST(JThread, IsNew_WithTheTargetItWasGiven) {
+TEST(JThreadTest, IsNew_WithTheTargetItWasGiven) {
     Created created;
     EXPECT_EQ(JThreadPeer::runnable(*created.thread), &created.job);
     EXPECT_EQ(JThreadPeer::state(*created.thread), 1);
     EXPECT_EQ(created.job.runs, 0);
 }
 
-TEST(JThread, AdoptedThread_IsRunningFromTheStart) {
+TEST(JThreadTest, AdoptedThread_IsRunningFromTheStart) {
     Thread foreign([] { sleepForEver(); });
     foreign.fallsAsleep();
     JThread adopted(foreign.handle(), foreign.handle());
@@ -177,7 +180,7 @@ TEST(JThread, AdoptedThread_IsRunningFromTheStart) {
     EXPECT_TRUE(isRegistered(&adopted));
 }
 
-TEST(JThread, AdoptedThread_BearsTheIdItIsGiven) {
+TEST(JThreadTest, AdoptedThread_BearsTheIdItIsGiven) {
     int checks = 0;
     Thread foreign([&] {
         JThread adopted(pthread_self(), 12345);  // the end of the scope cancels this thread
@@ -191,7 +194,7 @@ TEST(JThread, AdoptedThread_BearsTheIdItIsGiven) {
     EXPECT_EQ(checks, 1);
 }
 
-TEST(JThread, Initialize_StartsOverWithAnotherTarget) {
+TEST(JThreadTest, Initialize_StartsOverWithAnotherTarget) {
     Job job;
     JThread adopted(pthread_self(), pthread_self());
     adopted.setAutoDelete(true);
@@ -203,9 +206,9 @@ TEST(JThread, Initialize_StartsOverWithAnotherTarget) {
     EXPECT_EQ(JThreadPeer::state(adopted), 2);
 }
 
-TEST(JThread, CreationFails_LeavesAnObjectWithoutAThread) {
+TEST(JThreadTest, CreationFails_LeavesAnObjectWithoutAThread) {
     const int count = JThreadInit::_count;
-    pthreads::failNextCreate(EAGAIN);
+    thread::failNextCreate(EAGAIN);
     Job job;
     JThread thread(&job);
     EXPECT_EQ(thread.getHandle(), 0u);
@@ -217,8 +220,8 @@ TEST(JThread, CreationFails_LeavesAnObjectWithoutAThread) {
     EXPECT_EQ(JThreadInit::_count, count);
 }
 
-TEST(JThread, CreationFails_StartOnlySetsTheEventAndJoinReturnsAtOnce) {
-    pthreads::failNextCreate(EAGAIN);
+TEST(JThreadTest, CreationFails_StartOnlySetsTheEventAndJoinReturnsAtOnce) {
+    thread::failNextCreate(EAGAIN);
     Job job;
     JThread thread(&job);
     thread.start();
@@ -228,11 +231,11 @@ TEST(JThread, CreationFails_StartOnlySetsTheEventAndJoinReturnsAtOnce) {
     EXPECT_EQ(job.runs, 0);
 }
 
-TEST(JThread, CreationFails_DestructionStillDeletesAnOwnedTarget) {
+TEST(JThreadTest, CreationFails_DestructionStillDeletesAnOwnedTarget) {
     std::atomic<int> deletions{0};
     Job* const job = new Job;
     job->deletions = &deletions;
-    pthreads::failNextCreate(EAGAIN);
+    thread::failNextCreate(EAGAIN);
     auto* const thread = new JThread(job);
     thread->setAutoDelete(true);
     delete thread;
@@ -241,7 +244,7 @@ TEST(JThread, CreationFails_DestructionStillDeletesAnOwnedTarget) {
 
 // ---- start and run ----
 
-TEST(JThread, Start_RunsTheTargetOnAnotherThread) {
+TEST(JThreadTest, Start_RunsTheTargetOnAnotherThread) {
     pthread_t runner = pthread_self();
     Created created([&] { runner = pthread_self(); });
     created.thread->start();
@@ -250,21 +253,21 @@ TEST(JThread, Start_RunsTheTargetOnAnotherThread) {
     EXPECT_EQ(runner, created.thread->getHandle());
 }
 
-TEST(JThread, Start_WithoutTargetRunsTheObjectsOwnRun) {
+TEST(JThreadTest, Start_WithoutTargetRunsTheObjectsOwnRun) {
     OwnRun thread;
     thread.start();
     EXPECT_EQ(thread.join(), 0);
     EXPECT_EQ(thread.runs, 1);
 }
 
-TEST(JThread, Start_WithNeitherDoesNothing) {
+TEST(JThreadTest, Start_WithNeitherDoesNothing) {
     JThread thread;
     thread.start();
     EXPECT_EQ(thread.join(), 0);
     EXPECT_EQ(JThreadPeer::state(thread), 4);
 }
 
-TEST(JThread, StartTwice_RunsTheBodyOnce) {
+TEST(JThreadTest, StartTwice_RunsTheBodyOnce) {
     Created created;
     created.thread->start();
     created.thread->start();
@@ -272,7 +275,7 @@ TEST(JThread, StartTwice_RunsTheBodyOnce) {
     EXPECT_EQ(created.job.runs, 1);
 }
 
-TEST(JThread, Start_OnARunningThread_DoesNothing) {
+TEST(JThreadTest, Start_OnARunningThread_DoesNothing) {
     JEvent go;
     Running running([&] { go.wait(); });
     ASSERT_TRUE(running.job.fallsAsleep());
@@ -283,7 +286,7 @@ TEST(JThread, Start_OnARunningThread_DoesNothing) {
     EXPECT_EQ(running.job.runs, 1);
 }
 
-TEST(JThread, Start_OnAFinishedThread_DoesNothing) {
+TEST(JThreadTest, Start_OnAFinishedThread_DoesNothing) {
     Running running([] {});
     running.thread->join();
     running.thread->start();
@@ -292,14 +295,14 @@ TEST(JThread, Start_OnAFinishedThread_DoesNothing) {
     EXPECT_EQ(JThreadPeer::state(*running.thread), 4);
 }
 
-TEST(JThread, Start_OnAnAdoptedThread_DoesNothing) {
+TEST(JThreadTest, Start_OnAnAdoptedThread_DoesNothing) {
     JThread adopted(pthread_self(), pthread_self());
     adopted.start();
     EXPECT_EQ(JThreadPeer::startSignals(adopted), 0);
     EXPECT_EQ(JThreadPeer::state(adopted), 2);
 }
 
-TEST(JThread, State_Is2InTheBodyAnd4AfterIt) {
+TEST(JThreadTest, State_Is2InTheBodyAnd4AfterIt) {
     int stateInBody = 0;
     bool aliveInBody = false;
     Created created([&] {
@@ -314,7 +317,7 @@ TEST(JThread, State_Is2InTheBodyAnd4AfterIt) {
     EXPECT_FALSE(created.thread->isAlive());
 }
 
-TEST(JThread, IsAlive_OnceFalse_AllThatTheBodyDidIsSeen) {
+TEST(JThreadTest, IsAlive_OnceFalse_AllThatTheBodyDidIsSeen) {
     int result = 0;
     Created created([&] { result = 42; });
     created.thread->start();
@@ -324,7 +327,7 @@ TEST(JThread, IsAlive_OnceFalse_AllThatTheBodyDidIsSeen) {
 
 // ---- join ----
 
-TEST(JThread, Join_BlocksUntilSomeOtherThreadStartsTheThread) {
+TEST(JThreadTest, Join_BlocksUntilSomeOtherThreadStartsTheThread) {
     Created created;
     int result = -1;
     Thread joiner([&] { result = created.thread->join(); });
@@ -336,7 +339,7 @@ TEST(JThread, Join_BlocksUntilSomeOtherThreadStartsTheThread) {
     EXPECT_EQ(created.job.returns, 1);
 }
 
-TEST(JThread, Join_IgnoresItsTimeOut) {
+TEST(JThreadTest, Join_IgnoresItsTimeOut) {
     for (const int timeout : {0, 1, -1, -2, 60000}) {
         Created created;
         int result = -1;
@@ -354,7 +357,7 @@ TEST(JThread, Join_IgnoresItsTimeOut) {
     }
 }
 
-TEST(JThread, Join_ReapsTheThread_AndTheDestructorDoesNotAgain) {
+TEST(JThreadTest, Join_ReapsTheThread_AndTheDestructorDoesNotAgain) {
     JEvent go;
     Running running([&] { go.wait(); });
     const pthread_t handle = running.thread->getHandle();
@@ -368,7 +371,7 @@ TEST(JThread, Join_ReapsTheThread_AndTheDestructorDoesNotAgain) {
     EXPECT_EQ(callsOn(handle).cancels, 0);
 }
 
-TEST(JThread, Join_AfterTheEnd_ReturnsAtOnceAndLeavesTheReapingToTheDestructor) {
+TEST(JThreadTest, Join_AfterTheEnd_ReturnsAtOnceAndLeavesTheReapingToTheDestructor) {
     Running running([] {});
     const pthread_t handle = running.thread->getHandle();
     ASSERT_TRUE(eventually([&] { return !running.thread->isAlive(); }));
@@ -379,7 +382,7 @@ TEST(JThread, Join_AfterTheEnd_ReturnsAtOnceAndLeavesTheReapingToTheDestructor) 
     EXPECT_EQ(callsOn(handle).cancels, 0);
 }
 
-TEST(JThread, Join_ByManyThreads_ReturnsZeroToAll) {
+TEST(JThreadTest, Join_ByManyThreads_ReturnsZeroToAll) {
     Created created;
     std::vector<int> results(6, -1);
     std::vector<std::unique_ptr<Thread>> joiners;
@@ -393,7 +396,7 @@ TEST(JThread, Join_ByManyThreads_ReturnsZeroToAll) {
     EXPECT_EQ(callsOn(created.thread->getHandle()).joins, 1);
 }
 
-TEST(JThread, Join_OfTheCallingThread_IsRefused) {
+TEST(JThreadTest, Join_OfTheCallingThread_IsRefused) {
     int result = 0;
     Running running([&] { result = JThread::currentThread()->join(); });
     running.thread->join();
@@ -401,7 +404,7 @@ TEST(JThread, Join_OfTheCallingThread_IsRefused) {
     EXPECT_EQ(JThread::currentThread()->join(), EDEADLK);
 }
 
-TEST(JThread, Join_HoldsNoLockWhileItWaits) {
+TEST(JThreadTest, Join_HoldsNoLockWhileItWaits) {
     Created created;
     Thread joiner([&] { created.thread->join(); });
     ASSERT_TRUE(joiner.fallsAsleep());
@@ -413,7 +416,7 @@ TEST(JThread, Join_HoldsNoLockWhileItWaits) {
     created.thread->start();
 }
 
-TEST(JThread, Join_OfAnAdoptedThread_WaitsAndLeavesTheReapingToItsMaker) {
+TEST(JThreadTest, Join_OfAnAdoptedThread_WaitsAndLeavesTheReapingToItsMaker) {
     Foreign foreign;
     int result = -1;
     Thread joiner([&] { result = foreign.object->join(); });
@@ -425,7 +428,7 @@ TEST(JThread, Join_OfAnAdoptedThread_WaitsAndLeavesTheReapingToItsMaker) {
     EXPECT_EQ(foreign.object->join(), 0);
 }
 
-TEST(JThread, Join_OfAThreadAdoptedByItsHandleThatIsKnown_WaitsAndLeavesTheReapingToItsMaker) {
+TEST(JThreadTest, Join_OfAThreadAdoptedByItsHandleThatIsKnown_WaitsAndLeavesTheReapingToItsMaker) {
     JEvent go;
     Job job([&] {
         JThread::currentThread();
@@ -449,7 +452,7 @@ TEST(JThread, Join_OfAThreadAdoptedByItsHandleThatIsKnown_WaitsAndLeavesTheReapi
     EXPECT_EQ(callsOn(foreign.handle()).joins, 0);
 }
 
-TEST(JThread, Join_OfAThreadAdoptedByItsHandleThatIsNotKnown_JoinsIt) {
+TEST(JThreadTest, Join_OfAThreadAdoptedByItsHandleThatIsNotKnown_JoinsIt) {
     JEvent go;
     Job job([&] { go.wait(); });
     pthread_t foreign{};
@@ -473,7 +476,7 @@ TEST(JThread, Join_OfAThreadAdoptedByItsHandleThatIsNotKnown_JoinsIt) {
     EXPECT_EQ(callsOn(foreign).joins, 1);
 }
 
-TEST(JThread, Join_OfAnAdoptedThreadThatItsMakerHasJoined_ReturnsZero) {
+TEST(JThreadTest, Join_OfAnAdoptedThreadThatItsMakerHasJoined_ReturnsZero) {
     Foreign foreign;
     foreign.end();
     EXPECT_EQ(foreign.object->join(), 0);
@@ -482,7 +485,7 @@ TEST(JThread, Join_OfAnAdoptedThreadThatItsMakerHasJoined_ReturnsZero) {
 
 // ---- automatic deletion ----
 
-TEST(JThread, AutoDelete_DestroysTheObjectAndItsTargetAndReapsTheThread) {
+TEST(JThreadTest, AutoDelete_DestroysTheObjectAndItsTargetAndReapsTheThread) {
     std::atomic<int> deletions{0};
     Job* const job = new Job;
     job->deletions = &deletions;
@@ -497,7 +500,7 @@ TEST(JThread, AutoDelete_DestroysTheObjectAndItsTargetAndReapsTheThread) {
     EXPECT_EQ(callsOn(handle).cancels, 0);
 }
 
-TEST(JThread, AutoDelete_WithoutTarget_DestroysTheObject) {
+TEST(JThreadTest, AutoDelete_WithoutTarget_DestroysTheObject) {
     std::atomic<int> deletions{0};
     auto* const thread = new OwnRun;
     thread->deletions = &deletions;
@@ -509,7 +512,7 @@ TEST(JThread, AutoDelete_WithoutTarget_DestroysTheObject) {
     EXPECT_TRUE(eventually([&] { return !isRegistered(thread); }));
 }
 
-TEST(JThread, AutoDelete_MayBeSwitchedOnByTheBody) {
+TEST(JThreadTest, AutoDelete_MayBeSwitchedOnByTheBody) {
     std::atomic<int> deletions{0};
     Job* const job = new Job([] { JThread::currentThread()->setAutoDelete(true); });
     job->deletions = &deletions;
@@ -517,7 +520,7 @@ TEST(JThread, AutoDelete_MayBeSwitchedOnByTheBody) {
     EXPECT_TRUE(eventually([&] { return deletions == 1; }));
 }
 
-TEST(JThread, AutoDelete_SwitchedOffAgain_LeavesTheObjectAlone) {
+TEST(JThreadTest, AutoDelete_SwitchedOffAgain_LeavesTheObjectAlone) {
     Created created;
     created.thread->setAutoDelete(true);
     created.thread->setAutoDelete(false);
@@ -526,7 +529,7 @@ TEST(JThread, AutoDelete_SwitchedOffAgain_LeavesTheObjectAlone) {
     EXPECT_TRUE(isRegistered(created.thread.get()));
 }
 
-TEST(JThread, AutoDelete_Off_LeavesTheTargetAlone) {
+TEST(JThreadTest, AutoDelete_Off_LeavesTheTargetAlone) {
     std::atomic<int> deletions{0};
     Job job;
     job.deletions = &deletions;
@@ -535,7 +538,7 @@ TEST(JThread, AutoDelete_Off_LeavesTheTargetAlone) {
     job.deletions = nullptr;
 }
 
-TEST(JThread, AutoDelete_WhoeverJoinsIsLetGo) {
+TEST(JThreadTest, AutoDelete_WhoeverJoinsIsLetGo) {
     Job* const job = new Job;
     auto* const thread = new JThread(job);
     thread->setAutoDelete(true);
@@ -550,7 +553,7 @@ TEST(JThread, AutoDelete_WhoeverJoinsIsLetGo) {
     for (const int result : results) EXPECT_EQ(result, 0);
 }
 
-TEST(JThread, AutoDelete_OfManyThreads_LeavesNoneBehind) {
+TEST(JThreadTest, AutoDelete_OfManyThreads_LeavesNoneBehind) {
     std::atomic<int> deletions{0};
     for (int i = 0; i < 300; ++i) {
         Job* const job = new Job;
@@ -564,7 +567,7 @@ TEST(JThread, AutoDelete_OfManyThreads_LeavesNoneBehind) {
 
 // ---- destruction ----
 
-TEST(JThread, Destroyed_NeverStarted_RunsNothing) {
+TEST(JThreadTest, Destroyed_NeverStarted_RunsNothing) {
     Created created;
     const pthread_t handle = created.thread->getHandle();
     created.thread.reset();
@@ -572,7 +575,7 @@ TEST(JThread, Destroyed_NeverStarted_RunsNothing) {
     EXPECT_EQ(callsOn(handle).joins, 1);
 }
 
-TEST(JThread, Destroyed_NeverStarted_DeletesAnOwnedTarget) {
+TEST(JThreadTest, Destroyed_NeverStarted_DeletesAnOwnedTarget) {
     std::atomic<int> deletions{0};
     Job* const job = new Job;
     job->deletions = &deletions;
@@ -582,7 +585,7 @@ TEST(JThread, Destroyed_NeverStarted_DeletesAnOwnedTarget) {
     EXPECT_EQ(deletions, 1);
 }
 
-TEST(JThread, Destroyed_RightAfterStart_EitherRunsOrDoesNot) {
+TEST(JThreadTest, Destroyed_RightAfterStart_EitherRunsOrDoesNot) {
     for (int i = 0; i < 200; ++i) {
         Created created;
         created.thread->start();
@@ -592,7 +595,7 @@ TEST(JThread, Destroyed_RightAfterStart_EitherRunsOrDoesNot) {
     }
 }
 
-TEST(JThread, Destroyed_WhileItRuns_IsCancelledAndWaitedFor) {
+TEST(JThreadTest, Destroyed_WhileItRuns_IsCancelledAndWaitedFor) {
     Running running(sleepForEver);
     const pthread_t handle = running.thread->getHandle();
     ASSERT_TRUE(running.job.fallsAsleep());
@@ -603,7 +606,7 @@ TEST(JThread, Destroyed_WhileItRuns_IsCancelledAndWaitedFor) {
     EXPECT_EQ(callsOn(handle).joins, 1);
 }
 
-TEST(JThread, Destroyed_WhileItCannotBeCancelled_IsWaitedFor) {
+TEST(JThreadTest, Destroyed_WhileItCannotBeCancelled_IsWaitedFor) {
     std::atomic<bool> stop{false};
     std::atomic<bool> uncancellable{false};
     Running running([&] {
@@ -620,7 +623,7 @@ TEST(JThread, Destroyed_WhileItCannotBeCancelled_IsWaitedFor) {
     EXPECT_EQ(running.job.returns, 1);
 }
 
-TEST(JThread, Destroyed_WhenFinished_IsOnlyReaped) {
+TEST(JThreadTest, Destroyed_WhenFinished_IsOnlyReaped) {
     Running running([] {});
     const pthread_t handle = running.thread->getHandle();
     ASSERT_TRUE(eventually([&] { return JThreadPeer::state(*running.thread) == 4; }));
@@ -629,15 +632,15 @@ TEST(JThread, Destroyed_WhenFinished_IsOnlyReaped) {
     EXPECT_EQ(callsOn(handle).joins, 1);
 }
 
-TEST(JThread, Destroyed_WithoutAThread_TouchesNone) {
-    pthreads::failNextCreate(EAGAIN);
+TEST(JThreadTest, Destroyed_WithoutAThread_TouchesNone) {
+    thread::failNextCreate(EAGAIN);
     auto* const thread = new JThread;
     delete thread;
     EXPECT_EQ(callsOn(0).joins, 0);
     EXPECT_EQ(callsOn(0).cancels, 0);
 }
 
-TEST(JThread, Destroyed_LeavesTheRegistry) {
+TEST(JThreadTest, Destroyed_LeavesTheRegistry) {
     auto thread = std::make_unique<JThread>();
     const JThread* const address = thread.get();
     ASSERT_TRUE(isRegistered(address));
@@ -647,7 +650,7 @@ TEST(JThread, Destroyed_LeavesTheRegistry) {
     EXPECT_EQ(JThreadInit::_count, count + 1);
 }
 
-TEST(JThread, Destroyed_AdoptedByItsHandleAndRunning_IsCancelledButNotJoined) {
+TEST(JThreadTest, Destroyed_AdoptedByItsHandleAndRunning_IsCancelledButNotJoined) {
     Job job(sleepForEver);
     Thread foreign([&] { job.run(); });
     ASSERT_TRUE(job.fallsAsleep());
@@ -657,7 +660,7 @@ TEST(JThread, Destroyed_AdoptedByItsHandleAndRunning_IsCancelledButNotJoined) {
     EXPECT_TRUE(foreign.join());
 }
 
-TEST(JThread, Destroyed_AdoptedByItselfAndRunning_IsCancelledAndWaitedForButNotJoined) {
+TEST(JThreadTest, Destroyed_AdoptedByItselfAndRunning_IsCancelledAndWaitedForButNotJoined) {
     std::atomic<JThread*> object{nullptr};
     Job job([&] {
         object = JThread::currentThread();
@@ -671,7 +674,7 @@ TEST(JThread, Destroyed_AdoptedByItselfAndRunning_IsCancelledAndWaitedForButNotJ
     EXPECT_TRUE(foreign.join());
 }
 
-TEST(JThread, Destroyed_AdoptedAndEnded_TouchesNoThread) {
+TEST(JThreadTest, Destroyed_AdoptedAndEnded_TouchesNoThread) {
     auto foreign = std::make_unique<Foreign>();
     const pthread_t handle = foreign->thread.handle();
     auto named = std::make_unique<JThread>(handle, handle + 1);
@@ -684,7 +687,7 @@ TEST(JThread, Destroyed_AdoptedAndEnded_TouchesNoThread) {
     EXPECT_EQ(callsOn(handle).cancels, 0);
 }
 
-TEST(JThread, Destroyed_SecondObjectOfTheMainThread_DoesNothing) {
+TEST(JThreadTest, Destroyed_SecondObjectOfTheMainThread_DoesNothing) {
     const int count = JThreadInit::_count;
     JThread* const self = JThread::currentThread();
     { JThread second(pthread_self(), pthread_self()); }
@@ -693,7 +696,7 @@ TEST(JThread, Destroyed_SecondObjectOfTheMainThread_DoesNothing) {
     EXPECT_EQ(JThreadInit::_count, count);
 }
 
-TEST(JThread, Destroyed_SecondObjectOfACreatedThread_LeavesTheFirstInOrder) {
+TEST(JThreadTest, Destroyed_SecondObjectOfACreatedThread_LeavesTheFirstInOrder) {
     Running running([&] {
         const CancelOff off;
         JThread second(pthread_self(), pthread_self());  // cancels the thread as it goes
@@ -707,7 +710,7 @@ TEST(JThread, Destroyed_SecondObjectOfACreatedThread_LeavesTheFirstInOrder) {
     EXPECT_EQ(callsOn(handle).detaches, 0);
 }
 
-TEST(JThread, Destroyed_ByItsOwnBody_IsCancelledAtTheNextChanceAndReaped) {
+TEST(JThreadTest, Destroyed_ByItsOwnBody_IsCancelledAtTheNextChanceAndReaped) {
     std::atomic<int> deletions{0};
     Job job([] {
         delete JThread::currentThread();
@@ -722,7 +725,7 @@ TEST(JThread, Destroyed_ByItsOwnBody_IsCancelledAtTheNextChanceAndReaped) {
     EXPECT_EQ(callsOn(handle).joins, 0);
 }
 
-TEST(JThread, Destroyed_ByItsOwnBodyWhichReturns_IsReaped) {
+TEST(JThreadTest, Destroyed_ByItsOwnBodyWhichReturns_IsReaped) {
     Job job([] { delete JThread::currentThread(); });
     auto* const thread = new JThread(&job);
     const pthread_t handle = thread->getHandle();
@@ -732,7 +735,7 @@ TEST(JThread, Destroyed_ByItsOwnBodyWhichReturns_IsReaped) {
     EXPECT_EQ(job.returns, 1);
 }
 
-TEST(JThread, Cancelled_FromOutside_IsNoLongerAliveAndCanBeJoined) {
+TEST(JThreadTest, Cancelled_FromOutside_IsNoLongerAliveAndCanBeJoined) {
     Running running(sleepForEver);
     ASSERT_TRUE(running.job.fallsAsleep());
     pthread_cancel(running.thread->getHandle());
@@ -742,7 +745,7 @@ TEST(JThread, Cancelled_FromOutside_IsNoLongerAliveAndCanBeJoined) {
     EXPECT_EQ(running.thread->join(), 0);
 }
 
-TEST(JThread, Cancelled_InTheEndOfASelfDeletingBody_StillDeletes) {
+TEST(JThreadTest, Cancelled_InTheEndOfASelfDeletingBody_StillDeletes) {
     static std::atomic<int> deletions{0};
     class Sleepy : public JThread {
     public:
@@ -761,7 +764,7 @@ TEST(JThread, Cancelled_InTheEndOfASelfDeletingBody_StillDeletes) {
     EXPECT_EQ(deletions, 1);
 }
 
-TEST(JThread, Finish_WaitsForTheBody) {
+TEST(JThreadTest, Finish_WaitsForTheBody) {
     class Patient : public JThread {
     public:
         explicit Patient(std::atomic<bool>& done) : done_(done) {}
@@ -784,7 +787,7 @@ TEST(JThread, Finish_WaitsForTheBody) {
     delete started;
 }
 
-TEST(JThread, Finish_RightAfterTheStart_LetsTheBodyRun) {
+TEST(JThreadTest, Finish_RightAfterTheStart_LetsTheBodyRun) {
     for (int i = 0; i < 50; i++) {  // whether the new thread or this one is first is up to the system
         OwnRun thread;
         thread.start();
@@ -793,7 +796,7 @@ TEST(JThread, Finish_RightAfterTheStart_LetsTheBodyRun) {
     }
 }
 
-TEST(JThread, Finish_OnANeverStartedThread_RunsNothing) {
+TEST(JThreadTest, Finish_OnANeverStartedThread_RunsNothing) {
     std::atomic<int> deletions{0};
     OwnRun thread;
     thread.finish();
@@ -805,7 +808,7 @@ TEST(JThread, Finish_OnANeverStartedThread_RunsNothing) {
 
 // ---- cancellation in the waiting calls ----
 
-TEST(JThreadCancelledIn, EventWait_LeavesTheEventUsable) {
+TEST(JThreadCancelledInTest, EventWait_LeavesTheEventUsable) {
     for (const int ms : {-1, FOR_EVER_MS}) {
         JEvent event;
         Running running([&] { event.wait(ms); });
@@ -819,14 +822,14 @@ TEST(JThreadCancelledIn, EventWait_LeavesTheEventUsable) {
     }
 }
 
-TEST(JThreadCancelledIn, Sleep) {
+TEST(JThreadCancelledInTest, Sleep) {
     Running running([] { JThread::sleep(FOR_EVER_MS); });
     ASSERT_TRUE(running.job.fallsAsleep());
     running.destroy();
     EXPECT_EQ(running.job.returns, 0);
 }
 
-TEST(JThreadCancelledIn, Join_LeavesTheOtherThreadJoinable) {
+TEST(JThreadCancelledInTest, Join_LeavesTheOtherThreadJoinable) {
     Created created;
     const pthread_t handle = created.thread->getHandle();
     Running joiner([&] { created.thread->join(); });
@@ -840,7 +843,7 @@ TEST(JThreadCancelledIn, Join_LeavesTheOtherThreadJoinable) {
     EXPECT_EQ(callsOn(handle).joins, 1);
 }
 
-TEST(JThreadCancelledIn, JoinOfAnAdoptedThread_LeavesItWaitable) {
+TEST(JThreadCancelledInTest, JoinOfAnAdoptedThread_LeavesItWaitable) {
     Foreign foreign;
     Running joiner([&] { foreign.object->join(); });
     ASSERT_TRUE(joiner.job.fallsAsleep());
@@ -850,7 +853,7 @@ TEST(JThreadCancelledIn, JoinOfAnAdoptedThread_LeavesItWaitable) {
     EXPECT_EQ(foreign.object->join(), 0);
 }
 
-TEST(JThreadCancelledIn, OneOfManyJoins_DoesNotHoldUpTheOthers) {
+TEST(JThreadCancelledInTest, OneOfManyJoins_DoesNotHoldUpTheOthers) {
     Created created;
     Running cancelled([&] { created.thread->join(); });
     int result = -1;
@@ -863,7 +866,7 @@ TEST(JThreadCancelledIn, OneOfManyJoins_DoesNotHoldUpTheOthers) {
     EXPECT_EQ(result, 0);
 }
 
-TEST(JThreadCancelledIn, WaitingForACommand_LeavesTheNextOneToWork) {
+TEST(JThreadCancelledInTest, WaitingForACommand_LeavesTheNextOneToWork) {
     std::string directory = testing::TempDir() + "jay.XXXXXX";
     ASSERT_NE(mkdtemp(&directory[0]), nullptr);
     const std::string fifo = directory + "/fifo";
@@ -884,7 +887,7 @@ TEST(JThreadCancelledIn, WaitingForACommand_LeavesTheNextOneToWork) {
     rmdir(directory.c_str());
 }
 
-TEST(JThreadCancelledIn, ANewThreadBeforeItsStart) {
+TEST(JThreadCancelledInTest, ANewThreadBeforeItsStart) {
     Created created;
     pthread_cancel(created.thread->getHandle());
     EXPECT_EQ(created.thread->join(), 0);
@@ -896,19 +899,19 @@ TEST(JThreadCancelledIn, ANewThreadBeforeItsStart) {
 
 // ---- sleep ----
 
-TEST(JThread, Sleep_TakesTheTimeInMilliseconds) {
+TEST(JThreadTest, Sleep_TakesTheTimeInMilliseconds) {
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(JThread::sleep(30), 0);
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(30));
 }
 
-TEST(JThread, Sleep_GivesTheResultOfTheSystemsSleep) {
+TEST(JThreadTest, Sleep_GivesTheResultOfTheSystemsSleep) {
     errno = 0;
     EXPECT_EQ(JThread::sleep(-1), -1);
     EXPECT_EQ(errno, EINVAL);
 }
 
-TEST(JThread, Sleep_IsCutShortByTheSignal) {
+TEST(JThreadTest, Sleep_IsCutShortByTheSignal) {
     int result = 0;
     int error = 0;
     Running running([&] {
@@ -924,7 +927,7 @@ TEST(JThread, Sleep_IsCutShortByTheSignal) {
 
 // ---- interrupt ----
 
-TEST(JThread, Interrupt_MarksTheCallingThreadForEver) {
+TEST(JThreadTest, Interrupt_MarksTheCallingThreadForEver) {
     int result = -1;
     bool before = true;
     bool after[3] = {};
@@ -941,7 +944,7 @@ TEST(JThread, Interrupt_MarksTheCallingThreadForEver) {
     EXPECT_TRUE(JThreadPeer::interrupted(*created.thread));
 }
 
-TEST(JThread, Interrupt_ActsOnTheCallingThreadOnly) {
+TEST(JThreadTest, Interrupt_ActsOnTheCallingThreadOnly) {
     Created other([] { EXPECT_FALSE(JThread::interrupted()); });
     Created caller(
         [&] { other.thread->interrupt(); });  // NOLINT: what applications write, and what it does not do
@@ -954,7 +957,7 @@ TEST(JThread, Interrupt_ActsOnTheCallingThreadOnly) {
     EXPECT_FALSE(JThread::interrupted());
 }
 
-TEST(JThread, Interrupt_SendsTheSignalToTheCallingThread) {
+TEST(JThreadTest, Interrupt_SendsTheSignalToTheCallingThread) {
     bool pending = false;
     Running running([&] {
         sigset_t hangUp;
@@ -969,7 +972,7 @@ TEST(JThread, Interrupt_SendsTheSignalToTheCallingThread) {
     EXPECT_TRUE(pending);
 }
 
-TEST(JThread, Interrupt_WorksInForeignThreads) {
+TEST(JThreadTest, Interrupt_WorksInForeignThreads) {
     bool interrupted = false;
     Thread foreign([&] {
         JThread::interrupt();
@@ -981,7 +984,7 @@ TEST(JThread, Interrupt_WorksInForeignThreads) {
 
 // ---- storage ----
 
-TEST(JThread, IsMadeByEveryFormOfNew) {
+TEST(JThreadTest, IsMadeByEveryFormOfNew) {
     struct alignas(64) Aligned : JThread {};
     delete new JThread;
     delete new (std::nothrow) JThread;
@@ -994,7 +997,7 @@ TEST(JThread, IsMadeByEveryFormOfNew) {
     std::make_shared<JThread>().reset();
 }
 
-TEST(JThread, ConstructorThatThrows_GivesTheMemoryBack) {
+TEST(JThreadTest, ConstructorThatThrows_GivesTheMemoryBack) {
     struct Throws : JThread {
         Throws() { throw 1; }
     };
@@ -1002,4 +1005,16 @@ TEST(JThread, ConstructorThatThrows_GivesTheMemoryBack) {
     EXPECT_THROW(new (std::nothrow) Throws, int);
     Running afterwards([] {});
     EXPECT_EQ(afterwards.thread->join(), 0);
+}
+
+// ---- self-check ----
+
+TEST(JThreadSlowTest, Test_StartsThreeThreadsThatPrintAndCountDown) {
+    const thread::Ending check = thread::run("selfCheck");
+    EXPECT_EQ(check.status, 7) << check.text;
+    // Three threads that do the same at the same time: their order is not told.
+    EXPECT_THAT(check.lines, UnorderedElementsAre("JTestRunnable(2)", "JTestRunnable(2)", "JTestRunnable(2)",
+                                                  "JTestRunnable(1)", "JTestRunnable(1)", "JTestRunnable(1)",
+                                                  "JTestRunnable(0)", "JTestRunnable(0)", "JTestRunnable(0)",
+                                                  "six seconds", "exit"));
 }

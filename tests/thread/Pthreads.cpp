@@ -69,15 +69,15 @@ Function* real(Function*, const char* name) {
 
 }  // namespace
 
-void pthreads::failNextCreate(int error) {
+void thread::failNextCreate(int error) {
     failure = error;
 }
 
-void pthreads::failNextSetspecific() {
+void thread::failNextSetspecific() {
     setspecificFails = true;
 }
 
-pthreads::Calls pthreads::callsOn(pthread_t thread) {
+thread::Calls thread::callsOn(pthread_t thread) {
     const Entry& entry = entryOf(thread);
     return {entry.joins.load(RELAXED), entry.cancels.load(RELAXED), entry.detaches.load(RELAXED)};
 }

@@ -7,7 +7,7 @@
 
 #include <pthread.h>
 
-namespace pthreads {
+namespace thread {
 
 /** Makes the next pthread_create of the calling thread fail with this error, having written a handle of no meaning. */
 void failNextCreate(int error);
@@ -23,6 +23,6 @@ struct Calls {
 };
 Calls callsOn(pthread_t thread);
 
-}  // namespace pthreads
+}  // namespace thread
 
 #endif

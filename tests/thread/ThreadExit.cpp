@@ -228,10 +228,11 @@ void uncancellableLooksAtItsObject() {
     struct Looking : JThread {
         void run() override {
             const CancelOff off;
-            for (; value == 42; std::this_thread::yield()) ++looks;
+            const volatile int* const looked = &value;
+            for (; *looked == 42; std::this_thread::yield()) ++looks;
             std::abort();
         }
-        volatile int value = 42;
+        int value = 42;
     };
     struct Last : JThread {
         ~Last() override {
