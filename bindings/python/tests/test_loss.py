@@ -1,4 +1,5 @@
 """Both clients when the connection is lost: what the program is told, and how they come back."""
+import asyncio
 import os
 import socket
 import struct
@@ -235,11 +236,21 @@ def test_senders_that_wait_are_told_when_the_connection_breaks(make, fake_server
     five = make(5, port=fake_server.port)
     five.connect()
     connection = fake_server.accept()
-    senders = [background(send_until_it_fails, five) for _ in range(4)]
-    fake_server.receive_exactly(connection, 1)
+    sent = []
+
+    def send_on():
+        while True:
+            five.send(7, bytes(MAX_PAYLOAD))
+            sent.append(1)
+
+    senders = [background(send_on) for _ in range(4)]
+    before = -1
+    while before != (before := len(sent)):  # until all wait
+        time.sleep(0.1)
     connection.close()
     for sender in senders:
-        sender.result(LIMIT)
+        with pytest.raises(NotSent):
+            sender.result(LIMIT)
 
 
 def test_messages_leave_in_the_order_of_the_calls_also_where_they_have_to_wait(fake_server):
@@ -268,25 +279,30 @@ def test_a_cancelled_send_does_not_cut_its_message_off(fake_server):
     five.connect()
     connection = fake_server.accept()
 
-    async def fill_and_cancel():
-        """Sends until it would have to wait, and goes away then."""
-        import asyncio
-        count = 0
-        while True:
-            task = asyncio.ensure_future(five.client.send(7, count.to_bytes(2, "little") + bytes(MAX_PAYLOAD - 2)))
-            await asyncio.wait({task}, timeout=0.05)
-            count += 1
-            if not task.done():
-                task.cancel()
-                await asyncio.wait({task})
-                return count
+    async def begin(payload):
+        """A send that is done, or waits."""
+        task = asyncio.ensure_future(five.client.send(7, payload))
+        await asyncio.wait({task}, timeout=0.05)
+        return task
 
-    count = five.start(fill_and_cancel()).result(LIMIT)
-    behind = five.start(five.client.send(7, b"behind"))
+    async def fill_and_cancel():
+        """Sends until a call waits, cancels it, and sends one more."""
+        count = 0
+        while (task := await begin(count.to_bytes(2, "little") + bytes(MAX_PAYLOAD - 2))).done():
+            count += 1
+        task.cancel()
+        await asyncio.wait({task})
+        return count + 1, await begin(b"behind")
+
+    async def finish(task):
+        await task
+
+    count, behind = five.start(fill_and_cancel()).result(LIMIT)
+    assert not behind.done()
     for number in range(count):
         assert FakeServer.receive_exactly(connection, 65535)[16:18] == number.to_bytes(2, "little")
     assert FakeServer.receive_exactly(connection, 22)[16:] == b"behind"
-    behind.result(LIMIT)
+    five.start(finish(behind)).result(LIMIT)
     connection.close()
     five.end()
 
