@@ -22,28 +22,29 @@ class Outbox;
 }  // namespace jay::detail
 
 /**
- * The server's agent of one client: keeps the client's outbound queue, sends what is in it while the client
- * is connected, and asks client 0 to bring the client up while it is not. Outlives the connections: the next
- * one with the same id is handed to the same agent.
+ * The server's agent for one client. It keeps the client's outbound queue, sends the messages while the client
+ * is connected, and asks client 0 to start the client while it is not. The agent outlives the connections: the next
+ * connection with the same id is passed to the same agent.
  *
  * | state | meaning                                                                                      |
  * |-------|----------------------------------------------------------------------------------------------|
- * | 0     | no connection; as soon as a message waits, client 0 is asked to bring the client up             |
- * | 1     | asked; after 30 s back to 0, so that it is asked again for as long as messages wait             |
- * | 2     | connected: messages are sent                                                                  |
- * | 3     | the connection failed or was lost; its socket is to be closed                                 |
- * | 4     | closed; the socket is destroyed once the reader has let go of it; 3 s after the loss back to 0  |
+ * | 0     | no connection; as soon as a message waits, client 0 is asked to start the client             |
+ * | 1     | client 0 was asked; after 30 s back to 0, so that it is asked again while messages wait      |
+ * | 2     | connected: messages are sent                                                                 |
+ * | 3     | the connection failed or was lost; its socket is to be closed                                |
+ * | 4     | closed; the socket is destroyed when the reader no longer uses it; 3 s after the loss back to 0 |
  *
- * A TIMED message says: answer within the milliseconds in its time stamp. It leaves with the time of sending
- * as its stamp and without the flag. The first message that the client sends then, whichever it is, counts as
- * the answer. If none comes in time, nothing more is sent (state 1) and client 0 is asked to restart the
- * client. Every time limit is counted on the steady clock: setting the time of day changes none of them.
+ * The time stamp of a TIMED message is a time-out in milliseconds. The agent sends the message with the time of sending
+ * as its stamp and without the flag. Any message that the client sends afterwards counts as the answer. If none arrives
+ * in time, the agent sends nothing more (state 1) and asks client 0 to restart the client. All time limits are counted
+ * on the steady clock: setting the time of day does not change them.
  *
- * Made and started by the manager and destroyed with it. Two threads serve an agent: its own sends and runs
- * the states, the reader reads the client's messages and hands them to the manager.
+ * The manager makes and starts the agents, and they are destroyed with it. Two threads serve an agent: its own sends
+ * messages and runs the states; the reader reads the client's messages and passes them to the manager.
  *
- * Lock: `lock` guards the states, what is being sent, and which socket there is. It is held while a message is written, up
- * to 10 s when the client does not read. The locks of the queues and of the connection are taken inside it.
+ * Lock: `lock` guards the states, the message that is being sent, and the choice of the socket. It is held while a
+ * message is written, for up to 10 s if the client does not read. The locks of the queues and of the connection are taken
+ * inside it.
  */
 class JAY_API SA : public JThread {
 public:
@@ -51,13 +52,13 @@ public:
 
     static const JClass classSA;
 
-    /** Starts the reader; the agent's own thread is started by the manager. @param id 0..31. */
+    /** Starts the reader; the manager starts the agent's own thread. @param id 0..31. */
     SA(SM* sm, int id);
 
     /**
-     * Ends both threads and so the connection of a client. Not so that of a client given up after a TIMED
-     * message: it lasts as long as the process (kept). The reader object is not destroyed here either (kept):
-     * the thread registry does that at the end of the process.
+     * Ends both threads, and so the connection of the client. The connection of a client that has not answered a TIMED
+     * message is not closed until the process ends (kept: clients rely on it). The reader object is not destroyed here
+     * (kept): the thread registry destroys it at the end of the process.
      */
     ~SA() override;
 
@@ -74,31 +75,31 @@ public:
     bool active();
 
     /**
-     * Attaches a new connection. A former one is closed first, after the reader has taken the whole messages that have
-     * arrived on it; waits until it is out of the way.
-     * @return 1 when the connection was attached, and the agent owns it; 0 for null, and when the agent is
+     * Attaches a new connection. Closes a former connection first, after the reader has taken the complete messages that
+     * have arrived on it, and waits until it is closed.
+     * @return 1 if the connection was attached; the agent then owns the socket. 0 for null, and if the agent is
      * stopping.
      */
     int set(JSocket* s);
 
     /**
-     * One step of closing, by state: from 2 to 3; from 3 to 4, closing the socket; in 4 waits for the reader
-     * to let go of the socket and destroys it; nothing in 0 and 1. The reader itself only ever does the
-     * first: it never waits for itself.
+     * One step of closing, by state: from 2 to 3; from 3 to 4, closing the socket; in 4 waits until the reader no longer
+     * uses the socket, and destroys it; nothing in 0 and 1. The reader performs only the first step, so it never waits
+     * for itself.
      */
     void close();
 
-    /** Asks client 0 to bring this client up: a SYNC message from reqid() about this id. */
+    /** Asks client 0 to start this client, by a SYNC message with reqid() as source and this id as destination. */
     void sync();
 
-    /** Who asks: the sender of the first message in the queue, or this id when the queue is empty. For the
-     *  agent's own thread, which is the one that takes messages out. */
+    /** The source of the request to client 0: the sender of the first message in the queue, or this id if the queue is
+     * empty. For the agent's own thread, which takes the messages out. */
     int reqid();
 
     /** Wakes the sending loop. */
     int notify();
 
-    /** Tells the sending loop to end. */
+    /** Makes the sending loop end. */
     void stop();
 
 private:
@@ -158,14 +159,14 @@ private:
 };
 
 /**
- * The thread that reads one client's messages. Belongs to its agent, of which it uses few operations: it borrows the
- * socket, hands over what it has read, says that the connection is over, and gives the socket back.
+ * The thread that reads one client's messages. It belongs to its agent and uses few of the agent's operations: it borrows
+ * the socket, passes on the messages that it has read, reports the end of the connection, and gives the socket back.
  */
 class JAY_API SA::SAReader : public JThread {
 public:
     static const JClass classSAReader;
 
-    explicit SAReader(SA* agent);  ///< reads what comes for `agent`, which must outlive it
+    explicit SAReader(SA* agent);  ///< reads the messages from the client of `agent`, which must outlive it
     ~SAReader() override;
 
     void run() override;
@@ -173,16 +174,16 @@ public:
     /** Returns &classSAReader. */
     const JClass* getClass() const override;
 
-    /** Whether it waits for a socket, and holds none. */
+    /** Whether it waits for a socket and uses none. */
     bool idle();
 
-    /** Tells it that its agent has a new socket. */
+    /** Notifies it that its agent has a new socket. */
     int notify();
 
-    /** Tells it to end. */
+    /** Makes it end. */
     void stop();
 
-    /** Whether it has been told to end. */
+    /** Whether stop() was called. */
     bool isStopping() const;
 
 private:

@@ -23,25 +23,25 @@ class Turn;
 }  // namespace jay::detail
 
 /**
- * The bus server: a thread that routes messages between up to 32 clients. A program makes one with the port
- * to listen on and starts it:
+ * The bus server: a thread that routes messages between up to 32 clients. A program creates one with the port
+ * to listen on, and starts it:
  *
  *     SM server(7000);
  *     server.start();
- *     if (server.waitUntilListening(5000) != 0) ...   // the port is in use, say
+ *     if (server.waitUntilListening(5000) != 0) ...   // for example, the port is in use
  *
- * A message goes to the client that its destination names. SYNC messages go to client 0 whatever their
- * destination says; it is the one that is told when a client has messages waiting but no connection.
- * Broadcasts go to every other client that is connected at that moment, each copy with its receiver as
- * destination and flag 0. Messages for a client that is not connected are kept, without limit, until it
+ * A message goes to the client with its destination id. A SYNC message goes to client 0, whatever its destination. The
+ * server asks client 0, by a SYNC message of its own, to start a client that is not connected and for which messages
+ * wait. A broadcast goes to every client that is connected at that moment, except its source; each copy has its
+ * receiver as destination, and flag 0. Messages for a client that is not connected are kept, without limit, until it
  * connects.
  *
- * Owns its inbound queue, its listener and one agent per client id that has been seen; all of them live as
- * long as it. Diagnostics go to the debug output, prefixed "SM>> ", "SA(id)>> " and "CM>> ".
+ * The manager owns its inbound queue, its listener, and an agent for each client id that was ever used; they are
+ * destroyed with it. It writes diagnostics to the debug output, with the prefixes "SM>> ", "SA(id)>> " and "CM>> ".
  *
- * Threads: add(), set(), status(), notify() and stop() may be called by any thread; the destructor when no other thread
- * calls in. Locks: slotLock guards the table of agents only and is never held while an agent is called.
- * One thread routes at a time, but none waits for it (detail/Turn).
+ * Threads: any thread may call add(), set(), status(), notify() and stop(). When the destructor is called, no other
+ * thread may use the object. Locks: slotLock guards the table of agents only and is never held while an agent is called.
+ * One thread routes at a time, and no thread waits for it (detail/Turn).
  */
 class JAY_API SM : public JThread {
 public:
@@ -49,29 +49,29 @@ public:
 
     static constexpr int MAX_CLIENTS = 32;  ///< client ids are 0..31
 
-    /** What the server tells of one client; see status(). */
+    /** The status of one client; see status(). */
     struct ClientStatus {
-        int state = -1;      ///< -1: never seen, the rest is empty; 0..4: see the table at SA
+        int state = -1;      ///< -1: its id was never used, the rest is empty; 0..4: see the table at SA
         int queued = 0;      ///< messages that wait for it
-        int in = 0;          ///< messages that ever came for it, those that wait included
-        char host[16] = "";  ///< the address of its end of the connection, dotted; empty without a connection
-        int port = 0;        ///< the port of that end; 0 without a connection
+        int in = 0;          ///< messages that ever arrived for it, waiting ones included
+        char host[16] = "";  ///< the client's address, dotted; empty without a connection
+        int port = 0;        ///< the client's port; 0 without a connection
     };
 
-    /** What the server tells of itself; see status(). */
+    /** The status of the server; see status(). */
     struct Status {
-        int in = 0;       ///< messages that came to the manager, its own wake-ups for client 0 included
+        int in = 0;       ///< messages that arrived at the manager, its own requests to client 0 included
         int out = 0;      ///< messages that it has routed
-        int waiting = 0;  ///< messages that came and are not routed yet
+        int waiting = 0;  ///< messages that have arrived and are not routed yet
         ClientStatus clients[MAX_CLIENTS];  ///< by client id
     };
 
-    /** @param port TCP port to listen on, 1..65535. Nothing happens before start(). */
+    /** Does not listen before start(). @param port TCP port to listen on, 1..65535. */
     explicit SM(int port);
 
     /**
-     * Ends the threads, then destroys agents, queue and listener; takes well under 2 s whatever the clients
-     * do. Messages still queued are lost, connections are closed (one kind is not: see ~SA).
+     * Ends the threads, then destroys agents, queue and listener; takes less than 2 s, whatever the clients
+     * do. Queued messages are lost, and connections are closed (with one exception: see ~SA).
      */
     ~SM() override;
 
@@ -88,39 +88,39 @@ public:
     void add(M& m);
 
     /**
-     * Hands a new connection to the agent of its client, which closes a former one first. May block until the
-     * agent is ready, which takes as long as the former connection needs to close.
-     * @return 1 when the connection was attached, and the agent owns it; 0 when the id is not 0..31 or the
-     * server is stopping, and the socket is neither used nor closed.
+     * Passes a new connection to the agent of its client, which first closes a former connection. Blocks until that is
+     * closed.
+     * @return 1 if the connection was attached; the agent then owns the socket. 0 if the id is not 0..31 or the
+     * server is stopping; the socket is then neither used nor closed.
      */
     int set(int client, JSocket* socket);
 
     /**
-     * Whether connections from other machines are closed as soon as they are accepted, before a byte is read from
-     * them. False unless set; to be set before start(), later it counts from the next connection on. From this machine
-     * is a connection whose peer has an address of 127.0.0.0/8, or the very address that it has connected to (a client
-     * that was given the machine's own name); from another one is every other. The server listens on every address
-     * either way, and one connection is looked at after the other (see CM).
+     * Sets whether connections from other machines are closed as soon as they are accepted, before a byte is read from
+     * them. The default is false. Call it before start(); a later call applies to the following connections. A
+     * connection is from this machine if its peer has an address of 127.0.0.0/8, or the same address as the server's end
+     * (as when a client uses the machine's own name). The server listens on every address in either case, and handles
+     * one new connection after the other (see CM).
      */
     void setLocalOnly(bool on);
 
     /**
-     * What the server is doing, for people to look at. Each number is right at the moment when it is read; together
-     * they need not fit, because nothing is held up for it: no routing, and no agent, also not one that waits in a
-     * write. Takes each queue's lock for as long as counting takes. Any thread may ask.
+     * The status of the server, for display. Each number is correct at the moment when it is read. The numbers may not
+     * match each other, because routing and the agents continue meanwhile. Takes the lock of each queue while it counts
+     * the messages. Any thread may call it.
      */
     Status status();
 
     /** Wakes the routing loop. */
     int notify();
 
-    /** Tells the routing loop to end. */
+    /** Makes the routing loop end. */
     void stop();
 
     /**
-     * Waits until the started server listens, or cannot. @param ms the longest wait, in milliseconds of the steady clock;
-     * 0 and less do not wait. A cancellation point.
-     * @return 0 when it listens; the errno of what failed (EADDRINUSE, EACCES, ...); -1 when the time was up.
+     * Waits until the started server listens or has failed to. A cancellation point.
+     * @param ms the longest wait in milliseconds, counted on the steady clock; with 0 or less it does not wait.
+     * @return 0 if the server listens; the errno of the failure (EADDRINUSE, EACCES, ...); -1 after the time-out.
      */
     int waitUntilListening(int ms);
 
