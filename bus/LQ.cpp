@@ -1,7 +1,9 @@
 #include "bus/LQ.h"
 
+#include <algorithm>
 #include <memory>
 
+#include "bus/detail/Backlog.h"
 #include "bus/detail/Bands.h"
 #include "bus/detail/Broadcast.h"
 #include "bus/detail/Burst.h"
@@ -9,6 +11,7 @@
 #include "bus/SA.h"
 #include "thread/detail/ScopedLock.h"
 
+using jay::detail::Backlog;
 using jay::detail::Broadcast;
 using jay::detail::Burst;
 using jay::detail::MessageHeader;
@@ -16,7 +19,7 @@ using jay::detail::ScopedLock;
 
 const JClass LQ::classLQ = {"LQ", sizeof(LQ), &JObject::classJObject};
 
-LQ::LQ(SA* queueOwner) : owner(queueOwner), closed(false), client(0) {
+LQ::LQ(SA* queueOwner) : owner(queueOwner), closed(false), client(0), backlog(new Backlog) {
     for (JQueue*& band : bands) band = new JQueue(jay::detail::BAND_SEGMENT);
 }
 
@@ -76,13 +79,23 @@ bool LQ::append(JObject* item, int band) {
 }
 
 M* LQ::get() {
-    const ScopedLock guard(lock);
-    JObject* const item = closed ? nullptr : jay::detail::firstFilled(bands).get();
+    bool floodIsOver = false;
+    JObject* const item = take(floodIsOver);
+    if (floodIsOver) Backlog::releaseMemory();
     Broadcast* const broadcast = item != nullptr ? Broadcast::in(item) : nullptr;
     if (broadcast == nullptr) return static_cast<M*>(item);
     std::unique_ptr<M> copy = broadcast->copyFor(client);
     broadcast->release();
     return copy.release();
+}
+
+JObject* LQ::take(bool& floodIsOver) {
+    const ScopedLock guard(lock);
+    if (closed) return nullptr;
+    const int before = jay::detail::total(bands);
+    JObject* const item = jay::detail::firstFilled(bands).get();
+    floodIsOver = backlog->taken(before, std::max(before - 1, 0));
+    return item;
 }
 
 M* LQ::peek() {
@@ -126,7 +139,17 @@ bool LQ::gatherOne(JObject& item, Burst& burst) {
 }
 
 bool LQ::drop(const Burst& burst, int count) {
+    bool floodIsOver = false;
+    const int left = discardFirst(burst.band(), count, floodIsOver);
+    if (floodIsOver) Backlog::releaseMemory();
+    return left > 0;
+}
+
+/** @return how many messages are left, in all bands. */
+int LQ::discardFirst(JQueue& band, int count, bool& floodIsOver) {
     const ScopedLock guard(lock);
-    for (int i = 0; i < count; i++) discard(burst.band().get());
-    return !jay::detail::allEmpty(bands);
+    const int before = jay::detail::total(bands);
+    for (int i = 0; i < count; i++) discard(band.get());
+    floodIsOver = backlog->taken(before, before - count);
+    return before - count;
 }

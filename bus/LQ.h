@@ -12,6 +12,7 @@
 class SA;
 
 namespace jay::detail {
+class Backlog;
 class Broadcast;
 class Burst;
 }  // namespace jay::detail
@@ -78,6 +79,8 @@ private:
     static int bandOf(int flag, int priority);
     static void discard(JObject* item);
     bool append(JObject* item, int band);
+    JObject* take(bool& floodIsOver);
+    int discardFirst(JQueue& band, int count, bool& floodIsOver);
     bool gatherOne(JObject& item, jay::detail::Burst& burst);
 
     JQueue* bands[BANDS];
@@ -87,6 +90,7 @@ private:
 
     int client;               // whose queue it is, once a broadcast has come; under lock, as the next
     std::unique_ptr<M> lent;  // what peek() has lent in place of a broadcast
+    std::unique_ptr<jay::detail::Backlog> backlog;
 };
 
 #endif

@@ -3,17 +3,19 @@
 #include <memory>
 #include <utility>
 
+#include "bus/detail/Backlog.h"
 #include "bus/detail/Bands.h"
 #include "bus/detail/MessageHeader.h"
 #include "bus/SM.h"
 #include "thread/detail/ScopedLock.h"
 
+using jay::detail::Backlog;
 using jay::detail::MessageHeader;
 using jay::detail::ScopedLock;
 
 const JClass MQ::classMQ = {"MQ", sizeof(MQ), &JObject::classJObject};
 
-MQ::MQ(SM* queueOwner) : owner(queueOwner), closed(false) {
+MQ::MQ(SM* queueOwner) : owner(queueOwner), closed(false), backlog(new Backlog) {
     for (JQueue*& band : bands) band = new JQueue(jay::detail::BAND_SEGMENT);
 }
 
@@ -67,8 +69,19 @@ void MQ::append(std::unique_ptr<M> m) {
 }
 
 M* MQ::get() {
+    bool floodIsOver = false;
+    M* const m = take(floodIsOver);
+    if (floodIsOver) Backlog::releaseMemory();
+    return m;
+}
+
+M* MQ::take(bool& floodIsOver) {
     const ScopedLock guard(lock);
-    return closed ? nullptr : static_cast<M*>(jay::detail::firstFilled(bands).get());
+    if (closed) return nullptr;
+    const int before = jay::detail::total(bands);
+    if (before == 0) return nullptr;
+    floodIsOver = backlog->taken(before, before - 1);
+    return static_cast<M*>(jay::detail::firstFilled(bands).get());
 }
 
 bool MQ::isEmpty() {

@@ -11,6 +11,10 @@
 
 class SM;
 
+namespace jay::detail {
+class Backlog;
+}
+
 /**
  * The server's inbound queue: what the clients sent and the manager has not routed yet. Four bands, served
  * strictly in order: SYNC messages, priority 0, priority 1, all others; first in, first out within a band.
@@ -58,11 +62,14 @@ private:
 
     static int bandOf(int flag, int priority);
     void append(std::unique_ptr<M> m);
+    M* take(bool& floodIsOver);
 
     JQueue* bands[BANDS];
     SM* owner;
     JLock lock;
     bool closed;  // guarded by lock, as the bands are
+
+    std::unique_ptr<jay::detail::Backlog> backlog;  // guarded by lock
 };
 
 #endif
