@@ -1,4 +1,5 @@
 """Both clients at a real server: sending, receiving, requests, waiting, closing."""
+import asyncio
 import os
 import random
 import select
@@ -13,8 +14,8 @@ import pytest
 from conftest import LIMIT, ROOT, background, eventually
 from processes import Process
 
-from jaybus import (MAX_PAYLOAD, BlockingClient, BusTimeout, ClientClosed, ConnectionFailed, ConnectionLost, Flag, InvalidValue,
-                    ItemWriter, Message, NotSent)
+from jaybus import (MAX_PAYLOAD, BlockingClient, BusTimeout, Client, ClientClosed, ConnectionFailed, ConnectionLost, Flag,
+                    InvalidValue, ItemWriter, Message, NotSent)
 
 PACKAGE = str(ROOT / "bindings" / "python")
 SHORT = 0.05  # a time that is to pass
@@ -277,6 +278,38 @@ def test_another_client_with_the_id_ends_the_connection(connect):
     with pytest.raises(NotSent):
         first.send(7)
     second.request(5, timeout=LIMIT)
+
+
+def test_two_that_connect_at_once_make_one_connection(make, fake_server):
+    five = make(5, port=fake_server.port)
+    connecting = [background(five.connect) for _ in range(2)]
+    for one in connecting:
+        one.result(LIMIT)
+    connection = fake_server.accept()
+    five.send(7, b"by the one")
+    assert fake_server.receive_exactly(connection, 26)[16:] == b"by the one"
+
+
+# ---- with asyncio ----
+
+def test_a_task_that_only_sends_lets_others_run(server):
+    async def send_beside_another():
+        turns = 0
+
+        async def take_turns():
+            nonlocal turns
+            while True:
+                turns += 1
+                await asyncio.sleep(0)
+
+        async with Client(5, port=server.port) as five:
+            other = asyncio.ensure_future(take_turns())
+            for _ in range(1000):
+                await five.send(7)
+            other.cancel()
+        return turns
+
+    assert asyncio.run(send_beside_another()) > 5
 
 
 # ---- without asyncio ----
