@@ -7,7 +7,8 @@
 
 namespace jay::detail {
 class PackedMessage;
-}
+struct JMessagePeer;
+}  // namespace jay::detail
 
 /**
  * A growing block of bytes with a read cursor and a write cursor. It encodes and decodes the messages of the bus and
@@ -133,6 +134,7 @@ public:
 private:
     friend class M;
     friend class jay::detail::PackedMessage;
+    friend struct jay::detail::JMessagePeer;
 
     JAY_HIDDEN const char* whole();
     JAY_HIDDEN void replaceData(char* larger, int bytes);

@@ -9,7 +9,9 @@
 #include <vector>
 
 #include "bus/Bytes.h"
+#include "support/JMessagePeer.h"
 
+using Inside = jay::detail::JMessagePeer;
 using bus::block;
 using bus::hex;
 using bus::text;
@@ -52,7 +54,7 @@ TEST(M, New_HasAHeaderWithALengthOf8AndZerosAndWritesBehindIt) {
     EXPECT_EQ(hex(m), NEW_HEADER);
     EXPECT_EQ(m.getWPos(), 16);
     EXPECT_EQ(m.getPos(), 0);
-    EXPECT_EQ(m.capacity, 256);
+    EXPECT_EQ(Inside::capacity(m), 256);
     EXPECT_EQ(m.getLength(), 8);
     m.addString("abc");
     EXPECT_EQ(hex(m), std::string(NEW_HEADER) + " 03 61 62 63");
@@ -62,7 +64,7 @@ TEST(M, FromMemory_CopiesTheRange) {
     std::string bytes = unhex(std::string("ff ff ") + EVERY_BYTE + " ff");
     M m(&bytes[0], 2, 16);
     EXPECT_EQ(hex(m), EVERY_BYTE);
-    EXPECT_EQ(m.capacity, 16);
+    EXPECT_EQ(Inside::capacity(m), 16);
     EXPECT_EQ(m.getPos(), 0);
 }
 
