@@ -31,7 +31,7 @@ public:
     int size();
 
 private:
-    int count(int bytes, int result);
+    JAY_HIDDEN int count(int bytes, int result);
 
     JOutputStream* out;
     int written;
