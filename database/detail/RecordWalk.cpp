@@ -87,7 +87,8 @@ bool RecordWalk::takeText(char* body, JString& text) const {
 char* RecordWalk::fetch(int offset, int count, int& held) {
     const int left = std::max(fileSize_ - offset, 0);
     count = std::min(count, left);
-    if (offset < windowStart_ || count > windowStart_ + windowHeld_ - offset) {
+    assert(offset >= windowStart_);  // a walk never goes back
+    if (count > windowStart_ + windowHeld_ - offset) {
         windowStart_ = offset;
         windowHeld_ = file_.read(offset, window_, std::min(WINDOW_SIZE, left));
     }

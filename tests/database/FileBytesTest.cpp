@@ -79,6 +79,14 @@ TEST_F(FileBytesTest, Write_FailsAfterAnErrorAndGoesOnAfterASignal) {
     EXPECT_EQ(read(0, 4), "abc3");
 }
 
+TEST_F(FileBytesTest, ReadAndWriteGoOnAfterAShortCount) {
+    FileCalls::mostBytes = 3;
+    EXPECT_EQ(read(1, 8), "12345678");
+    EXPECT_EQ(read(4, 20), "456789");
+    EXPECT_TRUE(bytes.write(5, "abcdefgh", 8));
+    EXPECT_EQ(read(0, 20), "01234abcdefgh");
+}
+
 TEST_F(FileBytesTest, NeitherUsesTheStreamsPosition) {
     std::fseek(stream, 5, SEEK_SET);
     bytes.write(0, "ab", 2);

@@ -2,6 +2,7 @@
 
 #include "database/FileCalls.h"
 
+#include <algorithm>
 #include <dlfcn.h>
 #include <unistd.h>
 
@@ -25,12 +26,12 @@ JAY_STAND_IN FILE* fopen(const char* path, const char* mode) {
 
 JAY_STAND_IN ssize_t pread(int fd, void* to, size_t size, off_t offset) {
     static auto* const real = theReal("pread", &pread);
-    return FileCalls::pread.fails() ? -1 : real(fd, to, size, offset);
+    return FileCalls::pread.fails() ? -1 : real(fd, to, std::min(size, FileCalls::mostBytes), offset);
 }
 
 JAY_STAND_IN ssize_t pwrite(int fd, const void* from, size_t size, off_t offset) {
     static auto* const real = theReal("pwrite", &pwrite);
-    return FileCalls::pwrite.fails() ? -1 : real(fd, from, size, offset);
+    return FileCalls::pwrite.fails() ? -1 : real(fd, from, std::min(size, FileCalls::mostBytes), offset);
 }
 
 // The names that a 32-bit library calls which has 64-bit file offsets.
@@ -42,10 +43,10 @@ JAY_STAND_IN FILE* fopen64(const char* path, const char* mode) {
 
 JAY_STAND_IN ssize_t pread64(int fd, void* to, size_t size, off64_t offset) {
     static auto* const real = theReal("pread64", &pread64);
-    return FileCalls::pread.fails() ? -1 : real(fd, to, size, offset);
+    return FileCalls::pread.fails() ? -1 : real(fd, to, std::min(size, FileCalls::mostBytes), offset);
 }
 
 JAY_STAND_IN ssize_t pwrite64(int fd, const void* from, size_t size, off64_t offset) {
     static auto* const real = theReal("pwrite64", &pwrite64);
-    return FileCalls::pwrite.fails() ? -1 : real(fd, from, size, offset);
+    return FileCalls::pwrite.fails() ? -1 : real(fd, from, std::min(size, FileCalls::mostBytes), offset);
 }

@@ -3,6 +3,7 @@
 #define JAY_TESTS_DATABASE_FILECALLS_H
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <signal.h>
 
@@ -34,8 +35,13 @@ struct FileCall {
 struct FileCalls {
     static inline thread_local FileCall fopen{0, -1, 0}, pread{0, -1, 0}, pwrite{0, -1, 0};
 
-    /** Forgets all counts and failures. */
-    static void reset() { fopen = pread = pwrite = {0, -1, 0}; }
+    static inline thread_local size_t mostBytes = SIZE_MAX;  ///< that one call of pread or pwrite transfers
+
+    /** Forgets all counts, failures and limits. */
+    static void reset() {
+        fopen = pread = pwrite = {0, -1, 0};
+        mostBytes = SIZE_MAX;
+    }
 };
 
 }  // namespace database

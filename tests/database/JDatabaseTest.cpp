@@ -126,6 +126,7 @@ private:
 TEST(JDatabaseInstance, IsMadeByTheFirstHolderAndDeletedByTheLast) {
     EXPECT_EQ(JDatabase::_instance, nullptr);
     JDatabase* first = JDatabase::getDatabase();
+    ASSERT_NE(first, nullptr);
     EXPECT_EQ(JDatabase::getDatabase(), first);
     EXPECT_EQ(JDatabase::_ref, 2);
     EXPECT_EQ(JDatabase::release(), 1);
@@ -270,6 +271,23 @@ TEST_F(JDatabaseTest, Find_GivesOffsetLengthAndBytes) {
     EXPECT_EQ(found.getInt(), 2);
     EXPECT_STREQ(found.getString(), "second");
     EXPECT_EQ(found.size(), 8 + 11);
+}
+
+TEST_F(JDatabaseTest, Find_SeesARecordThatWasAddedAfterTheFileWasOpened) {
+    JDatabase other;
+    JDatabase::_path = (directory + "/db").c_str();
+    db.open("notes");
+    other.addRecord("notes", "abc");
+    EXPECT_GT(db.find(1).size(), 0);
+    db.close();
+}
+
+TEST_F(JDatabaseTest, Open_ClosesTheFileThatWasOpenBefore) {
+    const auto before = openDescriptors();
+    db.open("notes");
+    db.open("other");
+    db.close();
+    EXPECT_EQ(openDescriptors(), before);
 }
 
 TEST_F(JDatabaseTest, Find_WithoutAnOpenFileIsEmpty) {
@@ -510,6 +528,15 @@ TEST_F(JDatabaseTest, ATextBeyondItsRecordIsCutAtTheRecordsEnd) {
     EXPECT_EQ(all(), Texts({"abc", "xyz"}));
 }
 
+TEST_F(JDatabaseTest, ARecordWithoutAnIdDoesNotTakeTheNextLengthForOne) {
+    Texts texts(8, "abc");  // each record has length 8, which is the id of the last one
+    const std::string whole = fileOf(texts);
+    setImage(header(9, 100) + word(0) + whole.substr(8));
+    texts.emplace_back("");
+    EXPECT_EQ(all(), texts);
+    EXPECT_EQ(get(8), "abc");
+}
+
 TEST_F(JDatabaseTest, GetRecords_GivesWhatGetRecordGives_ForTextsBeyondTheirRecords) {
     for (const int length : {0, 1, 3, 4, 100, 253, 254, 255}) {
         std::string damaged = fileOf({"abc", "xyz"});
@@ -604,6 +631,14 @@ TEST_F(JDatabaseTest, ARepairThatDoesNotFitBelowTheLimitIsLeftOut) {
     EXPECT_EQ(sizeOfFile(), INT_MAX);
 }
 
+TEST_F(JDatabaseTest, ARepairMayEndWhereAnIntDoes) {
+    setImage(header(3, 20) + word(INT_MAX) + word(1));
+    ASSERT_EQ(truncate(path().c_str(), INT_MAX - 4), 0);
+    EXPECT_EQ(get(2), "");
+    EXPECT_EQ(db.getNumRecords("notes"), 1);
+    EXPECT_EQ(sizeOfFile(), INT_MAX);
+}
+
 TEST_F(JDatabaseTest, AFileOfTwoGibibytesIsNotOpened) {
     setImage(fileOf({"abc"}));
     ASSERT_EQ(truncate(path().c_str(), INT_MAX), 0);
@@ -630,6 +665,25 @@ TEST_F(JDatabaseTest, NoRecordIsAddedToTheGreatestCount) {
         EXPECT_EQ(db.getNumRecords("notes"), INT_MAX);
         EXPECT_EQ(image().size(), count == INT_MAX ? 20U : 32U);
     }
+}
+
+TEST_F(JDatabaseTest, SetRecord_WithTheGreatestCountKeepsTheOldText) {
+    setImage(header(INT_MAX, 20) + record(1, "abc"));
+    db.setRecord("notes", 1, "longer");
+    EXPECT_EQ(get(1), "abc");
+}
+
+TEST_F(JDatabaseTest, SetRecord_AbandonsAnOldRecordThatTheNewOneOverwritesInPart) {
+    setImage(header(2, 8) + record(1, "abc") + record(2, "xyz"));  // an end that lies before the records
+    db.setRecord("notes", 2, "abcd");
+    EXPECT_EQ(image(), header(3, 21) + record(3, "abcd") + word(8).substr(1) + word(-1) + textField("xyz"));
+}
+
+TEST_F(JDatabaseTest, AddRecord_AfterAFailedWriteOfTheFirstHeaderWritesBoth) {
+    FileCalls::pwrite.failAfter(0, EIO);
+    db.addRecord("notes", "abc");
+    EXPECT_TRUE(FileCalls::pwrite.hasFailed());
+    EXPECT_EQ(image(), fileOf({"abc"}));
 }
 
 namespace {
