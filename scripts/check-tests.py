@@ -24,10 +24,9 @@ COVERED_BY = {
 
 # Parts of the programs without a unit test: what they do is visible from outside, and the integration tests cover it.
 TESTED_AS_PROGRAMS = {
-    "tools/common/Startup", "tools/jay/Client", "tools/jay/CommandLine", "tools/jay/Console", "tools/jay/DatabaseFile",
-    "tools/jay/Files", "tools/jay/Inbox", "tools/jay/Output", "tools/jay/PayloadSource", "tools/jay/Progress",
-    "tools/jay/RecordStore", "tools/jay/Session", "tools/jayd/Help", "tools/jayd/Housekeeper", "tools/jayd/Serve",
-    "tools/jayd/ServiceManager", "tools/jayd/Signals", "tools/jayd/StatusTable",
+    "tools/common/Startup", "tools/jay/Client", "tools/jay/Console", "tools/jay/Files", "tools/jay/Mailbox", "tools/jay/Output",
+    "tools/jay/PayloadSource", "tools/jay/Progress", "tools/jay/Session", "tools/jayd/Help", "tools/jayd/Housekeeper",
+    "tools/jayd/Serve", "tools/jayd/ServiceManager", "tools/jayd/Signals",
 }
 
 # Folders whose suites have not been renamed yet.

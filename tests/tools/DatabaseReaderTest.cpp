@@ -43,7 +43,7 @@ struct Reading {
 
 }  // namespace
 
-TEST(DatabaseReader, ReadsEachRecordWithItsPlaceAndSlack) {
+TEST(DatabaseReaderTest, ReadsEachRecordWithItsPlaceAndSlack) {
     const Reading read(databaseOf({record(-1, "abc"), withSlack(2, "salt", "toes"), record(3, "")}));
     ASSERT_EQ(read.records.size(), 3U);
     EXPECT_EQ(read.records[0].id, StoredRecord::ABANDONED);
@@ -56,13 +56,13 @@ TEST(DatabaseReader, ReadsEachRecordWithItsPlaceAndSlack) {
     EXPECT_EQ(read.damage, "");
 }
 
-TEST(DatabaseReader, TakesAnEmptyFileForAnEmptyDatabase) {
+TEST(DatabaseReaderTest, TakesAnEmptyFileForAnEmptyDatabase) {
     const Reading read("");
     EXPECT_TRUE(read.records.empty());
     EXPECT_EQ(read.damage, "");
 }
 
-TEST(DatabaseReader, ReadsTextLengthsOfOneThreeAndFiveBytes) {
+TEST(DatabaseReaderTest, ReadsTextLengthsOfOneThreeAndFiveBytes) {
     const std::string longText(254, 'x');
     const std::string body = word(1) + "\xFE" + word(254).substr(0, 2) + longText;
     const std::string five = word(2) + "\xFF" + word(3) + "abc";
@@ -74,7 +74,7 @@ TEST(DatabaseReader, ReadsTextLengthsOfOneThreeAndFiveBytes) {
     EXPECT_EQ(read.damage, "");
 }
 
-TEST(DatabaseReader, ReportsEveryCutWhereItIs) {
+TEST(DatabaseReaderTest, ReportsEveryCutWhereItIs) {
     const std::string whole = databaseOf({record(1, "abc"), record(2, "xyz")});
     for (std::size_t size = 1; size < whole.size(); size++) {
         const Reading read(whole.substr(0, size));
@@ -85,7 +85,7 @@ TEST(DatabaseReader, ReportsEveryCutWhereItIs) {
     }
 }
 
-TEST(DatabaseReader, ReportsAHeaderThatDoesNotFitTheRecords) {
+TEST(DatabaseReaderTest, ReportsAHeaderThatDoesNotFitTheRecords) {
     const std::string records = record(1, "abc");
     EXPECT_NE(Reading(word(-1) + word(8)).damage, "");
     EXPECT_NE(Reading(word(1) + word(21) + records).damage, "");
@@ -94,7 +94,7 @@ TEST(DatabaseReader, ReportsAHeaderThatDoesNotFitTheRecords) {
     EXPECT_EQ(Reading(word(1) + word(20) + records).damage, "");
 }
 
-TEST(DatabaseReader, ReportsARecordThatContradictsItself) {
+TEST(DatabaseReaderTest, ReportsARecordThatContradictsItself) {
     for (const std::string& bad : {word(3) + "abc", record(7, "abc"), record(0, "abc"), word(4) + word(1),
                                    word(6) + word(1) + "\x05" + "a", word(5) + word(1) + "\xFE"}) {
         const Reading read(databaseOf({bad}));
@@ -104,7 +104,7 @@ TEST(DatabaseReader, ReportsARecordThatContradictsItself) {
     }
 }
 
-TEST(DatabaseReader, StopsAtANegativeLength) {
+TEST(DatabaseReaderTest, StopsAtANegativeLength) {
     const Reading read(databaseOf({word(-5) + word(1), record(2, "abc")}));
     EXPECT_TRUE(read.records.empty());
     EXPECT_NE(read.damage.find("negative: -5"), std::string::npos) << read.damage;

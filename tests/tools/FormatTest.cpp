@@ -10,19 +10,19 @@ namespace {
 const std::string CAPTURE = "\x12\0\7\0\5\0\0\0\0\0\0\0\0\0\0\0hi"s;
 const std::string DATABASE = "\1\0\0\0\x14\0\0\0\x08\0\0\0\1\0\0\0\3abc"s;
 
-TEST(Recognise, TellsCapturesDatabasesAndHexApart) {
+TEST(RecogniseTest, TellsCapturesDatabasesAndHexApart) {
     EXPECT_EQ(recognise(CAPTURE), Format::WIRE);
     EXPECT_EQ(recognise(DATABASE), Format::DB);
     EXPECT_EQ(recognise("12 00 07 00"), Format::HEX);
     EXPECT_EQ(recognise("\0\0\0\0\x08\0\0\0"s), Format::DB);  // an empty one
 }
 
-TEST(Recognise, TakesADamagedFileForWhatItWas) {
+TEST(RecogniseTest, TakesADamagedFileForWhatItWas) {
     EXPECT_EQ(recognise(CAPTURE + "\1"), Format::WIRE);
     EXPECT_EQ(recognise(DATABASE.substr(0, DATABASE.size() - 3)), Format::DB);
 }
 
-TEST(Recognise, KnowsNothingOfOtherFiles) {
+TEST(RecogniseTest, KnowsNothingOfOtherFiles) {
     EXPECT_EQ(recognise(""), std::nullopt);
     EXPECT_EQ(recognise(std::string(20, '\xff')), std::nullopt);
 }

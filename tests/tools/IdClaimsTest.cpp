@@ -10,7 +10,7 @@ int ownPort() {
     return 1000000 + getpid();
 }
 
-TEST(IdClaims, GiveEachIdToOneAtATime) {
+TEST(IdClaimsTest, GiveEachIdToOneAtATime) {
     IdClaims first(ownPort()), second(ownPort()), elsewhere(ownPort() + 10000000);
     EXPECT_TRUE(first.claim(7));
     EXPECT_FALSE(second.claim(7));
@@ -19,12 +19,12 @@ TEST(IdClaims, GiveEachIdToOneAtATime) {
     EXPECT_TRUE(elsewhere.claim(7));
 }
 
-TEST(IdClaims, EndWithTheirObject) {
+TEST(IdClaimsTest, EndWithTheirObject) {
     { EXPECT_TRUE(IdClaims(ownPort()).claim(7)); }
     EXPECT_TRUE(IdClaims(ownPort()).claim(7));
 }
 
-TEST(IdClaims, TakeTheHighestSpareIdsThatAreFree) {
+TEST(IdClaimsTest, TakeTheHighestSpareIdsThatAreFree) {
     IdClaims others(ownPort()), mine(ownPort()), late(ownPort());
     others.claim(31);
     others.claim(29);

@@ -20,7 +20,7 @@ void expectFound(const std::string& items) {
     EXPECT_EQ(guessOf(items), items);
 }
 
-TEST(GuessItems, FindsStringsAndSmallNumbers) {
+TEST(GuessItemsTest, FindsStringsAndSmallNumbers) {
     expectFound("str:hello");
     expectFound("str:hello str:world");
     expectFound("int:5 str:abc var:300 word:7");
@@ -29,37 +29,37 @@ TEST(GuessItems, FindsStringsAndSmallNumbers) {
     expectFound("str:hello var:65536 int:0");
 }
 
-TEST(GuessItems, TakesTheShorterItemFirstAmongAsFew) {
+TEST(GuessItemsTest, TakesTheShorterItemFirstAmongAsFew) {
     expectFound("byte:1 int:5");
     expectFound("str:a int:5");
 }
 
-TEST(GuessItems, TakesALargeNumberForBytes) {
+TEST(GuessItemsTest, TakesALargeNumberForBytes) {
     EXPECT_EQ(guessOf("str:hello word:4464"), "str:hello byte:112 byte:17");
 }
 
-TEST(GuessItems, FindsNothingWhereMostAreBytes) {
+TEST(GuessItemsTest, FindsNothingWhereMostAreBytes) {
     EXPECT_EQ(guessOf("byte:1"), "");
     EXPECT_EQ(guessOf("byte:17 byte:203 byte:99 byte:4"), "");
     EXPECT_EQ(guessOf("int:1234567890"), "");
     EXPECT_TRUE(guessItems("").empty());
 }
 
-TEST(GuessItems, LeavesTextAlone) {
+TEST(GuessItemsTest, LeavesTextAlone) {
     EXPECT_TRUE(guessItems("hello").empty());
     EXPECT_TRUE(guessItems("hello\n0123456789").empty());  // the line end could be the length of what follows
     EXPECT_TRUE(guessItems("안녕하세요").empty());
     expectFound("str:ten_bytes_ str:nine_byte");  // lengths that are a line end and a tab
 }
 
-TEST(GuessItems, ReadsStringsInUtf8AndKorean) {
+TEST(GuessItemsTest, ReadsStringsInUtf8AndKorean) {
     expectFound("str:안녕 int:1");
     const std::string korean = "\x04\xbe\xc8\xb3\xe7\1\0\0\0"s;
     ASSERT_EQ(guessItems(korean).size(), 2U);
     EXPECT_EQ(guessItems(korean)[0].text, "\xbe\xc8\xb3\xe7");
 }
 
-TEST(GuessItems, CoversEveryByteOfAnything) {
+TEST(GuessItemsTest, CoversEveryByteOfAnything) {
     unsigned state = 1;
     for (int n = 0; n < 2000; n++) {
         std::string payload;

@@ -19,7 +19,7 @@ void expectError(const std::string& text, const std::string& error) {
     EXPECT_EQ(parsed.bytes, "") << text;
 }
 
-TEST(ParseItems, WritesEachTypeInItsEncoding) {
+TEST(ParseItemsTest, WritesEachTypeInItsEncoding) {
     expectBytes("byte:1", "\1");
     expectBytes("word:7", "\7\0"s);
     expectBytes("int:-2", "\xfe\xff\xff\xff");
@@ -30,7 +30,7 @@ TEST(ParseItems, WritesEachTypeInItsEncoding) {
     expectBytes("", "");
 }
 
-TEST(ParseItems, TakesTheEndsOfEachRange) {
+TEST(ParseItemsTest, TakesTheEndsOfEachRange) {
     expectBytes("byte:-128 byte:255 word:-32768 word:65535", "\x80\xff\0\x80\xff\xff"s);
     expectBytes("int:-2147483648 int:4294967295", "\0\0\0\x80\xff\xff\xff\xff"s);
     for (const char* text : {"byte:256", "byte:-129", "word:65536", "word:-32769", "int:4294967296",
@@ -38,13 +38,13 @@ TEST(ParseItems, TakesTheEndsOfEachRange) {
         expectError(text, "out of range");
 }
 
-TEST(ParseItems, ReadsEscapes) {
+TEST(ParseItemsTest, ReadsEscapes) {
     expectBytes(R"(str:a\ b\\\"\n\r\t\x1b)",
                 "\x09"
                 "a b\\\"\n\r\t\x1b");
 }
 
-TEST(ParseItems, NamesTheItemThatIsWrong) {
+TEST(ParseItemsTest, NamesTheItemThatIsWrong) {
     expectError("byte:1 hello", "item 2, 'hello': the type is missing");
     expectError("float:1", "item 1, 'float:1': no such type");
     expectError("int:x", "item 1, 'int:x': not a number; int takes -2147483648..4294967295");

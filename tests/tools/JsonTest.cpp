@@ -4,7 +4,7 @@
 
 namespace {
 
-TEST(JsonObject, KeepsTheOrderOfItsFields) {
+TEST(JsonObjectTest, KeepsTheOrderOfItsFields) {
     JsonObject inner;
     inner.add("b", 1).add("a", true);
     JsonObject object;
@@ -17,18 +17,18 @@ TEST(JsonObject, KeepsTheOrderOfItsFields) {
         R"({"z":"text","big":1099511627776,"half":0.5,"in":{"b":1,"a":true},"words":["x","y"],"none":[],"b":1,"a":true})");
 }
 
-TEST(JsonObject, EscapesWhatCouldHarmATerminal) {
+TEST(JsonObjectTest, EscapesWhatCouldHarmATerminal) {
     EXPECT_EQ(JsonObject().add("t", "\x1b\n\"안").line(), "{\"t\":\"\\u001b\\n\\\"안\"}");
     EXPECT_EQ(JsonObject().add("t", "\xe2\x80\xae\x7f\xc2\x9b").line(), R"({"t":"\u202e\u007f\u009b"})");
     EXPECT_EQ(JsonObject().add("t", "\xff").line(), "{\"t\":\"\xef\xbf\xbd\"}");
 }
 
-TEST(JsonObject, HoldsBytesAsBase64AndAsTextIfTheyAreText) {
+TEST(JsonObjectTest, HoldsBytesAsBase64AndAsTextIfTheyAreText) {
     EXPECT_EQ(JsonObject().addBytes("a\nb", Encoding::UTF_8).line(), R"({"text":"a\nb","base64":"YQpi"})");
     EXPECT_EQ(JsonObject().addBytes("\xff", Encoding::UTF_8).line(), R"({"base64":"/w=="})");
 }
 
-TEST(Base64, IsPadded) {
+TEST(Base64Test, IsPadded) {
     EXPECT_EQ(base64(""), "");
     EXPECT_EQ(base64("f"), "Zg==");
     EXPECT_EQ(base64("fo"), "Zm8=");

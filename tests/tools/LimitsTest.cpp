@@ -22,13 +22,13 @@ Limits limitsOf(std::initializer_list<const char*> options) {
     return limits;
 }
 
-TEST(Limits, CountMessages) {
+TEST(LimitsTest, CountMessages) {
     EXPECT_FALSE(limitsOf({}).isReached(1000000));
     EXPECT_FALSE(limitsOf({"--count", "3"}).isReached(2));
     EXPECT_TRUE(limitsOf({"--count", "3"}).isReached(3));
 }
 
-TEST(Limits, LetAWaitBeAsLongAsTheShorterTime) {
+TEST(LimitsTest, LetAWaitBeAsLongAsTheShorterTime) {
     EXPECT_EQ(limitsOf({}).wait(Session::FOR_EVER), Session::FOR_EVER);
     EXPECT_EQ(limitsOf({}).wait(200), 200);
     EXPECT_EQ(limitsOf({"--for", "3600000"}).wait(200), 200);
@@ -38,7 +38,7 @@ TEST(Limits, LetAWaitBeAsLongAsTheShorterTime) {
     EXPECT_EQ(limitsOf({"--for", "0"}).wait(200), 0);
 }
 
-TEST(Limits, TellTheStatus) {
+TEST(LimitsTest, TellTheStatus) {
     EXPECT_EQ(limitsOf({}).ended(Session::TIME_UP, 1), DONE);
     EXPECT_EQ(limitsOf({}).ended(Session::TIME_UP, 0), UNFINISHED);
     EXPECT_EQ(limitsOf({"--count", "2"}).ended(Session::TIME_UP, 1), UNFINISHED);

@@ -4,7 +4,7 @@
 
 namespace {
 
-TEST(NearestWord, IsAtMostTwoLettersAway) {
+TEST(NearestWordTest, IsAtMostTwoLettersAway) {
     const std::vector<std::string> words = {"listen", "send", "db"};
     EXPECT_EQ(nearestWord("sned", words), "send");
     EXPECT_EQ(nearestWord("snd", words), "send");

@@ -7,7 +7,7 @@ using namespace std::string_literals;
 
 namespace {
 
-TEST(Text, IsUtf8WithoutControlCharacters) {
+TEST(TextTest, IsUtf8WithoutControlCharacters) {
     for (const char* text : {"hello", "안녕", "é", "a b", "\xf0\x9f\x98\x80"})
         EXPECT_EQ(textOf(text, Encoding::UTF_8), text);
     for (const std::string& bytes :
@@ -15,7 +15,7 @@ TEST(Text, IsUtf8WithoutControlCharacters) {
         EXPECT_EQ(textOf(bytes, Encoding::UTF_8), std::nullopt);
 }
 
-TEST(Text, HasLinesOrAnyOrderOnlyIfAllowed) {
+TEST(TextTest, HasLinesOrAnyOrderOnlyIfAllowed) {
     EXPECT_EQ(textOf("a\tb\r\n", Encoding::UTF_8, Allow::LINES), "a\tb\r\n");
     const std::string reversed = "a\xe2\x80\xaeZ";  // U+202E
     EXPECT_EQ(textOf(reversed, Encoding::UTF_8), std::nullopt);
@@ -24,35 +24,35 @@ TEST(Text, HasLinesOrAnyOrderOnlyIfAllowed) {
     EXPECT_EQ(textOf("\x1b", Encoding::UTF_8, Allow::ANY), std::nullopt);
 }
 
-TEST(Text, IsDecodedFromKorean) {
+TEST(TextTest, IsDecodedFromKorean) {
     EXPECT_EQ(textOf("\xbe\xc8\xb3\xe7 hi", Encoding::EUC_KR), "안녕 hi");
     for (const char* bytes : {"\xb0", "\xb0\x1b", "\xa1\xff"})
         EXPECT_EQ(textOf(bytes, Encoding::EUC_KR), std::nullopt);
 }
 
-TEST(Text, IsOnlyAsciiWhereTheEncodingIsNotKnown) {
+TEST(TextTest, IsOnlyAsciiWhereTheEncodingIsNotKnown) {
     EXPECT_EQ(textOf("ascii", Encoding::RAW), "ascii");
     EXPECT_EQ(textOf("é", Encoding::RAW), std::nullopt);
 }
 
-TEST(ShownText, EscapesWhatCannotBeShown) {
+TEST(ShownTextTest, EscapesWhatCannotBeShown) {
     EXPECT_EQ(shownText("a\\b\n\xff안", Encoding::UTF_8), "a\\\\b\\x0a\\xff안");
 }
 
-TEST(ShownPayload, IsTextOrHexOnOneLine) {
+TEST(ShownPayloadTest, IsTextOrHexOnOneLine) {
     EXPECT_EQ(shownPayload("", Encoding::UTF_8), "empty");
     EXPECT_EQ(shownPayload("hello", Encoding::UTF_8), "text hello");
     EXPECT_EQ(shownPayload("a\n", Encoding::UTF_8), "hex 61 0a");
 }
 
-TEST(Encoded, ConvertsToKoreanAndBack) {
+TEST(EncodedTest, ConvertsToKoreanAndBack) {
     EXPECT_EQ(encoded("안녕 hi", Encoding::EUC_KR), "\xbe\xc8\xb3\xe7 hi");
     EXPECT_EQ(encoded("é", Encoding::EUC_KR), std::nullopt);
     EXPECT_EQ(encoded("\xff", Encoding::EUC_KR), std::nullopt);
     EXPECT_EQ(encoded("\xff", Encoding::UTF_8), "\xff");
 }
 
-TEST(Shortened, CutsAtTheEndOfACharacterAndNamesTheSize) {
+TEST(ShortenedTest, CutsAtTheEndOfACharacterAndNamesTheSize) {
     EXPECT_EQ(shortened("hello", 5, 5), "hello");
     EXPECT_EQ(shortened("hello", 4, 5), "hell ... (--full shows all 5 bytes)");
     EXPECT_EQ(shortened("a안녕", 6, 7), "a안 ... (--full shows all 7 bytes)");

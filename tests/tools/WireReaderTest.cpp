@@ -17,7 +17,7 @@ std::string message(int destination, int source, const std::string& payload, int
     return std::string(static_cast<const char*>(bytes), static_cast<std::size_t>(bytes.size()));
 }
 
-TEST(WireReader, FindsMessagesAndTheirOffsets) {
+TEST(WireReaderTest, FindsMessagesAndTheirOffsets) {
     const std::string first = message(7, 5, "hello"), second = message(0, 5, "");
     const std::string bytes = first + second;
     WireReader reader(bytes, WireReader::STOP_AT_DAMAGE);
@@ -33,7 +33,7 @@ TEST(WireReader, FindsMessagesAndTheirOffsets) {
     EXPECT_EQ(reader.offset(), bytes.size());
 }
 
-TEST(WireReader, TellsWhereACutCaptureEnds) {
+TEST(WireReaderTest, TellsWhereACutCaptureEnds) {
     const std::string whole = message(7, 5, "hello");
     for (std::size_t length = 1; length < 2 * whole.size(); length++) {
         if (length == whole.size()) continue;
@@ -52,7 +52,7 @@ struct Flaw {
     const char* text;
 };
 
-TEST(WireReader, EndsAtAHeaderThatCannotBeOneOrReadsItAsAReceiverDoes) {
+TEST(WireReaderTest, EndsAtAHeaderThatCannotBeOneOrReadsItAsAReceiverDoes) {
     std::string tooShort = message(7, 5, "");
     tooShort[0] = 8;
     const Flaw flaws[] = {{tooShort, "the length is 8, less than the header's 16"},
@@ -73,7 +73,7 @@ TEST(WireReader, EndsAtAHeaderThatCannotBeOneOrReadsItAsAReceiverDoes) {
     }
 }
 
-TEST(WireReader, LetsAWakeUpRequestHaveAnyDestination) {
+TEST(WireReaderTest, LetsAWakeUpRequestHaveAnyDestination) {
     EXPECT_TRUE(WireReader::mayBeHeader(message(40, 5, "", M::M_FLAG_SYNC)));
     EXPECT_FALSE(WireReader::mayBeHeader(message(7, 5, "").substr(0, 15)));
 }
