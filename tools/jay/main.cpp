@@ -19,17 +19,10 @@ Data goes to standard output, everything else to standard error.
 'jay COMMAND --help' tells more.
 )";
 
-}  // namespace
-
-int main(int argc, char** argv) {
-    openStandardDescriptors();
-    ignoreBrokenPipes();
-
-    CommandLine line("jay", ABOUT);
+/** Runs the command that the command line names. */
+Status run(CommandLine& line, int argc, char** argv) {
     bool debug = false;
     line.addFlag("--debug", debug, "Show the library's debug output");
-    line.setVersion("jay " JAY_VERSION);
-    line.setFooter(FOOTER + exitStatusHelp("nothing came in time, nothing was found, or the output failed"));
     const auto commands = allCommands();
     std::vector<const CommandLine*> lines;
     for (const auto& command : commands) {
@@ -37,20 +30,24 @@ int main(int argc, char** argv) {
         command->describe(described);
         lines.push_back(&described);
     }
-    switch (line.read(argc, argv)) {
-        case CommandLine::SHOWN:
-            return DONE;
-        case CommandLine::UNWRITTEN:
-            return UNFINISHED;
-        case CommandLine::WRONG:
-            return WRONG_USE;
-        case CommandLine::READ:
-            break;
-    }
+    const CommandLine::Result result = line.read(argc, argv);
+    if (result == CommandLine::WRONG) return WRONG_USE;
+    if (result != CommandLine::READ) return result == CommandLine::SHOWN ? DONE : UNFINISHED;
     JSystem::debug(debug);
     std::size_t used = 0;
     while (!lines[used]->isUsed()) used++;
     if (!isOutputOpen() && commands[used]->writesOutput())
         return fail(UNFINISHED, "standard output is closed");
     return commands[used]->run();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    openStandardDescriptors();
+    ignoreBrokenPipes();
+    CommandLine line("jay", ABOUT);
+    line.setVersion("jay " JAY_VERSION);
+    line.setFooter(FOOTER + exitStatusHelp("nothing came in time, nothing was found, or the output failed"));
+    return run(line, argc, argv);
 }
