@@ -55,9 +55,9 @@ void SA::SAReader::serve(JSocket& from) {
 void SA::SAReader::readMessages(JSocket& from) {
     long left = RETIRED_LIMIT;
     std::vector<std::unique_ptr<M>> messages;  // that came together
-    MessageReader reader(from, [&] { agent->received(messages); });
+    MessageReader source(from, [&] { agent->received(messages); });
     while (left > 0) {
-        std::unique_ptr<M> m = reader.next(stopFlag);
+        std::unique_ptr<M> m = source.next(stopFlag);
         if (m == nullptr) break;
         if (agent->isRetired()) left -= m->size();
         messages.push_back(std::move(m));
