@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -224,6 +225,24 @@ TEST(JStringTest, MovedToItselfItStaysAsItIs) {
     s = std::move(same);
     EXPECT_STREQ(s, "abc");
     EXPECT_EQ(s.length(), 3);
+}
+
+TEST(JStringTest, EmptyStringsOfTwoThreadsAreIndependent) {
+    const auto use = [] {
+        for (int i = 0; i < 1000; i++) {
+            JString empty;
+            JString copy(empty.trimDef("x") + empty.toMax(0) + empty.trim());
+            copy = empty;
+            copy += "";
+            JString moved(std::move(copy));
+            moved = "text";
+            moved = JString();
+        }
+    };
+    std::thread other(use);
+    use();
+    other.join();
+    EXPECT_STREQ(JString(), "");
 }
 
 TEST(JStringTest, EmptyStringsDoNotWriteToTheTextTheyShare) {
