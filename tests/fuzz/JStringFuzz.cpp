@@ -9,6 +9,7 @@
 #include <cstring>
 #include <fuzzer/FuzzedDataProvider.h>
 #include <string>
+#include <utility>
 
 #include "Require.h"
 
@@ -81,6 +82,24 @@ void copies(JString& s, FuzzedDataProvider&) {
     REQUIRE(s.equals(*clone));
     REQUIRE(clone->hashCode() == s.hashCode());
     delete clone;
+}
+
+void moves(JString& s, FuzzedDataProvider& input) {
+    const std::string text = textOf(s);
+    const std::string bytes = bytesOf(s);
+    if (input.ConsumeBool()) {
+        JString moved(std::move(s));
+        REQUIRE(bytesOf(moved) == bytes && textOf(moved) == text);
+        REQUIRE(bytesOf(s).empty() && textOf(s).empty());
+        s = std::move(moved);
+    } else {
+        JString target("former");
+        target = std::move(s);
+        REQUIRE(isPlain(target) && textOf(target) == text);
+        REQUIRE(bytesOf(s).empty() && textOf(s).empty());
+        s = target;
+    }
+    REQUIRE(textOf(s) == text);
 }
 
 void access(JString& s, FuzzedDataProvider& input) {
@@ -198,7 +217,8 @@ void mapsBytes(JString& s, FuzzedDataProvider& input) {
     const int from = input.ConsumeIntegralInRange(-200, 300);
     const int to = input.ConsumeIntegralInRange(-200, 300);
     std::string model = bytesOf(s);
-    std::replace(model.begin(), model.end(), static_cast<char>(from), static_cast<char>(to));
+    const bool isByte = from >= -128 && from <= 255;
+    if (isByte) std::replace(model.begin(), model.end(), static_cast<char>(from), static_cast<char>(to));
     const JString replaced = s.replase(from, to);
     requireTerminated(replaced);
     REQUIRE(bytesOf(replaced) == model);
@@ -253,7 +273,10 @@ void assigns(JString& s, FuzzedDataProvider& input) {
 void appendsText(JString& s, FuzzedDataProvider& input) {
     const JString tail = anyString(input);
     const std::string expected = textOf(s) + textOf(tail);
+    JString joined(s);
+    joined += tail;
     REQUIRE(textOf(s + tail) == expected);
+    REQUIRE(bytesOf(s + tail) == bytesOf(joined));
     s += tail;
     REQUIRE(textOf(s) == expected);
 }
@@ -288,7 +311,7 @@ void appendsCharacter(JString& s, FuzzedDataProvider& input) {
 constexpr void (*OPERATIONS[])(JString&, FuzzedDataProvider&) = {
     copies,          access,      hashes,        compares,       searches,         searchesAtTheEnds,
     takesSubstrings, trims,       mapsBytes,     shortens,       copiesBytes,      adjustsRanges,
-    assigns,         appendsText, appendsItself, appendsNumbers, appendsCharacter,
+    assigns,         appendsText, appendsItself, appendsNumbers, appendsCharacter, moves,
 };
 
 }  // namespace
