@@ -6,6 +6,7 @@
 
 #include "thread/JLock.h"
 #include "thread/JThread.h"
+#include "thread/JThreadSafety.h"
 
 class JServerSocket;
 class JSocket;
@@ -46,22 +47,22 @@ public:
     void stop();
 
 private:
-    bool openListener();
+    JAY_HIDDEN bool openListener();
     static bool isFromHere(JSocket& socket);
-    bool refuses(JSocket& socket);
-    void greet(JSocket* socket);
-    void beginGreeting(JSocket* socket);
-    void endGreeting();
-    void releaseLeftBehind();
+    JAY_HIDDEN bool refuses(JSocket& socket);
+    JAY_HIDDEN void greet(JSocket* socket);
+    JAY_HIDDEN void beginGreeting(JSocket* socket);
+    JAY_HIDDEN void endGreeting();
+    JAY_HIDDEN void releaseLeftBehind();
 
     SM* sm;
     int port;
     JServerSocket* serverSocket;
     std::atomic<bool> stopFlag;
 
-    JLock lock;        // guards the creation of serverSocket and the next field against stop()
-    JSocket* greeted;  // the connection that is being greeted, or null
-    std::vector<JSocket*> leftBehind;  // open and unused; the listener's thread only
+    JLock lock;  // guards the creation of serverSocket and the next field against stop()
+    JSocket* greeted JAY_GUARDED_BY(lock);  // the connection that is being greeted, or null
+    std::vector<JSocket*> leftBehind;       // open and unused; the listener's thread only
 };
 
 #endif

@@ -80,22 +80,22 @@ bool LQ::append(JObject* item, int band) {
 
 M* LQ::get() {
     bool floodIsOver = false;
-    JObject* const item = take(floodIsOver);
+    std::unique_ptr<M> m = take(floodIsOver);
     if (floodIsOver) Backlog::releaseMemory();
-    Broadcast* const broadcast = item != nullptr ? Broadcast::in(item) : nullptr;
-    if (broadcast == nullptr) return static_cast<M*>(item);
-    std::unique_ptr<M> copy = broadcast->copyFor(client);
-    broadcast->release();
-    return copy.release();
+    return m.release();
 }
 
-JObject* LQ::take(bool& floodIsOver) {
+std::unique_ptr<M> LQ::take(bool& floodIsOver) {
     const ScopedLock guard(lock);
     if (closed) return nullptr;
     const int before = jay::detail::total(bands);
     JObject* const item = jay::detail::firstFilled(bands).get();
     floodIsOver = backlog->taken(before, std::max(before - 1, 0));
-    return item;
+    Broadcast* const broadcast = item != nullptr ? Broadcast::in(item) : nullptr;
+    if (broadcast == nullptr) return std::unique_ptr<M>(static_cast<M*>(item));
+    std::unique_ptr<M> copy = broadcast->copyFor(client);
+    broadcast->release();
+    return copy;
 }
 
 M* LQ::peek() {

@@ -8,6 +8,7 @@
 #include "core/JObject.h"
 #include "thread/JLock.h"
 #include "thread/JQueue.h"
+#include "thread/JThreadSafety.h"
 
 class SA;
 
@@ -77,20 +78,20 @@ private:
     static constexpr int BANDS = 3;
 
     static int bandOf(int flag, int priority);
-    static void discard(JObject* item);
-    bool append(JObject* item, int band);
-    JObject* take(bool& floodIsOver);
-    int discardFirst(JQueue& band, int count, bool& floodIsOver);
-    bool gatherOne(JObject& item, jay::detail::Burst& burst);
+    JAY_HIDDEN static void discard(JObject* item);
+    JAY_HIDDEN bool append(JObject* item, int band) JAY_REQUIRES(lock);
+    JAY_HIDDEN std::unique_ptr<M> take(bool& floodIsOver);
+    JAY_HIDDEN int discardFirst(JQueue& band, int count, bool& floodIsOver);
+    JAY_HIDDEN bool gatherOne(JObject& item, jay::detail::Burst& burst) JAY_REQUIRES(lock);
 
-    JQueue* bands[BANDS];
+    JQueue* bands[BANDS] JAY_GUARDED_BY(lock);
     SA* owner;
     JLock lock;
-    bool closed;  // guarded by lock, as the bands are
+    bool closed JAY_GUARDED_BY(lock);
 
-    int client;               // whose queue it is, once a broadcast has come; under lock, as the next
-    std::unique_ptr<M> lent;  // what peek() has lent in place of a broadcast
-    std::unique_ptr<jay::detail::Backlog> backlog;
+    int client JAY_GUARDED_BY(lock);               // whose queue it is, once a broadcast has come
+    std::unique_ptr<M> lent JAY_GUARDED_BY(lock);  // what peek() has lent in place of a broadcast
+    std::unique_ptr<jay::detail::Backlog> backlog JAY_PT_GUARDED_BY(lock);
 };
 
 #endif

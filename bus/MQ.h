@@ -8,6 +8,7 @@
 #include "core/JObject.h"
 #include "thread/JLock.h"
 #include "thread/JQueue.h"
+#include "thread/JThreadSafety.h"
 
 class SM;
 
@@ -61,15 +62,15 @@ private:
     static constexpr int BANDS = 4;
 
     static int bandOf(int flag, int priority);
-    void append(std::unique_ptr<M> m);
-    M* take(bool& floodIsOver);
+    JAY_HIDDEN void append(std::unique_ptr<M> m) JAY_REQUIRES(lock);
+    JAY_HIDDEN M* take(bool& floodIsOver);
 
-    JQueue* bands[BANDS];
+    JQueue* bands[BANDS] JAY_GUARDED_BY(lock);
     SM* owner;
     JLock lock;
-    bool closed;  // guarded by lock, as the bands are
+    bool closed JAY_GUARDED_BY(lock);
 
-    std::unique_ptr<jay::detail::Backlog> backlog;  // guarded by lock
+    std::unique_ptr<jay::detail::Backlog> backlog JAY_PT_GUARDED_BY(lock);
 };
 
 #endif

@@ -10,6 +10,7 @@
 #include "thread/JEvent.h"
 #include "thread/JLock.h"
 #include "thread/JThread.h"
+#include "thread/JThreadSafety.h"
 
 class JSocket;
 class LQ;
@@ -108,36 +109,37 @@ private:
     enum State { NO_STATE = -1, ABSENT = 0, ASKED = 1, CONNECTED = 2, LOST = 3, CLOSED = 4 };
 
     // for the sending loop
-    void awaitStep(bool waiting, long long deadline);
-    void awaitDeadline(long long deadline);
+    JAY_HIDDEN void awaitStep(bool waiting, long long deadline);
+    JAY_HIDDEN void awaitDeadline(long long deadline);
     void step(bool waiting, long long& deadline);
-    void ask(long long& deadline);
-    void sendNext();
-    bool deliverAtOnce(jay::detail::Burst& burst);
-    void startTimer(M& m);
-    void sent(int result);
-    void logLostMessage() const;
-    bool expired() const;
-    bool closeStep();
-    bool destroySocket();
+    JAY_HIDDEN void ask(long long& deadline) JAY_REQUIRES(lock);
+    JAY_HIDDEN void sendNext() JAY_REQUIRES(lock);
+    JAY_HIDDEN bool deliverAtOnce(jay::detail::Burst& burst)
+        JAY_UNCHECKED_LOCKING;  // it tries to take the lock
+    JAY_HIDDEN void startTimer(M& m) JAY_REQUIRES(lock);
+    JAY_HIDDEN void sent(int result) JAY_REQUIRES(lock);
+    JAY_HIDDEN void logLostMessage() const;
+    JAY_HIDDEN bool expired() const;
+    JAY_HIDDEN bool closeStep() JAY_REQUIRES(lock);
+    JAY_HIDDEN bool destroySocket() JAY_REQUIRES(lock);
 
     // for the reader, which uses nothing else
-    JSocket* borrowSocket();
-    bool isRetired() const;
-    void received(std::vector<std::unique_ptr<M>>& messages);
-    void endConnection();
-    void giveSocketBack();
+    JAY_HIDDEN JSocket* borrowSocket();
+    JAY_HIDDEN bool isRetired() const;
+    JAY_HIDDEN void received(std::vector<std::unique_ptr<M>>& messages);
+    JAY_HIDDEN void endConnection();
+    JAY_HIDDEN void giveSocketBack();
 
     // for the manager and the listener
     void adoptQuietly(M* m);
-    void adoptQuietly(const std::vector<jay::detail::Broadcast*>& broadcasts);
+    JAY_HIDDEN void adoptQuietly(const std::vector<jay::detail::Broadcast*>& broadcasts);
     void deliver(jay::detail::Burst& burst);
-    void stopReader();
+    JAY_HIDDEN void stopReader();
     void endReader();
-    bool stopping();
-    bool replaceable();
-    bool attach(JSocket* s);
-    void tell(SM::ClientStatus& status);
+    JAY_HIDDEN bool stopping();
+    JAY_HIDDEN bool replaceable();
+    JAY_HIDDEN bool attach(JSocket* s);
+    JAY_HIDDEN void tell(SM::ClientStatus& status);
 
     int id;
     JEvent event;
@@ -154,7 +156,7 @@ private:
                      // is right
     SAReader* reader;
 
-    std::unique_ptr<jay::detail::Outbox> outbox;  // used under lock
+    std::unique_ptr<jay::detail::Outbox> outbox JAY_PT_GUARDED_BY(lock);
     bool held;  // whether what waits is held back, for the client has ended its side; the sending loop only
 };
 
@@ -187,8 +189,8 @@ public:
     bool isStopping() const;
 
 private:
-    void serve(JSocket& from);
-    void readMessages(JSocket& from);
+    JAY_HIDDEN void serve(JSocket& from);
+    JAY_HIDDEN void readMessages(JSocket& from);
 
     SA* agent;
     JEvent event;

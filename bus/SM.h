@@ -129,22 +129,22 @@ private:
     friend class SA;
 
     // for the agents
-    void adoptQuietly(M* m);
-    void adoptQuietly(std::vector<std::unique_ptr<M>>& messages);
-    void routeNow();
+    JAY_HIDDEN void adoptQuietly(M* m);
+    JAY_HIDDEN void adoptQuietly(std::vector<std::unique_ptr<M>>& messages);
+    JAY_HIDDEN void routeNow();
 
-    void routeWaiting(bool onOwnThread);
-    void routeRounds(bool onOwnThread);
-    bool mayRoute(bool onOwnThread) const;
-    void route(std::unique_ptr<M> m);
-    void broadcast(std::unique_ptr<M> m);
-    unsigned connectedBut(int src);
-    void queueBroadcasts();
-    void tellAgents();
+    JAY_HIDDEN void routeWaiting(bool onOwnThread);
+    JAY_HIDDEN void routeRounds(bool onOwnThread);
+    JAY_HIDDEN bool mayRoute(bool onOwnThread) const;
+    JAY_HIDDEN void route(std::unique_ptr<M> m);
+    JAY_HIDDEN void broadcast(std::unique_ptr<M> m);
+    JAY_HIDDEN unsigned connectedBut(int src);
+    JAY_HIDDEN void queueBroadcasts();
+    JAY_HIDDEN void tellAgents();
     SA* agentAt(int client);
     SA* agentFor(int client);
-    void listening(int error);
-    void stopThreads();
+    JAY_HIDDEN void listening(int error);
+    JAY_HIDDEN void stopThreads();
     template <class Action>
     void forEachAgent(unsigned clients, Action action);
 
