@@ -24,7 +24,7 @@ namespace {
 
 constexpr long ROUNDS = 200;
 
-class BusCounts : public testing::Test {
+class BusCountsTest : public testing::Test {
 protected:
     void SetUp() override {
         counts::leaveOut();
@@ -62,7 +62,7 @@ protected:
     SM server{net::freePort()};
 };
 
-TEST_F(BusCounts, AMessageOnAQuietBus) {
+TEST_F(BusCountsTest, AMessageOnAQuietBus) {
     net::Peer five = attach(5);
     net::Peer seven = attach(7);
     const Wire m = to(7).from(5).says(std::string(48, 'x'));
@@ -81,7 +81,7 @@ TEST_F(BusCounts, AMessageOnAQuietBus) {
     EXPECT_EQ(n.clocks, ROUNDS) << "the limit of the reader's wait";
 }
 
-TEST_F(BusCounts, ABurstOf100Messages) {
+TEST_F(BusCountsTest, ABurstOf100Messages) {
     constexpr long EACH = 100;
     net::Peer five = attach(5);
     net::Peer seven = attach(7);
@@ -105,7 +105,7 @@ TEST_F(BusCounts, ABurstOf100Messages) {
     EXPECT_EQ(n.signals, 0);
 }
 
-TEST_F(BusCounts, ABroadcastToTenClients) {
+TEST_F(BusCountsTest, ABroadcastToTenClients) {
     constexpr int CLIENTS = 10;
     net::Peer five = attach(31);
     std::vector<net::Peer> receivers;
