@@ -5,7 +5,7 @@ export LC_ALL=C.UTF-8
 
 root=$(realpath "$(dirname "${BASH_SOURCE[0]}")/..")
 # The rules hold for the commits after this one.
-FIRST=7390c24fb76f
+FIRST=427dbfc828fa
 LONGEST_SUBJECT=72
 LONGEST_LINE=100
 
