@@ -23,7 +23,7 @@ def message(src, dest, payload=b""):
 
 
 class Client:
-    """A client of raw bytes, which costs nothing here that would be counted."""
+    """A client in raw bytes, in this process, whose memory is not measured."""
 
     def __init__(self, port, number):
         self.number = number
@@ -88,7 +88,7 @@ def measure_client(programs, port, name, label):
 
 
 def main():
-    signal.signal(signal.SIGPIPE, signal.SIG_DFL)  # `| head` is no reason to complain
+    signal.signal(signal.SIGPIPE, signal.SIG_DFL)  # as in `memory.py ... | head`
     if len(sys.argv) != 2 or not Path(sys.argv[1]).is_dir():
         sys.exit(__doc__)
     print(f"{'process':<34} {'threads':>7} {'descriptors':>11} {'resident kB':>11} {'own kB':>7}")
