@@ -205,7 +205,7 @@ class JayDbWriting(DbCase):
     def test_items_that_are_wrong_are_named(self):
         for item, parts in (("int:x", ("item 2, 'int:x'", "-2147483648..4294967295")), ("byte:256", ("-128..255",)),
                             ("word:65536", ("-32768..65535",)), ("var:-1", ("0..2147483647",)),
-                            ("long:1", ("byte, word, int, var, str and hex",)), ("5", ("no type",)),
+                            ("long:1", ("byte, word, int, var, str and hex",)), ("5", ("the type is missing",)),
                             ('str:"x', ("closing quote",)), ("str:\\q", ("backslash",)), ("hex:0", ("pairs",)),
                             ("int:", ("not a number",)), ("int:99999999999999999999", ("out of range",))):
             err = self.refuse("db", "add", "notes.db", "--items", "byte:1", item)
