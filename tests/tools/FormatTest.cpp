@@ -25,6 +25,9 @@ TEST(RecogniseTest, TakesADamagedFileForWhatItWas) {
 TEST(RecogniseTest, KnowsNothingOfOtherFiles) {
     EXPECT_EQ(recognise(""), std::nullopt);
     EXPECT_EQ(recognise(std::string(20, '\xff')), std::nullopt);
+    EXPECT_EQ(recognise("\x7f"
+                        "ELF\2\1\1\0\0\0\0\0\0\0\0\0"s),
+              std::nullopt);  // it would have more records than bytes
 }
 
 }  // namespace

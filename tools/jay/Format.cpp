@@ -19,7 +19,9 @@ bool isWholeDatabase(std::string_view bytes) {
 bool mayBeDatabase(std::string_view bytes) {
     constexpr int LONGEST_GAP = 1 << 20;  // from the end of a file to the end that its header names
     const DatabaseReader reader(bytes);
-    return reader.damage().empty() && reader.count() >= 0 && reader.end() >= 8 &&
+    constexpr long long LEAST_RECORD = 4;  // its length
+    return reader.damage().empty() && reader.count() >= 0 &&
+           reader.end() >= 8 + LEAST_RECORD * reader.count() &&
            reader.end() - LONGEST_GAP <= static_cast<long long>(bytes.size());
 }
 
