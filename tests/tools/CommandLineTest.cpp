@@ -89,6 +89,13 @@ TEST_F(CommandLineTest, NamesAnUnknownWordAndSuggestsTheNearest) {
     expectWrong({"db", "list", "f", "g"}, "'g' was not expected; 'jay db list --help' shows the usage");
 }
 
+TEST_F(CommandLineTest, WantsOneValueForAnOptionAndNoneForAFlag) {
+    expectWrong({"send", "--to"}, "--to needs a value; 'jay send --help' shows the usage");
+    expectWrong({"send", "--to", "5", "--to", "6"},
+                "--to is given more than once; 'jay send --help' shows the usage");
+    expectWrong({"send", "--verbose=yes"}, "--verbose takes no value; 'jay send --help' shows the usage");
+}
+
 TEST_F(CommandLineTest, NeedsACommand) {
     expectWrong({}, "a command is missing (commands: send, db); 'jay --help' shows the usage");
     expectWrong({"db"}, "a command is missing (commands: list); 'jay db --help' shows the usage");

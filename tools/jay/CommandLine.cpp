@@ -25,6 +25,15 @@ std::string withDefault(const std::string& unit, const std::string& value) {
     return value.empty() ? unit : fmt::format("{} (default {})", unit, value);
 }
 
+/** What is wrong with the number of an option's values, in words of ours. @param error "--id: At Most 1 required but received 2". */
+std::string mismatch(const std::string& error) {
+    const std::string name = error.substr(0, error.find_first_of(": "));
+    if (error.find("At Most") != std::string::npos) return name + " is given more than once";
+    const bool isFlag =
+        error.find("flag override") != std::string::npos;  // names the flag without its dashes
+    return isFlag ? "--" + name + " takes no value" : name + " needs a value";
+}
+
 long long numberFrom(const std::string& name, Range range, const std::string& text) {
     const auto number = readNumber(text);
     if (!number || !isIn(range, *number))
@@ -74,7 +83,7 @@ bool CommandLine::isUsed() const {
 }
 
 void CommandLine::addFlag(const std::string& names, bool& value, const std::string& meaning) {
-    app_.add_flag(names, value, meaning);
+    app_.add_flag(names, value, meaning)->disable_flag_override();
 }
 
 void CommandLine::addNumber(const std::string& name, int& value, Range range, const std::string& meaning,
@@ -204,6 +213,8 @@ CommandLine::Result CommandLine::read(int argc, char** argv) {
         app_.parse(argc, argv);
     } catch (const CLI::ExtrasError&) {
         return refuse(unexpected());
+    } catch (const CLI::ArgumentMismatch& error) {
+        return refuse(mismatch(error.what()));
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() != 0) return refuse(error.what());
         app_.exit(error);
