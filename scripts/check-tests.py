@@ -15,6 +15,7 @@ FOLDERS = ["core", "system", "thread", "net", "bus", "containers", "database", "
 COVERED_BY = {
     "system/detail/KoreanTable": "tests/system/JSystemEncodingTest.cpp",
     "thread/detail/CancelOff": "tests/thread/JThreadTest.cpp",
+    "thread/detail/MutexGuard": "tests/thread/JEventTest.cpp",
     "thread/detail/ScopedLock": "tests/thread/JLockTest.cpp",
     "net/detail/Resolver": "tests/net/JSocketTest.cpp",
     "bus/detail/Burst": "tests/bus/OutboxTest.cpp",

@@ -4,29 +4,15 @@
 #include <sys/time.h>
 #include <time.h>
 
+#include "thread/detail/Monotonic.h"
+#include "thread/detail/MutexGuard.h"
+
+using jay::detail::initializeMonotonic;
+using jay::detail::MutexGuard;
+
 const JClass JEvent::classJEvent = {"JEvent", sizeof(JEvent), &JObject::classJObject};
 
 namespace {
-
-/** Holds a mutex for the length of a scope, also when the thread is cancelled inside it. */
-class MutexGuard {
-public:
-    explicit MutexGuard(pthread_mutex_t& mutex) : mutex_(&mutex) { pthread_mutex_lock(mutex_); }
-    ~MutexGuard() {
-        if (mutex_ != nullptr) pthread_mutex_unlock(mutex_);
-    }
-    MutexGuard(const MutexGuard&) = delete;
-    MutexGuard& operator=(const MutexGuard&) = delete;
-
-    int unlock() {
-        pthread_mutex_t* const held = mutex_;
-        mutex_ = nullptr;
-        return pthread_mutex_unlock(held);
-    }
-
-private:
-    pthread_mutex_t* mutex_;
-};
 
 /** Counts a thread among those that wait, also until it is unwound. Under the event's mutex. */
 class Waiting {
@@ -68,11 +54,7 @@ timespec deadlineIn(int ms) {
 
 JEvent::JEvent() : count_(0), autoReset(false), waiters(0) {
     pthread_mutex_init(&mutex, nullptr);
-    pthread_condattr_t attributes;
-    pthread_condattr_init(&attributes);
-    pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
-    pthread_cond_init(&condition, &attributes);
-    pthread_condattr_destroy(&attributes);
+    initializeMonotonic(condition);
 }
 
 JEvent::~JEvent() {
@@ -95,10 +77,10 @@ void JEvent::setAutoReset(bool on) {
 }
 
 int JEvent::set() {
-    MutexGuard held(mutex);
+    const MutexGuard held(mutex);
     if (count_ < INT_MAX) ++count_;
     pthread_cond_broadcast(&condition);
-    return held.unlock();
+    return 0;
 }
 
 int JEvent::notify() {
@@ -106,10 +88,10 @@ int JEvent::notify() {
 }
 
 int JEvent::reset() {
-    MutexGuard held(mutex);
+    const MutexGuard held(mutex);
     if (count_ > 0) --count_;
     pthread_cond_broadcast(&condition);
-    return held.unlock();
+    return 0;
 }
 
 int JEvent::count() const {

@@ -1,6 +1,7 @@
 #ifndef JAY_THREAD_DETAIL_MONOTONIC_H
 #define JAY_THREAD_DETAIL_MONOTONIC_H
 
+#include <pthread.h>
 #include <time.h>
 
 namespace jay::detail {
@@ -18,6 +19,15 @@ inline timespec monotonicTime(long long ms) {
     time.tv_sec = static_cast<time_t>(ms / 1000);
     time.tv_nsec = static_cast<long>(ms % 1000 * 1000000);
     return time;
+}
+
+/** Makes a condition whose waits end by that clock. */
+inline void initializeMonotonic(pthread_cond_t& condition) {
+    pthread_condattr_t attributes;
+    pthread_condattr_init(&attributes);
+    pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
+    pthread_cond_init(&condition, &attributes);
+    pthread_condattr_destroy(&attributes);
 }
 
 }  // namespace jay::detail

@@ -6,6 +6,7 @@
 
 #include "thread/detail/CancelOff.h"
 #include "thread/detail/Monotonic.h"
+#include "thread/detail/MutexGuard.h"
 
 namespace jay::detail {
 
@@ -13,18 +14,6 @@ namespace {
 
 // Holds each attached thread's record. No key at all until initialize() has made one.
 pthread_key_t currentKey = PTHREAD_KEYS_MAX;
-
-/** Holds a mutex for the length of a scope, also when the thread is cancelled and unwound inside it. */
-class Guard {
-public:
-    explicit Guard(pthread_mutex_t& mutex) : mutex_(mutex) { pthread_mutex_lock(&mutex_); }
-    ~Guard() { pthread_mutex_unlock(&mutex_); }
-    Guard(const Guard&) = delete;
-    Guard& operator=(const Guard&) = delete;
-
-private:
-    pthread_mutex_t& mutex_;
-};
 
 }  // namespace
 
@@ -45,11 +34,7 @@ PosixThread::~PosixThread() {
 }
 
 void PosixThread::initializeLock() {
-    pthread_condattr_t attributes;
-    pthread_condattr_init(&attributes);
-    pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
-    pthread_cond_init(&endedChanged_, &attributes);
-    pthread_condattr_destroy(&attributes);
+    initializeMonotonic(endedChanged_);
     pthread_mutex_init(&mutex_, nullptr);
 }
 
@@ -69,7 +54,7 @@ bool PosixThread::attach(const std::shared_ptr<PosixThread>& thread) {
     if (current() == thread.get()) return true;
     if (pthread_setspecific(currentKey, thread.get()) != 0) return false;
     thread->self_ = thread;
-    const Guard guard(thread->mutex_);
+    const MutexGuard held(thread->mutex_);
     thread->attached_ = true;
     return true;
 }
@@ -98,25 +83,25 @@ bool PosixThread::isCallingThread() {
 }
 
 bool PosixThread::isAttached() {
-    const Guard guard(mutex_);
+    const MutexGuard held(mutex_);
     return attached_;
 }
 
 bool PosixThread::hasEnded() {
     if (isInherited()) return true;
-    const Guard guard(mutex_);
+    const MutexGuard held(mutex_);
     return ended_;
 }
 
 void PosixThread::markEnded() {
-    const Guard guard(mutex_);
+    const MutexGuard held(mutex_);
     ended_ = true;
     pthread_cond_broadcast(&endedChanged_);
 }
 
 void PosixThread::cancel() {
     if (isInherited()) return;
-    const Guard guard(mutex_);
+    const MutexGuard held(mutex_);
     if (!ended_) pthread_cancel(handle_);
 }
 
@@ -136,7 +121,7 @@ int PosixThread::join(int ms) {
 
 bool PosixThread::waitUntilEnded(int ms) {
     const timespec limit = monotonicTime(monotonicMilliseconds() + ms);
-    const Guard guard(mutex_);
+    const MutexGuard held(mutex_);
     int result = 0;
     while (!ended_ && result == 0) {
         result = ms < 0 ? pthread_cond_wait(&endedChanged_, &mutex_)
@@ -148,7 +133,7 @@ bool PosixThread::waitUntilEnded(int ms) {
 int PosixThread::reap() {
     const CancelOff off;  // between the claim and the join there is no way back
     {
-        const Guard guard(mutex_);
+        const MutexGuard held(mutex_);
         if (reaped_) return 0;
         reaped_ = true;
     }
@@ -157,7 +142,7 @@ int PosixThread::reap() {
 
 void PosixThread::release() {
     released_ = true;
-    const Guard guard(mutex_);
+    const MutexGuard held(mutex_);
     reaped_ = true;
     pthread_detach(handle_);
 }
