@@ -119,7 +119,7 @@ inline void JQueue::append(JObject* item) {
     inputCount = successor(inputCount);
 }
 
-// The two rare cases stand apart from the usual ones, which so save no registers: that halves their time.
+// The two rare cases are functions of their own. The usual path then saves no registers, which halves its time.
 
 /** Into the last free slot of the tail. Whatever may throw comes first; what changes the queue cannot. */
 __attribute__((noinline)) void JQueue::appendLast(JObject* item) {

@@ -347,7 +347,8 @@ TEST(JThreadTest, Join_IgnoresItsTimeOut) {
         ASSERT_TRUE(joiner.fallsAsleep());
         const long sleeps = joiner.sleeps();
         const timespec longer = {
-            0, 20000000};  // than the time-outs of 0 and 1 ms: nothing tells of their absence
+            0,
+            20000000};  // longer than the time-outs of 0 and 1 ms: that nothing happens cannot be waited for
         nanosleep(&longer, nullptr);
         EXPECT_FALSE(joiner.isFinished()) << timeout;
         EXPECT_EQ(joiner.sleeps(), sleeps) << timeout;

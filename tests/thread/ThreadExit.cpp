@@ -63,7 +63,7 @@ void runForEver() {
     }
 }
 
-/** A thread whose object tells of its end. */
+/** A thread whose object says when it is destroyed. */
 class Worker : public JThread {
 public:
     explicit Worker(void (*work)()) : work_(work) {}
