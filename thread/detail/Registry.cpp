@@ -42,19 +42,22 @@ Entry* findLiving(unsigned long id) JAY_REQUIRES(*JThreadInit::_sync) {
     return nullptr;
 }
 
-/** An object that was adopted for a foreign thread which has ended. */
-JThread* findVacant() JAY_REQUIRES(*JThreadInit::_sync) {
+/** An object that was adopted for a foreign thread which has ended; the one with this id if there is one. */
+JThread* findVacant(unsigned long id) JAY_REQUIRES(*JThreadInit::_sync) {
+    JThread* vacant = nullptr;
     for (Entry* entry = first(); entry != nullptr; entry = nextOf(entry)) {
-        if (entry->adopted && !entry->left && entry->posix->hasEnded()) return entry->thread;
+        if (!entry->adopted || entry->left || !entry->posix->hasEnded()) continue;
+        vacant = entry->thread;
+        if (vacant->getId() == id) break;
     }
-    return nullptr;
+    return vacant;
 }
 
 /** Foreign threads that come and go share objects, so that there are no more than threads at once. */
 Entry* adoptCallingThread() JAY_REQUIRES(*JThreadInit::_sync) {
     const unsigned long self = pthread_self();
     const std::shared_ptr<PosixThread> record = Registry::recordOf(self);  // may throw, so it comes first
-    if (JThread* const vacant = findVacant()) {
+    if (JThread* const vacant = findVacant(self)) {
         vacant->~JThread();
         new (vacant) JThread(self, self);  // registers itself: the lock is recursive
     } else {
