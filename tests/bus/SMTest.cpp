@@ -423,6 +423,17 @@ TEST_F(RoutingLoop, OfSeveralReceiversOfABroadcastEachIsTold) {
     for (int id = 5; id < 8; id++) clients[static_cast<std::size_t>(id) - 5].expect(to(id).from(1));
 }
 
+TEST_F(RoutingLoop, InALongRoundAgentsAreToldAfter128Messages) {
+    constexpr unsigned ROUND = 128;
+    JSystem::debug(false);
+    Client client = attach(7);
+    for (unsigned i = 0; i < ROUND; i++) server.add(to(7).from(5).about(i));
+    server.add(to(8).from(5));
+    const jay::detail::ScopedLock guard(server->slotLock);  // the loop stops where it makes agent 8
+    server->start();
+    for (unsigned i = 0; i < ROUND; i++) client.expect(to(7).from(5).about(i));
+}
+
 TEST_F(RoutingLoop, WhenTheLogIsSwitchedOnInARoundWhoHasMessagesIsToldFirst) {
     JSystem::debug(false);
     Client client = attach(7);
