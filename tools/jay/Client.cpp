@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include "bus/SM.h"
+#include "tools/jay/IdClaims.h"
 
 namespace {
 constexpr Range IDS{0, SM::MAX_CLIENTS - 1};
@@ -12,7 +13,9 @@ constexpr Range PORTS{1, 65535};
 
 void Client::describe(CommandLine& line, const std::string& timeoutMeaning) {
     spares = 1;
-    line.addNumber("--id", only_, IDS, "Our id; without it, a spare one from 24 to 31");
+    line.addNumber(
+        "--id", only_, IDS,
+        fmt::format("Our id; without it, a spare one from {} to {}", IdClaims::FIRST_SPARE, IDS.most));
     line.addCheck([this] {
         if (only_ >= 0) ids = {only_};
         return "";

@@ -12,7 +12,8 @@
  */
 class IdClaims {
 public:
-    static constexpr int FIRST_SPARE = 24;  ///< ids from here to 31 are for commands to which none is given
+    /** Ids from this to the highest are for commands to which none is given. */
+    static constexpr int FIRST_SPARE = 24;
 
     explicit IdClaims(int port) : port_(port) {}
     ~IdClaims();

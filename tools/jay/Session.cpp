@@ -80,7 +80,8 @@ Session::~Session() = default;
 
 Status Session::connect() {
     if (client_.ids.size() < client_.spares)
-        return fail(UNFINISHED, "other jay commands use all spare ids, 24 to 31; choose an id with --id");
+        return fail(UNFINISHED, "other jay commands use all spare ids, {} to {}; choose an id with --id",
+                    IdClaims::FIRST_SPARE, SM::MAX_CLIENTS - 1);
     signal(SIGHUP, SIG_DFL);  // the library ignores it
     for (const auto& bus : buses_) {
         bus->connect();
