@@ -48,7 +48,7 @@ public:
 
 private:
     JAY_HIDDEN bool openListener();
-    static bool isFromHere(JSocket& socket);
+    JAY_HIDDEN static bool isFromHere(JSocket& socket);
     JAY_HIDDEN bool refuses(JSocket& socket);
     JAY_HIDDEN void greet(JSocket* socket);
     JAY_HIDDEN void beginGreeting(JSocket* socket);

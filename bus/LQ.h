@@ -51,7 +51,7 @@ public:
     void adoptQuietly(M* m);
 
     /** Queues broadcasts, as one of their holders, for this queue's client, under one lock. Notifies nobody. */
-    void adoptQuietly(const std::vector<jay::detail::Broadcast*>& broadcasts, int client);
+    JAY_HIDDEN void adoptQuietly(const std::vector<jay::detail::Broadcast*>& broadcasts, int client);
 
     /** The next message, owned by the caller; null when there is none. */
     M* get();
@@ -69,15 +69,15 @@ public:
      * one band that fit, up to a TIMED one.
      * @return how many were copied. Good until somebody takes a message out.
      */
-    int gather(jay::detail::Burst& burst);
+    JAY_HIDDEN int gather(jay::detail::Burst& burst);
 
     /** Takes out and destroys the first `count` messages of a burst. @return whether more messages wait. */
-    bool drop(const jay::detail::Burst& burst, int count);
+    JAY_HIDDEN bool drop(const jay::detail::Burst& burst, int count);
 
 private:
     static constexpr int BANDS = 3;
 
-    static int bandOf(int flag, int priority);
+    JAY_HIDDEN static int bandOf(int flag, int priority);
     JAY_HIDDEN static void discard(JObject* item);
     JAY_HIDDEN bool append(JObject* item, int band) JAY_REQUIRES(lock);
     JAY_HIDDEN std::unique_ptr<M> take(bool& floodIsOver);

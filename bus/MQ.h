@@ -61,7 +61,7 @@ public:
 private:
     static constexpr int BANDS = 4;
 
-    static int bandOf(int flag, int priority);
+    JAY_HIDDEN static int bandOf(int flag, int priority);
     JAY_HIDDEN void append(std::unique_ptr<M> m) JAY_REQUIRES(lock);
     JAY_HIDDEN M* take(bool& floodIsOver);
 

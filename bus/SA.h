@@ -111,7 +111,7 @@ private:
     // for the sending loop
     JAY_HIDDEN void awaitStep(bool waiting, long long deadline);
     JAY_HIDDEN void awaitDeadline(long long deadline);
-    void step(bool waiting, long long& deadline);
+    JAY_HIDDEN void step(bool waiting, long long& deadline);
     JAY_HIDDEN void ask(long long& deadline) JAY_REQUIRES(lock);
     JAY_HIDDEN void sendNext() JAY_REQUIRES(lock);
     JAY_HIDDEN bool deliverAtOnce(jay::detail::Burst& burst)
@@ -131,11 +131,11 @@ private:
     JAY_HIDDEN void giveSocketBack();
 
     // for the manager and the listener
-    void adoptQuietly(M* m);
+    JAY_HIDDEN void adoptQuietly(M* m);
     JAY_HIDDEN void adoptQuietly(const std::vector<jay::detail::Broadcast*>& broadcasts);
-    void deliver(jay::detail::Burst& burst);
+    JAY_HIDDEN void deliver(jay::detail::Burst& burst);
     JAY_HIDDEN void stopReader();
-    void endReader();
+    JAY_HIDDEN void endReader();
     JAY_HIDDEN bool stopping();
     JAY_HIDDEN bool replaceable();
     JAY_HIDDEN bool attach(JSocket* s);

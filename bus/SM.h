@@ -141,8 +141,8 @@ private:
     JAY_HIDDEN unsigned connectedBut(int src);
     JAY_HIDDEN void queueBroadcasts();
     JAY_HIDDEN void tellAgents();
-    SA* agentAt(int client);
-    SA* agentFor(int client);
+    JAY_HIDDEN SA* agentAt(int client);
+    JAY_HIDDEN SA* agentFor(int client);
     JAY_HIDDEN void listening(int error);
     JAY_HIDDEN void stopThreads();
     template <class Action>
