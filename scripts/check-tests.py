@@ -31,7 +31,7 @@ TESTED_AS_PROGRAMS = {
 }
 
 # Folders whose suites have not been renamed yet.
-OLDER_SUITE_NAMES = {"net", "bus", "database"}
+OLDER_SUITE_NAMES = {"bus"}
 
 SUITE = re.compile(r"^TEST(?:_F|_P)?\((\w+)", re.MULTILINE)
 NAMESPACE = re.compile(r"^namespace ([\w:]+) \{", re.MULTILINE)

@@ -18,7 +18,7 @@ namespace {
 constexpr long ROUNDS = 200;
 
 /** Client 5 and, in place of a server, the other end of its connection. */
-class ClientCounts : public testing::Test {
+class ClientCountsTest : public testing::Test {
 protected:
     void SetUp() override {
         counts::leaveOut();
@@ -53,7 +53,7 @@ protected:
     ca_handle client = nullptr;
 };
 
-TEST_F(ClientCounts, AWrite) {
+TEST_F(ClientCountsTest, AWrite) {
     std::string bytes = to(7).from(5).says(std::string(48, 'x')).bytes();
     const Counters n = costOf([&] {
         EXPECT_EQ(ca_write(client, &bytes[0], static_cast<int>(bytes.size())),
@@ -67,13 +67,13 @@ TEST_F(ClientCounts, AWrite) {
     EXPECT_EQ(n.clocks, ROUNDS) << "the time stamp";
 }
 
-TEST_F(ClientCounts, ARead_ThatFindsNothing) {
+TEST_F(ClientCountsTest, ARead_ThatFindsNothing) {
     char buffer[64];
     const Counters n = costOf([&] { EXPECT_EQ(ca_read(client, buffer, sizeof buffer), 0); });
     EXPECT_EQ(n.sends + n.polls + n.receives + n.allocations + n.locks + n.clocks, 0);
 }
 
-TEST_F(ClientCounts, AMessageThatArrives) {
+TEST_F(ClientCountsTest, AMessageThatArrives) {
     const std::string bytes = to(5).from(7).says(std::string(48, 'x')).bytes();
     char buffer[64];
     const auto round = [&] {

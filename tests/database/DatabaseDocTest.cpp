@@ -36,7 +36,7 @@ std::string exampleBytes() {
 
 }  // namespace
 
-TEST(DatabaseDoc, TheWorkedExampleIsWhatTheCodeWrites) {
+TEST(DatabaseDocTest, TheWorkedExampleIsWhatTheCodeWrites) {
     char directory[] = "/tmp/jaydoc.XXXXXX";
     ASSERT_NE(mkdtemp(directory), nullptr);
     JDatabase db;

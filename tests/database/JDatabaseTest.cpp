@@ -123,7 +123,7 @@ private:
 
 // ---- the shared instance ----
 
-TEST(JDatabaseInstance, IsMadeByTheFirstHolderAndDeletedByTheLast) {
+TEST(JDatabaseInstanceTest, IsMadeByTheFirstHolderAndDeletedByTheLast) {
     EXPECT_EQ(JDatabase::_instance, nullptr);
     JDatabase* first = JDatabase::getDatabase();
     ASSERT_NE(first, nullptr);
@@ -136,13 +136,13 @@ TEST(JDatabaseInstance, IsMadeByTheFirstHolderAndDeletedByTheLast) {
     EXPECT_EQ(JDatabase::_ref, 0);
 }
 
-TEST(JDatabaseInstance, ASurplusReleaseIsHarmless) {
+TEST(JDatabaseInstanceTest, ASurplusReleaseIsHarmless) {
     JDatabase::release();
     EXPECT_EQ(JDatabase::_instance, nullptr);
     JDatabase::_ref = 0;
 }
 
-TEST(JDatabaseInstance, EveryConstructionSetsThePathFromTheHomeDirectory) {
+TEST(JDatabaseInstanceTest, EveryConstructionSetsThePathFromTheHomeDirectory) {
     JDatabase::_path = "elsewhere";
     const JDatabase db;
     EXPECT_STREQ(JDatabase::_path, JSystem::getHomeDirectory() + "\\db");

@@ -44,7 +44,7 @@ std::string textOf(RecordWalk& walk) {
 
 }  // namespace
 
-TEST(RecordWalk, StepsOverTheRecordsToTheEnd) {
+TEST(RecordWalkTest, StepsOverTheRecordsToTheEnd) {
     WalkOver file(fileOf({"abc", "", "xyz"}));
     RecordWalk walk = file.begin();
     for (const char* text : {"abc", "", "xyz"}) {
@@ -58,7 +58,7 @@ TEST(RecordWalk, StepsOverTheRecordsToTheEnd) {
     EXPECT_EQ(walk.bytesOfLength(), 0);
 }
 
-TEST(RecordWalk, AtTheEndCountsTheBytesOfACutLength) {
+TEST(RecordWalkTest, AtTheEndCountsTheBytesOfACutLength) {
     for (int left = 0; left < 4; left++) {
         WalkOver file(header(2, 100) + record(1, "abc") + word(5).substr(0, static_cast<size_t>(left)));
         RecordWalk walk = file.begin();
@@ -69,7 +69,7 @@ TEST(RecordWalk, AtTheEndCountsTheBytesOfACutLength) {
     }
 }
 
-TEST(RecordWalk, ReadsARecordAsFindReturnsIt) {
+TEST(RecordWalkTest, ReadsARecordAsFindReturnsIt) {
     WalkOver file(fileOf({"abc", "xyz"}));
     RecordWalk walk = file.begin();
     walk.next();
@@ -83,7 +83,7 @@ TEST(RecordWalk, ReadsARecordAsFindReturnsIt) {
     EXPECT_STREQ(message.getString(), "xyz");
 }
 
-TEST(RecordWalk, ARecordWithoutFourBytesHasNoId) {
+TEST(RecordWalkTest, ARecordWithoutFourBytesHasNoId) {
     for (int length = 0; length <= 4; length++) {
         WalkOver file(header(1, 100) + word(length) + std::string(static_cast<size_t>(length), '\x01'));
         RecordWalk walk = file.begin();
@@ -92,7 +92,7 @@ TEST(RecordWalk, ARecordWithoutFourBytesHasNoId) {
     }
 }
 
-TEST(RecordWalk, AnIdOfARecordWithoutOneIsNotTakenFromTheNext) {
+TEST(RecordWalkTest, AnIdOfARecordWithoutOneIsNotTakenFromTheNext) {
     WalkOver file(header(2, 100) + word(0) + record(7, "abc"));
     RecordWalk walk = file.begin();
     ASSERT_EQ(walk.next(), RecordWalk::RECORD);
@@ -102,7 +102,7 @@ TEST(RecordWalk, AnIdOfARecordWithoutOneIsNotTakenFromTheNext) {
     EXPECT_EQ(walk.id(), 7);
 }
 
-TEST(RecordWalk, EveryLengthMovesOnWithinTheFile) {
+TEST(RecordWalkTest, EveryLengthMovesOnWithinTheFile) {
     for (const int length : {INT_MIN, -1, 0, 1, 8, 9, INT_MAX - 8, INT_MAX}) {
         const std::string bytes = header(1, 100) + word(length) + word(1) + word(0);
         WalkOver file(bytes);
@@ -116,7 +116,7 @@ TEST(RecordWalk, EveryLengthMovesOnWithinTheFile) {
     }
 }
 
-TEST(RecordWalk, FailsWhenTheFileCannotBeRead) {
+TEST(RecordWalkTest, FailsWhenTheFileCannotBeRead) {
     WalkOver file(fileOf({"abc", std::string(5000, 'x')}));
     RecordWalk walk = file.begin();
     FileCalls::pread.failAfter(0, EIO);
@@ -135,7 +135,7 @@ TEST(RecordWalk, FailsWhenTheFileCannotBeRead) {
     EXPECT_EQ(text.length(), 5000);
 }
 
-TEST(RecordWalk, AFileWithoutAHeaderIsAtItsEnd) {
+TEST(RecordWalkTest, AFileWithoutAHeaderIsAtItsEnd) {
     WalkOver file("abc");
     RecordWalk walk = file.begin();
     EXPECT_EQ(walk.next(), RecordWalk::END);

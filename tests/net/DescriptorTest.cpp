@@ -14,7 +14,7 @@ using support::Thread;
 
 namespace {
 
-class DescriptorTest : public testing::Test {
+class OpenDescriptorTest : public testing::Test {
 protected:
     void SetUp() override {
         int ends[2];
@@ -36,7 +36,7 @@ protected:
 
 }  // namespace
 
-TEST(Descriptor, IsClosedAtFirst) {
+TEST(DescriptorTest, IsClosedAtFirst) {
     Descriptor descriptor;
     EXPECT_FALSE(descriptor.isOpen());
     EXPECT_FALSE(descriptor.close());
@@ -45,13 +45,13 @@ TEST(Descriptor, IsClosedAtFirst) {
     EXPECT_FALSE(descriptor.isWoken());
 }
 
-TEST_F(DescriptorTest, Attached_IsOpenForUsers) {
+TEST_F(OpenDescriptorTest, Attached_IsOpenForUsers) {
     EXPECT_TRUE(descriptor.isOpen());
     EXPECT_EQ(used(), number);
     EXPECT_TRUE(isOpen(number));
 }
 
-TEST_F(DescriptorTest, Close_ReleasesTheNumberOnce) {
+TEST_F(OpenDescriptorTest, Close_ReleasesTheNumberOnce) {
     EXPECT_TRUE(descriptor.close());
     EXPECT_FALSE(isOpen(number));
     EXPECT_FALSE(descriptor.isOpen());
@@ -62,7 +62,7 @@ TEST_F(DescriptorTest, Close_ReleasesTheNumberOnce) {
     EXPECT_TRUE(isOpen(number));
 }
 
-TEST_F(DescriptorTest, Close_WithUsers_ReleasesTheNumberWhenTheLastOneLeaves) {
+TEST_F(OpenDescriptorTest, Close_WithUsers_ReleasesTheNumberWhenTheLastOneLeaves) {
     auto first = std::make_unique<Descriptor::Use>(descriptor);
     auto second = std::make_unique<Descriptor::Use>(descriptor);
     EXPECT_TRUE(descriptor.close());
@@ -74,7 +74,7 @@ TEST_F(DescriptorTest, Close_WithUsers_ReleasesTheNumberWhenTheLastOneLeaves) {
     EXPECT_FALSE(isOpen(number));
 }
 
-TEST_F(DescriptorTest, Close_WakesAReaderThatWaits) {
+TEST_F(OpenDescriptorTest, Close_WakesAReaderThatWaits) {
     Thread reader([this] {
         const Descriptor::Use use(descriptor);
         char c;
@@ -86,7 +86,7 @@ TEST_F(DescriptorTest, Close_WakesAReaderThatWaits) {
     EXPECT_FALSE(isOpen(number));
 }
 
-TEST_F(DescriptorTest, CloseAndLeave_LeaveErrnoAlone) {
+TEST_F(OpenDescriptorTest, CloseAndLeave_LeaveErrnoAlone) {
     errno = ENOSPC;
     {
         const Descriptor::Use use(descriptor);
@@ -97,7 +97,7 @@ TEST_F(DescriptorTest, CloseAndLeave_LeaveErrnoAlone) {
     EXPECT_EQ(errno, ENOSPC);
 }
 
-TEST_F(DescriptorTest, Close_ByManyThreadsWithManyUsers_ReleasesTheNumberOnce) {
+TEST_F(OpenDescriptorTest, Close_ByManyThreadsWithManyUsers_ReleasesTheNumberOnce) {
     for (int round = 0; round < 200; round++) {
         std::atomic<int> closings{0};
         {
@@ -115,7 +115,7 @@ TEST_F(DescriptorTest, Close_ByManyThreadsWithManyUsers_ReleasesTheNumberOnce) {
     }
 }
 
-TEST_F(DescriptorTest, Attach_WaitsUntilTheFormerNumberIsReleased) {
+TEST_F(OpenDescriptorTest, Attach_WaitsUntilTheFormerNumberIsReleased) {
     auto use = std::make_unique<Descriptor::Use>(descriptor);
     descriptor.close();
     const int next = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
@@ -128,7 +128,7 @@ TEST_F(DescriptorTest, Attach_WaitsUntilTheFormerNumberIsReleased) {
     EXPECT_FALSE(isOpen(number));
 }
 
-TEST_F(DescriptorTest, Generation_TellsOneDescriptorFromTheNext) {
+TEST_F(OpenDescriptorTest, Generation_TellsOneDescriptorFromTheNext) {
     const unsigned before = descriptor.generation();
     descriptor.close();
     EXPECT_EQ(descriptor.generation(), before);
@@ -136,7 +136,7 @@ TEST_F(DescriptorTest, Generation_TellsOneDescriptorFromTheNext) {
     EXPECT_NE(descriptor.generation(), before);
 }
 
-TEST_F(DescriptorTest, Wake_EndsAReadWithoutClosing_AndLastsUntilTheNextAttach) {
+TEST_F(OpenDescriptorTest, Wake_EndsAReadWithoutClosing_AndLastsUntilTheNextAttach) {
     Thread reader([this] {
         const Descriptor::Use use(descriptor);
         char c;
@@ -153,7 +153,7 @@ TEST_F(DescriptorTest, Wake_EndsAReadWithoutClosing_AndLastsUntilTheNextAttach) 
     EXPECT_FALSE(descriptor.isWoken());
 }
 
-TEST(Descriptor, TheEnd_ClosesIt) {
+TEST(DescriptorTest, TheEnd_ClosesIt) {
     auto descriptor = std::make_unique<Descriptor>();
     const int number = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
     descriptor->attach(number);

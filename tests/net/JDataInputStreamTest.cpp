@@ -56,7 +56,7 @@ std::string text(const JByte& b) {
 
 }  // namespace
 
-TEST(JDataInputStream, HasItsOwnClassRecord) {
+TEST(JDataInputStreamTest, HasItsOwnClassRecord) {
     JDataInputStream in(nullptr);
     EXPECT_EQ(in.getClass(), &JDataInputStream::classJDataInputStream);
     EXPECT_STREQ(JDataInputStream::classJDataInputStream.name, "JDataInputStream");
@@ -64,21 +64,21 @@ TEST(JDataInputStream, HasItsOwnClassRecord) {
     EXPECT_EQ(JDataInputStream::classJDataInputStream.superclass, &JInputStream::classJInputStream);
 }
 
-TEST(JDataInputStream, HoldsTheWrappedStreamAndNothingElse) {
+TEST(JDataInputStreamTest, HoldsTheWrappedStreamAndNothingElse) {
     Source source("");
     JDataInputStream in(&source);
     EXPECT_EQ(in.available(), source.available());
     EXPECT_EQ(sizeof in, sizeof(JInputStream) + sizeof(JInputStream*));
 }
 
-TEST(JDataInputStream, LeavesTheWrappedStreamAlone_WhenItGoes) {
+TEST(JDataInputStreamTest, LeavesTheWrappedStreamAlone_WhenItGoes) {
     Source source("abc");
     { JDataInputStream in(&source); }
     EXPECT_EQ(source.data, "abc");
     EXPECT_EQ(source.reads, 0);
 }
 
-TEST(JDataInputStream, ForwardsEveryOperationWithItsResult) {
+TEST(JDataInputStreamTest, ForwardsEveryOperationWithItsResult) {
     Source source("hello");
     JDataInputStream in(&source);
     JByte b = dots(8);
@@ -94,7 +94,7 @@ TEST(JDataInputStream, ForwardsEveryOperationWithItsResult) {
     EXPECT_EQ(text(b), "..hell..");
 }
 
-TEST(JDataInputStream, Read_PassesOddRangesOnAsTheyAre) {
+TEST(JDataInputStreamTest, Read_PassesOddRangesOnAsTheyAre) {
     Source source("");
     JDataInputStream in(&source);
     JByte b;
@@ -105,7 +105,7 @@ TEST(JDataInputStream, Read_PassesOddRangesOnAsTheyAre) {
 
 // ---- readFully ----
 
-TEST(JDataInputStream, ReadFully_OnAnEmptyBlock_ReturnsZeroWithoutReading) {
+TEST(JDataInputStreamTest, ReadFully_OnAnEmptyBlock_ReturnsZeroWithoutReading) {
     Source source("abc");
     JDataInputStream in(&source);
     JByte empty;
@@ -113,7 +113,7 @@ TEST(JDataInputStream, ReadFully_OnAnEmptyBlock_ReturnsZeroWithoutReading) {
     EXPECT_EQ(source.reads, 0);
 }
 
-TEST(JDataInputStream, ReadFully_FillsTheBlockFromSmallPieces) {
+TEST(JDataInputStreamTest, ReadFully_FillsTheBlockFromSmallPieces) {
     Source source("0123456789rest", 3);
     JDataInputStream in(&source);
     JByte b = dots(10);
@@ -123,7 +123,7 @@ TEST(JDataInputStream, ReadFully_FillsTheBlockFromSmallPieces) {
     EXPECT_EQ(source.data, "rest");
 }
 
-TEST(JDataInputStream, ReadFully_OfAStreamThatEndsEarly_ReturnsZero) {
+TEST(JDataInputStreamTest, ReadFully_OfAStreamThatEndsEarly_ReturnsZero) {
     Source source("abcd");
     JDataInputStream in(&source);
     JByte b = dots(10);
@@ -131,7 +131,7 @@ TEST(JDataInputStream, ReadFully_OfAStreamThatEndsEarly_ReturnsZero) {
     EXPECT_EQ(text(b), "abcd......");
 }
 
-TEST(JDataInputStream, ReadFully_OfAStreamThatFails_ReturnsMinusOne) {
+TEST(JDataInputStreamTest, ReadFully_OfAStreamThatFails_ReturnsMinusOne) {
     Source source("abcd");
     source.atEnd = -1;
     JDataInputStream in(&source);
@@ -139,7 +139,7 @@ TEST(JDataInputStream, ReadFully_OfAStreamThatFails_ReturnsMinusOne) {
     EXPECT_EQ(in.readFully(b), -1);
 }
 
-TEST(JDataInputStream, ReadFully_OfAStreamThatFailsWithAnotherNegativeNumber_ReturnsMinusOne) {
+TEST(JDataInputStreamTest, ReadFully_OfAStreamThatFailsWithAnotherNegativeNumber_ReturnsMinusOne) {
     Source source("");
     source.atEnd = -7;
     JDataInputStream in(&source);
@@ -148,7 +148,7 @@ TEST(JDataInputStream, ReadFully_OfAStreamThatFailsWithAnotherNegativeNumber_Ret
     EXPECT_EQ(source.reads, 1);
 }
 
-TEST(JDataInputStream, ReadFully_FromTheStart_ReadsLenBytes) {
+TEST(JDataInputStreamTest, ReadFully_FromTheStart_ReadsLenBytes) {
     Source source("0123456789");
     JDataInputStream in(&source);
     JByte b = dots(10);
@@ -156,7 +156,7 @@ TEST(JDataInputStream, ReadFully_FromTheStart_ReadsLenBytes) {
     EXPECT_EQ(text(b), "012345....");
 }
 
-TEST(JDataInputStream, ReadFully_TakesLenAsTheEndIndex) {
+TEST(JDataInputStreamTest, ReadFully_TakesLenAsTheEndIndex) {
     Source source("0123456789");
     JDataInputStream in(&source);
     JByte b = dots(10);
@@ -166,7 +166,7 @@ TEST(JDataInputStream, ReadFully_TakesLenAsTheEndIndex) {
     EXPECT_EQ(source.lastLen, 3);
 }
 
-TEST(JDataInputStream, ReadFully_FromAnEndThatIsNotAboveTheStart_ReturnsItWithoutReading) {
+TEST(JDataInputStreamTest, ReadFully_FromAnEndThatIsNotAboveTheStart_ReturnsItWithoutReading) {
     Source source("0123456789");
     JDataInputStream in(&source);
     JByte b = dots(10);
@@ -177,7 +177,7 @@ TEST(JDataInputStream, ReadFully_FromAnEndThatIsNotAboveTheStart_ReturnsItWithou
     EXPECT_EQ(source.reads, 0);
 }
 
-TEST(JDataInputStream, ReadFully_BeyondTheBlock_EndsAtWhatIsLeftBehindTheStart) {
+TEST(JDataInputStreamTest, ReadFully_BeyondTheBlock_EndsAtWhatIsLeftBehindTheStart) {
     Source source("0123456789");
     JDataInputStream in(&source);
     JByte b = dots(10);
@@ -187,7 +187,7 @@ TEST(JDataInputStream, ReadFully_BeyondTheBlock_EndsAtWhatIsLeftBehindTheStart) 
     EXPECT_EQ(source.reads, 1);
 }
 
-TEST(JDataInputStream, ReadFully_FromBeyondTheBlock_ReturnsZeroWithoutReading) {
+TEST(JDataInputStreamTest, ReadFully_FromBeyondTheBlock_ReturnsZeroWithoutReading) {
     Source source("0123456789");
     JDataInputStream in(&source);
     JByte b = dots(10);
@@ -196,7 +196,7 @@ TEST(JDataInputStream, ReadFully_FromBeyondTheBlock_ReturnsZeroWithoutReading) {
     EXPECT_EQ(source.reads, 0);
 }
 
-TEST(JDataInputStream, ReadFully_OfAHugeLength_FillsTheBlock) {
+TEST(JDataInputStreamTest, ReadFully_OfAHugeLength_FillsTheBlock) {
     Source source("0123456789abc");
     JDataInputStream in(&source);
     JByte b = dots(10);
@@ -204,7 +204,7 @@ TEST(JDataInputStream, ReadFully_OfAHugeLength_FillsTheBlock) {
     EXPECT_EQ(text(b), "0123456789");
 }
 
-TEST(JDataInputStream, ReadFully_FromANegativeOffset_StartsAtTheBlock) {
+TEST(JDataInputStreamTest, ReadFully_FromANegativeOffset_StartsAtTheBlock) {
     Source source("0123456789");
     JDataInputStream in(&source);
     JByte b = dots(10);

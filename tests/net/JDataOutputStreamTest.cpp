@@ -34,7 +34,7 @@ public:
 
 }  // namespace
 
-TEST(JDataOutputStream, HasItsOwnClassRecord) {
+TEST(JDataOutputStreamTest, HasItsOwnClassRecord) {
     JDataOutputStream out(nullptr);
     EXPECT_EQ(out.getClass(), &JDataOutputStream::classJDataOutputStream);
     EXPECT_STREQ(JDataOutputStream::classJDataOutputStream.name, "JDataOutputStream");
@@ -42,20 +42,20 @@ TEST(JDataOutputStream, HasItsOwnClassRecord) {
     EXPECT_EQ(JDataOutputStream::classJDataOutputStream.superclass, &JOutputStream::classJOutputStream);
 }
 
-TEST(JDataOutputStream, IsNew_WithNothingWritten) {
+TEST(JDataOutputStreamTest, IsNew_WithNothingWritten) {
     Sink sink;
     JDataOutputStream out(&sink);
     EXPECT_EQ(out.size(), 0);
 }
 
-TEST(JDataOutputStream, ForwardsCloseAndFlush) {
+TEST(JDataOutputStreamTest, ForwardsCloseAndFlush) {
     Sink sink;
     JDataOutputStream out(&sink);
     EXPECT_EQ(out.close(), 11);
     EXPECT_EQ(out.flush(), 12);
 }
 
-TEST(JDataOutputStream, Write_OfAByte_CountsOne) {
+TEST(JDataOutputStreamTest, Write_OfAByte_CountsOne) {
     Sink sink;
     sink.result = 9;
     JDataOutputStream out(&sink);
@@ -64,7 +64,7 @@ TEST(JDataOutputStream, Write_OfAByte_CountsOne) {
     EXPECT_EQ(out.size(), 1);
 }
 
-TEST(JDataOutputStream, Write_OfABlock_CountsItsSize) {
+TEST(JDataOutputStreamTest, Write_OfABlock_CountsItsSize) {
     Sink sink;
     JDataOutputStream out(&sink);
     JByte b(7);
@@ -73,7 +73,7 @@ TEST(JDataOutputStream, Write_OfABlock_CountsItsSize) {
     EXPECT_EQ(out.size(), 7);
 }
 
-TEST(JDataOutputStream, Write_OfARange_CountsItsLengthWhateverWasWritten) {
+TEST(JDataOutputStreamTest, Write_OfARange_CountsItsLengthWhateverWasWritten) {
     Sink sink;
     sink.result = 2;
     JDataOutputStream out(&sink);
@@ -84,7 +84,7 @@ TEST(JDataOutputStream, Write_OfARange_CountsItsLengthWhateverWasWritten) {
     EXPECT_EQ(out.size(), 5);
 }
 
-TEST(JDataOutputStream, Write_OfMoreThanTheBlockHolds_CountsTheLengthAsItIs) {
+TEST(JDataOutputStreamTest, Write_OfMoreThanTheBlockHolds_CountsTheLengthAsItIs) {
     Sink sink;
     JDataOutputStream out(&sink);
     JByte b(2);
@@ -92,7 +92,7 @@ TEST(JDataOutputStream, Write_OfMoreThanTheBlockHolds_CountsTheLengthAsItIs) {
     EXPECT_EQ(out.size(), 5);
 }
 
-TEST(JDataOutputStream, Write_ThatFails_CountsNothing) {
+TEST(JDataOutputStreamTest, Write_ThatFails_CountsNothing) {
     Sink sink;
     sink.result = -1;
     JDataOutputStream out(&sink);
@@ -103,7 +103,7 @@ TEST(JDataOutputStream, Write_ThatFails_CountsNothing) {
     EXPECT_EQ(out.size(), 0);
 }
 
-TEST(JDataOutputStream, Write_WithAnyOtherResult_Counts) {
+TEST(JDataOutputStreamTest, Write_WithAnyOtherResult_Counts) {
     Sink sink;
     sink.result = -2;
     JDataOutputStream out(&sink);
@@ -111,7 +111,7 @@ TEST(JDataOutputStream, Write_WithAnyOtherResult_Counts) {
     EXPECT_EQ(out.size(), 1);
 }
 
-TEST(JDataOutputStream, Size_SumsUpAndWrapsAround) {
+TEST(JDataOutputStreamTest, Size_SumsUpAndWrapsAround) {
     Sink sink;
     JDataOutputStream out(&sink);
     JByte b(7);

@@ -38,7 +38,7 @@ private:
 
 }  // namespace
 
-TEST(JInetAddress, HasItsOwnClassRecord) {
+TEST(JInetAddressTest, HasItsOwnClassRecord) {
     JInetAddress address;
     EXPECT_EQ(address.getClass(), &JInetAddress::classJInetAddress);
     EXPECT_STREQ(JInetAddress::classJInetAddress.name, "JInetAddress");
@@ -46,13 +46,13 @@ TEST(JInetAddress, HasItsOwnClassRecord) {
     EXPECT_EQ(JInetAddress::classJInetAddress.superclass, &JObject::classJObject);
 }
 
-TEST(JInetAddress, IsNew_AllZero) {
+TEST(JInetAddressTest, IsNew_AllZero) {
     JInetAddress address;
     EXPECT_EQ(dotted(address), "0.0.0.0");
     EXPECT_EQ(address.hashCode(), 0);
 }
 
-TEST(JInetAddress, HasTheAddressAsTheSecondOfFourWords) {
+TEST(JInetAddressTest, HasTheAddressAsTheSecondOfFourWords) {
     JInetAddress address = byName("1.2.3.4");
     const char* const first = reinterpret_cast<const char*>(&address) + sizeof(JObject);
     EXPECT_EQ(sizeof address, (sizeof(JObject) + 16 + alignof(void*) - 1) / alignof(void*) * alignof(void*));
@@ -61,43 +61,43 @@ TEST(JInetAddress, HasTheAddressAsTheSecondOfFourWords) {
 
 // ---- look-up by name ----
 
-TEST(JInetAddress, GetByName_OfADottedText_IsThatAddress) {
+TEST(JInetAddressTest, GetByName_OfADottedText_IsThatAddress) {
     JInetAddress address = byName("10.1.2.3");
     EXPECT_EQ(dotted(address), "10.1.2.3");
     EXPECT_EQ(address.hashCode(), 167838211);
 }
 
-TEST(JInetAddress, GetByName_TakesTheShortForms) {
+TEST(JInetAddressTest, GetByName_TakesTheShortForms) {
     EXPECT_EQ(dotted(byName("127.1")), "127.0.0.1");
     EXPECT_EQ(dotted(byName("0x7f000001")), "127.0.0.1");
 }
 
-TEST(JInetAddress, GetByName_OfAName_IsItsFirstAddress) {
+TEST(JInetAddressTest, GetByName_OfAName_IsItsFirstAddress) {
     EXPECT_EQ(dotted(byName("localhost")), "127.0.0.1");
 }
 
-TEST(JInetAddress, GetByName_OfTheAllOnesText_AsksTheResolver) {
+TEST(JInetAddressTest, GetByName_OfTheAllOnesText_AsksTheResolver) {
     const hostent* const entry = gethostbyname("255.255.255.255");
     const std::string expected = entry != nullptr ? "255.255.255.255" : "0.0.0.0";
     EXPECT_EQ(dotted(byName("255.255.255.255")), expected);
 }
 
-TEST(JInetAddress, GetByName_OfANameThatCannotBe_IsZero) {
+TEST(JInetAddressTest, GetByName_OfANameThatCannotBe_IsZero) {
     EXPECT_EQ(dotted(byName(std::string(64, 'a'))), "0.0.0.0");  // a label has 63 characters at most
 }
 
-TEST(JInetAddress, GetByName_OfAnUnknownName_IsZero) {
+TEST(JInetAddressTest, GetByName_OfAnUnknownName_IsZero) {
     const NoNameServer none;
     EXPECT_EQ(dotted(byName("unknown.invalid")), "0.0.0.0");
 }
 
-TEST(JInetAddress, GetByName_OfNothing_IsZero) {
+TEST(JInetAddressTest, GetByName_OfNothing_IsZero) {
     const NoNameServer none;
     EXPECT_EQ(dotted(byName("")), "0.0.0.0");
     EXPECT_EQ(dotted(JInetAddress::getByName(nullptr)), "0.0.0.0");
 }
 
-TEST(JInetAddress, GetByName_FromManyThreads_GivesEachItsOwnAnswer) {
+TEST(JInetAddressTest, GetByName_FromManyThreads_GivesEachItsOwnAnswer) {
     std::atomic<int> wrong{0};
     const auto ask = [&wrong](const char* host, const char* expected) {
         for (int i = 0; i < 200; i++) wrong += dotted(JInetAddress::getByName(host)) == expected ? 0 : 1;
@@ -110,19 +110,19 @@ TEST(JInetAddress, GetByName_FromManyThreads_GivesEachItsOwnAnswer) {
     EXPECT_EQ(wrong, 0);
 }
 
-TEST(JInetAddress, GetAllByName_IsZeroForAnyName) {
+TEST(JInetAddressTest, GetAllByName_IsZeroForAnyName) {
     EXPECT_EQ(dotted(JInetAddress::getAllByName("10.1.2.3")), "0.0.0.0");
     EXPECT_EQ(dotted(JInetAddress::getAllByName("localhost")), "0.0.0.0");
     EXPECT_EQ(dotted(JInetAddress::getAllByName(nullptr)), "0.0.0.0");
 }
 
-TEST(JInetAddress, GetLocalHost_IsZero) {
+TEST(JInetAddressTest, GetLocalHost_IsZero) {
     EXPECT_EQ(dotted(JInetAddress::getLocalHost()), "0.0.0.0");
 }
 
 // ---- look-up by address ----
 
-TEST(JInetAddress, GetHostName_IsTheOfficialName) {
+TEST(JInetAddressTest, GetHostName_IsTheOfficialName) {
     const in_addr local{htonl(INADDR_LOOPBACK)};
     const hostent* const entry = gethostbyaddr(&local, sizeof local, AF_INET);
     ASSERT_NE(entry, nullptr) << "this machine has no name for 127.0.0.1";
@@ -130,14 +130,14 @@ TEST(JInetAddress, GetHostName_IsTheOfficialName) {
     EXPECT_EQ(static_cast<const char*>(byName("127.0.0.1").getHostName()), expected);
 }
 
-TEST(JInetAddress, GetHostName_OfAnUnknownAddress_IsEmpty) {
+TEST(JInetAddressTest, GetHostName_OfAnUnknownAddress_IsEmpty) {
     const NoNameServer none;
     EXPECT_EQ(byName("127.99.98.97").getHostName().length(), 0);
 }
 
 // ---- the value ----
 
-TEST(JInetAddress, GetAddress_IsANewBlockInNetworkOrder) {
+TEST(JInetAddressTest, GetAddress_IsANewBlockInNetworkOrder) {
     JInetAddress address = byName("1.2.3.200");
     JByte b = address.getAddress();
     ASSERT_EQ(b.size(), 4);
@@ -146,14 +146,14 @@ TEST(JInetAddress, GetAddress_IsANewBlockInNetworkOrder) {
     EXPECT_EQ(dotted(address), "1.2.3.200");
 }
 
-TEST(JInetAddress, HashCode_IsTheBigEndianNumber) {
+TEST(JInetAddressTest, HashCode_IsTheBigEndianNumber) {
     EXPECT_EQ(byName("0.0.0.1").hashCode(), 1);
     EXPECT_EQ(byName("1.0.0.0").hashCode(), 0x01000000);
     EXPECT_EQ(byName("128.0.0.0").hashCode(), INT_MIN);
     EXPECT_EQ(byName("255.255.255.254").hashCode(), -2);
 }
 
-TEST(JInetAddress, Equals_ComparesTheBytes) {
+TEST(JInetAddressTest, Equals_ComparesTheBytes) {
     JInetAddress one = byName("10.1.2.3");
     JInetAddress same = byName("10.1.2.3");
     JInetAddress other = byName("10.1.2.4");
@@ -163,28 +163,28 @@ TEST(JInetAddress, Equals_ComparesTheBytes) {
     EXPECT_FALSE(one.equals(static_cast<JObject*>(&other)));
 }
 
-TEST(JInetAddress, Equals_WithAnotherClass_IsFalse) {
+TEST(JInetAddressTest, Equals_WithAnotherClass_IsFalse) {
     JInetAddress address;
     JObject object;
     EXPECT_FALSE(address.equals(object));
     EXPECT_FALSE(address.equals(&object));
 }
 
-TEST(JInetAddress, Equals_ThroughConst_ComparesClassesOnly) {
+TEST(JInetAddressTest, Equals_ThroughConst_ComparesClassesOnly) {
     JInetAddress one = byName("10.1.2.3");
     const JInetAddress other = byName("10.1.2.4");
     EXPECT_TRUE(one.equals(static_cast<const JObject&>(other)));
     EXPECT_TRUE(one.equals(static_cast<const JObject*>(&other)));
 }
 
-TEST(JInetAddress, Equals_ThroughTheRoot_ComparesClassesOnly) {
+TEST(JInetAddressTest, Equals_ThroughTheRoot_ComparesClassesOnly) {
     JInetAddress one = byName("10.1.2.3");
     JInetAddress other = byName("10.1.2.4");
     JObject& root = one;
     EXPECT_TRUE(root.equals(other));
 }
 
-TEST(JInetAddress, HasItsOwnEqualsBehindTheRootsSlots) {
+TEST(JInetAddressTest, HasItsOwnEqualsBehindTheRootsSlots) {
     JInetAddress one = byName("10.1.2.3");
     JInetAddress same = byName("10.1.2.3");
     JInetAddress other = byName("10.1.2.4");
@@ -194,7 +194,7 @@ TEST(JInetAddress, HasItsOwnEqualsBehindTheRootsSlots) {
     }
 }
 
-TEST(JInetAddress, Copies_AreIndependent) {
+TEST(JInetAddressTest, Copies_AreIndependent) {
     JInetAddress one = byName("10.1.2.3");
     const JInetAddress copy(one);
     one = byName("10.9.9.9");
@@ -202,12 +202,12 @@ TEST(JInetAddress, Copies_AreIndependent) {
     EXPECT_EQ(dotted(one), "10.9.9.9");
 }
 
-TEST(JInetAddress, HasNoClone) {
+TEST(JInetAddressTest, HasNoClone) {
     JInetAddress address;
     EXPECT_EQ(address.clone(), nullptr);
 }
 
-TEST(JInetAddress, IsMulticastAddress_IsAlwaysFalse) {
+TEST(JInetAddressTest, IsMulticastAddress_IsAlwaysFalse) {
     EXPECT_FALSE(byName("224.0.0.1").isMulticastAddress());
     EXPECT_FALSE(byName("10.1.2.3").isMulticastAddress());
 }

@@ -19,7 +19,7 @@ public:
 
 }  // namespace
 
-TEST(JInputStream, HasItsOwnClassRecordWhichDerivedClassesShare) {
+TEST(JInputStreamTest, HasItsOwnClassRecordWhichDerivedClassesShare) {
     Recorder stream;
     EXPECT_EQ(stream.getClass(), &JInputStream::classJInputStream);
     EXPECT_STREQ(JInputStream::classJInputStream.name, "JInputStream");
@@ -27,11 +27,11 @@ TEST(JInputStream, HasItsOwnClassRecordWhichDerivedClassesShare) {
     EXPECT_EQ(JInputStream::classJInputStream.superclass, &JObject::classJObject);
 }
 
-TEST(JInputStream, HasNoData) {
+TEST(JInputStreamTest, HasNoData) {
     EXPECT_EQ(sizeof(JInputStream), sizeof(JObject));
 }
 
-TEST(JInputStream, InheritsTheRootsOperations) {
+TEST(JInputStreamTest, InheritsTheRootsOperations) {
     Recorder stream;
     Recorder other;
     EXPECT_EQ(stream.hashCode(), 0);
@@ -39,7 +39,7 @@ TEST(JInputStream, InheritsTheRootsOperations) {
     EXPECT_TRUE(stream.equals(other));
 }
 
-TEST(JInputStream, HasItsOperationsInTheOrderOfTheirSlots) {
+TEST(JInputStreamTest, HasItsOperationsInTheOrderOfTheirSlots) {
     Recorder stream;
     const int first = net::FIRST_OWN_SLOT;
     JByte* const none = nullptr;

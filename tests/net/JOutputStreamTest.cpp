@@ -18,7 +18,7 @@ public:
 
 }  // namespace
 
-TEST(JOutputStream, HasItsOwnClassRecordWhichDerivedClassesShare) {
+TEST(JOutputStreamTest, HasItsOwnClassRecordWhichDerivedClassesShare) {
     Recorder stream;
     EXPECT_EQ(stream.getClass(), &JOutputStream::classJOutputStream);
     EXPECT_STREQ(JOutputStream::classJOutputStream.name, "JOutputStream");
@@ -26,11 +26,11 @@ TEST(JOutputStream, HasItsOwnClassRecordWhichDerivedClassesShare) {
     EXPECT_EQ(JOutputStream::classJOutputStream.superclass, &JObject::classJObject);
 }
 
-TEST(JOutputStream, HasNoData) {
+TEST(JOutputStreamTest, HasNoData) {
     EXPECT_EQ(sizeof(JOutputStream), sizeof(JObject));
 }
 
-TEST(JOutputStream, InheritsTheRootsOperations) {
+TEST(JOutputStreamTest, InheritsTheRootsOperations) {
     Recorder stream;
     Recorder other;
     EXPECT_EQ(stream.hashCode(), 0);
@@ -38,7 +38,7 @@ TEST(JOutputStream, InheritsTheRootsOperations) {
     EXPECT_TRUE(stream.equals(other));
 }
 
-TEST(JOutputStream, HasItsOperationsInTheOrderOfTheirSlots) {
+TEST(JOutputStreamTest, HasItsOperationsInTheOrderOfTheirSlots) {
     Recorder stream;
     const int first = net::FIRST_OWN_SLOT;
     JByte* const none = nullptr;

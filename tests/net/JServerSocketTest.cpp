@@ -25,7 +25,7 @@ namespace {
 constexpr long long SECOND = 999;  // a wait may end within the millisecond before
 
 /** A server on a port of its own. */
-class JServerSocketTest : public testing::Test {
+class ListeningServerSocketTest : public testing::Test {
 protected:
     void SetUp() override {
         ASSERT_TRUE(server.isInit());
@@ -90,7 +90,7 @@ struct Acceptor {
 
 // ---- construction ----
 
-TEST_F(JServerSocketTest, IsNew_ListeningOnItsPort) {
+TEST_F(ListeningServerSocketTest, IsNew_ListeningOnItsPort) {
     EXPECT_EQ(server.getLocalPort(), net::portOf(Inside::number(server)));
     EXPECT_EQ(net::option(Inside::number(server), SOL_SOCKET, SO_ACCEPTCONN), 1);
     EXPECT_GT(net::option(Inside::number(server), SOL_SOCKET, SO_REUSEADDR), 0);
@@ -102,16 +102,16 @@ TEST_F(JServerSocketTest, IsNew_ListeningOnItsPort) {
         << "a connection that is gone before accept() must not block it";
 }
 
-TEST_F(JServerSocketTest, HasTheRootsClassRecord) {
+TEST_F(ListeningServerSocketTest, HasTheRootsClassRecord) {
     EXPECT_EQ(server.getClass(), &JObject::classJObject);
 }
 
-TEST(JServerSocket, ListensWithABacklogOfTen) {
+TEST(JServerSocketTest, ListensWithABacklogOfTen) {
     const JServerSocket server(net::freePort());
     EXPECT_EQ(Calls::lastBacklog, 10);
 }
 
-TEST_F(JServerSocketTest, ListensOnEveryLocalAddress) {
+TEST_F(ListeningServerSocketTest, ListensOnEveryLocalAddress) {
     const Fd client(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     sockaddr_in address = net::loopback(server.getLocalPort());
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK + 1);
@@ -121,7 +121,7 @@ TEST_F(JServerSocketTest, ListensOnEveryLocalAddress) {
     EXPECT_STREQ(accepted->getHost(), LOOPBACK);
 }
 
-TEST_F(JServerSocketTest, ASecondOne_OnTheSamePort_IsNotInit) {
+TEST_F(ListeningServerSocketTest, ASecondOne_OnTheSamePort_IsNotInit) {
     JServerSocket second(server.getLocalPort());
     EXPECT_FALSE(second.isInit());
     EXPECT_EQ(second.getError(), EADDRINUSE);
@@ -130,7 +130,7 @@ TEST_F(JServerSocketTest, ASecondOne_OnTheSamePort_IsNotInit) {
     EXPECT_NE(accept(), nullptr);
 }
 
-TEST(JServerSocket, TakesAPortAgain_WhileFormerConnectionsLinger) {
+TEST(JServerSocketTest, TakesAPortAgain_WhileFormerConnectionsLinger) {
     const int port = net::freePort();
     auto server = std::make_unique<JServerSocket>(port);
     Peer peer = Peer::connectedTo(port);
@@ -147,7 +147,7 @@ TEST(JServerSocket, TakesAPortAgain_WhileFormerConnectionsLinger) {
     EXPECT_TRUE(server->isInit());
 }
 
-TEST(JServerSocket, WithoutADescriptor_CountsAsInitAndAcceptsNothing) {
+TEST(JServerSocketTest, WithoutADescriptor_CountsAsInitAndAcceptsNothing) {
 #ifdef __SANITIZE_ADDRESS__
     GTEST_SKIP() << "the undefined-behaviour sanitizer, which comes with this build, needs a descriptor to "
                     "look at a class";
@@ -165,7 +165,7 @@ TEST(JServerSocket, WithoutADescriptor_CountsAsInitAndAcceptsNothing) {
     server->close();
 }
 
-TEST(JServerSocket, ThatCannotListen_CountsAsInitAndKeepsTheClosedNumber) {
+TEST(JServerSocketTest, ThatCannotListen_CountsAsInitAndKeepsTheClosedNumber) {
     const int port = net::freePort();
     Calls::listen.fail(1, EADDRINUSE);
     JServerSocket server(port);
@@ -176,13 +176,13 @@ TEST(JServerSocket, ThatCannotListen_CountsAsInitAndKeepsTheClosedNumber) {
     EXPECT_EQ(server.accept(), nullptr);
 }
 
-TEST_F(JServerSocketTest, SoTimeout_IsInert) {
+TEST_F(ListeningServerSocketTest, SoTimeout_IsInert) {
     server.setSoTimeout(5000);
     EXPECT_EQ(server.getSoTimeout(), 0);
     EXPECT_EQ(Inside::acceptWait(server), 1);
 }
 
-TEST_F(JServerSocketTest, GetInetAddress_IsEveryAddress) {
+TEST_F(ListeningServerSocketTest, GetInetAddress_IsEveryAddress) {
     EXPECT_STREQ(server.getInetAddress().getHostAddress(), "0.0.0.0");
 }
 
@@ -219,7 +219,7 @@ TEST_F(FailedServerTest, Accept_DoesNotTakeFromWhatHasTheNumberNow) {
 
 // ---- accept ----
 
-TEST_F(JServerSocketTest, Accept_HandsOutAConnectedSocket) {
+TEST_F(ListeningServerSocketTest, Accept_HandsOutAConnectedSocket) {
     Peer peer = client();
     const auto accepted = accept();
     ASSERT_NE(accepted, nullptr);
@@ -232,7 +232,7 @@ TEST_F(JServerSocketTest, Accept_HandsOutAConnectedSocket) {
     EXPECT_EQ(accepted->getInputStream()->read(), 'x');
 }
 
-TEST_F(JServerSocketTest, Accept_SwitchesKeepAliveOff) {
+TEST_F(ListeningServerSocketTest, Accept_SwitchesKeepAliveOff) {
     const int on = 1;
     setsockopt(Inside::number(server), SOL_SOCKET, SO_KEEPALIVE, &on,
                sizeof on);  // which connections inherit
@@ -242,7 +242,7 @@ TEST_F(JServerSocketTest, Accept_SwitchesKeepAliveOff) {
     EXPECT_FALSE(accepted->getKeepAlive());
 }
 
-TEST_F(JServerSocketTest, Accept_TakesConnectionsInTheirOrder) {
+TEST_F(ListeningServerSocketTest, Accept_TakesConnectionsInTheirOrder) {
     std::vector<Peer> peers;
     for (int i = 0; i < 5; i++) peers.push_back(client());
     for (const Peer& peer : peers) {
@@ -252,14 +252,14 @@ TEST_F(JServerSocketTest, Accept_TakesConnectionsInTheirOrder) {
     }
 }
 
-TEST_F(JServerSocketTest, Accept_WaitsForAClient) {
+TEST_F(ListeningServerSocketTest, Accept_WaitsForAClient) {
     Acceptor acceptor(server);
     ASSERT_TRUE(acceptor.waiter.waits());
     Peer peer = client();
     EXPECT_EQ(acceptor.port(), peer.port());
 }
 
-TEST_F(JServerSocketTest, Accept_WithoutAClient_IsNullAfterASecond) {
+TEST_F(ListeningServerSocketTest, Accept_WithoutAClient_IsNullAfterASecond) {
     const Stopwatch watch;
     EXPECT_EQ(accept(), nullptr);
     EXPECT_EQ(errno, 0);
@@ -267,34 +267,34 @@ TEST_F(JServerSocketTest, Accept_WithoutAClient_IsNullAfterASecond) {
     EXPECT_LT(watch.ms(), SECOND + net::LATE_MS);
 }
 
-TEST_F(JServerSocketTest, Accept_WithoutAClient_IsNullWhateverOtherErrorStands) {
+TEST_F(ListeningServerSocketTest, Accept_WithoutAClient_IsNullWhateverOtherErrorStands) {
     errno = ENOENT;
     EXPECT_EQ(accept(), nullptr);
     EXPECT_EQ(errno, ENOENT);
 }
 
-TEST_F(JServerSocketTest, Accept_WithEagainStandingInErrno_WaitsOn) {
+TEST_F(ListeningServerSocketTest, Accept_WithEagainStandingInErrno_WaitsOn) {
     Acceptor acceptor(server, EAGAIN);
     ASSERT_TRUE(acceptor.waitsAgain());
     Peer peer = client();
     EXPECT_EQ(acceptor.port(), peer.port());
 }
 
-TEST_F(JServerSocketTest, Accept_WithEintrStandingInErrno_WaitsOn) {
+TEST_F(ListeningServerSocketTest, Accept_WithEintrStandingInErrno_WaitsOn) {
     Acceptor acceptor(server, EINTR);
     ASSERT_TRUE(acceptor.waitsAgain());
     Peer peer = client();
     EXPECT_EQ(acceptor.port(), peer.port());
 }
 
-TEST_F(JServerSocketTest, Accept_GoesOnAfterASignal) {
+TEST_F(ListeningServerSocketTest, Accept_GoesOnAfterASignal) {
     Acceptor acceptor(server);
     ASSERT_TRUE(acceptor.waiter.hangUpRepeatedly());
     Peer peer = client();
     EXPECT_EQ(acceptor.port(), peer.port());
 }
 
-TEST_F(JServerSocketTest, Accept_OfAConnectionThatHasGone_WaitsOnAndForgetsIt) {
+TEST_F(ListeningServerSocketTest, Accept_OfAConnectionThatHasGone_WaitsOnAndForgetsIt) {
     Peer peer = client();
     Calls::accept4.fail(1, EAGAIN);
     const auto accepted = accept();
@@ -310,7 +310,7 @@ TEST_F(JServerSocketTest, Accept_OfAConnectionThatHasGone_WaitsOnAndForgetsIt) {
     EXPECT_EQ(errno, 0);
 }
 
-TEST_F(JServerSocketTest, Accept_ThatFails_IsNull) {
+TEST_F(ListeningServerSocketTest, Accept_ThatFails_IsNull) {
     Peer peer = client();
     Calls::accept4.fail(1, ECONNABORTED);
     EXPECT_EQ(accept(), nullptr);
@@ -318,7 +318,7 @@ TEST_F(JServerSocketTest, Accept_ThatFails_IsNull) {
     EXPECT_NE(accept(), nullptr);
 }
 
-TEST_F(JServerSocketTest, Accept_WithoutADescriptor_IsNullAndLosesNoConnection) {
+TEST_F(ListeningServerSocketTest, Accept_WithoutADescriptor_IsNullAndLosesNoConnection) {
     Peer peer = client();
     {
         const net::FullTable full;
@@ -328,7 +328,7 @@ TEST_F(JServerSocketTest, Accept_WithoutADescriptor_IsNullAndLosesNoConnection) 
     EXPECT_NE(accept(), nullptr);
 }
 
-TEST_F(JServerSocketTest, Accept_OfAConnectionThatWasReset_HandsOutASocketThatFails) {
+TEST_F(ListeningServerSocketTest, Accept_OfAConnectionThatWasReset_HandsOutASocketThatFails) {
     Peer peer = client();
     const int port = peer.port();
     peer.reset();
@@ -342,7 +342,7 @@ TEST_F(JServerSocketTest, Accept_OfAConnectionThatWasReset_HandsOutASocketThatFa
     EXPECT_FALSE(accepted->isConnected());
 }
 
-TEST(JServerSocket, Accept_WithDescriptorsBeyondWhatASetHolds) {
+TEST(JServerSocketTest, Accept_WithDescriptorsBeyondWhatASetHolds) {
     const net::HighNumbers high;
     JServerSocket server(net::freePort());
     ASSERT_GE(Inside::number(server), FD_SETSIZE);
@@ -355,7 +355,7 @@ TEST(JServerSocket, Accept_WithDescriptorsBeyondWhatASetHolds) {
     EXPECT_EQ(server.accept(), nullptr);
 }
 
-TEST_F(JServerSocketTest, Accept_Cancelled_LeavesNothingHeld) {
+TEST_F(ListeningServerSocketTest, Accept_Cancelled_LeavesNothingHeld) {
     const int number = Inside::number(server);
     Thread acceptor([this] { delete server.accept(); });
     ASSERT_TRUE(acceptor.fallsAsleep());
@@ -365,7 +365,7 @@ TEST_F(JServerSocketTest, Accept_Cancelled_LeavesNothingHeld) {
     EXPECT_FALSE(isOpen(number));
 }
 
-TEST_F(JServerSocketTest, Accept_CancelledWhileItTakesAConnection_HandsItOut) {
+TEST_F(ListeningServerSocketTest, Accept_CancelledWhileItTakesAConnection_HandsItOut) {
     Peer peer = client();
     std::unique_ptr<JSocket> accepted;
     Thread acceptor([&] {
@@ -377,7 +377,7 @@ TEST_F(JServerSocketTest, Accept_CancelledWhileItTakesAConnection_HandsItOut) {
     EXPECT_EQ(accepted->getPort(), peer.port());
 }
 
-TEST_F(JServerSocketTest, Accept_CancelledAsAClientComes_LosesNoDescriptor) {
+TEST_F(ListeningServerSocketTest, Accept_CancelledAsAClientComes_LosesNoDescriptor) {
     const int before = net::openDescriptors();
     for (int round = 0; round < 100; round++) {
         std::unique_ptr<JSocket> accepted;
@@ -400,7 +400,7 @@ TEST_F(JServerSocketTest, Accept_CancelledAsAClientComes_LosesNoDescriptor) {
 
 // ---- close ----
 
-TEST_F(JServerSocketTest, Close_StopsListening) {
+TEST_F(ListeningServerSocketTest, Close_StopsListening) {
     const int number = Inside::number(server);
     server.close();
     EXPECT_EQ(Inside::number(server), -1);
@@ -414,7 +414,7 @@ TEST_F(JServerSocketTest, Close_StopsListening) {
     EXPECT_EQ(errno, ECONNREFUSED);
 }
 
-TEST_F(JServerSocketTest, Close_Twice_DoesNothingTheSecondTime) {
+TEST_F(ListeningServerSocketTest, Close_Twice_DoesNothingTheSecondTime) {
     const int number = Inside::number(server);
     server.close();
     const Fd other(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, number));
@@ -423,7 +423,7 @@ TEST_F(JServerSocketTest, Close_Twice_DoesNothingTheSecondTime) {
     EXPECT_TRUE(isOpen(number));
 }
 
-TEST_F(JServerSocketTest, Close_SwitchesLingeringToZero) {
+TEST_F(ListeningServerSocketTest, Close_SwitchesLingeringToZero) {
     const Fd same(fcntl(Inside::number(server), F_DUPFD_CLOEXEC, 0));
     server.close();
     linger value{};
@@ -433,7 +433,7 @@ TEST_F(JServerSocketTest, Close_SwitchesLingeringToZero) {
     EXPECT_EQ(value.l_linger, 0);
 }
 
-TEST_F(JServerSocketTest, Close_LeavesALingerTimeAsItIs) {
+TEST_F(ListeningServerSocketTest, Close_LeavesALingerTimeAsItIs) {
     const Fd same(fcntl(Inside::number(server), F_DUPFD_CLOEXEC, 0));
     linger value{1, 7};
     socklen_t size = sizeof value;
@@ -444,7 +444,7 @@ TEST_F(JServerSocketTest, Close_LeavesALingerTimeAsItIs) {
     EXPECT_EQ(value.l_linger, 7);
 }
 
-TEST_F(JServerSocketTest, Accept_AfterClose_IsNullAtOnce) {
+TEST_F(ListeningServerSocketTest, Accept_AfterClose_IsNullAtOnce) {
     server.close();
     const Stopwatch watch;
     EXPECT_EQ(accept(), nullptr);
@@ -452,7 +452,7 @@ TEST_F(JServerSocketTest, Accept_AfterClose_IsNullAtOnce) {
     EXPECT_LT(watch.ms(), SECOND);
 }
 
-TEST_F(JServerSocketTest, Close_UnderAccept_EndsItAtOnce) {
+TEST_F(ListeningServerSocketTest, Close_UnderAccept_EndsItAtOnce) {
     const int number = Inside::number(server);
     Acceptor acceptor(server);
     ASSERT_TRUE(acceptor.waiter.waits());
@@ -461,7 +461,7 @@ TEST_F(JServerSocketTest, Close_UnderAccept_EndsItAtOnce) {
     EXPECT_FALSE(isOpen(number));
 }
 
-TEST_F(JServerSocketTest, Close_UnderAnAcceptThatWouldWaitForEver_EndsItAtOnce) {
+TEST_F(ListeningServerSocketTest, Close_UnderAnAcceptThatWouldWaitForEver_EndsItAtOnce) {
     for (const int standing : {EAGAIN, EINTR}) {
         JServerSocket another(net::freePort());
         Acceptor acceptor(another, standing);
@@ -473,7 +473,7 @@ TEST_F(JServerSocketTest, Close_UnderAnAcceptThatWouldWaitForEver_EndsItAtOnce) 
     }
 }
 
-TEST_F(JServerSocketTest, Close_UnderAccept_NeverLetsItAcceptFromWhatGetsTheNumberNext) {
+TEST_F(ListeningServerSocketTest, Close_UnderAccept_NeverLetsItAcceptFromWhatGetsTheNumberNext) {
     for (int round = 0; round < 50; round++) {
         JServerSocket another(net::freePort());
         const int number = Inside::number(another);
@@ -494,14 +494,14 @@ TEST_F(JServerSocketTest, Close_UnderAccept_NeverLetsItAcceptFromWhatGetsTheNumb
     }
 }
 
-TEST(JServerSocket, TheEnd_ClosesIt) {
+TEST(JServerSocketTest, TheEnd_ClosesIt) {
     auto server = std::make_unique<JServerSocket>(net::freePort());
     const int number = Inside::number(*server);
     server.reset();
     EXPECT_FALSE(isOpen(number));
 }
 
-TEST_F(JServerSocketTest, Close_ResetsConnectionsThatNobodyAccepted) {
+TEST_F(ListeningServerSocketTest, Close_ResetsConnectionsThatNobodyAccepted) {
     Peer peer = client();
     server.close();
     peer.expectReset();

@@ -27,7 +27,7 @@ namespace {
 
 constexpr int WINDOW = JSocket::JSocketInputStream::WINDOW_SIZE;
 
-class JSocketInputStreamTest : public net::ConnectionTest {
+class SocketInputStreamTest : public net::ConnectionTest {
 protected:
     /** Puts the bytes into the read-ahead buffer. */
     void readAhead(const std::string& data) {
@@ -70,7 +70,7 @@ public:
 
 // ---- messages: looking at bytes before they are taken ----
 
-TEST_F(JSocketInputStreamTest, Received_ShowsWhatHasBeenReceivedAndNotYetRead) {
+TEST_F(SocketInputStreamTest, Received_ShowsWhatHasBeenReceivedAndNotYetRead) {
     EXPECT_EQ(in->received(1), nullptr);
     arrives("0123456789");
     EXPECT_EQ(in->received(1), nullptr) << "still in the system";
@@ -86,7 +86,7 @@ TEST_F(JSocketInputStreamTest, Received_ShowsWhatHasBeenReceivedAndNotYetRead) {
     EXPECT_EQ(in->received(1), nullptr);
 }
 
-TEST_F(JSocketInputStreamTest, Received_NothingOfAClosedSocketOrAFormerConnection) {
+TEST_F(SocketInputStreamTest, Received_NothingOfAClosedSocketOrAFormerConnection) {
     arrives("0123456789");
     readText(4);
     socket.close();
@@ -95,7 +95,7 @@ TEST_F(JSocketInputStreamTest, Received_NothingOfAClosedSocketOrAFormerConnectio
     EXPECT_EQ(in->received(1), nullptr);
 }
 
-TEST_F(JSocketInputStreamTest, Await_WaitsUntilEverythingIsThere) {
+TEST_F(SocketInputStreamTest, Await_WaitsUntilEverythingIsThere) {
     const std::string all = pattern(20);
     size_t sent = 0;
     const AsWaitsBegin event([&] {
@@ -109,7 +109,7 @@ TEST_F(JSocketInputStreamTest, Await_WaitsUntilEverythingIsThere) {
     EXPECT_EQ(in->received(1), nullptr);
 }
 
-TEST_F(JSocketInputStreamTest, Await_OfTheWholeWindow_WhereverTheFirstByteLies) {
+TEST_F(SocketInputStreamTest, Await_OfTheWholeWindow_WhereverTheFirstByteLies) {
     const std::string all = pattern(3 * WINDOW);
     Thread sender([&] { peer.send(all); });
     size_t taken = 0;
@@ -123,7 +123,7 @@ TEST_F(JSocketInputStreamTest, Await_OfTheWholeWindow_WhereverTheFirstByteLies) 
     EXPECT_EQ(taken, all.size());
 }
 
-TEST_F(JSocketInputStreamTest, Await_AfterATimeOut_DropsWhatHadCome) {
+TEST_F(SocketInputStreamTest, Await_AfterATimeOut_DropsWhatHadCome) {
     Inside::readTimeout(socket) = 0;
     arrives("0123");
     EXPECT_EQ(in->await(10), nullptr);
@@ -137,7 +137,7 @@ TEST_F(JSocketInputStreamTest, Await_AfterATimeOut_DropsWhatHadCome) {
     EXPECT_FALSE(socket.isReadTimeout());
 }
 
-TEST_F(JSocketInputStreamTest, Await_AtTheEndOrAfterAReset_ClosesTheSocket) {
+TEST_F(SocketInputStreamTest, Await_AtTheEndOrAfterAReset_ClosesTheSocket) {
     peer.send("0123");
     peer.close();
     EXPECT_EQ(in->await(10), nullptr);
@@ -151,7 +151,7 @@ TEST_F(JSocketInputStreamTest, Await_AtTheEndOrAfterAReset_ClosesTheSocket) {
     EXPECT_FALSE(socket.isConnected());
 }
 
-TEST_F(JSocketInputStreamTest, Await_EndsWhenTheSocketIsWokenUp) {
+TEST_F(SocketInputStreamTest, Await_EndsWhenTheSocketIsWokenUp) {
     Waiter reader([this] { return in->await(10) == nullptr; });
     ASSERT_TRUE(reader.waits());
     socket.wakeUp();
@@ -161,7 +161,7 @@ TEST_F(JSocketInputStreamTest, Await_EndsWhenTheSocketIsWokenUp) {
     EXPECT_TRUE(socket.isConnected());
 }
 
-TEST_F(JSocketInputStreamTest, ReadInto_TakesFromTheWindowAndThenFromTheSystem) {
+TEST_F(SocketInputStreamTest, ReadInto_TakesFromTheWindowAndThenFromTheSystem) {
     arrives("0123456789");
     ASSERT_NE(in->await(4), nullptr);
     in->consume(4);
@@ -174,7 +174,7 @@ TEST_F(JSocketInputStreamTest, ReadInto_TakesFromTheWindowAndThenFromTheSystem) 
     EXPECT_EQ(in->readInto(some, 0), -1);
 }
 
-TEST_F(JSocketInputStreamTest, Read_AfterATryThatFoundNothing_WaitsFirst) {
+TEST_F(SocketInputStreamTest, Read_AfterATryThatFoundNothing_WaitsFirst) {
     const AsWaitsBegin event([this] {
         if (waiting() == 0) arrives("x");
     });
@@ -187,7 +187,7 @@ TEST_F(JSocketInputStreamTest, Read_AfterATryThatFoundNothing_WaitsFirst) {
     EXPECT_EQ(Calls::poll.count, waits + 2);
 }
 
-TEST_F(JSocketInputStreamTest, Read_AfterAReceiveThatFilledTheWindow_TriesFirstAgain) {
+TEST_F(SocketInputStreamTest, Read_AfterAReceiveThatFilledTheWindow_TriesFirstAgain) {
     std::string some = "x";
     const AsWaitsBegin event([&] { arrives(some); });
     EXPECT_EQ(readOne(), 1);
@@ -225,23 +225,23 @@ TEST_F(JSocketOutputStreamTest, Offer_OnAClosedSocketIsNothing) {
 
 // ---- input: what it is ----
 
-TEST_F(JSocketInputStreamTest, HasTheClassRecordOfInputStreams) {
+TEST_F(SocketInputStreamTest, HasTheClassRecordOfInputStreams) {
     EXPECT_EQ(in->getClass(), &JInputStream::classJInputStream);
 }
 
-TEST_F(JSocketInputStreamTest, IsNew_WithoutAReadAheadBuffer) {
+TEST_F(SocketInputStreamTest, IsNew_WithoutAReadAheadBuffer) {
     EXPECT_EQ(Inside::owner(*in), &socket);
     EXPECT_EQ(Inside::readAhead(*in), nullptr);
     EXPECT_EQ(Inside::buffered(*in), 0);
 }
 
-TEST_F(JSocketInputStreamTest, Close_ClosesTheSocket) {
+TEST_F(SocketInputStreamTest, Close_ClosesTheSocket) {
     EXPECT_EQ(in->close(), -1);
     EXPECT_FALSE(socket.isConnected());
     EXPECT_EQ(in->close(), 1);
 }
 
-TEST_F(JSocketInputStreamTest, Skip_PassesOverNothing) {
+TEST_F(SocketInputStreamTest, Skip_PassesOverNothing) {
     arrives("abc");
     EXPECT_EQ(in->skip(2), 0);
     EXPECT_EQ(readText(3), "abc");
@@ -249,7 +249,7 @@ TEST_F(JSocketInputStreamTest, Skip_PassesOverNothing) {
 
 // ---- input: the range ----
 
-TEST_F(JSocketInputStreamTest, Read_OfNothing_IsAnError) {
+TEST_F(SocketInputStreamTest, Read_OfNothing_IsAnError) {
     arrives("abc");
     JByte b(10);
     JByte empty;
@@ -263,7 +263,7 @@ TEST_F(JSocketInputStreamTest, Read_OfNothing_IsAnError) {
     EXPECT_EQ(waiting(), 3);
 }
 
-TEST_F(JSocketInputStreamTest, Read_FromBeforeTheBlock_IsAnError) {
+TEST_F(SocketInputStreamTest, Read_FromBeforeTheBlock_IsAnError) {
     arrives("abc");
     JByte b(10);
     EXPECT_EQ(read(b, -1, 5), -1);
@@ -272,14 +272,14 @@ TEST_F(JSocketInputStreamTest, Read_FromBeforeTheBlock_IsAnError) {
     EXPECT_EQ(waiting(), 3);
 }
 
-TEST_F(JSocketInputStreamTest, Read_FillsTheRangeOnly) {
+TEST_F(SocketInputStreamTest, Read_FillsTheRangeOnly) {
     arrives("abcdef");
     JByte b = bytes("..........");
     EXPECT_EQ(read(b, 2, 4), 4);
     EXPECT_EQ(text(b, 0, 10), "..abcd....");
 }
 
-TEST_F(JSocketInputStreamTest, Read_OfMoreThanTheBlockHolds_FillsTheBlock) {
+TEST_F(SocketInputStreamTest, Read_OfMoreThanTheBlockHolds_FillsTheBlock) {
     arrives("abcdef");
     JByte b = bytes(".....");
     EXPECT_EQ(read(b, 2, INT_MAX), 3);
@@ -290,14 +290,14 @@ TEST_F(JSocketInputStreamTest, Read_OfMoreThanTheBlockHolds_FillsTheBlock) {
 
 // ---- input: waiting ----
 
-TEST_F(JSocketInputStreamTest, Read_OfWhatIsThere_DoesNotWait) {
+TEST_F(SocketInputStreamTest, Read_OfWhatIsThere_DoesNotWait) {
     arrives("abc");
     const int waits = Calls::poll.count;
     EXPECT_EQ(readText(3), "abc");
     EXPECT_EQ(Calls::poll.count, waits);
 }
 
-TEST_F(JSocketInputStreamTest, Read_WaitsForTheFirstByte) {
+TEST_F(SocketInputStreamTest, Read_WaitsForTheFirstByte) {
     Waiter reader([this] { return readOne(); });
     ASSERT_TRUE(reader.waits());
     peer.send("x");
@@ -305,7 +305,7 @@ TEST_F(JSocketInputStreamTest, Read_WaitsForTheFirstByte) {
     EXPECT_EQ(reader.result, 1);
 }
 
-TEST_F(JSocketInputStreamTest, Read_OfAQuietConnection_SleepsInOneWait) {
+TEST_F(SocketInputStreamTest, Read_OfAQuietConnection_SleepsInOneWait) {
     Waiter reader([this] { return readOne() + Calls::poll.count * 10; });
     ASSERT_TRUE(reader.waits());
     const net::Stopwatch watch;
@@ -315,7 +315,7 @@ TEST_F(JSocketInputStreamTest, Read_OfAQuietConnection_SleepsInOneWait) {
     EXPECT_EQ(reader.result, 11);
 }
 
-TEST_F(JSocketInputStreamTest, Read_OfAPart_ReturnsWhatCameWithinASlice) {
+TEST_F(SocketInputStreamTest, Read_OfAPart_ReturnsWhatCameWithinASlice) {
     arrives("0123456789");
     const net::Stopwatch watch;
     EXPECT_EQ(readText(100), "0123456789");
@@ -325,7 +325,7 @@ TEST_F(JSocketInputStreamTest, Read_OfAPart_ReturnsWhatCameWithinASlice) {
     EXPECT_TRUE(socket.isConnected());
 }
 
-TEST_F(JSocketInputStreamTest, Read_CollectsWhatComesSliceBySlice) {
+TEST_F(SocketInputStreamTest, Read_CollectsWhatComesSliceBySlice) {
     int pieces = 0;
     const AsWaitsBegin event([&] {
         if (++pieces <= 5) arrives("piece" + std::to_string(pieces));
@@ -334,14 +334,14 @@ TEST_F(JSocketInputStreamTest, Read_CollectsWhatComesSliceBySlice) {
     EXPECT_EQ(pieces, 6);
 }
 
-TEST_F(JSocketInputStreamTest, Read_ReturnsAsSoonAsTheRangeIsFull) {
+TEST_F(SocketInputStreamTest, Read_ReturnsAsSoonAsTheRangeIsFull) {
     int pieces = 0;
     const AsWaitsBegin event([&] { arrives("piece" + std::to_string(++pieces)); });
     EXPECT_EQ(readText(12), "piece1piece2");
     EXPECT_EQ(pieces, 2);
 }
 
-TEST_F(JSocketInputStreamTest, Read_OfNothingInTime_TimesOutAndLeavesTheSocketOpen) {
+TEST_F(SocketInputStreamTest, Read_OfNothingInTime_TimesOutAndLeavesTheSocketOpen) {
     Inside::readTimeout(socket) = 0;
     const net::Stopwatch watch;
     EXPECT_EQ(readOne(), -1);
@@ -353,7 +353,7 @@ TEST_F(JSocketInputStreamTest, Read_OfNothingInTime_TimesOutAndLeavesTheSocketOp
     peer.expectNothing();
 }
 
-TEST_F(JSocketInputStreamTest, Read_KeepsItsTimeWhenTheClockIsSet) {
+TEST_F(SocketInputStreamTest, Read_KeepsItsTimeWhenTheClockIsSet) {
     for (const long long ms : {support::AN_HOUR_MS, -support::AN_HOUR_MS}) {
         Inside::readTimeout(socket) = 1;
         std::unique_ptr<support::WallClock> clock;
@@ -366,14 +366,14 @@ TEST_F(JSocketInputStreamTest, Read_KeepsItsTimeWhenTheClockIsSet) {
     }
 }
 
-TEST_F(JSocketInputStreamTest, Read_OfADescriptorThatBlocks_TimesOutAllTheSame) {
+TEST_F(SocketInputStreamTest, Read_OfADescriptorThatBlocks_TimesOutAllTheSame) {
     fcntl(number(), F_SETFL, 0);
     Inside::readTimeout(socket) = 0;
     EXPECT_EQ(readOne(), -1);
     EXPECT_TRUE(socket.isReadTimeout());
 }
 
-TEST(JSocketInputStreamSlow, Read_OfNothing_TimesOutAfterSixtySeconds) {
+TEST(JSocketInputStreamSlowTest, Read_OfNothing_TimesOutAfterSixtySeconds) {
     net::Listener listener;
     JSocket socket(net::LOOPBACK, listener.port());
     ASSERT_TRUE(socket.connect());
@@ -387,7 +387,7 @@ TEST(JSocketInputStreamSlow, Read_OfNothing_TimesOutAfterSixtySeconds) {
     EXPECT_TRUE(socket.isConnected());
 }
 
-TEST_F(JSocketInputStreamTest, Read_AfterATimeOut_ReadsOnAndTakesTheFlagBack) {
+TEST_F(SocketInputStreamTest, Read_AfterATimeOut_ReadsOnAndTakesTheFlagBack) {
     Inside::readTimeout(socket) = 0;
     EXPECT_EQ(readOne(), -1);
     arrives("late");
@@ -395,7 +395,7 @@ TEST_F(JSocketInputStreamTest, Read_AfterATimeOut_ReadsOnAndTakesTheFlagBack) {
     EXPECT_FALSE(socket.isReadTimeout());
 }
 
-TEST_F(JSocketInputStreamTest, Read_OfAClosedSocketAfterATimeOut_IsNoTimeOut) {
+TEST_F(SocketInputStreamTest, Read_OfAClosedSocketAfterATimeOut_IsNoTimeOut) {
     Inside::readTimeout(socket) = 0;
     EXPECT_EQ(readOne(), -1);
     ASSERT_TRUE(socket.isReadTimeout());
@@ -405,7 +405,7 @@ TEST_F(JSocketInputStreamTest, Read_OfAClosedSocketAfterATimeOut_IsNoTimeOut) {
     EXPECT_FALSE(socket.isReadTimeout());
 }
 
-TEST_F(JSocketInputStreamTest, Read_OfSomethingReadableThatIsNot_PausesForASecond) {
+TEST_F(SocketInputStreamTest, Read_OfSomethingReadableThatIsNot_PausesForASecond) {
     arrives("abc");
     Calls::recv.fail(2, EAGAIN);
     const net::Stopwatch watch;
@@ -414,7 +414,7 @@ TEST_F(JSocketInputStreamTest, Read_OfSomethingReadableThatIsNot_PausesForASecon
     EXPECT_LT(watch.ms(), 1000 + net::LATE_MS);
 }
 
-TEST_F(JSocketInputStreamTest, Read_CutShortBeforeAnyWait_OnlyWaits) {
+TEST_F(SocketInputStreamTest, Read_CutShortBeforeAnyWait_OnlyWaits) {
     arrives("abc");
     Calls::recv.fail(1, EINTR);
     const int waits = Calls::poll.count;
@@ -422,7 +422,7 @@ TEST_F(JSocketInputStreamTest, Read_CutShortBeforeAnyWait_OnlyWaits) {
     EXPECT_EQ(Calls::poll.count, waits + 1);
 }
 
-TEST_F(JSocketInputStreamTest, Read_GoesOnAfterASignal) {
+TEST_F(SocketInputStreamTest, Read_GoesOnAfterASignal) {
     Waiter reader([this] { return readOne(); });
     ASSERT_TRUE(reader.hangUpRepeatedly());
     peer.send("x");
@@ -431,7 +431,7 @@ TEST_F(JSocketInputStreamTest, Read_GoesOnAfterASignal) {
     EXPECT_EQ(reader.error, 0);
 }
 
-TEST_F(JSocketInputStreamTest, Read_OfAThreadThatIsInterrupted_FailsAndClosesTheSocket) {
+TEST_F(SocketInputStreamTest, Read_OfAThreadThatIsInterrupted_FailsAndClosesTheSocket) {
     Waiter reader([this] { return readOne(); });
     ASSERT_TRUE(reader.waits());
     reader.interrupt();
@@ -442,7 +442,7 @@ TEST_F(JSocketInputStreamTest, Read_OfAThreadThatIsInterrupted_FailsAndClosesThe
     peer.expectReset();
 }
 
-TEST_F(JSocketInputStreamTest, Read_OfAThreadThatWasInterruptedBefore_StillTakesWhatIsThere) {
+TEST_F(SocketInputStreamTest, Read_OfAThreadThatWasInterruptedBefore_StillTakesWhatIsThere) {
     arrives("x");
     Waiter reader([this] {
         JThread::interrupt();
@@ -453,7 +453,7 @@ TEST_F(JSocketInputStreamTest, Read_OfAThreadThatWasInterruptedBefore_StillTakes
     EXPECT_FALSE(socket.isConnected());
 }
 
-TEST_F(JSocketInputStreamTest, Read_ThatSucceeds_LeavesErrnoAsItWas) {
+TEST_F(SocketInputStreamTest, Read_ThatSucceeds_LeavesErrnoAsItWas) {
     errno = ENOSPC;
     arrives("abc");
     EXPECT_EQ(readText(3), "abc");
@@ -465,7 +465,7 @@ TEST_F(JSocketInputStreamTest, Read_ThatSucceeds_LeavesErrnoAsItWas) {
     EXPECT_EQ(errno, ENOSPC);
 }
 
-TEST_F(JSocketInputStreamTest, Read_ThatWaited_DoesNotMakeAnAcceptOnTheSameThreadWaitForEver) {
+TEST_F(SocketInputStreamTest, Read_ThatWaited_DoesNotMakeAnAcceptOnTheSameThreadWaitForEver) {
     JServerSocket server(net::freePort());
     const AsWaitsBegin event([this] {
         if (waiting() == 0) arrives("x");
@@ -477,7 +477,7 @@ TEST_F(JSocketInputStreamTest, Read_ThatWaited_DoesNotMakeAnAcceptOnTheSameThrea
     EXPECT_LT(watch.ms(), 1000 + net::LATE_MS);
 }
 
-TEST_F(JSocketInputStreamTest, Read_Cancelled_LeavesNothingHeld) {
+TEST_F(SocketInputStreamTest, Read_Cancelled_LeavesNothingHeld) {
     const int before = number();
     Thread reader([this] { readOne(); });
     ASSERT_TRUE(reader.fallsAsleep());
@@ -490,7 +490,7 @@ TEST_F(JSocketInputStreamTest, Read_Cancelled_LeavesNothingHeld) {
     EXPECT_FALSE(isOpen(before));
 }
 
-TEST_F(JSocketInputStreamTest, Read_CancelledAnywhere_LeavesNothingHeld) {
+TEST_F(SocketInputStreamTest, Read_CancelledAnywhere_LeavesNothingHeld) {
     for (int round = 0; round < 100; round++) {
         std::atomic<int> reads{0};
         Thread reader([this, &reads] {
@@ -512,7 +512,7 @@ TEST_F(JSocketInputStreamTest, Read_CancelledAnywhere_LeavesNothingHeld) {
 
 // ---- input: the end ----
 
-TEST_F(JSocketInputStreamTest, Read_AtTheEnd_ReturnsZeroAndClosesTheSocket) {
+TEST_F(SocketInputStreamTest, Read_AtTheEnd_ReturnsZeroAndClosesTheSocket) {
     const int before = number();
     peer.close();
     EXPECT_EQ(readOne(), 0);
@@ -522,7 +522,7 @@ TEST_F(JSocketInputStreamTest, Read_AtTheEnd_ReturnsZeroAndClosesTheSocket) {
     EXPECT_EQ(readOne(), -1);
 }
 
-TEST_F(JSocketInputStreamTest, Read_WhileThePeerCloses_ReturnsZero) {
+TEST_F(SocketInputStreamTest, Read_WhileThePeerCloses_ReturnsZero) {
     Waiter reader([this] { return readOne(); });
     ASSERT_TRUE(reader.waits());
     peer.close();
@@ -530,7 +530,7 @@ TEST_F(JSocketInputStreamTest, Read_WhileThePeerCloses_ReturnsZero) {
     EXPECT_EQ(reader.result, 0);
 }
 
-TEST_F(JSocketInputStreamTest, Read_OfAPartBeforeTheEnd_ReturnsThePartFirst) {
+TEST_F(SocketInputStreamTest, Read_OfAPartBeforeTheEnd_ReturnsThePartFirst) {
     peer.send("abc");
     peer.close();
     EXPECT_EQ(readText(10), "abc");
@@ -539,7 +539,7 @@ TEST_F(JSocketInputStreamTest, Read_OfAPartBeforeTheEnd_ReturnsThePartFirst) {
     EXPECT_FALSE(socket.isConnected());
 }
 
-TEST_F(JSocketInputStreamTest, Read_AfterAReset_FailsAndClosesTheSocket) {
+TEST_F(SocketInputStreamTest, Read_AfterAReset_FailsAndClosesTheSocket) {
     peer.reset();
     EXPECT_EQ(readOne(), -1);
     EXPECT_EQ(errno, ECONNRESET);
@@ -547,7 +547,7 @@ TEST_F(JSocketInputStreamTest, Read_AfterAReset_FailsAndClosesTheSocket) {
     EXPECT_FALSE(socket.isConnected());
 }
 
-TEST_F(JSocketInputStreamTest, Read_OfAPartBeforeAReset_Fails) {
+TEST_F(SocketInputStreamTest, Read_OfAPartBeforeAReset_Fails) {
     arrives("abc");
     const AsWaitsBegin event([this] { peer.reset(); });
     JByte b(10);
@@ -557,7 +557,7 @@ TEST_F(JSocketInputStreamTest, Read_OfAPartBeforeAReset_Fails) {
 
 // ---- input: single bytes and whole blocks ----
 
-TEST_F(JSocketInputStreamTest, ReadOfAByte_ReturnsItUnsigned) {
+TEST_F(SocketInputStreamTest, ReadOfAByte_ReturnsItUnsigned) {
     arrives(std::string("\0\x7F\x80\xFF", 4));
     EXPECT_EQ(in->read(), 0);
     EXPECT_EQ(in->read(), 0x7F);
@@ -565,19 +565,19 @@ TEST_F(JSocketInputStreamTest, ReadOfAByte_ReturnsItUnsigned) {
     EXPECT_EQ(in->read(), 0xFF);
 }
 
-TEST_F(JSocketInputStreamTest, ReadOfAByte_AtTheEnd_IsMinusOne) {
+TEST_F(SocketInputStreamTest, ReadOfAByte_AtTheEnd_IsMinusOne) {
     peer.close();
     EXPECT_EQ(in->read(), -1);
     EXPECT_FALSE(socket.isConnected());
 }
 
-TEST_F(JSocketInputStreamTest, ReadOfAByte_AfterATimeOut_IsMinusOne) {
+TEST_F(SocketInputStreamTest, ReadOfAByte_AfterATimeOut_IsMinusOne) {
     Inside::readTimeout(socket) = 0;
     EXPECT_EQ(in->read(), -1);
     EXPECT_TRUE(socket.isReadTimeout());
 }
 
-TEST_F(JSocketInputStreamTest, ReadOfAByte_OrOfABlock_GoesThroughTheVirtualRead) {
+TEST_F(SocketInputStreamTest, ReadOfAByte_OrOfABlock_GoesThroughTheVirtualRead) {
     SpyInput spy(&socket);
     EXPECT_EQ(spy.read(), 0xFE);
     EXPECT_EQ(spy.range, std::make_pair(0, 1));
@@ -591,7 +591,7 @@ TEST_F(JSocketInputStreamTest, ReadOfAByte_OrOfABlock_GoesThroughTheVirtualRead)
 
 // ---- input: the read-ahead buffer ----
 
-TEST_F(JSocketInputStreamTest, ReadBuffer_AppendsAndTellsWhatIsHeld) {
+TEST_F(SocketInputStreamTest, ReadBuffer_AppendsAndTellsWhatIsHeld) {
     readAhead("abc");
     EXPECT_EQ(Inside::buffered(*in), 3);
     EXPECT_EQ(Inside::capacity(*in), 10240);
@@ -601,14 +601,14 @@ TEST_F(JSocketInputStreamTest, ReadBuffer_AppendsAndTellsWhatIsHeld) {
     EXPECT_EQ(text(*Inside::readAhead(*in), 0, 7), "abcdefg");
 }
 
-TEST_F(JSocketInputStreamTest, ReadBuffer_TakesAKilobyteAtMost) {
+TEST_F(SocketInputStreamTest, ReadBuffer_TakesAKilobyteAtMost) {
     arrives(pattern(1500));
     EXPECT_EQ(in->readBuffer(), 1024);
     EXPECT_EQ(in->readBuffer(), 1500);
     EXPECT_EQ(text(*Inside::readAhead(*in), 0, 1500), pattern(1500));
 }
 
-TEST_F(JSocketInputStreamTest, ReadBuffer_AtTheEnd_AddsNothing) {
+TEST_F(SocketInputStreamTest, ReadBuffer_AtTheEnd_AddsNothing) {
     readAhead("abc");
     peer.close();
     EXPECT_EQ(in->readBuffer(), 0);
@@ -616,7 +616,7 @@ TEST_F(JSocketInputStreamTest, ReadBuffer_AtTheEnd_AddsNothing) {
     EXPECT_FALSE(socket.isConnected());
 }
 
-TEST_F(JSocketInputStreamTest, ReadBuffer_AfterATimeOut_AddsNothing) {
+TEST_F(SocketInputStreamTest, ReadBuffer_AfterATimeOut_AddsNothing) {
     readAhead("abc");
     Inside::readTimeout(socket) = 0;
     EXPECT_EQ(in->readBuffer(), -1);
@@ -624,7 +624,7 @@ TEST_F(JSocketInputStreamTest, ReadBuffer_AfterATimeOut_AddsNothing) {
     EXPECT_EQ(Inside::buffered(*in), 3);
 }
 
-TEST_F(JSocketInputStreamTest, ReadBuffer_GrowsWhenAKilobyteMightNotFit) {
+TEST_F(SocketInputStreamTest, ReadBuffer_GrowsWhenAKilobyteMightNotFit) {
     const std::string all = pattern(10240);
     peer.send(all);
     for (int held = 1024; held <= 9216; held += 1024) {
@@ -637,7 +637,7 @@ TEST_F(JSocketInputStreamTest, ReadBuffer_GrowsWhenAKilobyteMightNotFit) {
     EXPECT_EQ(text(*Inside::readAhead(*in), 0, 10240), all);
 }
 
-TEST_F(JSocketInputStreamTest, ReadBuffer_GrowsAgainAndAgain) {
+TEST_F(SocketInputStreamTest, ReadBuffer_GrowsAgainAndAgain) {
     const std::string all = pattern(30 * 1024);
     peer.send(all);
     while (Inside::buffered(*in) < 30 * 1024) ASSERT_GT(in->readBuffer(), 0);
@@ -647,7 +647,7 @@ TEST_F(JSocketInputStreamTest, ReadBuffer_GrowsAgainAndAgain) {
     EXPECT_EQ(read, all);
 }
 
-TEST_F(JSocketInputStreamTest, Read_TakesFromTheReadAheadBufferWithoutASystemCall) {
+TEST_F(SocketInputStreamTest, Read_TakesFromTheReadAheadBufferWithoutASystemCall) {
     const std::string all = pattern(300);
     readAhead(all);
     const int calls = Calls::recv.count + Calls::poll.count;
@@ -659,14 +659,14 @@ TEST_F(JSocketInputStreamTest, Read_TakesFromTheReadAheadBufferWithoutASystemCal
     EXPECT_EQ(Calls::recv.count + Calls::poll.count, calls);
 }
 
-TEST_F(JSocketInputStreamTest, Read_OfMoreThanTheReadAheadBufferHolds_TakesThatOnly) {
+TEST_F(SocketInputStreamTest, Read_OfMoreThanTheReadAheadBufferHolds_TakesThatOnly) {
     readAhead("ahead");
     arrives("behind");
     EXPECT_EQ(readText(100), "ahead");
     EXPECT_EQ(readText(6), "behind");
 }
 
-TEST_F(JSocketInputStreamTest, Read_FromTheReadAheadBuffer_WorksOnAClosedSocketAndLeavesTheFlagAlone) {
+TEST_F(SocketInputStreamTest, Read_FromTheReadAheadBuffer_WorksOnAClosedSocketAndLeavesTheFlagAlone) {
     readAhead("ahead");
     Inside::readTimeout(socket) = 0;
     ASSERT_EQ(in->readBuffer(), -1);
@@ -675,7 +675,7 @@ TEST_F(JSocketInputStreamTest, Read_FromTheReadAheadBuffer_WorksOnAClosedSocketA
     EXPECT_TRUE(socket.isReadTimeout());
 }
 
-TEST_F(JSocketInputStreamTest, RawRead_PassesTheReadAheadBufferBy) {
+TEST_F(SocketInputStreamTest, RawRead_PassesTheReadAheadBufferBy) {
     readAhead("ahead");
     arrives("behind");
     JByte b(6);
@@ -685,7 +685,7 @@ TEST_F(JSocketInputStreamTest, RawRead_PassesTheReadAheadBufferBy) {
     EXPECT_EQ(in->read(b, 0, 0, true), -1);
 }
 
-TEST_F(JSocketInputStreamTest, ReadAheadBuffer_OutlivesTheConnection) {
+TEST_F(SocketInputStreamTest, ReadAheadBuffer_OutlivesTheConnection) {
     readAhead("former");
     ASSERT_TRUE(socket.connect());
     EXPECT_EQ(readText(6), "former");
@@ -693,7 +693,7 @@ TEST_F(JSocketInputStreamTest, ReadAheadBuffer_OutlivesTheConnection) {
 
 // ---- input: the receive window ----
 
-TEST_F(JSocketInputStreamTest, Read_OfAHeaderAndItsPayload_CostsOneSystemCall) {
+TEST_F(SocketInputStreamTest, Read_OfAHeaderAndItsPayload_CostsOneSystemCall) {
     const std::string header(16, 'h');
     const std::string payload = pattern(400);
     arrives(header + payload);
@@ -703,7 +703,7 @@ TEST_F(JSocketInputStreamTest, Read_OfAHeaderAndItsPayload_CostsOneSystemCall) {
     EXPECT_EQ(Calls::recv.count + Calls::poll.count, calls + 1);
 }
 
-TEST_F(JSocketInputStreamTest, Read_OfManyMessagesInOneSegment_CostsOneSystemCall) {
+TEST_F(SocketInputStreamTest, Read_OfManyMessagesInOneSegment_CostsOneSystemCall) {
     std::string all;
     for (int i = 0; i < 50; i++) all += std::string(16, 'h') + pattern(i + 1);
     arrives(all);
@@ -717,20 +717,20 @@ TEST_F(JSocketInputStreamTest, Read_OfManyMessagesInOneSegment_CostsOneSystemCal
     EXPECT_EQ(Calls::recv.count + Calls::poll.count, calls + 1);
 }
 
-TEST_F(JSocketInputStreamTest, Read_AcrossTheEndOfTheWindow_IsWhole) {
+TEST_F(SocketInputStreamTest, Read_AcrossTheEndOfTheWindow_IsWhole) {
     arrives("0123456789");
     EXPECT_EQ(readText(4), "0123");
     arrives("abcdef");
     EXPECT_EQ(readText(12), "456789abcdef");
 }
 
-TEST_F(JSocketInputStreamTest, Read_OfMoreThanAWindow_GoesStraightToItsPlace) {
+TEST_F(SocketInputStreamTest, Read_OfMoreThanAWindow_GoesStraightToItsPlace) {
     arrives(pattern(WINDOW));
     EXPECT_EQ(readText(WINDOW), pattern(WINDOW));
     EXPECT_FALSE(Inside::hasWindow(*in));
 }
 
-TEST_F(JSocketInputStreamTest, Read_InAnySizes_BringsEveryByteInOrder) {
+TEST_F(SocketInputStreamTest, Read_InAnySizes_BringsEveryByteInOrder) {
     const std::string all = pattern(2000000);
     Thread sender([&] {
         std::mt19937 random(1);
@@ -751,7 +751,7 @@ TEST_F(JSocketInputStreamTest, Read_InAnySizes_BringsEveryByteInOrder) {
     EXPECT_TRUE(read == all);
 }
 
-TEST_F(JSocketInputStreamTest, Read_OfTheNextConnection_SeesNothingOfTheFormerOne) {
+TEST_F(SocketInputStreamTest, Read_OfTheNextConnection_SeesNothingOfTheFormerOne) {
     arrives("header, rest of the former connection");
     EXPECT_EQ(readText(6), "header");
     ASSERT_TRUE(socket.connect());
@@ -761,7 +761,7 @@ TEST_F(JSocketInputStreamTest, Read_OfTheNextConnection_SeesNothingOfTheFormerOn
     EXPECT_EQ(readText(5), "fresh");
 }
 
-TEST_F(JSocketInputStreamTest, Read_OfAClosedSocket_DoesNotReachIntoTheWindow) {
+TEST_F(SocketInputStreamTest, Read_OfAClosedSocket_DoesNotReachIntoTheWindow) {
     arrives("header, rest");
     EXPECT_EQ(readText(6), "header");
     socket.close();
@@ -771,13 +771,13 @@ TEST_F(JSocketInputStreamTest, Read_OfAClosedSocket_DoesNotReachIntoTheWindow) {
 
 // ---- input: available ----
 
-TEST_F(JSocketInputStreamTest, Available_CountsTheSystemsBytes) {
+TEST_F(SocketInputStreamTest, Available_CountsTheSystemsBytes) {
     EXPECT_EQ(in->available(), 0);
     arrives("abc");
     EXPECT_EQ(in->available(), 3);
 }
 
-TEST_F(JSocketInputStreamTest, Available_SumsUpAllThatIsThere) {
+TEST_F(SocketInputStreamTest, Available_SumsUpAllThatIsThere) {
     arrives(pattern(300) + pattern(50));
     JByte b(10);
     ASSERT_EQ(in->read(b), 10);  // the other 340 wait in the window
@@ -792,19 +792,19 @@ TEST_F(JSocketInputStreamTest, Available_SumsUpAllThatIsThere) {
     EXPECT_EQ(in->available(), 240 + 6 + 4);
 }
 
-TEST_F(JSocketInputStreamTest, Available_OfAClosedSocket_IsTheReadAheadBuffer) {
+TEST_F(SocketInputStreamTest, Available_OfAClosedSocket_IsTheReadAheadBuffer) {
     readAhead("abc");
     arrives("def");
     socket.close();
     EXPECT_EQ(in->available(), 3);
 }
 
-TEST(JSocketInputStream, Available_WhenTheSystemCannotTell_CountsNothing) {
+TEST(JSocketInputStreamTest, Available_WhenTheSystemCannotTell_CountsNothing) {
     JSocket socket(open("/dev/null", O_RDONLY | O_CLOEXEC));
     EXPECT_EQ(socket.getInputStream()->available(), 0);
 }
 
-TEST_F(JSocketInputStreamTest, UnderADataStream_ReadsFully) {
+TEST_F(SocketInputStreamTest, UnderADataStream_ReadsFully) {
     Thread sender([this] {
         for (char c = 'a'; c <= 'j'; c++) peer.send(std::string(1000, c));
     });
@@ -923,7 +923,7 @@ TEST_F(JSocketOutputStreamTest, Write_ToADescriptorThatBlocks_TimesOutAllTheSame
     EXPECT_TRUE(socket.isWriteTimeout());
 }
 
-TEST(JSocketOutputStreamSlow, Write_ToAPeerThatDoesNotRead_TimesOutAfterTenSeconds) {
+TEST(JSocketOutputStreamSlowTest, Write_ToAPeerThatDoesNotRead_TimesOutAfterTenSeconds) {
     net::Listener listener;
     JSocket socket(net::LOOPBACK, listener.port());
     ASSERT_TRUE(socket.connect());

@@ -21,7 +21,7 @@ using support::Thread;
 
 namespace {
 
-class JSocketTest : public net::ConnectionTest {};
+class ConnectedSocketTest : public net::ConnectionTest {};
 
 /** A thread whose call waits, and which counts its waits. */
 class PatientWaiter {
@@ -69,7 +69,7 @@ void expectToTalk(JSocket& socket, Peer& peer) {
 
 // ---- construction ----
 
-TEST(JSocket, IsNew_NotConnectedAndShutDown) {
+TEST(JSocketTest, IsNew_NotConnectedAndShutDown) {
     JSocket socket("some.host", 4711);
     EXPECT_EQ(Inside::number(socket), -1);
     EXPECT_STREQ(socket.getHost(), "some.host");
@@ -88,18 +88,18 @@ TEST(JSocket, IsNew_NotConnectedAndShutDown) {
     EXPECT_FALSE(Inside::hasStreams(socket));
 }
 
-TEST(JSocket, HasTheRootsClassRecord) {
+TEST(JSocketTest, HasTheRootsClassRecord) {
     JSocket socket("some.host", 1);
     EXPECT_EQ(socket.getClass(), &JObject::classJObject);
 }
 
-TEST(JSocket, HasRoomForAHostAnAddressAndAMessage) {
+TEST(JSocketTest, HasRoomForAHostAnAddressAndAMessage) {
     EXPECT_EQ(Inside::HOST_SIZE, 256U);
     EXPECT_EQ(Inside::HOST_ADDRESS_SIZE, 32U);
     EXPECT_EQ(Inside::MESSAGE_SIZE, 2048U);
 }
 
-TEST(JSocket, CutsAHostNameThatIsTooLong) {
+TEST(JSocketTest, CutsAHostNameThatIsTooLong) {
     JSocket socket(std::string(5000, 'h').c_str(), 1);
     EXPECT_EQ(socket.getHost(), std::string(255, 'h'));
     socket.setHost(std::string(256, 'i').c_str());
@@ -107,7 +107,7 @@ TEST(JSocket, CutsAHostNameThatIsTooLong) {
     EXPECT_EQ(socket.getPort(), 1);
 }
 
-TEST(JSocket, TakesNoHostForAnEmptyOne) {
+TEST(JSocketTest, TakesNoHostForAnEmptyOne) {
     JSocket socket(nullptr, 1);
     EXPECT_STREQ(socket.getHost(), "");
     socket.setHost("some.host");
@@ -115,7 +115,7 @@ TEST(JSocket, TakesNoHostForAnEmptyOne) {
     EXPECT_STREQ(socket.getHost(), "");
 }
 
-TEST(JSocket, SetHost_AndSetPort_Store) {
+TEST(JSocketTest, SetHost_AndSetPort_Store) {
     JSocket socket("some.host", 1);
     socket.setHost("another");
     socket.setPort(2);
@@ -127,7 +127,7 @@ TEST(JSocket, SetHost_AndSetPort_Store) {
     EXPECT_STREQ(socket.getHost(), "ther");
 }
 
-TEST(JSocket, SoTimeout_IsInert) {
+TEST(JSocketTest, SoTimeout_IsInert) {
     JSocket socket("some.host", 1);
     socket.setSoTimeout(5000);
     EXPECT_EQ(socket.getSoTimeout(), 0);
@@ -136,7 +136,7 @@ TEST(JSocket, SoTimeout_IsInert) {
     EXPECT_EQ(Inside::writeTimeout(socket), 10);
 }
 
-TEST(JSocket, MakesEachStreamOnce) {
+TEST(JSocketTest, MakesEachStreamOnce) {
     JSocket socket("some.host", 1);
     JSocket::JSocketInputStream* const in = socket.getInputStream();
     JSocket::JSocketOutputStream* const out = socket.getOutputStream();
@@ -146,7 +146,7 @@ TEST(JSocket, MakesEachStreamOnce) {
     EXPECT_EQ(socket.getOutputStream(), out);
 }
 
-TEST(JSocket, WrapsAnAcceptedDescriptor) {
+TEST(JSocketTest, WrapsAnAcceptedDescriptor) {
     Listener listener;
     Peer client = Peer::connectedTo(listener.port());
     Peer served = listener.accept();
@@ -166,7 +166,7 @@ TEST(JSocket, WrapsAnAcceptedDescriptor) {
     expectToTalk(socket, client);
 }
 
-TEST(JSocket, WrapsASocketWithoutPeer_AndCountsAsConnected) {
+TEST(JSocketTest, WrapsASocketWithoutPeer_AndCountsAsConnected) {
     const int number = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     JSocket socket(number);
     EXPECT_STREQ(socket.getHost(), "invalid_socket");
@@ -179,7 +179,7 @@ TEST(JSocket, WrapsASocketWithoutPeer_AndCountsAsConnected) {
     EXPECT_FALSE(isOpen(number));
 }
 
-TEST(JSocket, WrapsADescriptorThatIsNoSocket_AndFailsAtTheFirstRead) {
+TEST(JSocketTest, WrapsADescriptorThatIsNoSocket_AndFailsAtTheFirstRead) {
     int ends[2];
     ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
     const Fd other(ends[1]);
@@ -191,7 +191,7 @@ TEST(JSocket, WrapsADescriptorThatIsNoSocket_AndFailsAtTheFirstRead) {
     EXPECT_FALSE(isOpen(ends[0]));
 }
 
-TEST(JSocket, WrapsNoDescriptor_AndFailsAtTheFirstRead) {
+TEST(JSocketTest, WrapsNoDescriptor_AndFailsAtTheFirstRead) {
     JSocket socket(-1);
     EXPECT_STREQ(socket.getHost(), "invalid_socket");
     EXPECT_TRUE(socket.isConnected());
@@ -201,7 +201,7 @@ TEST(JSocket, WrapsNoDescriptor_AndFailsAtTheFirstRead) {
     EXPECT_EQ(socket.close(), 1);
 }
 
-TEST(JSocket, WrapsNoDescriptor_AndFailsAtTheFirstWrite) {
+TEST(JSocketTest, WrapsNoDescriptor_AndFailsAtTheFirstWrite) {
     JSocket socket(-1);
     JByte b = net::bytes("x");
     EXPECT_EQ(socket.getOutputStream()->write(b), -1);
@@ -210,7 +210,7 @@ TEST(JSocket, WrapsNoDescriptor_AndFailsAtTheFirstWrite) {
 
 // ---- connect ----
 
-TEST(JSocket, Connect_ToAnAddress) {
+TEST(JSocketTest, Connect_ToAnAddress) {
     Listener listener;
     JSocket socket(LOOPBACK, listener.port());
     EXPECT_TRUE(socket.connect());
@@ -225,7 +225,7 @@ TEST(JSocket, Connect_ToAnAddress) {
     expectToTalk(socket, peer);
 }
 
-TEST(JSocket, Connect_ToAName) {
+TEST(JSocketTest, Connect_ToAName) {
     Listener listener;
     JSocket socket("localhost", listener.port());
     EXPECT_TRUE(socket.connect());
@@ -233,7 +233,7 @@ TEST(JSocket, Connect_ToAName) {
     EXPECT_STREQ(Inside::hostAddress(socket), LOOPBACK);
 }
 
-TEST(JSocket, Connect_KeepsADottedAddressAsItWasWritten) {
+TEST(JSocketTest, Connect_KeepsADottedAddressAsItWasWritten) {
     Listener listener;
     JSocket socket("127.1", listener.port());
     EXPECT_TRUE(socket.connect());
@@ -241,7 +241,7 @@ TEST(JSocket, Connect_KeepsADottedAddressAsItWasWritten) {
     EXPECT_EQ(dotted(socket.getInetAddress()), LOOPBACK);
 }
 
-TEST(JSocket, Connect_ToADottedAddressTooLongForItsField_WritesItAnew) {
+TEST(JSocketTest, Connect_ToADottedAddressTooLongForItsField_WritesItAnew) {
     Listener listener;
     const std::string longForm = "0x" + std::string(40, '0') + "7f000001";
     JSocket socket(longForm.c_str(), listener.port());
@@ -249,7 +249,7 @@ TEST(JSocket, Connect_ToADottedAddressTooLongForItsField_WritesItAnew) {
     EXPECT_STREQ(Inside::hostAddress(socket), LOOPBACK);
 }
 
-TEST(JSocket, Connect_ToADottedAddressThatJustFitsItsField_KeepsIt_AndOneByteMoreIsWrittenAnew) {
+TEST(JSocketTest, Connect_ToADottedAddressThatJustFitsItsField_KeepsIt_AndOneByteMoreIsWrittenAnew) {
     Listener listener;
     const std::string address = "0x" + std::string(21, '0') + "7f000001";
     ASSERT_EQ(address.size(), 31U);
@@ -262,7 +262,7 @@ TEST(JSocket, Connect_ToADottedAddressThatJustFitsItsField_KeepsIt_AndOneByteMor
     EXPECT_TRUE(longer.isConnected());
 }
 
-TEST(JSocket, Connect_ToAnUnknownHost_Fails) {
+TEST(JSocketTest, Connect_ToAnUnknownHost_Fails) {
     JSocket socket(std::string(64, 'a').c_str(), 1);  // a label has 63 characters at most
     EXPECT_FALSE(socket.connect());
     EXPECT_STREQ(Inside::message(socket), "unknown host!");
@@ -271,7 +271,7 @@ TEST(JSocket, Connect_ToAnUnknownHost_Fails) {
     EXPECT_TRUE(isOpen(Inside::number(socket)));
 }
 
-TEST(JSocket, Connect_AfterAFailure_UsesTheDescriptorThatIsLeft) {
+TEST(JSocketTest, Connect_AfterAFailure_UsesTheDescriptorThatIsLeft) {
     Listener listener;
     JSocket socket(std::string(64, 'a').c_str(), listener.port());
     ASSERT_FALSE(socket.connect());
@@ -281,7 +281,7 @@ TEST(JSocket, Connect_AfterAFailure_UsesTheDescriptorThatIsLeft) {
     EXPECT_EQ(Inside::number(socket), number);
 }
 
-TEST(JSocket, Connect_WithoutADescriptor_Fails) {
+TEST(JSocketTest, Connect_WithoutADescriptor_Fails) {
     Listener listener;
     JSocket socket(LOOPBACK, listener.port());
     {
@@ -294,7 +294,7 @@ TEST(JSocket, Connect_WithoutADescriptor_Fails) {
     EXPECT_TRUE(socket.connect());
 }
 
-TEST(JSocket, Connect_ToAPortWithoutListener_SucceedsAndTheFirstReadFails) {
+TEST(JSocketTest, Connect_ToAPortWithoutListener_SucceedsAndTheFirstReadFails) {
     JSocket socket(LOOPBACK, net::freePort());
     EXPECT_TRUE(socket.connect());
     EXPECT_TRUE(socket.isConnected());
@@ -304,7 +304,7 @@ TEST(JSocket, Connect_ToAPortWithoutListener_SucceedsAndTheFirstReadFails) {
     EXPECT_FALSE(socket.isConnected());
 }
 
-TEST(JSocket, Connect_ToAPortWithoutListener_SucceedsAndTheFirstWriteFails) {
+TEST(JSocketTest, Connect_ToAPortWithoutListener_SucceedsAndTheFirstWriteFails) {
     JSocket socket(LOOPBACK, net::freePort());
     EXPECT_TRUE(socket.connect());
     JByte b = net::bytes("x");
@@ -312,7 +312,7 @@ TEST(JSocket, Connect_ToAPortWithoutListener_SucceedsAndTheFirstWriteFails) {
     EXPECT_FALSE(socket.isConnected());
 }
 
-TEST(JSocket, Connect_WithoutAnAnswer_TimesOut) {
+TEST(JSocketTest, Connect_WithoutAnAnswer_TimesOut) {
     const net::SilentPort silent;
     JSocket socket(LOOPBACK, silent.port());
     Inside::connectTimeout(socket) = 0;
@@ -323,7 +323,7 @@ TEST(JSocket, Connect_WithoutAnAnswer_TimesOut) {
     EXPECT_TRUE(isOpen(Inside::number(socket)));
 }
 
-TEST(JSocket, Connect_AgainWhileTheFirstAttemptGoesOn_CountsAsConnected) {
+TEST(JSocketTest, Connect_AgainWhileTheFirstAttemptGoesOn_CountsAsConnected) {
     const net::SilentPort silent;
     JSocket socket(LOOPBACK, silent.port());
     Inside::connectTimeout(socket) = 0;
@@ -332,7 +332,7 @@ TEST(JSocket, Connect_AgainWhileTheFirstAttemptGoesOn_CountsAsConnected) {
     EXPECT_FALSE(socket.isConnectTimeout());
 }
 
-TEST(JSocketSlow, Connect_WithoutAnAnswer_TimesOutAfterTenSeconds) {
+TEST(JSocketSlowTest, Connect_WithoutAnAnswer_TimesOutAfterTenSeconds) {
     const net::SilentPort silent;
     JSocket socket(LOOPBACK, silent.port());
     const net::Stopwatch watch;
@@ -342,7 +342,7 @@ TEST(JSocketSlow, Connect_WithoutAnAnswer_TimesOutAfterTenSeconds) {
     EXPECT_TRUE(socket.isConnectTimeout());
 }
 
-TEST(JSocket, Connect_OfAnInterruptedThread_CountsAsConnected) {
+TEST(JSocketTest, Connect_OfAnInterruptedThread_CountsAsConnected) {
     const net::SilentPort silent;
     JSocket socket(LOOPBACK, silent.port());
     Waiter waiter([&] { return socket.connect(); });
@@ -353,7 +353,7 @@ TEST(JSocket, Connect_OfAnInterruptedThread_CountsAsConnected) {
     EXPECT_FALSE(socket.isConnectTimeout());
 }
 
-TEST(JSocket, Connect_GoesOnAfterASignal) {
+TEST(JSocketTest, Connect_GoesOnAfterASignal) {
     const net::SilentPort silent;
     JSocket socket(LOOPBACK, silent.port());
     Inside::connectTimeout(socket) = 1;
@@ -364,7 +364,7 @@ TEST(JSocket, Connect_GoesOnAfterASignal) {
     EXPECT_TRUE(socket.isConnectTimeout());
 }
 
-TEST(JSocket, Connect_ThatAnotherThreadCloses_Fails) {
+TEST(JSocketTest, Connect_ThatAnotherThreadCloses_Fails) {
     const net::SilentPort silent;
     JSocket socket(LOOPBACK, silent.port());
     Waiter waiter([&] { return socket.connect(); });
@@ -379,7 +379,7 @@ TEST(JSocket, Connect_ThatAnotherThreadCloses_Fails) {
     EXPECT_FALSE(isOpen(number));
 }
 
-TEST(JSocket, Connect_ThatAnotherThreadCloses_LeavesWhatGetsTheNumberNextAlone) {
+TEST(JSocketTest, Connect_ThatAnotherThreadCloses_LeavesWhatGetsTheNumberNextAlone) {
     const net::SilentPort silent;
     int ends[2];
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends), 0);
@@ -401,7 +401,7 @@ TEST(JSocket, Connect_ThatAnotherThreadCloses_LeavesWhatGetsTheNumberNextAlone) 
     EXPECT_TRUE(net::isNonBlocking(number)) << "connecting switches that on and off";
 }
 
-TEST(JSocket, Connect_Cancelled_LeavesNothingHeld) {
+TEST(JSocketTest, Connect_Cancelled_LeavesNothingHeld) {
     const net::SilentPort silent;
     const int before = net::openDescriptors();
     {
@@ -418,7 +418,7 @@ TEST(JSocket, Connect_Cancelled_LeavesNothingHeld) {
     EXPECT_EQ(net::openDescriptors(), before);
 }
 
-TEST(JSocket, Connect_WithDescriptorsBeyondWhatASetHolds) {
+TEST(JSocketTest, Connect_WithDescriptorsBeyondWhatASetHolds) {
     const net::HighNumbers high;
     Listener listener;
     JSocket socket(LOOPBACK, listener.port());
@@ -432,14 +432,14 @@ TEST(JSocket, Connect_WithDescriptorsBeyondWhatASetHolds) {
     EXPECT_TRUE(socket.isReadTimeout());
 }
 
-TEST_F(JSocketTest, Connect_WhenConnected_ClosesTheFormerConnectionFirst) {
+TEST_F(ConnectedSocketTest, Connect_WhenConnected_ClosesTheFormerConnectionFirst) {
     EXPECT_TRUE(socket.connect());
     peer.expectReset();
     Peer next = listener.accept();
     expectToTalk(socket, next);
 }
 
-TEST_F(JSocketTest, Connect_AfterBothShutdowns_TakesAFreshDescriptor) {
+TEST_F(ConnectedSocketTest, Connect_AfterBothShutdowns_TakesAFreshDescriptor) {
     socket.shutdownInput();
     socket.shutdownOutput();
     ASSERT_FALSE(socket.isConnected());
@@ -450,14 +450,14 @@ TEST_F(JSocketTest, Connect_AfterBothShutdowns_TakesAFreshDescriptor) {
     expectToTalk(socket, next);
 }
 
-TEST_F(JSocketTest, Connect_AfterClose) {
+TEST_F(ConnectedSocketTest, Connect_AfterClose) {
     socket.close();
     EXPECT_TRUE(socket.connect());
     Peer next = listener.accept();
     expectToTalk(socket, next);
 }
 
-TEST_F(JSocketTest, Connect_WaitsUntilTheFormerReaderHasLeft) {
+TEST_F(ConnectedSocketTest, Connect_WaitsUntilTheFormerReaderHasLeft) {
     arrives("old");
     Thread reader([this] {
         net::Calls::recv.fail(2, EAGAIN);  // readable, and yet there is nothing: a second's pause follows
@@ -474,7 +474,7 @@ TEST_F(JSocketTest, Connect_WaitsUntilTheFormerReaderHasLeft) {
 
 // ---- close ----
 
-TEST_F(JSocketTest, Close_ReleasesTheDescriptorAndForgetsTheConnection) {
+TEST_F(ConnectedSocketTest, Close_ReleasesTheDescriptorAndForgetsTheConnection) {
     const int before = number();
     EXPECT_EQ(socket.close(), -1);
     EXPECT_EQ(Inside::number(socket), -1);
@@ -484,7 +484,7 @@ TEST_F(JSocketTest, Close_ReleasesTheDescriptorAndForgetsTheConnection) {
     EXPECT_TRUE(Inside::outputShutdown(socket));
 }
 
-TEST_F(JSocketTest, Close_Twice_DoesNothingTheSecondTime) {
+TEST_F(ConnectedSocketTest, Close_Twice_DoesNothingTheSecondTime) {
     const int before = number();
     EXPECT_EQ(socket.close(), -1);
     const Fd other(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0));
@@ -493,29 +493,29 @@ TEST_F(JSocketTest, Close_Twice_DoesNothingTheSecondTime) {
     EXPECT_TRUE(isOpen(before));
 }
 
-TEST(JSocket, Close_OfASocketThatWasNeverOpen_ReturnsOne) {
+TEST(JSocketTest, Close_OfASocketThatWasNeverOpen_ReturnsOne) {
     JSocket socket("some.host", 1);
     EXPECT_EQ(socket.close(), 1);
 }
 
-TEST_F(JSocketTest, Close_ResetsTheConnection) {
+TEST_F(ConnectedSocketTest, Close_ResetsTheConnection) {
     socket.close();
     peer.expectReset();
 }
 
-TEST_F(JSocketTest, Close_WithALingerTime_EndsTheConnectionInOrder) {
+TEST_F(ConnectedSocketTest, Close_WithALingerTime_EndsTheConnectionInOrder) {
     socket.setSoLinger(true, 5);
     socket.close();
     peer.expectEnd();
 }
 
-TEST_F(JSocketTest, Close_WithALingerTimeOfZero_ResetsTheConnection) {
+TEST_F(ConnectedSocketTest, Close_WithALingerTimeOfZero_ResetsTheConnection) {
     socket.setSoLinger(true, 0);
     socket.close();
     peer.expectReset();
 }
 
-TEST_F(JSocketTest, Close_FromManyThreads_ClosesOnce) {
+TEST_F(ConnectedSocketTest, Close_FromManyThreads_ClosesOnce) {
     for (int round = 0; round < 50; round++) {
         std::atomic<int> closings{0};
         {
@@ -530,7 +530,7 @@ TEST_F(JSocketTest, Close_FromManyThreads_ClosesOnce) {
     }
 }
 
-TEST(JSocket, Destroyed_ClosesAndDeletesItsStreams) {
+TEST(JSocketTest, Destroyed_ClosesAndDeletesItsStreams) {
     Listener listener;
     auto socket = std::make_unique<JSocket>(LOOPBACK, listener.port());
     ASSERT_TRUE(socket->connect());
@@ -546,7 +546,7 @@ TEST(JSocket, Destroyed_ClosesAndDeletesItsStreams) {
 
 // ---- close after sending ----
 
-TEST_F(JSocketTest, CloseAfterSending_EndsTheConnectionInOrder_OnceThePeerHasReadEverything) {
+TEST_F(ConnectedSocketTest, CloseAfterSending_EndsTheConnectionInOrder_OnceThePeerHasReadEverything) {
     fillTheWay();
     Thread closing([this] { socket.closeAfterSending(30000); });
     ASSERT_TRUE(closing.fallsAsleep());
@@ -560,7 +560,7 @@ TEST_F(JSocketTest, CloseAfterSending_EndsTheConnectionInOrder_OnceThePeerHasRea
     EXPECT_EQ(Inside::number(socket), -1);
 }
 
-TEST_F(JSocketTest, CloseAfterSending_DiscardsWhatThePeerSends) {
+TEST_F(ConnectedSocketTest, CloseAfterSending_DiscardsWhatThePeerSends) {
     Thread closing([this] { socket.closeAfterSending(30000); });
     const std::string some(100000, '#');
     for (int i = 0; i < 100; i++) peer.send(some);  // more than there is room for
@@ -569,7 +569,7 @@ TEST_F(JSocketTest, CloseAfterSending_DiscardsWhatThePeerSends) {
     closing.join();
 }
 
-TEST_F(JSocketTest, CloseAfterSending_WaitsForThePeerNoLongerThanItsTime) {
+TEST_F(ConnectedSocketTest, CloseAfterSending_WaitsForThePeerNoLongerThanItsTime) {
     const int before = number();
     const net::Stopwatch watch;
     socket.closeAfterSending(200);
@@ -579,7 +579,7 @@ TEST_F(JSocketTest, CloseAfterSending_WaitsForThePeerNoLongerThanItsTime) {
     peer.expectEnd();
 }
 
-TEST_F(JSocketTest, CloseAfterSending_ToAPeerThatDoesNotStopSending_EndsInTime) {
+TEST_F(ConnectedSocketTest, CloseAfterSending_ToAPeerThatDoesNotStopSending_EndsInTime) {
     std::atomic<bool> over{false};
     Thread pouring([&] {
         const std::string some(100000, '#');
@@ -592,7 +592,7 @@ TEST_F(JSocketTest, CloseAfterSending_ToAPeerThatDoesNotStopSending_EndsInTime) 
     over = true;
 }
 
-TEST_F(JSocketTest, CloseAfterSending_WhatIsNotTakenInTime_IsSentAllTheSame) {
+TEST_F(ConnectedSocketTest, CloseAfterSending_WhatIsNotTakenInTime_IsSentAllTheSame) {
     const std::string some(100000, '#');
     size_t sent = 0;
     for (int n = 1; n > 0; sent += static_cast<size_t>(n))
@@ -602,7 +602,7 @@ TEST_F(JSocketTest, CloseAfterSending_WhatIsNotTakenInTime_IsSentAllTheSame) {
     peer.expectEnd();
 }
 
-TEST_F(JSocketTest, CloseAfterSending_EndsAReadAndAWriteInProgress) {
+TEST_F(ConnectedSocketTest, CloseAfterSending_EndsAReadAndAWriteInProgress) {
     fillTheWay();
     Waiter reader([this] { return readOne(); });
     Waiter writer([this] { return writeALot(); });
@@ -617,7 +617,7 @@ TEST_F(JSocketTest, CloseAfterSending_EndsAReadAndAWriteInProgress) {
     EXPECT_FALSE(socket.isWriteTimeout());
 }
 
-TEST_F(JSocketTest, CloseAfterSending_OfAPeerThatHasGone_ReturnsAtOnce) {
+TEST_F(ConnectedSocketTest, CloseAfterSending_OfAPeerThatHasGone_ReturnsAtOnce) {
     peer.reset();
     const net::Stopwatch watch;
     socket.closeAfterSending(30000);
@@ -625,7 +625,7 @@ TEST_F(JSocketTest, CloseAfterSending_OfAPeerThatHasGone_ReturnsAtOnce) {
     EXPECT_FALSE(socket.isConnected());
 }
 
-TEST(JSocket, CloseAfterSending_WithoutAConnection_Closes) {
+TEST(JSocketTest, CloseAfterSending_WithoutAConnection_Closes) {
     JSocket unconnected("some.host", 1);
     unconnected.closeAfterSending(30000);
     JSocket none(-1);
@@ -635,7 +635,7 @@ TEST(JSocket, CloseAfterSending_WithoutAConnection_Closes) {
 
 // ---- close and wake-up while other threads wait ----
 
-TEST_F(JSocketTest, Close_UnderAReader_EndsItsReadAtOnce) {
+TEST_F(ConnectedSocketTest, Close_UnderAReader_EndsItsReadAtOnce) {
     const int before = number();
     Waiter reader([this] { return readOne(); });
     ASSERT_TRUE(reader.waits());
@@ -650,7 +650,7 @@ TEST_F(JSocketTest, Close_UnderAReader_EndsItsReadAtOnce) {
     peer.expectReset();
 }
 
-TEST_F(JSocketTest, Close_UnderAWriter_EndsItsWriteSoon) {
+TEST_F(ConnectedSocketTest, Close_UnderAWriter_EndsItsWriteSoon) {
     fillTheWay();
     const int before = number();
     Waiter writer([this] { return writeALot(); });
@@ -665,7 +665,7 @@ TEST_F(JSocketTest, Close_UnderAWriter_EndsItsWriteSoon) {
 }
 
 // A writer looks up ten times a second; these are beyond its first look.
-TEST_F(JSocketTest, Close_UnderThreadsThatHaveWaitedForAWhile_EndsThemSoon) {
+TEST_F(ConnectedSocketTest, Close_UnderThreadsThatHaveWaitedForAWhile_EndsThemSoon) {
     fillTheWay();
     Waiter reader([this] { return readOne(); });
     PatientWaiter writer([this] { return writeALot(); });
@@ -680,7 +680,7 @@ TEST_F(JSocketTest, Close_UnderThreadsThatHaveWaitedForAWhile_EndsThemSoon) {
     EXPECT_FALSE(socket.isWriteTimeout());
 }
 
-TEST_F(JSocketTest, WakeUp_OfThreadsThatHaveWaitedForAWhile_EndsTheirWaitsSoon) {
+TEST_F(ConnectedSocketTest, WakeUp_OfThreadsThatHaveWaitedForAWhile_EndsTheirWaitsSoon) {
     fillTheWay();
     Waiter reader([this] { return readOne(); });
     PatientWaiter writer([this] { return writeALot(); });
@@ -696,7 +696,7 @@ TEST_F(JSocketTest, WakeUp_OfThreadsThatHaveWaitedForAWhile_EndsTheirWaitsSoon) 
     EXPECT_TRUE(socket.isConnected());
 }
 
-TEST_F(JSocketTest, Close_UnderAReader_KeepsTheNumberUntilItHasLeft) {
+TEST_F(ConnectedSocketTest, Close_UnderAReader_KeepsTheNumberUntilItHasLeft) {
     arrives("x");
     const int before = number();
     Thread reader([this] {
@@ -711,7 +711,7 @@ TEST_F(JSocketTest, Close_UnderAReader_KeepsTheNumberUntilItHasLeft) {
     EXPECT_FALSE(isOpen(before));
 }
 
-TEST_F(JSocketTest, Close_UnderAReader_NeverLetsItReadFromWhatGetsTheNumberNext) {
+TEST_F(ConnectedSocketTest, Close_UnderAReader_NeverLetsItReadFromWhatGetsTheNumberNext) {
     for (int round = 0; round < 100; round++) {
         int ends[2];
         ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
@@ -738,7 +738,7 @@ TEST_F(JSocketTest, Close_UnderAReader_NeverLetsItReadFromWhatGetsTheNumberNext)
     }
 }
 
-TEST_F(JSocketTest, Close_WhileBothDirectionsAreBusy_EndsBoth) {
+TEST_F(ConnectedSocketTest, Close_WhileBothDirectionsAreBusy_EndsBoth) {
     for (int round = 0; round < 20; round++) {
         Thread echo([this] {
             char some[4096];
@@ -769,7 +769,7 @@ TEST_F(JSocketTest, Close_WhileBothDirectionsAreBusy_EndsBoth) {
     }
 }
 
-TEST_F(JSocketTest, WakeUp_EndsAReadAsIfItsTimeWereOver) {
+TEST_F(ConnectedSocketTest, WakeUp_EndsAReadAsIfItsTimeWereOver) {
     Waiter reader([this] { return readOne(); });
     ASSERT_TRUE(reader.waits());
     const net::Stopwatch watch;
@@ -783,7 +783,7 @@ TEST_F(JSocketTest, WakeUp_EndsAReadAsIfItsTimeWereOver) {
     EXPECT_TRUE(isOpen(number()));
 }
 
-TEST_F(JSocketTest, WakeUp_EndsAWriteAsIfItsTimeWereOver) {
+TEST_F(ConnectedSocketTest, WakeUp_EndsAWriteAsIfItsTimeWereOver) {
     fillTheWay();
     Waiter writer([this] { return writeALot(); });
     ASSERT_TRUE(writer.waits());
@@ -797,7 +797,7 @@ TEST_F(JSocketTest, WakeUp_EndsAWriteAsIfItsTimeWereOver) {
     EXPECT_TRUE(socket.isConnected());
 }
 
-TEST_F(JSocketTest, WakeUp_IsNotSeenByThePeer) {
+TEST_F(ConnectedSocketTest, WakeUp_IsNotSeenByThePeer) {
     socket.wakeUp();
     EXPECT_EQ(readOne(), -1);
     peer.expectNothing();
@@ -808,7 +808,7 @@ TEST_F(JSocketTest, WakeUp_IsNotSeenByThePeer) {
     peer.expectNothing();
 }
 
-TEST_F(JSocketTest, WakeUp_BeforeARead_EndsItAtOnce) {
+TEST_F(ConnectedSocketTest, WakeUp_BeforeARead_EndsItAtOnce) {
     socket.wakeUp();
     const net::Stopwatch watch;
     EXPECT_EQ(readOne(), -1);
@@ -817,14 +817,14 @@ TEST_F(JSocketTest, WakeUp_BeforeARead_EndsItAtOnce) {
     EXPECT_LT(watch.ms(), net::LATE_MS);
 }
 
-TEST_F(JSocketTest, WakeUp_LetsAReadKeepWhatItHas) {
+TEST_F(ConnectedSocketTest, WakeUp_LetsAReadKeepWhatItHas) {
     arrives("abc");
     socket.wakeUp();
     EXPECT_EQ(readText(100), "abc");
     EXPECT_FALSE(socket.isReadTimeout());
 }
 
-TEST_F(JSocketTest, WakeUp_LastsUntilTheNextConnection) {
+TEST_F(ConnectedSocketTest, WakeUp_LastsUntilTheNextConnection) {
     socket.wakeUp();
     ASSERT_TRUE(socket.connect());
     peer = listener.accept();
@@ -835,7 +835,7 @@ TEST_F(JSocketTest, WakeUp_LastsUntilTheNextConnection) {
     EXPECT_EQ(reader.result, 1);
 }
 
-TEST(JSocket, WakeUp_WithoutAConnection_DoesNothing) {
+TEST(JSocketTest, WakeUp_WithoutAConnection_DoesNothing) {
     JSocket unconnected("some.host", 1);
     unconnected.wakeUp();
     EXPECT_FALSE(unconnected.isConnected());
@@ -844,7 +844,7 @@ TEST(JSocket, WakeUp_WithoutAConnection_DoesNothing) {
     closed.wakeUp();
 }
 
-TEST(JSocket, WakeUp_DoesNotBreakAConnectOff) {
+TEST(JSocketTest, WakeUp_DoesNotBreakAConnectOff) {
     const net::SilentPort silent;
     JSocket socket(LOOPBACK, silent.port());
     Inside::connectTimeout(socket) = 1;
@@ -860,7 +860,7 @@ TEST(JSocket, WakeUp_DoesNotBreakAConnectOff) {
 
 // ---- the peer goes ----
 
-TEST_F(JSocketTest, IsPeerClosed_TellsWhetherThePeerHasGone) {
+TEST_F(ConnectedSocketTest, IsPeerClosed_TellsWhetherThePeerHasGone) {
     EXPECT_FALSE(socket.isPeerClosed());
     arrives("unread");
     EXPECT_FALSE(socket.isPeerClosed());
@@ -869,24 +869,24 @@ TEST_F(JSocketTest, IsPeerClosed_TellsWhetherThePeerHasGone) {
     EXPECT_EQ(readText(6), "unread");
 }
 
-TEST_F(JSocketTest, IsPeerClosed_AfterAReset) {
+TEST_F(ConnectedSocketTest, IsPeerClosed_AfterAReset) {
     peer.reset();
     EXPECT_TRUE(support::eventually([this] { return socket.isPeerClosed(); }));
 }
 
-TEST_F(JSocketTest, IsPeerClosed_OfAClosedSocket_IsTrue) {
+TEST_F(ConnectedSocketTest, IsPeerClosed_OfAClosedSocket_IsTrue) {
     socket.close();
     EXPECT_TRUE(socket.isPeerClosed());
 }
 
-TEST_F(JSocketTest, IsPeerClosed_AfterAWakeUp_IsTrue) {
+TEST_F(ConnectedSocketTest, IsPeerClosed_AfterAWakeUp_IsTrue) {
     socket.wakeUp();
     EXPECT_TRUE(socket.isPeerClosed());
 }
 
 // ---- shutdown ----
 
-TEST_F(JSocketTest, ShutdownOutput_EndsTheStreamForThePeer) {
+TEST_F(ConnectedSocketTest, ShutdownOutput_EndsTheStreamForThePeer) {
     EXPECT_TRUE(socket.shutdownOutput());
     EXPECT_TRUE(Inside::outputShutdown(socket));
     EXPECT_FALSE(Inside::inputShutdown(socket));
@@ -897,7 +897,7 @@ TEST_F(JSocketTest, ShutdownOutput_EndsTheStreamForThePeer) {
     EXPECT_EQ(writeText("x"), -1);
 }
 
-TEST_F(JSocketTest, ShutdownInput_EndsTheStreamHere) {
+TEST_F(ConnectedSocketTest, ShutdownInput_EndsTheStreamHere) {
     EXPECT_TRUE(socket.shutdownInput());
     EXPECT_TRUE(Inside::inputShutdown(socket));
     EXPECT_FALSE(Inside::outputShutdown(socket));
@@ -907,20 +907,20 @@ TEST_F(JSocketTest, ShutdownInput_EndsTheStreamHere) {
     EXPECT_EQ(readOne(), 0);
 }
 
-TEST_F(JSocketTest, ShutdownOfBoth_IsNoLongerConnected) {
+TEST_F(ConnectedSocketTest, ShutdownOfBoth_IsNoLongerConnected) {
     EXPECT_TRUE(socket.shutdownInput());
     EXPECT_FALSE(socket.shutdownOutput());
     EXPECT_FALSE(socket.isConnected());
     EXPECT_TRUE(isOpen(number()));
 }
 
-TEST_F(JSocketTest, ShutdownOfBoth_TheOtherWayRound) {
+TEST_F(ConnectedSocketTest, ShutdownOfBoth_TheOtherWayRound) {
     EXPECT_TRUE(socket.shutdownOutput());
     EXPECT_FALSE(socket.shutdownInput());
     EXPECT_FALSE(socket.isConnected());
 }
 
-TEST(JSocket, Shutdown_OfAClosedSocket_IsNotConnected) {
+TEST(JSocketTest, Shutdown_OfAClosedSocket_IsNotConnected) {
     JSocket socket("some.host", 1);
     EXPECT_FALSE(socket.shutdownInput());
     EXPECT_FALSE(socket.shutdownOutput());
@@ -928,7 +928,7 @@ TEST(JSocket, Shutdown_OfAClosedSocket_IsNotConnected) {
 
 // ---- options ----
 
-TEST_F(JSocketTest, SetTcpNoDelay_SetsTheOption_WhichTheGetterNeverTells) {
+TEST_F(ConnectedSocketTest, SetTcpNoDelay_SetsTheOption_WhichTheGetterNeverTells) {
     EXPECT_EQ(socket.setTcpNoDelay(true), 0);
     EXPECT_GT(net::option(number(), IPPROTO_TCP, TCP_NODELAY), 0);
     EXPECT_FALSE(socket.getTcpNoDelay());
@@ -937,7 +937,7 @@ TEST_F(JSocketTest, SetTcpNoDelay_SetsTheOption_WhichTheGetterNeverTells) {
     EXPECT_FALSE(socket.getTcpNoDelay());
 }
 
-TEST_F(JSocketTest, SoLinger_IsSetAndTold) {
+TEST_F(ConnectedSocketTest, SoLinger_IsSetAndTold) {
     EXPECT_EQ(socket.getSoLinger(), 0);
     EXPECT_EQ(socket.setSoLinger(true, 7), 0);
     EXPECT_EQ(socket.getSoLinger(), 7);
@@ -949,7 +949,7 @@ TEST_F(JSocketTest, SoLinger_IsSetAndTold) {
     EXPECT_EQ(value.l_onoff, 0);
 }
 
-TEST_F(JSocketTest, BufferSizes_AreSetAndTold) {
+TEST_F(ConnectedSocketTest, BufferSizes_AreSetAndTold) {
     EXPECT_EQ(socket.setSendBufferSize(20000), 0);
     EXPECT_EQ(socket.setReceiveBufferSize(30000), 0);
     EXPECT_EQ(socket.getSendBufferSize(), net::option(number(), SOL_SOCKET, SO_SNDBUF));
@@ -958,7 +958,7 @@ TEST_F(JSocketTest, BufferSizes_AreSetAndTold) {
     EXPECT_GE(socket.getReceiveBufferSize(), 30000);
 }
 
-TEST_F(JSocketTest, KeepAlive_IsSetAndTold) {
+TEST_F(ConnectedSocketTest, KeepAlive_IsSetAndTold) {
     EXPECT_FALSE(socket.getKeepAlive());
     EXPECT_EQ(socket.setKeepAlive(true), 0);
     EXPECT_GT(net::option(number(), SOL_SOCKET, SO_KEEPALIVE), 0);
@@ -967,7 +967,7 @@ TEST_F(JSocketTest, KeepAlive_IsSetAndTold) {
     EXPECT_FALSE(socket.getKeepAlive());
 }
 
-TEST(JSocket, Options_OfAClosedSocket_Fail) {
+TEST(JSocketTest, Options_OfAClosedSocket_Fail) {
     JSocket socket("some.host", 1);
     EXPECT_EQ(socket.setTcpNoDelay(true), -1);
     EXPECT_EQ(socket.setSoLinger(true, 1), -1);
@@ -983,20 +983,20 @@ TEST(JSocket, Options_OfAClosedSocket_Fail) {
 
 // ---- addresses ----
 
-TEST_F(JSocketTest, TellsItsAddresses) {
+TEST_F(ConnectedSocketTest, TellsItsAddresses) {
     EXPECT_EQ(socket.getLocalPort(), net::portOf(number()));
     EXPECT_EQ(dotted(socket.getLocalAddress()), LOOPBACK);
     EXPECT_EQ(dotted(socket.getInetAddress()), LOOPBACK);
     EXPECT_EQ(socket.getPort(), listener.port());
 }
 
-TEST(JSocket, Addresses_OfAClosedSocket_AreUnknown) {
+TEST(JSocketTest, Addresses_OfAClosedSocket_AreUnknown) {
     JSocket socket(LOOPBACK, 1);
     EXPECT_EQ(socket.getLocalPort(), -1);
     EXPECT_EQ(dotted(socket.getLocalAddress()), "0.0.0.0");
 }
 
-TEST_F(JSocketTest, GetInetAddress_IsThatOfTheLastConnection_AfterClose) {
+TEST_F(ConnectedSocketTest, GetInetAddress_IsThatOfTheLastConnection_AfterClose) {
     socket.close();
     EXPECT_EQ(dotted(socket.getInetAddress()), LOOPBACK);
 }
