@@ -87,6 +87,15 @@ void JThread::initialize(JRunnable* target) {
     Registry::add(this, posix);
 }
 
+/** For the registry, which holds its lock: an adopted object stands for another foreign thread from now on. */
+void JThread::takeOver(const std::shared_ptr<PosixThread>& thread) {
+    handle = thread->handle();
+    id = thread->handle();
+    autoDelete = false;
+    interrupted_ = false;
+    posix = thread;
+}
+
 bool JThread::createThread() {
     // A failing pthread_create may write a handle all the same, so it works on a copy.
     pthread_t created{};
@@ -181,7 +190,8 @@ void JThread::start() {
 }
 
 int JThread::join(int) {
-    const std::shared_ptr<PosixThread> thread = posix;  // the object may delete itself meanwhile
+    // A copy: the object may delete itself meanwhile.
+    const std::shared_ptr<PosixThread> thread = Registry::recordOf(*this);
     const int result = alive ? thread->join(ProcessEnd::patience()) : 0;
     ProcessEnd::holdMainThread();
     return result;

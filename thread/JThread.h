@@ -13,6 +13,7 @@
 
 namespace jay::detail {
 class PosixThread;
+class Registry;
 struct JThreadPeer;  // for the library's own tests
 }  // namespace jay::detail
 
@@ -162,15 +163,18 @@ protected:
     void finish();
 
 private:
+    friend class jay::detail::Registry;
     friend struct jay::detail::JThreadPeer;
 
+    JAY_HIDDEN void takeOver(const std::shared_ptr<jay::detail::PosixThread>& thread);
     JAY_HIDDEN bool createThread();
     JAY_HIDDEN void abandon();
     JAY_HIDDEN void stopThread();
     JAY_HIDDEN void runBody();
 
-    pthread_t handle;
-    unsigned long id;
+    // Atomic because another thread may ask while an adopted object is taken over.
+    std::atomic<pthread_t> handle;
+    std::atomic<unsigned long> id;
     JRunnable* runnable;
     // Atomic is what several threads touch without a common lock. A thread that sees `alive` false sees all that the
     // body did (release and acquire; the default order is as good in these rare accesses). The others order nothing.
@@ -181,8 +185,9 @@ private:
     JEvent startEvent;
 
     const bool adopted;
-    const std::shared_ptr<jay::detail::PosixThread>
-        posix;                         // outlives this object while others wait for the thread
+    // Outlives this object while others wait for the thread. Written under JThreadInit::_sync when the object is taken
+    // over, and read under it where that may happen at the same time.
+    std::shared_ptr<jay::detail::PosixThread> posix;
     std::atomic<bool> started{false};  // start() came in time: run() will begin
 };
 

@@ -260,6 +260,24 @@ TEST(RegistryReusedIdTest, JoinOfATakenOverObject_WaitsForTheNewThread) {
     EXPECT_EQ(result, 0);
 }
 
+TEST(RegistryReusedIdTest, ObjectThatIsTakenOver_MayBeUsedByOtherThreadsMeanwhile) {
+    std::atomic<JThread*> object{nullptr};
+    std::atomic<bool> stop{false};
+    Thread user([&] {
+        while (!stop) {
+            JThread* const shared = object;
+            if (shared == nullptr) continue;
+            EXPECT_EQ(shared->join(), 0);
+            EXPECT_NE(shared->getHandle(), 0u);
+            EXPECT_NE(shared->getId(), 0u);
+            EXPECT_TRUE(shared->isAlive());
+        }
+    });
+    for (int i = 0; i < 5000; ++i) std::thread([&] { object = JThread::currentThread(); }).join();
+    stop = true;
+    user.join();
+}
+
 TEST(RegistryReusedIdTest, CreatedThread_IsNotTakenForTheForeignOne) {
     std::vector<unsigned long> ids;
     for (int i = 0; i < 4; ++i) ids.push_back(idOfEndedForeignThread([] { JThread::interrupt(); }));

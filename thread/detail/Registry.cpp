@@ -42,35 +42,25 @@ Entry* findLiving(unsigned long id) JAY_REQUIRES(*JThreadInit::_sync) {
     return nullptr;
 }
 
-/** An object that was adopted for a foreign thread which has ended; the one with this id if there is one. */
-JThread* findVacant(unsigned long id) JAY_REQUIRES(*JThreadInit::_sync) {
-    JThread* vacant = nullptr;
+/** The entry of an adopted object whose thread has ended; that with this id if there is one. */
+Entry* findVacant(unsigned long id) JAY_REQUIRES(*JThreadInit::_sync) {
+    Entry* vacant = nullptr;
     for (Entry* entry = first(); entry != nullptr; entry = nextOf(entry)) {
-        if (!entry->adopted || entry->left || !entry->posix->hasEnded()) continue;
-        vacant = entry->thread;
-        if (vacant->getId() == id) break;
+        if (!entry->adopted || entry->claimed || entry->left || !entry->posix->hasEnded()) continue;
+        vacant = entry;
+        if (entry->thread->getId() == id) break;
     }
     return vacant;
-}
-
-/** Foreign threads that come and go share objects, so that there are no more than threads at once. */
-Entry* adoptCallingThread() JAY_REQUIRES(*JThreadInit::_sync) {
-    const unsigned long self = pthread_self();
-    const std::shared_ptr<PosixThread> record = Registry::recordOf(self);  // may throw, so it comes first
-    if (JThread* const vacant = findVacant(self)) {
-        vacant->~JThread();
-        new (vacant) JThread(self, self);  // registers itself: the lock is recursive
-    } else {
-        new JThread(self, self);
-    }
-    Entry* const entry = findLiving(self);
-    entry->adopted = true;
-    return entry;
 }
 
 }  // namespace
 
 // ---- the list ----
+
+std::shared_ptr<PosixThread> Registry::recordOf(const JThread& object) {
+    const ScopedLock lock(*JThreadInit::_sync);
+    return object.posix;
+}
 
 void Registry::add(JThread* object, const std::shared_ptr<PosixThread>& posix) {
     const ScopedLock lock(*JThreadInit::_sync);
@@ -105,6 +95,26 @@ bool Registry::claim(JThread* object) {
 }
 
 // ---- adoption ----
+
+/**
+ * Foreign threads that come and go share objects, so that there are no more than threads at once. The object is not made
+ * anew: other threads may be using it.
+ */
+Entry* Registry::adoptCallingThread() {
+    const std::shared_ptr<PosixThread> record = recordOf(pthread_self());  // may throw, so it comes first
+    Entry* entry = findVacant(record->handle());
+    if (entry != nullptr) {
+        entry->thread->takeOver(record);
+        entry->posix->object = nullptr;
+        entry->posix = record;
+        record->object = entry->thread;
+    } else {
+        new JThread(record->handle(), record->handle());  // registers itself: the lock is recursive
+        entry = findLiving(record->handle());
+    }
+    entry->adopted = true;
+    return entry;
+}
 
 Entry* Registry::current() {
     const ScopedLock lock(*JThreadInit::_sync);

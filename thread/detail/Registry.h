@@ -27,6 +27,9 @@ public:
         bool left;     ///< the end of the process has dealt with it, or leaves it alone
     };
 
+    /** The record of the object's thread, also while the object is being taken over. */
+    static std::shared_ptr<PosixThread> recordOf(const JThread& object);
+
     /** Appends the object, unless another one stands for the same living thread. */
     static void add(JThread* object, const std::shared_ptr<PosixThread>& posix);
     /** Removes the object if it is in the list. */
@@ -49,6 +52,9 @@ public:
     static void* allocate(std::size_t size);
     static void release(void* block);
     static bool isAllocated(JThread* object);
+
+private:
+    static Entry* adoptCallingThread() JAY_REQUIRES(*JThreadInit::_sync);
 };
 
 }  // namespace jay::detail
