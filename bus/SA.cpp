@@ -240,12 +240,9 @@ bool SA::expired() const {
 }
 
 void SA::sendNext() {
+    if (!outbox->hasRest() && lq->isEmpty()) return;
     JSocket* const to = socket->get();
-    if (to != nullptr && !outbox->hasRest()) {
-        char room[BURST_SIZE];
-        Burst burst(room, sizeof room);
-        if (outbox->offer(*to, burst) != Outbox::NOTHING_TAKEN && !outbox->hasRest()) return;
-    }
+    if (to != nullptr && !outbox->hasRest() && offerBurst(*to)) return;
     if (outbox->hasRest()) {
         sent(outbox->sendRest(*to));
         return;
@@ -257,6 +254,16 @@ void SA::sendNext() {
     if (m == nullptr) return;
     if ((m->getFlag() & M::M_FLAG_TIMED) != 0) startTimer(*m);
     if (to != nullptr) sent(Outbox::send(*to, *m));
+}
+
+/**
+ * True when the client has taken a burst whole. A function of its own, so that a thread which never sends does not touch the
+ * memory of the room on its stack.
+ */
+[[gnu::noinline]] bool SA::offerBurst(JSocket& to) {
+    char room[BURST_SIZE];
+    Burst burst(room, sizeof room);
+    return outbox->offer(to, burst) != Outbox::NOTHING_TAKEN && !outbox->hasRest();
 }
 
 /** @param result of a write: a message that could not be sent whole is lost, and the connection with it. */

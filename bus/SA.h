@@ -114,6 +114,7 @@ private:
     JAY_HIDDEN void step(bool waiting, long long& deadline);
     JAY_HIDDEN void ask(long long& deadline) JAY_REQUIRES(lock);
     JAY_HIDDEN void sendNext() JAY_REQUIRES(lock);
+    JAY_HIDDEN bool offerBurst(JSocket& to) JAY_REQUIRES(lock);
     JAY_HIDDEN bool deliverAtOnce(jay::detail::Burst& burst)
         JAY_UNCHECKED_LOCKING;  // it tries to take the lock
     JAY_HIDDEN void startTimer(M& m) JAY_REQUIRES(lock);
