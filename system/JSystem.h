@@ -38,6 +38,7 @@ public:
     /**
      * The output lock. Null before the library's static objects are constructed and after they are destroyed at exit;
      * output is not serialised then. The lock itself is never destroyed. Use lock() and unlock(), which handle null.
+     * In a forked child it is free, unless the forking thread holds it.
      */
     static JLock* _sync;
 

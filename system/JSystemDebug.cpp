@@ -4,6 +4,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <pthread.h>
 
 #include "system/JSystem.h"
 #include "thread/JLock.h"
@@ -32,6 +33,12 @@ JLock& outputLock() {
 
 /** How often the calling thread has taken the lock: it gives back exactly that, even if _sync becomes null meanwhile. */
 thread_local int lockDepth = 0;
+
+/** In a forked child: the lock's holder may be a thread that the child does not have. The calling thread keeps its share. */
+void renewOutputLock() JAY_UNCHECKED_LOCKING {
+    new (outputLockStorage) JLock;
+    for (int i = 0; i < lockDepth; ++i) outputLock().lock();
+}
 
 /** Holds the output lock for the length of a scope, also when the thread is cancelled in the write. */
 class OutputLock {
@@ -120,6 +127,7 @@ private:
 
 JSystem::JSystem() {
     __atomic_store_n(&_sync, new (outputLockStorage) JLock, __ATOMIC_RELEASE);
+    pthread_atfork(nullptr, nullptr, renewOutputLock);
 }
 
 JSystem::~JSystem() {

@@ -1,13 +1,17 @@
+#include <cerrno>
 #include <functional>
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <vector>
 
 #include "support/Stderr.h"
 #include "support/Thread.h"
 #include "system/JSystem.h"
 #include "thread/detail/ScopedLock.h"
+#include "thread/JEvent.h"
 #include "thread/JLock.h"
 
 using support::StderrPipe;
@@ -54,6 +58,18 @@ std::string bytes(int from, int number) {
 
 void dump(const std::string& data) {
     JSystem::dump(data.data(), static_cast<int>(data.size()));
+}
+
+/** The exit status of a forked child that runs `work`; -1 if it does not end within ten seconds. */
+int statusOfChild(const std::function<int()>& work) {
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(10);
+        _exit(work());
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 }  // namespace
@@ -196,6 +212,38 @@ TEST_F(JSystemDebugTest, TextsOfSeveralThreads_AreNotMixed) {
     std::string expected;
     for (int n = 0; n < 2 * CALLS; ++n) expected += describedDump(bytes('A', 17));
     EXPECT_EQ(text, expected);
+}
+
+TEST_F(JSystemDebugTest, ForkedChild_WritesThoughAnotherThreadHeldTheOutputLock) {
+    JEvent held;
+    JEvent done;
+    Thread holder([&] {
+        JSystem::lock();
+        held.set();
+        done.wait();
+        JSystem::unlock();
+    });
+    held.wait();
+    EXPECT_EQ(statusOfChild([] {
+                  JSystem::debug("child\n");
+                  return 3;
+              }),
+              3);
+    done.set();
+    holder.join();
+    EXPECT_EQ(output.text(), "child\n");
+}
+
+TEST_F(JSystemDebugTest, ForkedChild_HoldsTheOutputLockAsOftenAsItsParentDid) {
+    JSystem::lock();
+    JSystem::lock();
+    const int status = statusOfChild([] {
+        const bool twice = JSystem::_sync->unlock() == 0 && JSystem::_sync->unlock() == 0;
+        return twice && JSystem::_sync->unlock() == EPERM ? 3 : 4;
+    });
+    JSystem::unlock();
+    JSystem::unlock();
+    EXPECT_EQ(status, 3);
 }
 
 TEST_F(JSystemDebugTest, ThreadCancelledInABlockedWrite_LeavesNoLockHeld) {
