@@ -84,7 +84,13 @@ void JThread::initialize(JRunnable* target) {
     } else if (!createThread()) {
         return;
     }
-    Registry::add(this, posix);
+    try {
+        Registry::add(this, posix);
+    } catch (const std::bad_alloc&) {
+        const CancelOff off;
+        if (!adopted) stopThread();  // it waits for its start in this object, which is going to be destroyed
+        throw;
+    }
 }
 
 /** For the registry, which holds its lock: an adopted object stands for another foreign thread from now on. */

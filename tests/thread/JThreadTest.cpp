@@ -3,14 +3,17 @@
 #include <cerrno>
 #include <chrono>
 #include <fcntl.h>
+#include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <iterator>
 #include <memory>
 #include <signal.h>
 #include <string>
 #include <sys/stat.h>
 #include <vector>
 
+#include "support/allocation/FailingAllocator.h"
 #include "support/JEventPeer.h"
 #include "support/JThreadPeer.h"
 #include "support/Thread.h"
@@ -240,6 +243,17 @@ TEST(JThreadTest, CreationFails_DestructionStillDeletesAnOwnedTarget) {
     thread->setAutoDelete(true);
     delete thread;
     EXPECT_EQ(deletions, 1);
+}
+
+TEST(JThreadTest, CreatedWithoutMemory_LeavesNeitherAThreadNorMemory) {
+    const auto threads = [] {
+        const std::filesystem::directory_iterator all("/proc/self/task");
+        return std::distance(begin(all), end(all));
+    };
+    const auto before = threads();
+    const int failures = support::failEachAllocation(
+        [] { delete new JThread; }, [&] { EXPECT_TRUE(eventually([&] { return threads() == before; })); });
+    EXPECT_GE(failures, 4);
 }
 
 // ---- start and run ----

@@ -159,8 +159,13 @@ void Registry::leaveAll() {
 
 void* Registry::allocate(std::size_t size) {
     void* const block = ::operator new(size);
-    const ScopedLock lock(*JThreadInit::_sync);
-    blocks().insert(block);
+    try {
+        const ScopedLock lock(*JThreadInit::_sync);
+        blocks().insert(block);
+    } catch (const std::bad_alloc&) {
+        ::operator delete(block);
+        throw;
+    }
     return block;
 }
 
