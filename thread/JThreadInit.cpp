@@ -49,7 +49,7 @@ void unlockAfterFork() JAY_UNCHECKED_LOCKING {
 void startInChild() {
     new (JThreadInit::_sync) JLock;
     PosixThread::startInChild();
-    Registry::leaveAll();
+    Registry::startInChild();
 }
 
 }  // namespace

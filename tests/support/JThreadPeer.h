@@ -10,6 +10,7 @@ struct jay::detail::JThreadPeer {
     static bool autoDelete(const JThread& thread) { return thread.autoDelete; }
     static bool interrupted(const JThread& thread) { return thread.interrupted_; }
     static void setInterrupted(JThread& thread) { thread.interrupted_ = true; }
+    static JEvent& startEvent(JThread& thread) { return thread.startEvent; }
     static int startSignals(const JThread& thread) { return thread.startEvent.count(); }
 };
 

@@ -202,6 +202,10 @@ TEST(ProcessEndTest, ForkedChild_MayDestroyWhatItHasInherited) {
     EXPECT_THAT(lines, ElementsAre("join 0", "same object", "child 3", "unwound", "exit"));
 }
 
+TEST(ProcessEndTest, ForkedChild_MayDestroyAThreadThatWasBeingStarted) {
+    EXPECT_THAT(run("forkedAtAStart").lines, ElementsAre("child 3", "exit"));
+}
+
 TEST(ProcessEndTest, ForkedChild_MayHaveThreadsOfItsOwn) {
 #ifdef __SANITIZE_THREAD__
     GTEST_SKIP()

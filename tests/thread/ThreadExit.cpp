@@ -11,6 +11,8 @@
 #include <thread>
 #include <unistd.h>
 
+#include "support/JEventPeer.h"
+#include "support/JThreadPeer.h"
 #include "support/Thread.h"
 #include "system/JSystem.h"
 #include "thread/detail/CancelOff.h"
@@ -498,6 +500,32 @@ void forkedAndDestroyed() {
     end();
 }
 
+/** A thread of the parent is about to start or to begin its thread at the moment of the fork. */
+void forkedAtAStart() {
+    auto waiting = std::make_unique<JThread>();
+    JEvent& event = jay::detail::JThreadPeer::startEvent(*waiting);
+    std::atomic<bool> holds{false};
+    std::atomic<bool> stop{false};
+    std::thread starter([&] {
+        const jay::detail::JEventPeer::Held starting(event);
+        holds = true;
+        eventually([&] { return stop.load(); });
+    });
+    eventually([&] { return holds.load(); });
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(10);
+        waiting->start();
+        waiting.reset();
+        std::exit(3);
+    }
+    await(child);
+    stop = true;
+    starter.join();
+    waiting.reset();
+    end();
+}
+
 /** Threads of the child may get the ids of the parent's. */
 void forkedAndNewThreads() {
     for (int i = 0; i < 4; ++i) worker(sleepForEver);
@@ -598,6 +626,7 @@ const struct {
     {"forkedInThread", forkedInThread},
     {"forkedAndDestroyed", forkedAndDestroyed},
     {"forkedAndNewThreads", forkedAndNewThreads},
+    {"forkedAtAStart", forkedAtAStart},
     {"forkedInTheThickOfIt", forkedInTheThickOfIt},
     {"mainObjectDeleted", mainObjectDeleted},
 };

@@ -150,9 +150,13 @@ bool Registry::takeNext(Entry& next) {
     return true;
 }
 
-void Registry::leaveAll() {
+void Registry::startInChild() {
     const ScopedLock lock(*JThreadInit::_sync);
-    for (Entry* entry = first(); entry != nullptr; entry = nextOf(entry)) entry->left = true;
+    for (Entry* entry = first(); entry != nullptr; entry = nextOf(entry)) {
+        entry->left = true;
+        new (&entry->thread->startEvent)
+            JEvent;  // a thread that the child does not have may have held its lock
+    }
 }
 
 // ---- storage ----

@@ -45,8 +45,8 @@ public:
 
     /** Claims the first entry that the end of the process has not dealt with. False if there is none. */
     static bool takeNext(Entry& next);
-    /** The objects that exist now stay when the process ends: in a forked child. */
-    static void leaveAll();
+    /** In a forked child: the objects of the parent can be used, and stay when the process ends. */
+    static void startInChild();
 
     /** The blocks of memory that operator new of JThread gives out: an object in one of them can be deleted. */
     static void* allocate(std::size_t size);
