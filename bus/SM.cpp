@@ -24,9 +24,10 @@ const JClass SM::classSM = {"SM", sizeof(SM), &JObject::classJObject};
 
 namespace {
 
-constexpr int ROUND = 128;         ///< messages that are routed before the agents hear of them
-constexpr int BURST_SIZE = 65536;  ///< bytes that leave for one client at once
-constexpr unsigned ALL = ~0U;      ///< every agent that there is
+constexpr int ROUND = 128;                ///< messages that are routed before the agents hear of them
+constexpr int READERS_SHARE = 4 * ROUND;  ///< messages that a reader routes before it reads on
+constexpr int BURST_SIZE = 65536;         ///< bytes that leave for one client at once
+constexpr unsigned ALL = ~0U;             ///< every agent that there is
 
 /** How many bits are set. */
 int countOf(unsigned bits) {
@@ -111,14 +112,15 @@ void SM::run() {
 
 /**
  * Routes what waits, unless another thread is at it, which then looks once more. What a thread of an agent may not route,
- * it leaves to the manager's own.
+ * it leaves to the manager's own; and so what is beyond its share: while it routes, its client is not read.
  */
 void SM::routeWaiting(bool onOwnThread) {
     const jay::detail::CancelOff off;  // nobody else would have the turn any more
     if (!turn->take()) return;
+    int share = READERS_SHARE;
     do {
-        routeRounds(onOwnThread);
-        if (!mayRoute(onOwnThread)) {
+        routeRounds(onOwnThread, share);
+        if (!mayRoute(onOwnThread) || share == 0) {
             turn->leave();
             notify();
             return;
@@ -131,11 +133,13 @@ bool SM::mayRoute(bool onOwnThread) const {
     return !stopFlag && (onOwnThread || !JSystem::_debug);
 }
 
-void SM::routeRounds(bool onOwnThread) {
-    for (int routed = 0; mayRoute(onOwnThread); routed++) {
+/** @param share how many messages may be routed by a thread of an agent; counted down. */
+void SM::routeRounds(bool onOwnThread, int& share) {
+    for (int routed = 0; mayRoute(onOwnThread) && share > 0; routed++) {
         std::unique_ptr<M> m(mq->get());
         if (m == nullptr) break;
         route(std::move(m));
+        if (!onOwnThread) share--;
         if (routed % ROUND == ROUND - 1) tellAgents();
     }
     tellAgents();

@@ -77,7 +77,8 @@ public:
 
     /**
      * The routing loop, on the manager's own thread. While the log is off, a message is routed by the thread that has read it,
-     * if no other thread is routing; the log changes nothing else.
+     * if no other thread is routing, but no more than 512 messages at once: the manager's thread continues then, and the
+     * reader reads on. The log changes nothing else.
      */
     void run() override;
 
@@ -134,7 +135,7 @@ private:
     JAY_HIDDEN void routeNow();
 
     JAY_HIDDEN void routeWaiting(bool onOwnThread);
-    JAY_HIDDEN void routeRounds(bool onOwnThread);
+    JAY_HIDDEN void routeRounds(bool onOwnThread, int& share);
     JAY_HIDDEN bool mayRoute(bool onOwnThread) const;
     JAY_HIDDEN void route(std::unique_ptr<M> m);
     JAY_HIDDEN void broadcast(std::unique_ptr<M> m);

@@ -519,6 +519,20 @@ TEST_F(ReadersRoute, NothingAfterTheManagerWasStopped) {
     seven.expectNothing();
 }
 
+TEST_F(ReadersRoute, NoMoreThanOneReceiveBrings_AndLeaveTheRestToTheManager) {
+    constexpr int COUNT = 5000;
+    constexpr int SHARE = 512;
+    JSystem::debug(false);
+    for (int i = 0; i < COUNT; i++) server.add(to(7).from(1));
+    server->event.wait(0);
+    five.send(to(7).from(5));
+    EXPECT_TRUE(eventually([&] { return server->event.count() == 1; })) << "the manager is not notified";
+    EXPECT_EQ(server->status().out, SHARE);
+    EXPECT_EQ(server->status().waiting, COUNT + 1 - SHARE);
+    server->start();
+    EXPECT_TRUE(eventually([&] { return server->status().waiting == 0; }));
+}
+
 TEST_F(ReadersRoute, ManyAtOnceLoseNothing) {
     constexpr unsigned EACH = 20000 / bus::SLOWNESS;
     JSystem::debug(false);
