@@ -20,10 +20,10 @@ class WakeTable(FileCase):
         return err
 
     def test_a_wrong_line_is_told_by_its_number(self):
-        for line, part in ((b"seven true", "'seven' is not an id"), (b"0 true", "'0' is no id"), (b"32 true", "'32' is no id"),
+        for line, part in ((b"seven true", "'seven' is not an id"), (b"0 true", "'0' is not an id"), (b"32 true", "'32' is not an id"),
                            (b"-1 true", "'-1' is not an id"), (b"7", "command for client 7 is missing"),
                            (b"7   ", "command for client 7 is missing"), (b"5 false", "client 5 has a command already"),
-                           (b"7 tr\0ue", "zero byte"), (b"\x1b[2J x", "is not an id"), (b"9" * 5000, "is no id"),
+                           (b"7 tr\0ue", "zero byte"), (b"\x1b[2J x", "is not an id"), (b"9" * 5000, "is not an id"),
                            (b"9 " + b"x" * 200000, "too long for a shell")):
             err = self.refuse_table(b"# comment\n\n5 true\n" + line + b"\n")
             for text in ("'table', line 4: ", part):
