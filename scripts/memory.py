@@ -18,8 +18,8 @@ CLIENTS = (0, 1, 8, 16, 32)
 MESSAGES, PAYLOAD = 10000, 100
 
 
-def message(src, dest, payload=b""):
-    return HEADER.pack(HEADER.size + len(payload), dest, src, 0, 0, 0, 0) + payload
+def message(src, dest, payload=b"", flag=0):
+    return HEADER.pack(HEADER.size + len(payload), dest, src, flag, 0, 0, 0) + payload
 
 
 class Client:
