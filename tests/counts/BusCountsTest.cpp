@@ -3,8 +3,11 @@
  *
  * The numbers are exact. Who makes a path cheaper lowers them; who raises one says why in the commit.
  */
+#include <filesystem>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 #include "bus/SM.h"
@@ -46,17 +49,28 @@ protected:
         EXPECT_EQ(receiver.receive(m.bytes().size()).size(), m.bytes().size());
     }
 
-    /** Nobody is at work: the numbers stand still. */
+    /** Waits until nobody is at work. Numbers that stand still are not enough: a thread may be ready and not run. */
     static Counters settled() {
         Counters before;
         EXPECT_TRUE(support::eventually([&] {
             const Counters now = counts::taken();
-            const bool still =
-                now.receives == before.receives && now.polls == before.polls && now.locks == before.locks;
+            const bool still = now.receives == before.receives && now.polls == before.polls &&
+                               now.locks == before.locks && now.waits == before.waits;
             before = now;
-            return still;
+            return still && othersSleep();
         }));
         return before;
+    }
+
+    /** Whether all threads but the calling one sleep. */
+    static bool othersSleep() {
+        for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
+            if (thread.path().filename() == std::to_string(gettid())) continue;
+            std::string stat;
+            std::getline(std::ifstream(thread.path() / "stat"), stat);
+            if (stat.find(") S ") == std::string::npos) return false;
+        }
+        return true;
     }
 
     SM server{net::freePort()};
