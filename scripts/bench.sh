@@ -55,13 +55,13 @@ python3 scripts/bench.py --build "$here" "${arguments[@]}" --check # reports wro
 options=(-DJAY_BENCH=ON)
 build . "$here" jay_bench jayd jay_tool
 if [[ -n $against ]]; then
-    readonly sources=$PWD/build/bench-against
-    git worktree remove --force "$sources" 2>/dev/null || true
+    readonly former=$PWD/build/bench-against
+    git worktree remove --force "$former" 2>/dev/null || true
     git worktree prune
-    git worktree add --force --detach --quiet "$sources" "$revision"
-    trap 'git worktree remove --force "$sources"' EXIT
+    git worktree add --force --detach --quiet "$former" "$revision"
+    trap 'git worktree remove --force "$former"' EXIT
     options=()
-    build "$sources" "$sources/build/bench" jay jayd
-    arguments+=(--against "$sources/build/bench")
+    build "$former" "$former/build/bench" jay jayd
+    arguments+=(--against "$former/build/bench")
 fi
 python3 scripts/bench.py --build "$here" "${arguments[@]}"
