@@ -12,6 +12,10 @@ class JServerSocket;
 class JSocket;
 class SM;
 
+namespace jay::detail {
+struct CMPeer;  // for the library's own tests
+}
+
 /**
  * The server's listener: a thread that accepts connections, reads the greeting of each client (a 16-byte
  * message header, of which only the source id is used) and passes the connection to the manager. It reads one greeting
@@ -47,6 +51,8 @@ public:
     void stop();
 
 private:
+    friend struct jay::detail::CMPeer;
+
     JAY_HIDDEN bool openListener();
     JAY_HIDDEN static bool isFromHere(JSocket& socket);
     JAY_HIDDEN bool refuses(JSocket& socket);

@@ -16,6 +16,7 @@ namespace jay::detail {
 class Backlog;
 class Broadcast;
 class Burst;
+struct LQPeer;  // for the library's own tests
 }  // namespace jay::detail
 
 /**
@@ -75,6 +76,8 @@ public:
     JAY_HIDDEN bool drop(const jay::detail::Burst& burst, int count);
 
 private:
+    friend struct jay::detail::LQPeer;
+
     static constexpr int BANDS = 3;
 
     JAY_HIDDEN static int bandOf(int flag, int priority);

@@ -14,7 +14,8 @@ class SM;
 
 namespace jay::detail {
 class Backlog;
-}
+struct MQPeer;  // for the library's own tests
+}  // namespace jay::detail
 
 /**
  * The server's inbound queue: what the clients sent and the manager has not routed yet. Four bands, served
@@ -59,6 +60,8 @@ public:
     int size();
 
 private:
+    friend struct jay::detail::MQPeer;
+
     static constexpr int BANDS = 4;
 
     JAY_HIDDEN static int bandOf(int flag, int priority);

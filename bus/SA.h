@@ -20,6 +20,7 @@ class Broadcast;
 class Burst;
 class Connection;
 class Outbox;
+struct SAPeer;  // for the library's own tests
 }  // namespace jay::detail
 
 /**
@@ -105,6 +106,7 @@ public:
 
 private:
     friend class SM;
+    friend struct jay::detail::SAPeer;
 
     enum State { NO_STATE = -1, ABSENT = 0, ASKED = 1, CONNECTED = 2, LOST = 3, CLOSED = 4 };
 

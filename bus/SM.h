@@ -20,6 +20,7 @@ class Broadcast;
 class Burst;
 class Outcome;
 class Turn;
+struct SMPeer;  // for the library's own tests
 }  // namespace jay::detail
 
 /**
@@ -128,6 +129,7 @@ public:
 private:
     friend class CM;
     friend class SA;
+    friend struct jay::detail::SMPeer;
 
     // for the agents
     JAY_HIDDEN void adoptQuietly(M* m);

@@ -10,6 +10,8 @@ class JSocket;
 
 namespace jay::detail {
 
+struct ConnectionPeer;  // for the library's own tests
+
 /**
  * The socket of one client: who may use it, and who destroys it. Empty at first.
  *
@@ -72,6 +74,8 @@ public:
     bool getAddress(char* host, int size, int& port);
 
 private:
+    friend struct ConnectionPeer;
+
     JLock lock_;
     // Changed under lock_ and the agent's lock; so either of them makes it good to read.
     std::atomic<JSocket*> socket_{nullptr};

@@ -12,6 +12,7 @@ class M;
 namespace jay::detail {
 
 class Burst;
+struct OutboxPeer;  // for the library's own tests
 
 /**
  * What leaves for one client: the messages at the head of its queue, in bursts as far as the system takes them without
@@ -56,6 +57,8 @@ public:
     bool dropRest();
 
 private:
+    friend struct OutboxPeer;
+
     LQ& queue_;
     std::unique_ptr<JByte> rest_;
 };

@@ -11,9 +11,13 @@
 #include "bus/Server.h"
 
 using bus::Client;
+using bus::CMPeer;
+using bus::JSocketPeer;
 using bus::listenerLine;
 using bus::PROMPT_MS;
+using bus::SAPeer;
 using bus::Server;
+using bus::SMPeer;
 using bus::to;
 using bus::Wire;
 using support::eventually;
@@ -32,7 +36,7 @@ void expectTaken(const Server& server) {
     EXPECT_TRUE(eventually([&] {
         return server.withGreeted([](JSocket& socket) {
             int waiting = -1;
-            return ioctl(socket.fd, FIONREAD, &waiting) == 0 && waiting == 0;
+            return ioctl(JSocketPeer::number(socket), FIONREAD, &waiting) == 0 && waiting == 0;
         });
     }));
 }
@@ -44,7 +48,7 @@ TEST(CM, AGreeting_AttachesTheConnectionToTheAgentOfItsSourceId) {
     Client client = Client::connectedTo(server.port());
     client.greet(7);
     server.log.expect("CM>> CA(7) connected OK!!!\n");
-    EXPECT_EQ(server.agent(7).state, 2);
+    EXPECT_EQ(SAPeer::state(server.agent(7)), 2);
     server.expectNothingElse(client, 7);
 }
 
@@ -92,8 +96,8 @@ TEST(CM, AGreeting_MayComeByteByByte) {
 TEST(CM, AConnection_HasNoDelay) {
     Server server;
     Client client = server.connect(7);
-    EXPECT_TRUE(
-        server.withSocket(7, [](JSocket& s) { return net::option(s.fd, IPPROTO_TCP, TCP_NODELAY) == 1; }));
+    EXPECT_TRUE(server.withSocket(
+        7, [](JSocket& s) { return net::option(JSocketPeer::number(s), IPPROTO_TCP, TCP_NODELAY) == 1; }));
 }
 
 TEST(CM, AConnectionThatEndsBeforeItsGreetingDoes_IsReleasedAndLogged) {
@@ -251,21 +255,21 @@ TEST(CM, FromHere_IsAPeerWithALoopbackAddressOrOurOwn) {
     net::Listener listener;
     const net::Peer near = net::Peer::connectedTo(listener.port());
     JSocket socket(listener.accept().release());
-    EXPECT_TRUE(CM::isFromHere(socket));
+    EXPECT_TRUE(CMPeer::isFromHere(socket));
     for (const char* here : {"127.0.0.0", "127.0.0.1", "127.1.2.3", "127.255.255.255"}) {
         socket.setHost(here);
-        EXPECT_TRUE(CM::isFromHere(socket)) << here;
+        EXPECT_TRUE(CMPeer::isFromHere(socket)) << here;
     }
     for (const char* elsewhere : {"128.0.0.1", "126.255.255.255", "12.7.0.1", "1.127.0.0", "10.0.0.1",
                                   "192.168.127.1", "0.0.0.0", "255.255.255.255", "invalid_socket", ""}) {
         socket.setHost(elsewhere);
-        EXPECT_FALSE(CM::isFromHere(socket)) << elsewhere;
+        EXPECT_FALSE(CMPeer::isFromHere(socket)) << elsewhere;
     }
 }
 
 TEST(CM, FromHere_IsNotAPeerThatCannotBeTold) {
     JSocket unconnected(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    EXPECT_FALSE(CM::isFromHere(unconnected));
+    EXPECT_FALSE(CMPeer::isFromHere(unconnected));
 }
 
 // ---- trouble ----
@@ -302,7 +306,7 @@ TEST(CM, WhileThePortIsInUse_TheListenerWaitsAndDoesNotSpin) {
 
 TEST(CM, ASignalDoesNotEndTheListener) {
     Server server;
-    for (int i = 0; i < 3; i++) pthread_kill(server->cm.load()->getHandle(), SIGHUP);
+    for (int i = 0; i < 3; i++) pthread_kill(SMPeer::listener(*server)->getHandle(), SIGHUP);
     Client client = server.connect(5);
     server.expectNothingElse(client, 5);
 }
@@ -312,14 +316,14 @@ TEST(CM, ASignalDoesNotEndTheListener) {
 TEST(CM, Constructor_StartsNothing) {
     SM sm(net::freePort());
     const CM listener(&sm, 7000);
-    EXPECT_EQ(listener.serverSocket, nullptr);
-    EXPECT_EQ(listener.port, 7000);
-    EXPECT_FALSE(listener.stopFlag);
+    EXPECT_EQ(CMPeer::serverSocket(listener), nullptr);
+    EXPECT_EQ(CMPeer::port(listener), 7000);
+    EXPECT_FALSE(CMPeer::isStopped(listener));
 }
 
 TEST(CM, Stop_EndsAListenerThatWaitsForConnections) {
     Server server;
-    CM& listener = *server->cm;
+    CM& listener = *SMPeer::listener(*server);
     const net::Stopwatch watch;
     listener.stop();
     listener.join();
@@ -330,7 +334,7 @@ TEST(CM, Stop_EndsAListenerThatWaitsForAGreeting) {
     Server server;
     Client silent = Client::connectedTo(server.port());
     EXPECT_TRUE(eventually([&] { return server.isGreeting(); }));
-    CM& listener = *server->cm;
+    CM& listener = *SMPeer::listener(*server);
     const net::Stopwatch watch;
     listener.stop();
     listener.join();
@@ -341,11 +345,11 @@ TEST(CM, Stop_EndsAListenerThatWaitsForAGreeting) {
 
 TEST(CM, Stop_BeforeTheStart_LetsItNeverListen) {
     SM sm(net::freePort());
-    CM listener(&sm, sm.port);
+    CM listener(&sm, SMPeer::port(sm));
     listener.stop();
     listener.start();
     listener.join();
-    EXPECT_EQ(listener.serverSocket, nullptr);
+    EXPECT_EQ(CMPeer::serverSocket(listener), nullptr);
     EXPECT_EQ(sm.waitUntilListening(0), -1);
 }
 

@@ -8,15 +8,19 @@
 #include "bus/QueueTests.h"
 #include "bus/SA.h"
 #include "bus/SM.h"
+#include "support/LQPeer.h"
+#include "support/SAPeer.h"
 
 namespace bus {
 
 template <>
 struct QueueOwner<LQ> {
-    SA* get() { return &agent; }
-    JEvent& event() { return agent.event; }
+    using Peer = jay::detail::LQPeer;
 
-    static int chosen(M& m) { return LQ::bandOf(m.getFlag(), m.getPriority()); }
+    SA* get() { return &agent; }
+    JEvent& event() { return jay::detail::SAPeer::event(agent); }
+
+    static int chosen(M& m) { return Peer::bandOf(m.getFlag(), m.getPriority()); }
     static int band(int flag, int priority) {
         if (flag > 0) return 0;
         return priority == 0 ? 1 : 2;
@@ -74,9 +78,9 @@ TEST_F(LQTest, Peek_OfAnEmptyQueueIsNull) {
 
 TEST_F(LQTest, Peek_OfAClosedQueueIsNull) {
     add(0, 0, 1);
-    queue->closed = true;
+    closed() = true;
     EXPECT_EQ(queue->peek(), nullptr);
-    queue->closed = false;
+    closed() = false;
     EXPECT_NE(queue->peek(), nullptr);
 }
 
@@ -96,9 +100,9 @@ TEST_F(LQTest, Gather_OfAnEmptyOrClosedQueueIsNothing) {
     OwnBurst burst;
     EXPECT_EQ(queue->gather(burst), 0);
     add(0, 0, 1);
-    queue->closed = true;
+    closed() = true;
     EXPECT_EQ(queue->gather(burst), 0);
-    queue->closed = false;
+    closed() = false;
 }
 
 TEST_F(LQTest, Gather_EndsBeforeATimedMessage) {
@@ -166,7 +170,7 @@ TEST_F(LQTest, Burst_SaysWhichMessagesAPartOfItsBytesBegins) {
 }
 
 TEST_F(LQTest, Peek_HoldsTheLock) {
-    JLock& lock = queue->lock;
+    JLock& lock = this->lock();
     lock.lock();
     support::Thread thread([this] { queue->peek(); });
     EXPECT_TRUE(thread.fallsAsleep());

@@ -4,15 +4,19 @@
 
 #include "bus/QueueTests.h"
 #include "bus/SM.h"
+#include "support/MQPeer.h"
+#include "support/SMPeer.h"
 
 namespace bus {
 
 template <>
 struct QueueOwner<MQ> {
-    SM* get() { return &manager; }
-    JEvent& event() { return manager.event; }
+    using Peer = jay::detail::MQPeer;
 
-    static int chosen(M& m) { return MQ::bandOf(m.getFlag(), m.getPriority()); }
+    SM* get() { return &manager; }
+    JEvent& event() { return jay::detail::SMPeer::event(manager); }
+
+    static int chosen(M& m) { return Peer::bandOf(m.getFlag(), m.getPriority()); }
     static int band(int flag, int priority) {
         if (flag % 2 == 1) return 0;
         return priority == 0 ? 1 : priority == 1 ? 2 : 3;

@@ -13,15 +13,18 @@
 
 #include "bus/M.h"
 #include "bus/Wire.h"
+#include "support/JEventPeer.h"
+#include "support/JQueuePeer.h"
 #include "support/Thread.h"
-#include "thread/detail/ScopedLock.h"
 #include "thread/JEvent.h"
 #include "thread/JQueue.h"
 
 namespace bus {
 
+using jay::detail::JQueuePeer;
+
 /**
- * A queue's owner, with none of its threads running: it and its event; the rule for the bands; a message for each band; and
+ * A queue's owner, with none of its threads running: it and its event; the queue's peer; the rule for the bands; a message for each band; and
  * in which order two messages of each band are destroyed with the queue, as 10 * band + 0 or 1.
  */
 template <class Queue>
@@ -43,7 +46,12 @@ private:
 template <class Queue>
 class BusQueue : public testing::Test {
 protected:
-    using Lock = jay::detail::ScopedLock;
+    using Peer = typename QueueOwner<Queue>::Peer;
+
+    static constexpr int BANDS = Peer::BANDS;
+    JLock& lock() { return Peer::lock(*queue); }
+    typename Peer::Bands& bands() { return Peer::bands(*queue); }
+    bool& closed() { return Peer::closed(*queue); }
 
     int add(const Wire& w) {
         M m = bus::message(w);
@@ -70,14 +78,14 @@ protected:
 TYPED_TEST_SUITE_P(BusQueue);
 
 TYPED_TEST_P(BusQueue, New_IsOpenWithEmptyBandsOfSegmentsOf1000AndNoBound) {
-    EXPECT_FALSE(this->queue->closed);
+    EXPECT_FALSE(this->closed());
     EXPECT_TRUE(this->queue->isEmpty());
     EXPECT_EQ(this->queue->get(), nullptr);
-    for (JQueue* band : this->queue->bands) {
+    for (JQueue* band : this->bands()) {
         EXPECT_TRUE(band->isEmpty());
-        EXPECT_EQ(band->segment, 1000);
-        EXPECT_EQ(band->capacity, INT_MAX);
-        EXPECT_EQ(band->resume, INT_MAX);
+        EXPECT_EQ(JQueuePeer::segment(*band), 1000);
+        EXPECT_EQ(JQueuePeer::capacity(*band), INT_MAX);
+        EXPECT_EQ(JQueuePeer::resume(*band), INT_MAX);
     }
     EXPECT_EQ(this->signals(), 0);
 }
@@ -93,11 +101,10 @@ TYPED_TEST_P(BusQueue, Add_ChoosesTheBandByFlagAndPriority) {
         }
     }
     const std::vector<Wire> messages = QueueOwner<TypeParam>::oneForEachBand();
-    ASSERT_EQ(static_cast<int>(messages.size()), TypeParam::BANDS);
-    for (int band = 0; band < TypeParam::BANDS; band++) {
+    ASSERT_EQ(static_cast<int>(messages.size()), TestFixture::BANDS);
+    for (int band = 0; band < TestFixture::BANDS; band++) {
         this->add(messages[static_cast<std::size_t>(band)]);
-        for (int i = 0; i < TypeParam::BANDS; i++)
-            EXPECT_EQ(this->queue->bands[i]->size(), i <= band ? 1 : 0);
+        for (int i = 0; i < TestFixture::BANDS; i++) EXPECT_EQ(this->bands()[i]->size(), i <= band ? 1 : 0);
     }
 }
 
@@ -126,7 +133,7 @@ TYPED_TEST_P(BusQueue, Add_NotifiesTheOwnerOfEachMessageAndReturnsItsResult) {
 }
 
 TYPED_TEST_P(BusQueue, Add_NotifiesTheOwnerAlsoWhenTheBandRefuses) {
-    for (JQueue* band : this->queue->bands) band->capacity = 0;
+    for (JQueue* band : this->bands()) JQueuePeer::setCapacity(*band, 0);
     this->add(0, 0, 1);
     EXPECT_EQ(this->signals(), 1);
     EXPECT_EQ(this->queue->get(), nullptr);
@@ -137,7 +144,7 @@ TYPED_TEST_P(BusQueue, Get_ServesTheBandsInOrderAndEachInOrderOfArrival) {
     unsigned number = 0;
     for (int round = 0; round < 3; round++)
         for (std::size_t i = messages.size(); i-- > 0;) this->add(Wire(messages[i]).about(number++));
-    const int bands = TypeParam::BANDS;
+    const int bands = TestFixture::BANDS;
     for (int band = 0; band < bands; band++)
         for (int round = 0; round < 3; round++) EXPECT_EQ(this->next(), round * bands + bands - 1 - band);
     EXPECT_EQ(this->next(), -1);
@@ -183,15 +190,15 @@ TYPED_TEST_P(BusQueue, Size_CountsTheMessagesOfAllBands) {
 
 TYPED_TEST_P(BusQueue, Size_OfAClosedQueueIs0) {
     this->add(0, 0, 1);
-    this->queue->closed = true;
+    this->closed() = true;
     EXPECT_EQ(this->queue->size(), 0);
-    this->queue->closed = false;
+    this->closed() = false;
     EXPECT_EQ(this->queue->size(), 1);
 }
 
 TYPED_TEST_P(BusQueue, SlowConsumer_LosesNothing) {
     std::mt19937 random(1);
-    std::vector<std::vector<int>> expected(TypeParam::BANDS);
+    std::vector<std::vector<int>> expected(TestFixture::BANDS);
     for (int i = 0; i < 5000; i++) {
         const int flag = random() % 8 == 0 ? static_cast<int>(random() % 8) : 0;
         const int priority = static_cast<int>(random() % 4);
@@ -223,10 +230,10 @@ TYPED_TEST_P(BusQueue, Adopt_TakesTheMessageItself) {
 
 TYPED_TEST_P(BusQueue, Adopt_DestroysAMessageThatIsNotQueued) {
     int destroyed = 0;
-    for (JQueue* band : this->queue->bands) band->capacity = 0;
+    for (JQueue* band : this->bands()) JQueuePeer::setCapacity(*band, 0);
     this->queue->adopt(new Tracked(Wire(), [&] { destroyed++; }));
     EXPECT_EQ(destroyed, 1);
-    this->queue->closed = true;
+    this->closed() = true;
     this->queue->adopt(new Tracked(Wire(), [&] { destroyed++; }));
     EXPECT_EQ(destroyed, 2);
     EXPECT_EQ(this->signals(), 2);
@@ -236,12 +243,12 @@ TYPED_TEST_P(BusQueue, Adopt_DestroysAMessageThatIsNotQueued) {
 
 TYPED_TEST_P(BusQueue, Closed_QueuesAndYieldsNothingButStillNotifies) {
     this->add(0, 0, 1);
-    this->queue->closed = true;
+    this->closed() = true;
     EXPECT_EQ(this->add(0, 0, 2), 0);
     EXPECT_EQ(this->signals(), 2);
     EXPECT_EQ(this->queue->get(), nullptr);
     EXPECT_FALSE(this->queue->isEmpty());
-    this->queue->closed = false;
+    this->closed() = false;
     EXPECT_EQ(this->next(), 1);
     EXPECT_EQ(this->next(), -1);
 }
@@ -266,7 +273,7 @@ TYPED_TEST_P(BusQueue, Destructor_WhileItRunsNothingComesInOrOut) {
     int refused = 0;
     const auto look = [&] {
         if (++looks == 2) return;
-        EXPECT_TRUE(dying.closed);
+        EXPECT_TRUE(QueueOwner<TypeParam>::Peer::closed(dying));
         EXPECT_EQ(dying.get(), nullptr);
         EXPECT_FALSE(dying.isEmpty());
         dying.adopt(new Tracked(w, [&refused] { refused++; }));
@@ -288,7 +295,7 @@ TYPED_TEST_P(BusQueue, Lock_IsHeldByEveryOperation) {
         [&] { this->queue->size(); }, [&] { this->queue.reset(); },
     };
     for (const std::function<void()>& operation : operations) {
-        JLock& lock = this->queue->lock;
+        JLock& lock = this->lock();
         lock.lock();
         support::Thread thread(operation);
         EXPECT_TRUE(thread.fallsAsleep());
@@ -301,14 +308,13 @@ TYPED_TEST_P(BusQueue, Lock_IsHeldByEveryOperation) {
 
 TYPED_TEST_P(BusQueue, Lock_IsFreeWhenTheOwnerIsNotified) {
     M m;
-    pthread_mutex_t& inTheWay = this->owner.event().mutex;
-    pthread_mutex_lock(&inTheWay);
+    auto inTheWay = std::make_unique<jay::detail::JEventPeer::Held>(this->owner.event());
     support::Thread producer([&] { this->queue->add(m); });
     EXPECT_TRUE(support::eventually([&] { return !this->queue->isEmpty(); }));
     EXPECT_TRUE(producer.fallsAsleep());
     EXPECT_NE(this->get(), nullptr);
     EXPECT_FALSE(producer.isFinished());
-    pthread_mutex_unlock(&inTheWay);
+    inTheWay.reset();
     producer.join();
     EXPECT_TRUE(this->queue->isEmpty());
 }
@@ -323,7 +329,7 @@ TYPED_TEST_P(BusQueue, ManyProducers_EachKeepsItsOrderWithinABand) {
                 this->add(Wire().from(p).urgency(static_cast<int>(i % 3)).about(i));
         }));
     }
-    std::vector<std::vector<int>> last(PRODUCERS, std::vector<int>(TypeParam::BANDS, -1));
+    std::vector<std::vector<int>> last(PRODUCERS, std::vector<int>(TestFixture::BANDS, -1));
     for (int taken = 0; taken < PRODUCERS * EACH;) {
         const std::unique_ptr<M> m = this->get();
         if (m == nullptr) {

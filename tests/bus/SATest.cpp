@@ -7,21 +7,27 @@
 #include <sys/socket.h>
 #include <vector>
 
-#include "bus/detail/Outbox.h"
 #include "bus/OwnBurst.h"
 #include "bus/Server.h"
+#include "support/JThreadPeer.h"
+#include "support/OutboxPeer.h"
 #include "support/WallClock.h"
 #include "thread/detail/Monotonic.h"
 
 using bus::agentLine;
 using bus::Client;
+using bus::JSocketPeer;
 using bus::PROMPT_MS;
+using bus::SAPeer;
 using bus::Server;
+using bus::SMPeer;
 using bus::SYNC;
 using bus::TIMED;
 using bus::to;
 using bus::wakeUp;
 using bus::Wire;
+using jay::detail::JThreadPeer;
+using jay::detail::OutboxPeer;
 using support::eventually;
 
 namespace {
@@ -37,9 +43,9 @@ long long now() {
     return jay::detail::monotonicMilliseconds();
 }
 
-bool isFree(JLock& lock) {
-    if (pthread_mutex_trylock(&lock.mutex) != 0) return false;
-    pthread_mutex_unlock(&lock.mutex);
+bool isFree(JLock& lock) JAY_UNCHECKED_LOCKING {
+    if (!lock.tryLock()) return false;
+    lock.unlock();
     return true;
 }
 
@@ -47,21 +53,22 @@ bool isFree(JLock& lock) {
 class SteppedAgent {
 public:
     SA* operator->() { return &agent; }
+    SA& operator*() { return agent; }
 
     void add(const Wire& w) {
         M m = bus::message(w);
         agent.add(m);
     }
-    void addQuietly(const Wire& w) { agent.adoptQuietly(new M(bus::message(w))); }
+    void addQuietly(const Wire& w) { SAPeer::adoptQuietly(agent, new M(bus::message(w))); }
     void deliver() {
         bus::OwnBurst burst;
-        agent.deliver(burst);
+        SAPeer::deliver(agent, burst);
     }
-    void step() { agent.step(!agent.lq->isEmpty(), deadline); }
+    void step() { SAPeer::step(agent, !SAPeer::queue(agent).isEmpty(), deadline); }
 
     /** What the agent has handed the manager; all fields 0 if nothing. */
     Wire handedOver() {
-        const std::unique_ptr<M> m(sm.mq->get());
+        const std::unique_ptr<M> m(SMPeer::queue(sm).get());
         return m != nullptr ? bus::wire(*m) : Wire();
     }
 
@@ -70,18 +77,18 @@ public:
         net::Listener listener;
         Client client = Client::connectedTo(listener.port());
         EXPECT_EQ(agent.set(new JSocket(listener.accept().release())), 1);
-        EXPECT_TRUE(eventually([this] { return !agent.reader->idle(); }));
+        EXPECT_TRUE(eventually([this] { return !SAPeer::reader(agent).idle(); }));
         return client;
     }
 
     /** State 4 with a reader that still holds the socket; it lets go when the client closes. */
     Client connectAndClose() {
         Client client = connect();
-        agent.state = CLOSED;
+        SAPeer::state(agent) = CLOSED;
         return client;
     }
     void expectIdleReader() {
-        EXPECT_TRUE(eventually([this] { return agent.reader->idle(); }));
+        EXPECT_TRUE(eventually([this] { return SAPeer::reader(agent).idle(); }));
     }
 
     support::DebugLog log;
@@ -94,24 +101,24 @@ public:
 
 TEST(SA, Constructor_StartsTheReaderOnly) {
     SteppedAgent agent;
-    EXPECT_EQ(agent->id, 7);
-    EXPECT_EQ(agent->state, ABSENT);
-    EXPECT_EQ(agent->socket->get(), nullptr);
-    EXPECT_EQ(agent->timedStamp, 0);
-    EXPECT_EQ(agent->in, 0);
-    EXPECT_EQ(agent->out, 0);
+    EXPECT_EQ(SAPeer::id(*agent), 7);
+    EXPECT_EQ(SAPeer::state(*agent), ABSENT);
+    EXPECT_EQ(SAPeer::connection(*agent).get(), nullptr);
+    EXPECT_EQ(SAPeer::timedStamp(*agent), 0);
+    EXPECT_EQ(SAPeer::in(*agent), 0);
+    EXPECT_EQ(SAPeer::out(*agent), 0);
     EXPECT_FALSE(agent->active());
-    EXPECT_TRUE(agent->reader->idle());
-    EXPECT_TRUE(eventually([&] { return agent->reader->state == 2; }));
-    EXPECT_EQ(static_cast<JThread&>(agent.agent).state, 1);
+    EXPECT_TRUE(SAPeer::reader(*agent).idle());
+    EXPECT_TRUE(eventually([&] { return JThreadPeer::state(SAPeer::reader(*agent)) == 2; }));
+    EXPECT_EQ(JThreadPeer::state(*agent), 1);
 }
 
 TEST(SA, Add_CountsQueuesACopyAndWakesTheAgent) {
     SteppedAgent agent;
     agent.add(to(7).from(5).says("x"));
-    EXPECT_EQ(agent->in, 1);
-    EXPECT_EQ(agent->event.count(), 1);
-    const std::unique_ptr<M> m(agent->lq->get());
+    EXPECT_EQ(SAPeer::in(*agent), 1);
+    EXPECT_EQ(SAPeer::event(*agent).count(), 1);
+    const std::unique_ptr<M> m(SAPeer::queue(*agent).get());
     EXPECT_EQ(bus::wire(*m), to(7).from(5).says("x").claims(17));
 }
 
@@ -128,14 +135,14 @@ TEST(SA, Sync_HandsTheManagerASyncMessageAboutTheClient) {
     agent.add(to(7).from(5));
     agent->sync();
     EXPECT_EQ(agent.handedOver(), wakeUp(7, 5).claims(16));
-    EXPECT_EQ(agent.sm.in, 1);
+    EXPECT_EQ(SMPeer::in(agent.sm), 1);
 }
 
 TEST(SA, Stop_WakesTheAgent) {
     SteppedAgent agent;
     agent->stop();
-    EXPECT_TRUE(agent->stopFlag);
-    EXPECT_EQ(agent->event.count(), 1);
+    EXPECT_TRUE(SAPeer::isStopped(*agent));
+    EXPECT_EQ(SAPeer::event(*agent).count(), 1);
 }
 
 // ---- the time of day is set ----
@@ -148,7 +155,7 @@ TEST(SA, TheTimeOfDaySetBack_ClientZeroIsAskedAgainInTime) {
     const support::WallClock back(-support::AN_HOUR_MS);
     agent.deadline = now() - 1;
     agent.step();
-    EXPECT_EQ(agent->state, ABSENT);
+    EXPECT_EQ(SAPeer::state(*agent), ABSENT);
 }
 
 TEST(SA, TheTimeOfDaySetBack_AnUnansweredTimedMessageIsReported) {
@@ -171,7 +178,7 @@ TEST(SA, TheTimeOfDaySetForward_ATimedMessageIsStillWaitedFor) {
     const support::WallClock forward(support::AN_HOUR_MS);
     server.expectNothingElse(client, 5);
     server.log.expectNo("timed expire");
-    EXPECT_EQ(server.agent(5).state, CONNECTED);
+    EXPECT_EQ(SAPeer::state(server.agent(5)), CONNECTED);
 }
 
 // ---- the steps, one state after the other ----
@@ -179,8 +186,8 @@ TEST(SA, TheTimeOfDaySetForward_ATimedMessageIsStillWaitedFor) {
 TEST(SA, Step_Absent_WithoutMessages_DoesNothing) {
     SteppedAgent agent;
     agent.step();
-    EXPECT_EQ(agent->state, ABSENT);
-    EXPECT_EQ(agent.sm.in, 0);
+    EXPECT_EQ(SAPeer::state(*agent), ABSENT);
+    EXPECT_EQ(SMPeer::in(agent.sm), 0);
 }
 
 TEST(SA, Step_Absent_WithMessages_AsksClientZeroFor30Seconds) {
@@ -188,18 +195,18 @@ TEST(SA, Step_Absent_WithMessages_AsksClientZeroFor30Seconds) {
     agent.add(to(7).from(5));
     const long long before = now();
     agent.step();
-    EXPECT_EQ(agent->state, ASKED);
+    EXPECT_EQ(SAPeer::state(*agent), ASKED);
     EXPECT_EQ(agent.handedOver(), wakeUp(7, 5).claims(16));
     EXPECT_GE(agent.deadline, before + 30000);
     EXPECT_LE(agent.deadline, now() + 30000);
-    EXPECT_FALSE(agent->lq->isEmpty());
+    EXPECT_FALSE(SAPeer::queue(*agent).isEmpty());
 }
 
 TEST(SA, Step_Absent_GoesByWhetherMessagesWaitedWhenTheRoundBegan) {
     SteppedAgent agent;
     agent.add(to(7).from(5));
-    agent->step(false, agent.deadline);
-    EXPECT_EQ(agent->state, ABSENT);
+    SAPeer::step(*agent, false, agent.deadline);
+    EXPECT_EQ(SAPeer::state(*agent), ABSENT);
 }
 
 TEST(SA, Step_Asked_WaitsForTheDeadline_ThenGoesBackToAbsent) {
@@ -208,20 +215,20 @@ TEST(SA, Step_Asked_WaitsForTheDeadline_ThenGoesBackToAbsent) {
     agent.step();
     agent.handedOver();
     agent.step();
-    EXPECT_EQ(agent->state, ASKED);
+    EXPECT_EQ(SAPeer::state(*agent), ASKED);
     agent.deadline = now() - 1;
     agent.step();
-    EXPECT_EQ(agent->state, ABSENT);
+    EXPECT_EQ(SAPeer::state(*agent), ABSENT);
     EXPECT_EQ(agent.handedOver().flag, 0) << "asked too early";
     agent.step();
-    EXPECT_EQ(agent->state, ASKED);
+    EXPECT_EQ(SAPeer::state(*agent), ASKED);
     EXPECT_EQ(agent.handedOver(), wakeUp(7, 5).claims(16));
 }
 
 TEST(SA, Step_Connected_SendsWhatWaitsInTheFirstBand) {
     SteppedAgent agent;
     Client client = agent.connect();
-    EXPECT_EQ(agent->state, CONNECTED);
+    EXPECT_EQ(SAPeer::state(*agent), CONNECTED);
     EXPECT_TRUE(agent->active());
     agent.add(to(7).from(5).urgency(9).says("three"));
     agent.add(to(7).from(5).says("one"));
@@ -233,7 +240,7 @@ TEST(SA, Step_Connected_SendsWhatWaitsInTheFirstBand) {
     agent.step();
     client.expect(to(7).from(5).urgency(9).says("three"));
     agent.step();
-    EXPECT_EQ(agent->state, CONNECTED);
+    EXPECT_EQ(SAPeer::state(*agent), CONNECTED);
 }
 
 TEST(SA, Step_Connected_AMessageTooLargeToGather_GoesAlone) {
@@ -252,47 +259,47 @@ TEST(SA, Step_Connected_AMessageTooLargeToGather_GoesAlone) {
 TEST(SA, Deliver_SendsOnTheCallingThread) {
     SteppedAgent agent;
     Client client = agent.connect();
-    agent->event.reset();  // the connection's
+    SAPeer::event(*agent).reset();  // the connection's
     for (const char* text : {"one", "two"})
         agent.addQuietly(to(7).from(5).urgency(text[0] == 'o' ? 9 : 0).says(text));
     agent.deliver();
     client.expect(to(7).from(5).says("two"));
     client.expect(to(7).from(5).urgency(9).says("one"));
-    EXPECT_EQ(agent->event.count(), 0);
-    EXPECT_EQ(agent->in, 2);
+    EXPECT_EQ(SAPeer::event(*agent).count(), 0);
+    EXPECT_EQ(SAPeer::in(*agent), 2);
 }
 
 TEST(SA, Deliver_OfALongQueue_LeavesTheMostOfItToTheAgent) {
     SteppedAgent agent;
     Client client = agent.connect();
-    agent->event.wait(0);
+    SAPeer::event(*agent).wait(0);
     constexpr unsigned COUNT = 5000;
     for (unsigned i = 0; i < COUNT; i++) agent.addQuietly(to(7).from(5).about(i));
     agent.deliver();
-    EXPECT_EQ(agent->event.count(), 1);
-    EXPECT_EQ(agent->lq->size(), 5000 - 4 * 512);
-    while (!agent->lq->isEmpty()) agent.step();
+    EXPECT_EQ(SAPeer::event(*agent).count(), 1);
+    EXPECT_EQ(SAPeer::queue(*agent).size(), 5000 - 4 * 512);
+    while (!SAPeer::queue(*agent).isEmpty()) agent.step();
     for (unsigned i = 0; i < COUNT; i++) ASSERT_EQ(client.receive().section, i);
 }
 
 TEST(SA, Deliver_LeavesToTheAgentWhatIsNotForItAlone) {
     SteppedAgent agent;
     const auto expectLeft = [&](const char* why) {
-        while (agent->event.count() > 0) agent->event.wait(0);
+        while (SAPeer::event(*agent).count() > 0) SAPeer::event(*agent).wait(0);
         agent.deliver();
-        EXPECT_GT(agent->event.count(), 0) << why;
-        EXPECT_FALSE(agent->lq->isEmpty()) << why;
+        EXPECT_GT(SAPeer::event(*agent).count(), 0) << why;
+        EXPECT_FALSE(SAPeer::queue(*agent).isEmpty()) << why;
     };
     agent.addQuietly(to(7).from(5).says("one"));
     expectLeft("not connected");
     Client client = agent.connect();
     {
-        const jay::detail::ScopedLock guard(agent->lock);
+        const jay::detail::ScopedLock guard(SAPeer::lock(*agent));
         support::Thread([&] { expectLeft("the agent is at work"); }).join();
     }
-    agent->timedStamp = now() - 1;
+    SAPeer::timedStamp(*agent) = now() - 1;
     expectLeft("an answer is overdue");
-    agent->timedStamp = 0;
+    SAPeer::timedStamp(*agent) = 0;
     agent.addQuietly(to(7).from(5).flagged(TIMED).stamped(60000));
     expectLeft("a timed message");
     client.expectNothing();
@@ -301,20 +308,20 @@ TEST(SA, Deliver_LeavesToTheAgentWhatIsNotForItAlone) {
 TEST(SA, Deliver_ToAClientThatDoesNotRead_NeverWaits_AndNothingIsLost) {
     SteppedAgent agent;
     Client client = agent.connect();
-    agent->event.wait(0);
+    SAPeer::event(*agent).wait(0);
     unsigned count = 0;
-    while (agent->event.count() == 0) {
+    while (SAPeer::event(*agent).count() == 0) {
         agent.addQuietly(to(7).from(5).about(count++).says(std::string(7001, '#')));
         agent.deliver();
     }
     // The rest of a message that was begun goes before anything else.
     agent.addQuietly(to(7).from(5).flagged(SYNC).says("urgent"));
     agent.deliver();
-    agent->timedStamp = now() - 1;
+    SAPeer::timedStamp(*agent) = now() - 1;
     support::Thread sender([&] {
         agent.step();  // waits for the client
-        agent->timedStamp = 0;
-        while (!agent->lq->isEmpty()) agent.step();
+        SAPeer::timedStamp(*agent) = 0;
+        while (!SAPeer::queue(*agent).isEmpty()) agent.step();
     });
     bool urgent = false;
     for (unsigned i = 0; i < count;) {
@@ -333,9 +340,9 @@ TEST(SA, Deliver_ToAClientThatDoesNotRead_NeverWaits_AndNothingIsLost) {
 TEST(SA, ANewConnection_DoesNotGetTheRestOfAFormerMessage) {
     SteppedAgent agent;
     Client former = agent.connect();
-    agent->outbox->rest_ = std::make_unique<JByte>("rest", 0, 4);
+    OutboxPeer::rest(SAPeer::outbox(*agent)) = std::make_unique<JByte>("rest", 0, 4);
     former.close();
-    EXPECT_TRUE(eventually([&] { return agent->state != CONNECTED; }));
+    EXPECT_TRUE(eventually([&] { return SAPeer::state(*agent) != CONNECTED; }));
     agent.step();
     Client client = agent.connect();
     agent.add(to(7).from(5).says("new"));
@@ -350,8 +357,8 @@ TEST(SA, Step_Connected_TurnsATimedMessageIntoATimer) {
     const long long before = now();
     const long long stamp = JSystem::getMilliseconds();
     agent.step();
-    EXPECT_GE(agent->timedStamp, before + 5000);
-    EXPECT_LE(agent->timedStamp, now() + 5000);
+    EXPECT_GE(SAPeer::timedStamp(*agent), before + 5000);
+    EXPECT_LE(SAPeer::timedStamp(*agent), now() + 5000);
     EXPECT_EQ(agent.log.text(), agentLine(7, "timed message = 5000"));
     const Wire received = client.receive();
     EXPECT_EQ(received.flag, SYNC | 0x80);
@@ -364,11 +371,11 @@ TEST(SA, Step_Connected_ASecondTimedMessageDoesNotMoveTheExpiry) {
     Client client = agent.connect();
     agent.add(to(7).from(5).flagged(TIMED).stamped(5000));
     agent.step();
-    const long long expiry = agent->timedStamp;
+    const long long expiry = SAPeer::timedStamp(*agent);
     for (const unsigned patience : {1U, 60000U}) {
         agent.add(to(7).from(5).flagged(TIMED).stamped(patience));
         agent.step();
-        EXPECT_EQ(agent->timedStamp, expiry);
+        EXPECT_EQ(SAPeer::timedStamp(*agent), expiry);
         agent.log.expect(agentLine(7, "timed message = " + std::to_string(patience)));
     }
     for (int i = 0; i < 3; i++) EXPECT_EQ(client.receive().flag, 0);
@@ -377,22 +384,22 @@ TEST(SA, Step_Connected_ASecondTimedMessageDoesNotMoveTheExpiry) {
 TEST(SA, Step_Connected_BeforeTheExpiry_GoesOnSending) {
     SteppedAgent agent;
     Client client = agent.connect();
-    agent->timedStamp = now() + 60000;
+    SAPeer::timedStamp(*agent) = now() + 60000;
     agent.add(to(7).from(5));
     agent.step();
     client.expect(to(7).from(5));
-    EXPECT_EQ(agent->state, CONNECTED);
+    EXPECT_EQ(SAPeer::state(*agent), CONNECTED);
 }
 
 TEST(SA, Step_Connected_AfterTheExpiry_StopsSendingAndAsks) {
     SteppedAgent agent;
     Client client = agent.connect();
-    agent->timedStamp = now() - 1;
+    SAPeer::timedStamp(*agent) = now() - 1;
     agent.add(to(7).from(5));
     const long long before = now();
     agent.step();
-    EXPECT_EQ(agent->state, ASKED);
-    EXPECT_EQ(agent->timedStamp, 0);
+    EXPECT_EQ(SAPeer::state(*agent), ASKED);
+    EXPECT_EQ(SAPeer::timedStamp(*agent), 0);
     EXPECT_GE(agent.deadline, before + 30000);
     EXPECT_LE(agent.deadline, now() + 30000);
     EXPECT_EQ(agent.handedOver(), wakeUp(7, 5).claims(16));
@@ -405,7 +412,7 @@ TEST(SA, Step_Connected_AfterTheExpiry_StopsSendingAndAsks) {
 TEST(SA, Step_Connected_AfterTheExpiry_WithNothingQueued_AsksInItsOwnName) {
     SteppedAgent agent;
     Client client = agent.connect();
-    agent->timedStamp = now() - 1;
+    SAPeer::timedStamp(*agent) = now() - 1;
     agent.step();
     EXPECT_EQ(agent.handedOver(), wakeUp(7, 7).claims(16));
 }
@@ -414,12 +421,12 @@ TEST(SA, Step_Connected_WhenTheWriteFails_LosesTheMessageAndTheConnection) {
     SteppedAgent agent;
     Client client = agent.connect();
     agent.add(to(7).from(5));
-    ASSERT_TRUE(agent->socket->get() != nullptr);
-    agent->socket->get()->shutdownOutput();
+    ASSERT_TRUE(SAPeer::connection(*agent).get() != nullptr);
+    SAPeer::connection(*agent).get()->shutdownOutput();
     agent.step();
-    EXPECT_EQ(agent->state, LOST);
+    EXPECT_EQ(SAPeer::state(*agent), LOST);
     agent.log.expect(agentLine(7, "error send message!!!"));
-    EXPECT_TRUE(agent->lq->isEmpty());
+    EXPECT_TRUE(SAPeer::queue(*agent).isEmpty());
 }
 
 TEST(SA, Step_Connected_WhenTheWriteFails_LosesTheFirstOfManyMessagesOnly) {
@@ -427,12 +434,12 @@ TEST(SA, Step_Connected_WhenTheWriteFails_LosesTheFirstOfManyMessagesOnly) {
     {
         const Client client = agent.connect();
         for (unsigned i = 1; i <= 3; i++) agent.addQuietly(to(7).from(5).about(i));
-        agent->socket->get()->shutdownOutput();
+        SAPeer::connection(*agent).get()->shutdownOutput();
         agent.deliver();
-        EXPECT_EQ(agent->lq->size(), 3);
-        EXPECT_EQ(agent->state, CONNECTED) << "what failed is for the agent to tell";
+        EXPECT_EQ(SAPeer::queue(*agent).size(), 3);
+        EXPECT_EQ(SAPeer::state(*agent), CONNECTED) << "what failed is for the agent to tell";
         agent.step();
-        EXPECT_EQ(agent->state, LOST);
+        EXPECT_EQ(SAPeer::state(*agent), LOST);
         EXPECT_EQ(agent.log.count(agentLine(7, "error send message!!!")), 1);
     }
     agent.step();
@@ -446,13 +453,13 @@ TEST(SA, Step_Connected_WhenTheWriteFails_LosesTheFirstOfManyMessagesOnly) {
 TEST(SA, Step_Connected_WhenTheRestOfAMessageCannotBeSent_LosesThatMessageOnly) {
     SteppedAgent agent;
     Client client = agent.connect();
-    agent->outbox->rest_ = std::make_unique<JByte>("rest", 0, 4);
+    OutboxPeer::rest(SAPeer::outbox(*agent)) = std::make_unique<JByte>("rest", 0, 4);
     agent.addQuietly(to(7).from(5).says("next"));
-    agent->socket->get()->shutdownOutput();
+    SAPeer::connection(*agent).get()->shutdownOutput();
     agent.step();
-    EXPECT_EQ(agent->state, LOST);
+    EXPECT_EQ(SAPeer::state(*agent), LOST);
     EXPECT_EQ(agent.log.count(agentLine(7, "error send message!!!")), 1);
-    EXPECT_EQ(agent->outbox->rest_, nullptr);
+    EXPECT_EQ(OutboxPeer::rest(SAPeer::outbox(*agent)), nullptr);
     agent.step();
     client.close();
     Client next = agent.connect();
@@ -464,14 +471,14 @@ TEST(SA, Step_Connected_WhatAClientThatIsGoneCannotTakeIsHeldBack) {
     SteppedAgent agent;
     Client client = agent.connect();
     agent.addQuietly(to(7).from(5).flagged(TIMED).stamped(60000));
-    const jay::detail::ScopedLock guard(agent->lock);
+    const jay::detail::ScopedLock guard(SAPeer::lock(*agent));
     client.reset();
-    EXPECT_TRUE(eventually([&] { return agent->socket->get()->isPeerClosed(); }));
+    EXPECT_TRUE(eventually([&] { return SAPeer::connection(*agent).get()->isPeerClosed(); }));
     agent.step();
-    EXPECT_TRUE(agent->held);
-    EXPECT_EQ(agent->lq->size(), 1);
-    EXPECT_EQ(agent->timedStamp, 0);
-    EXPECT_EQ(agent->state, CONNECTED);
+    EXPECT_TRUE(SAPeer::holdsBack(*agent));
+    EXPECT_EQ(SAPeer::queue(*agent).size(), 1);
+    EXPECT_EQ(SAPeer::timedStamp(*agent), 0);
+    EXPECT_EQ(SAPeer::state(*agent), CONNECTED);
 }
 
 TEST(SA, AClientThatSendsAndIsGoneWhileItsMessagesAreRead_LosesNothingThatIsKeptForIt) {
@@ -496,11 +503,11 @@ TEST(SA, AClientThatSendsAndIsGoneWhileItsMessagesAreRead_LosesNothingThatIsKept
 TEST(SA, AConnectionLostWithAMessageHalfSent_LogsTheMessage) {
     SteppedAgent agent;
     Client client = agent.connect();
-    agent->outbox->rest_ = std::make_unique<JByte>("rest", 0, 4);
+    OutboxPeer::rest(SAPeer::outbox(*agent)) = std::make_unique<JByte>("rest", 0, 4);
     client.reset();
-    EXPECT_TRUE(eventually([&] { return agent->state == LOST; }));
+    EXPECT_TRUE(eventually([&] { return SAPeer::state(*agent) == LOST; }));
     agent.step();
-    EXPECT_FALSE(agent->outbox->hasRest());
+    EXPECT_FALSE(SAPeer::outbox(*agent).hasRest());
     EXPECT_EQ(agent.log.count(agentLine(7, "error send message!!!")), 1);
 }
 
@@ -508,15 +515,15 @@ TEST(SA, Step_Lost_ClosesTheSocket_AndWaitsThreeSeconds) {
     SteppedAgent agent;
     Client client = agent.connect();
     agent->close();
-    EXPECT_EQ(agent->state, LOST);
+    EXPECT_EQ(SAPeer::state(*agent), LOST);
     EXPECT_TRUE(client.isOpen());
     const long long before = now();
     agent.step();
-    EXPECT_EQ(agent->state, CLOSED);
+    EXPECT_EQ(SAPeer::state(*agent), CLOSED);
     EXPECT_GE(agent.deadline, before + 3000);
     EXPECT_LE(agent.deadline, now() + 3000);
     client.expectClosed();
-    EXPECT_NE(agent->socket->get(), nullptr);
+    EXPECT_NE(SAPeer::connection(*agent).get(), nullptr);
 }
 
 TEST(SA, Step_Closed_DestroysTheSocketOnceTheReaderHasLetGo) {
@@ -524,28 +531,28 @@ TEST(SA, Step_Closed_DestroysTheSocketOnceTheReaderHasLetGo) {
     Client client = agent.connectAndClose();
     agent.deadline = now() - 1;
     agent.step();
-    EXPECT_NE(agent->socket->get(), nullptr);
-    EXPECT_EQ(agent->state, CLOSED) << "a new connection could not tell";
+    EXPECT_NE(SAPeer::connection(*agent).get(), nullptr);
+    EXPECT_EQ(SAPeer::state(*agent), CLOSED) << "a new connection could not tell";
     client.close();
     agent.expectIdleReader();
     agent.deadline = now() + 3000;
     for (int i = 0; i < 2; i++) {
         agent.step();
-        EXPECT_EQ(agent->socket->get(), nullptr);
-        EXPECT_EQ(agent->state, CLOSED);
+        EXPECT_EQ(SAPeer::connection(*agent).get(), nullptr);
+        EXPECT_EQ(SAPeer::state(*agent), CLOSED);
         EXPECT_EQ(agent.log.count(agentLine(7, "close socket OK!!!")), 1);
     }
 }
 
 TEST(SA, Step_Closed_AfterTheDeadlineGoesBackToAbsent) {
     SteppedAgent agent;
-    agent->state = CLOSED;
+    SAPeer::state(*agent) = CLOSED;
     agent.deadline = now() + 3000;
     agent.step();
-    EXPECT_EQ(agent->state, CLOSED);
+    EXPECT_EQ(SAPeer::state(*agent), CLOSED);
     agent.deadline = now() - 1;
     agent.step();
-    EXPECT_EQ(agent->state, ABSENT);
+    EXPECT_EQ(SAPeer::state(*agent), ABSENT);
 }
 
 // ---- close, in every state ----
@@ -553,25 +560,25 @@ TEST(SA, Step_Closed_AfterTheDeadlineGoesBackToAbsent) {
 TEST(SA, Close_WithoutAConnection_DoesNothing) {
     SteppedAgent agent;
     for (const int state : {ABSENT, ASKED}) {
-        agent->state = state;
+        SAPeer::state(*agent) = state;
         agent->close();
-        EXPECT_EQ(agent->state, state);
+        EXPECT_EQ(SAPeer::state(*agent), state);
     }
 }
 
 TEST(SA, Close_Connected_OnlyTellsTheAgent) {
     SteppedAgent agent;
-    agent->state = CONNECTED;
+    SAPeer::state(*agent) = CONNECTED;
     agent->close();
-    EXPECT_EQ(agent->state, LOST);
-    EXPECT_EQ(agent->event.count(), 1);
+    EXPECT_EQ(SAPeer::state(*agent), LOST);
+    EXPECT_EQ(SAPeer::event(*agent).count(), 1);
 }
 
 TEST(SA, Close_Lost_WithoutASocket_GoesOnToClosed) {
     SteppedAgent agent;
-    agent->state = LOST;
+    SAPeer::state(*agent) = LOST;
     agent->close();
-    EXPECT_EQ(agent->state, CLOSED);
+    EXPECT_EQ(SAPeer::state(*agent), CLOSED);
 }
 
 TEST(SA, Close_Closed_WaitsForTheReader_WithTheLockFree) {
@@ -579,21 +586,21 @@ TEST(SA, Close_Closed_WaitsForTheReader_WithTheLockFree) {
     Client client = agent.connectAndClose();
     support::Thread closer([&] { agent->close(); });
     EXPECT_TRUE(closer.fallsAsleep());
-    EXPECT_TRUE(eventually([&] { return isFree(agent->lock); }));
+    EXPECT_TRUE(eventually([&] { return isFree(SAPeer::lock(*agent)); }));
     EXPECT_FALSE(closer.isFinished());
     client.close();
     closer.join();
-    EXPECT_EQ(agent->socket->get(), nullptr);
+    EXPECT_EQ(SAPeer::connection(*agent).get(), nullptr);
     agent.log.expect(agentLine(7, "close socket OK!!!"));
 }
 
 TEST(SA, Close_Closed_DoesNotWaitForAReaderThatEnds) {
     SteppedAgent agent;
     Client client = agent.connectAndClose();
-    agent->endReader();
-    EXPECT_FALSE(agent->reader->idle());
+    SAPeer::endReader(*agent);
+    EXPECT_FALSE(SAPeer::reader(*agent).idle());
     agent->close();
-    EXPECT_NE(agent->socket->get(), nullptr);  // it goes with the agent
+    EXPECT_NE(SAPeer::connection(*agent).get(), nullptr);  // it goes with the agent
 }
 
 // ---- set ----
@@ -603,7 +610,7 @@ TEST(SA, Set_Null_ClosesTheFormerConnectionAndAttachesNothing) {
     Client client = server.connect(5);
     EXPECT_EQ(server->set(5, nullptr), 0);
     client.expectClosed();
-    EXPECT_NE(server.agent(5).state, CONNECTED);
+    EXPECT_NE(SAPeer::state(server.agent(5)), CONNECTED);
 }
 
 TEST(SA, Set_ClearsAPendingTimer) {
@@ -611,18 +618,18 @@ TEST(SA, Set_ClearsAPendingTimer) {
     Client client = server.connect(5);
     server.add(to(5).from(31).flagged(TIMED).stamped(60000));
     client.receive();
-    EXPECT_NE(server.agent(5).timedStamp, 0);
+    EXPECT_NE(SAPeer::timedStamp(server.agent(5)), 0);
     Client again = server.connect(5);
-    EXPECT_EQ(server.agent(5).timedStamp, 0);
+    EXPECT_EQ(SAPeer::timedStamp(server.agent(5)), 0);
 }
 
 TEST(SA, Set_OnAnAgentThatIsEnding_TakesNothing) {
     SteppedAgent agent;
-    agent->endReader();
+    SAPeer::endReader(*agent);
     JSocket socket("127.0.0.1", 1);
     EXPECT_EQ(agent->set(&socket), 0);
-    EXPECT_EQ(agent->socket->get(), nullptr);
-    agent->state = CONNECTED;  // would be waited for
+    EXPECT_EQ(SAPeer::connection(*agent).get(), nullptr);
+    SAPeer::state(*agent) = CONNECTED;  // would be waited for
     EXPECT_EQ(agent->set(&socket), 0);
 }
 
@@ -694,9 +701,9 @@ TEST(SA, Timed_AnsweredInTime_NothingElseHappens) {
     client.send(to(0).from(5).says("here"));
     zero.expect(to(0).from(5).says("here"));
     server.log.expect(agentLine(5, "clear timed time-stamp"));
-    EXPECT_EQ(server.agent(5).timedStamp, 0);
+    EXPECT_EQ(SAPeer::timedStamp(server.agent(5)), 0);
     server.expectNothingElse(client, 5);
-    EXPECT_EQ(server.agent(5).state, CONNECTED);
+    EXPECT_EQ(SAPeer::state(server.agent(5)), CONNECTED);
     client.send(to(0).from(5));  // the second message clears nothing
     zero.expect(to(0).from(5));
     EXPECT_EQ(server.log.count("clear timed time-stamp"), 1);
@@ -717,7 +724,7 @@ TEST(SA, Timed_AfterAnAnswer_TheNextOneSetsANewTimer) {
     for (int i = 1; i <= 2; i++) {
         server.add(to(5).from(3).flagged(TIMED).stamped(60000));
         client.receive();
-        EXPECT_NE(server.agent(5).timedStamp, 0);
+        EXPECT_NE(SAPeer::timedStamp(server.agent(5)), 0);
         client.send(to(99).from(5));
         server.log.expect(agentLine(5, "clear timed time-stamp"), i);
     }
@@ -733,7 +740,7 @@ TEST(SA, Timed_Unanswered_AsksClientZeroAndSuspendsSending) {
     zero.expect(wakeUp(5, 5));
     server.expectState(5, ASKED);
     server.add(to(5).from(3).says("kept"));
-    EXPECT_TRUE(eventually([&] { return server.agent(5).in == 2; }));
+    EXPECT_TRUE(eventually([&] { return SAPeer::in(server.agent(5)) == 2; }));
     EXPECT_TRUE(client.isOpen());
     client.expectNothing();
     server.log.expectInOrder({agentLine(5, "timed message = 100"), agentLine(5, "timed expire sync...")});
@@ -748,7 +755,7 @@ TEST(SA, Timed_Unanswered_TheClientIsStillHeard) {
     server.log.expect(agentLine(5, "timed expire sync..."));
     client.send(to(6).from(5).says("too late"));
     other.expect(to(6).from(5).says("too late"));
-    EXPECT_EQ(server.agent(5).state, ASKED);
+    EXPECT_EQ(SAPeer::state(server.agent(5)), ASKED);
 }
 
 TEST(SA, Timed_Unanswered_ANewConnectionTakesOver_AndTheOldOneIsReleased) {
@@ -757,13 +764,13 @@ TEST(SA, Timed_Unanswered_ANewConnectionTakesOver_AndTheOldOneIsReleased) {
     const int descriptors = net::openDescriptors();
     for (int i = 0; i < 5; i++) {
         Client client = server.connect(5);
-        EXPECT_EQ(server.agent(5).state, CONNECTED);
+        EXPECT_EQ(SAPeer::state(server.agent(5)), CONNECTED);
         server.add(to(5).from(3).flagged(TIMED).stamped(1));
         client.receive();
         server.log.expect(agentLine(5, "timed expire sync..."), i + 1);
         server.expectState(5, ASKED);
         server.add(to(5).from(3).says("kept"));
-        EXPECT_TRUE(eventually([&] { return !server.agent(5).lq->isEmpty(); }));
+        EXPECT_TRUE(eventually([&] { return !SAPeer::queue(server.agent(5)).isEmpty(); }));
         Client next = server.connect(5);
         client.expectClosed();
         next.expect(to(5).from(3).says("kept"));
@@ -781,7 +788,7 @@ TEST(SA, Timed_Unanswered_TheClientMayGoByItself) {
     server.log.expect(agentLine(5, "timed expire sync..."));
     client.close();
     server.log.expect(agentLine(5, "disconnected!!!"));
-    EXPECT_EQ(server.agent(5).state, ASKED);
+    EXPECT_EQ(SAPeer::state(server.agent(5)), ASKED);
     Client again = server.connect(5);
     server.expectNothingElse(again, 5);
 }
@@ -802,12 +809,12 @@ TEST(SA, Timed_Unanswered_TheConnectionOutlivesTheServer) {
 TEST(SA, Timed_ToAnAbsentClient_TheTimeRunsFromTheSending) {
     Server server;
     server.add(to(5).from(3).flagged(TIMED).stamped(60000));
-    EXPECT_TRUE(eventually([&] { return server.hasAgent(5) && !server.agent(5).lq->isEmpty(); }));
+    EXPECT_TRUE(eventually([&] { return server.hasAgent(5) && !SAPeer::queue(server.agent(5)).isEmpty(); }));
     server.log.expectNo("timed message");
     const long long before = now();
     Client client = server.connect(5);
     client.receive();
-    EXPECT_GE(server.agent(5).timedStamp, before + 60000);
+    EXPECT_GE(SAPeer::timedStamp(server.agent(5)), before + 60000);
 }
 
 // ---- what the reader takes in ----
@@ -819,7 +826,7 @@ protected:
         EXPECT_TRUE(eventually([&] {
             return server.withSocket(5, [](JSocket& socket) {
                 int waiting = -1;
-                return ioctl(socket.fd, FIONREAD, &waiting) == 0 && waiting == 0;
+                return ioctl(JSocketPeer::number(socket), FIONREAD, &waiting) == 0 && waiting == 0;
             });
         }));
     }
@@ -939,7 +946,7 @@ TEST(SA, Disconnection_IsLoggedAndTheSocketReleased) {
     server.log.expect(agentLine(5, "close socket OK!!!"));
     server.log.expectInOrder({agentLine(5, "disconnected!!!"), agentLine(5, "close socket OK!!!")});
     EXPECT_TRUE(eventually([&] { return net::openDescriptors() == descriptors; }));
-    EXPECT_EQ(server.agent(5).socket->get(), nullptr);
+    EXPECT_EQ(SAPeer::connection(server.agent(5)).get(), nullptr);
 }
 
 TEST(SA, AClientKilledWhileTheServerWrites_LosesWhatWasOnItsWay_AndNothingElse) {
@@ -948,7 +955,7 @@ TEST(SA, AClientKilledWhileTheServerWrites_LosesWhatWasOnItsWay_AndNothingElse) 
     const int count = server.stall(5);
     client.reset();
     server.log.expect(agentLine(5, "close socket OK!!!"));
-    EXPECT_FALSE(server.agent(5).lq->isEmpty());
+    EXPECT_FALSE(SAPeer::queue(server.agent(5)).isEmpty());
     Client again = server.connect(5);
     const unsigned first = again.receive().section;
     EXPECT_GT(first, 0u);
@@ -989,7 +996,7 @@ TEST(SA, AClientThatDoesNotRead_DoesNotStopTheOthers) {
     }
     EXPECT_LT(watch.ms(), 8000);
     EXPECT_TRUE(server.isStalled(5));
-    EXPECT_EQ(server.agent(5).state, CONNECTED);
+    EXPECT_EQ(SAPeer::state(server.agent(5)), CONNECTED);
 }
 
 TEST(SA, AClientThatDoesNotRead_GetsUrgentMessagesFirstAfterwards) {
@@ -1222,7 +1229,7 @@ TEST(SASlow, AMessageCutForAMinute_IsDropped_AndTheConnectionGoesOn) {
     while (watch.ms() < 62000) eventually([&] { return watch.ms() > 62000; });
     sender.send(to(6).from(5).says("next"));
     receiver.expect(to(6).from(5).says("next"));
-    EXPECT_EQ(server.agent(5).state, CONNECTED);
+    EXPECT_EQ(SAPeer::state(server.agent(5)), CONNECTED);
 }
 
 }  // namespace

@@ -6,18 +6,22 @@
 #include <vector>
 
 #include "bus/Server.h"
+#include "support/LQPeer.h"
 #include "support/WallClock.h"
 
 using bus::agentLine;
 using bus::BROADCAST;
 using bus::Client;
 using bus::PROMPT_MS;
+using bus::SAPeer;
 using bus::Server;
+using bus::SMPeer;
 using bus::SYNC;
 using bus::TIMED;
 using bus::to;
 using bus::wakeUp;
 using bus::Wire;
+using jay::detail::LQPeer;
 using support::eventually;
 
 namespace {
@@ -26,6 +30,7 @@ namespace {
 class IdleManager {
 public:
     SM* operator->() { return &sm; }
+    SM& operator*() { return sm; }
 
     void add(const Wire& w) {
         M m = bus::message(w);
@@ -34,7 +39,7 @@ public:
 
     /** Takes the next message of the inbound queue. */
     Wire take() {
-        const std::unique_ptr<M> m(sm.mq->get());
+        const std::unique_ptr<M> m(SMPeer::queue(sm).get());
         return m != nullptr ? bus::wire(*m) : Wire();
     }
 
@@ -45,12 +50,12 @@ public:
 // ---- construction ----
 
 TEST(SM, Constructor_StartsNothing) {
-    const IdleManager server;
-    EXPECT_EQ(server.sm.cm, nullptr);
-    EXPECT_FALSE(server.sm.stopFlag);
-    EXPECT_EQ(server.sm.in, 0);
-    EXPECT_EQ(server.sm.out, 0u);
-    for (SA* slot : server.sm.slots) EXPECT_EQ(slot, nullptr);
+    IdleManager server;
+    EXPECT_EQ(SMPeer::listener(server.sm), nullptr);
+    EXPECT_FALSE(SMPeer::isStopped(server.sm));
+    EXPECT_EQ(SMPeer::in(server.sm), 0);
+    EXPECT_EQ(SMPeer::out(server.sm), 0u);
+    for (SA* slot : SMPeer::slots(server.sm)) EXPECT_EQ(slot, nullptr);
     EXPECT_EQ(server.log.text(), "");
 }
 
@@ -193,7 +198,7 @@ TEST(SM, Add_CountsAndQueuesACopy) {
     server->add(m);
     m.setDestId(9);
     server->add(m);
-    EXPECT_EQ(server->in, 2);
+    EXPECT_EQ(SMPeer::in(*server), 2);
     EXPECT_EQ(server.take(), to(7).from(5).says("first").claims(21));
     EXPECT_EQ(server.take().dest, 9);
 }
@@ -201,7 +206,7 @@ TEST(SM, Add_CountsAndQueuesACopy) {
 TEST(SM, Add_WakesTheManager) {
     IdleManager server;
     server.add(to(7));
-    EXPECT_EQ(server->event.count(), 1);
+    EXPECT_EQ(SMPeer::event(*server).count(), 1);
 }
 
 TEST(SM, Add_DropsAMessageThatNoHeaderCanTellTheLengthOf) {
@@ -209,10 +214,10 @@ TEST(SM, Add_DropsAMessageThatNoHeaderCanTellTheLengthOf) {
     M m = bus::message(to(7));
     m.addBytes(JByte(M::MAX_SIZE - M::HEADER_SIZE));
     server->add(m);
-    EXPECT_EQ(server->in, 1);
+    EXPECT_EQ(SMPeer::in(*server), 1);
     m.addByte(1);
     server->add(m);
-    EXPECT_EQ(server->in, 1);
+    EXPECT_EQ(SMPeer::in(*server), 1);
 }
 
 TEST(SM, Add_MayBeCalledByManyThreads) {
@@ -225,13 +230,13 @@ TEST(SM, Add_MayBeCalledByManyThreads) {
                 for (int n = 0; n < EACH; n++) server.add(to(7).from(5));
             }));
     }
-    EXPECT_EQ(server->in, 4 * EACH);
+    EXPECT_EQ(SMPeer::in(*server), 4 * EACH);
 }
 
 TEST(SM, Notify_SignalsTheEvent) {
     IdleManager server;
     EXPECT_EQ(server->notify(), 0);
-    EXPECT_EQ(server->event.count(), 1);
+    EXPECT_EQ(SMPeer::event(*server).count(), 1);
 }
 
 // ---- set ----
@@ -244,7 +249,7 @@ TEST(SM, Set_RefusesIdsThatAreNotThoseOfClients_AndLeavesTheSocketAlone) {
     for (const int id : {32, 40, 65535, -1}) EXPECT_EQ(server->set(id, &socket), 0) << id;
     EXPECT_TRUE(socket.isConnected());
     peer.expectNothing();
-    for (SA* slot : server->slots) EXPECT_EQ(slot, nullptr);
+    for (SA* slot : SMPeer::slots(*server)) EXPECT_EQ(slot, nullptr);
 }
 
 TEST(SM, Set_MakesAndStartsAnAgentOnFirstNeed_AndKeepsIt) {
@@ -253,7 +258,7 @@ TEST(SM, Set_MakesAndStartsAnAgentOnFirstNeed_AndKeepsIt) {
     Client first = server.connect(5);
     ASSERT_TRUE(server.hasAgent(5));
     SA* const agent = &server.agent(5);
-    EXPECT_EQ(agent->id, 5);
+    EXPECT_EQ(SAPeer::id(*agent), 5);
     first.close();
     Client second = server.connect(5);
     EXPECT_EQ(&server.agent(5), agent);
@@ -371,9 +376,9 @@ protected:
         net::Listener listener;
         Client client = Client::connectedTo(listener.port());
         agents.push_back(new SA(&server.sm, id));
-        server->slots[id] = agents.back();
+        SMPeer::slots(*server)[id] = agents.back();
         EXPECT_EQ(agents.back()->set(new JSocket(listener.accept().release())), 1);
-        while (agents.back()->event.count() > 0) agents.back()->event.wait(0);
+        while (SAPeer::event(*agents.back()).count() > 0) SAPeer::event(*agents.back()).wait(0);
         return client;
     }
 
@@ -399,7 +404,7 @@ TEST_F(RoutingLoop, LogsABroadcastBeforeItDelivers) {
         const support::DebugLog::Blocked blocked(server.log);
         server->start();
         server.add(to(7).from(5).flagged(BROADCAST));
-        EXPECT_TRUE(eventually([&] { return server->mq->isEmpty(); }));
+        EXPECT_TRUE(eventually([&] { return SMPeer::queue(*server).isEmpty(); }));
         client.expectNothing();
     }
     client.expect(to(7).from(5));
@@ -429,7 +434,7 @@ TEST_F(RoutingLoop, InALongRoundAgentsAreToldAfter128Messages) {
     Client client = attach(7);
     for (unsigned i = 0; i < ROUND; i++) server.add(to(7).from(5).about(i));
     server.add(to(8).from(5));
-    const jay::detail::ScopedLock guard(server->slotLock);  // the loop stops where it makes agent 8
+    const jay::detail::ScopedLock guard(SMPeer::slotLock(*server));  // the loop stops where it makes agent 8
     server->start();
     for (unsigned i = 0; i < ROUND; i++) client.expect(to(7).from(5).about(i));
 }
@@ -439,12 +444,13 @@ TEST_F(RoutingLoop, WhenTheLogIsSwitchedOnInARoundWhoHasMessagesIsToldFirst) {
     Client client = attach(7);
     const support::DebugLog::Blocked blocked(server.log);
     {
-        const jay::detail::ScopedLock guard(server->slotLock);  // the loop stops where it makes agent 8
+        const jay::detail::ScopedLock guard(
+            SMPeer::slotLock(*server));  // the loop stops where it makes agent 8
         server.add(to(7).from(5));
         server.add(to(8).from(5));
         server.add(to(32).from(5));
         server->start();
-        EXPECT_TRUE(eventually([&] { return server->mq->size() == 1; }));
+        EXPECT_TRUE(eventually([&] { return SMPeer::queue(*server).size() == 1; }));
         JSystem::debug(true);
     }
     client.expect(to(7).from(5));
@@ -477,12 +483,12 @@ TEST_F(ReadersRoute, WhileTheLogIsOff) {
     }
     EXPECT_EQ(server->status().out, 200);
     EXPECT_EQ(server->status().in, 200);
-    EXPECT_EQ(server->event.count(), 0) << "the manager's thread was woken for nothing";
+    EXPECT_EQ(SMPeer::event(*server).count(), 0) << "the manager's thread was woken for nothing";
 }
 
 TEST_F(ReadersRoute, ButNotWhileTheLogIsOn) {
     five.send(to(7).from(5));
-    EXPECT_TRUE(eventually([&] { return server->event.count() == 1; }));
+    EXPECT_TRUE(eventually([&] { return SMPeer::event(*server).count() == 1; }));
     EXPECT_EQ(server->status().waiting, 1);
     EXPECT_EQ(server->status().out, 0);
     seven.expectNothing();
@@ -524,9 +530,10 @@ TEST_F(ReadersRoute, NoMoreThanOneReceiveBrings_AndLeaveTheRestToTheManager) {
     constexpr int SHARE = 512;
     JSystem::debug(false);
     for (int i = 0; i < COUNT; i++) server.add(to(7).from(1));
-    server->event.wait(0);
+    SMPeer::event(*server).wait(0);
     five.send(to(7).from(5));
-    EXPECT_TRUE(eventually([&] { return server->event.count() == 1; })) << "the manager is not notified";
+    EXPECT_TRUE(eventually([&] { return SMPeer::event(*server).count() == 1; }))
+        << "the manager is not notified";
     EXPECT_EQ(server->status().out, SHARE);
     EXPECT_EQ(server->status().waiting, COUNT + 1 - SHARE);
     server->start();
@@ -721,7 +728,7 @@ TEST(SM, ThirtyOneClientsAtOnce_LoseNothingAndKeepTheOrder) {
             threads.push_back(std::make_unique<support::Thread>(
                 [&, id] { passOn(clients[static_cast<size_t>(id) - 1], id, EACH); }));
     }
-    EXPECT_EQ(server->in, MANY * EACH);
+    EXPECT_EQ(SMPeer::in(*server), MANY * EACH);
     EXPECT_LT(server.destroy(), PROMPT_MS + net::LATE_MS);
 }
 
@@ -731,7 +738,7 @@ TEST(SM, SeveralServersInOneProcess_DoNotMix) {
     second.start();
     ASSERT_EQ(second.waitUntilListening(30000), 0);
     Client here = first.connect(5);
-    Client there = Client::connectedTo(second.port);
+    Client there = Client::connectedTo(SMPeer::port(second));
     there.greet(5);
     here.send(to(5).from(5).says("here"));
     there.send(to(5).from(5).says("there"));
@@ -753,17 +760,17 @@ TEST(SM, Stop_EndsTheRoutingLoopAtOnce) {
 TEST(SM, Stop_WhileAMessageIsRouted_TheAgentStillHearsOfIt) {
     IdleManager server;
     auto* const agent = new SA(&server.sm, 7);  // its thread does not run
-    server->slots[7] = agent;
+    SMPeer::slots(*server)[7] = agent;
     server->start();
     {
-        const jay::detail::ScopedLock guard(agent->lq->lock);
+        const jay::detail::ScopedLock guard(LQPeer::lock(SAPeer::queue(*agent)));
         server.add(to(7).from(5));
-        EXPECT_TRUE(eventually([&] { return server->mq->isEmpty(); }));
+        EXPECT_TRUE(eventually([&] { return SMPeer::queue(*server).isEmpty(); }));
         server->stop();
     }
     server->join();
-    EXPECT_FALSE(agent->lq->isEmpty());
-    EXPECT_EQ(agent->event.count(), 1);
+    EXPECT_FALSE(SAPeer::queue(*agent).isEmpty());
+    EXPECT_EQ(SAPeer::event(*agent).count(), 1);
 }
 
 TEST(SM, Stop_LeavesTheListenerRunning_ButNothingIsRouted) {
@@ -774,7 +781,7 @@ TEST(SM, Stop_LeavesTheListenerRunning_ButNothingIsRouted) {
     Client after = server.connect(6);
     after.send(to(5).from(6));
     before.send(to(6).from(5));
-    EXPECT_TRUE(eventually([&] { return server->in == 2; }));
+    EXPECT_TRUE(eventually([&] { return SMPeer::in(*server) == 2; }));
     server.log.expectNo("<--");
     before.expectNothing();
     EXPECT_LT(server.destroy(), PROMPT_MS);
@@ -905,7 +912,7 @@ TEST(SM, AutoDelete_DestroysTheServerOnItsOwnThread) {
     sm->setAutoDelete(true);
     sm->start();
     ASSERT_EQ(sm->waitUntilListening(30000), 0);
-    Client client = Client::connectedTo(sm->port);
+    Client client = Client::connectedTo(SMPeer::port(*sm));
     client.greet(5);
     log.expect(bus::listenerLine(5));
     sm->stop();

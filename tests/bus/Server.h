@@ -10,7 +10,6 @@
 #include <utility>
 
 #include "bus/CM.h"
-#include "bus/detail/Connection.h"
 #include "bus/LQ.h"
 #include "bus/MQ.h"
 #include "bus/SA.h"
@@ -19,11 +18,22 @@
 #include "net/JServerSocket.h"
 #include "net/JSocket.h"
 #include "net/Peer.h"
+#include "support/CMPeer.h"
+#include "support/ConnectionPeer.h"
 #include "support/DebugLog.h"
+#include "support/JSocketPeer.h"
+#include "support/SAPeer.h"
+#include "support/SMPeer.h"
 #include "support/Thread.h"
 #include "thread/detail/ScopedLock.h"
 
 namespace bus {
+
+using jay::detail::CMPeer;
+using jay::detail::ConnectionPeer;
+using jay::detail::JSocketPeer;
+using jay::detail::SAPeer;
+using jay::detail::SMPeer;
 
 /** How long the end of a server may take at most; one that waits for a client would take ten seconds or sixty. */
 constexpr long long PROMPT_MS = 2000;
@@ -114,7 +124,7 @@ public:
 
     SM* operator->() const { return sm_.get(); }
     SM& operator*() const { return *sm_; }
-    int port() const { return sm_->port; }
+    int port() const { return SMPeer::port(*sm_); }
 
     /** Ends it. @return how long that took, in milliseconds. */
     long long destroy() {
@@ -146,8 +156,8 @@ public:
         auto* const far = new JSocket(::accept4(listener.fd(), nullptr, nullptr, SOCK_CLOEXEC));
         far->setSendBufferSize(small);
         far->setTcpNoDelay(true);
-        far->readTimeout = readTimeout;
-        far->writeTimeout = writeTimeout;
+        JSocketPeer::readTimeout(*far) = readTimeout;
+        JSocketPeer::writeTimeout(*far) = writeTimeout;
         EXPECT_EQ(sm_->set(id, far), 1);
         return Client(net::Peer(near.release()));
     }
@@ -169,24 +179,24 @@ public:
     /** Looks at the connection that is being greeted; false if there is none. */
     template <class Look>
     bool withGreeted(Look look) const {
-        CM& listener = *sm_->cm;
-        const jay::detail::ScopedLock guard(listener.lock);
-        return listener.greeted != nullptr && look(*listener.greeted);
+        CM& listener = *SMPeer::listener(*sm_);
+        const jay::detail::ScopedLock guard(CMPeer::lock(listener));
+        return CMPeer::greeted(listener) != nullptr && look(*CMPeer::greeted(listener));
     }
     bool isGreeting() const {
         return withGreeted([](JSocket&) { return true; });
     }
 
-    bool hasAgent(int id) const { return sm_->agentAt(id) != nullptr; }
-    SA& agent(int id) const { return *sm_->agentFor(id); }
+    bool hasAgent(int id) const { return SMPeer::agentAt(*sm_, id) != nullptr; }
+    SA& agent(int id) const { return *SMPeer::agentFor(*sm_, id); }
     void expectState(int id, int state) const {
-        EXPECT_TRUE(support::eventually([&] { return agent(id).state == state; }))
-            << "state " << agent(id).state << " instead of " << state << log.text();
+        EXPECT_TRUE(support::eventually([&] { return SAPeer::state(agent(id)) == state; }))
+            << "state " << SAPeer::state(agent(id)) << " instead of " << state << log.text();
     }
 
     /** Waits until the agent has nothing left to send. */
     void expectSent(int id) const {
-        EXPECT_TRUE(support::eventually([&] { return agent(id).lq->isEmpty(); })) << log.text();
+        EXPECT_TRUE(support::eventually([&] { return SAPeer::queue(agent(id)).isEmpty(); })) << log.text();
     }
 
     /** Sends the client of attach() much more than it has room for, numbered, and waits until the agent waits for it.
@@ -199,8 +209,8 @@ public:
         return COUNT;
     }
     bool isStalled(int id) const {
-        return !agent(id).lq->isEmpty() && withSocket(id, [](JSocket& socket) {
-            pollfd entry{socket.fd, POLLOUT, 0};
+        return !SAPeer::queue(agent(id)).isEmpty() && withSocket(id, [](JSocket& socket) {
+            pollfd entry{JSocketPeer::number(socket), POLLOUT, 0};
             return ::poll(&entry, 1, 0) == 0;
         });
     }
@@ -209,8 +219,8 @@ public:
     template <class Look>
     bool withSocket(int id, Look look) const {
         SA& it = agent(id);
-        const jay::detail::ScopedLock guard(it.socket->lock_);
-        return it.socket->get() != nullptr && look(*it.socket->get());
+        const jay::detail::ScopedLock guard(ConnectionPeer::lock(SAPeer::connection(it)));
+        return SAPeer::connection(it).get() != nullptr && look(*SAPeer::connection(it).get());
     }
 
     support::DebugLog log;

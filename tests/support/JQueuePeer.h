@@ -6,6 +6,7 @@
 
 struct jay::detail::JQueuePeer {
     static int capacity(const JQueue& queue) { return queue.capacity; }
+    static void setCapacity(JQueue& queue, int capacity) { queue.capacity = capacity; }
     static int resume(const JQueue& queue) { return queue.resume; }
     static int segment(const JQueue& queue) { return queue.segment; }
     static const JQueue::JQueueEntry* head(const JQueue& queue) { return queue.head; }
