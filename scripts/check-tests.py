@@ -30,9 +30,6 @@ TESTED_AS_PROGRAMS = {
     "tools/jayd/Serve", "tools/jayd/ServiceManager", "tools/jayd/Signals",
 }
 
-# Folders whose suites have not been renamed yet.
-OLDER_SUITE_NAMES = {"bus"}
-
 SUITE = re.compile(r"^TEST(?:_F|_P)?\((\w+)", re.MULTILINE)
 NAMESPACE = re.compile(r"^namespace ([\w:]+) \{", re.MULTILINE)
 
@@ -114,7 +111,7 @@ def check_names_have_one_form(root, report):
     """A suite is named after its subject and ends in Test; helpers are in the namespace of their folder."""
     for path in sorted((root / "tests").rglob("*")):
         folder = path.relative_to(root / "tests").parts[0]
-        if path.suffix not in (".cpp", ".h") or folder in OLDER_SUITE_NAMES:
+        if path.suffix not in (".cpp", ".h"):
             continue
         text = path.read_text()
         for suite in sorted(set(SUITE.findall(text))):

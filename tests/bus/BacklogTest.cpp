@@ -13,7 +13,7 @@ using support::eventually;
 
 namespace {
 
-TEST(Backlog, AFloodIsOverWhenTheQueueIsEmpty) {
+TEST(BacklogTest, AFloodIsOverWhenTheQueueIsEmpty) {
     Backlog backlog;
     EXPECT_FALSE(backlog.taken(Backlog::FLOOD, Backlog::FLOOD - 1000));
     EXPECT_FALSE(backlog.taken(Backlog::FLOOD - 1000, 1));
@@ -21,7 +21,7 @@ TEST(Backlog, AFloodIsOverWhenTheQueueIsEmpty) {
     EXPECT_FALSE(backlog.taken(1, 0)) << "the next one begins anew";
 }
 
-TEST(Backlog, FewMessagesAreNoFlood) {
+TEST(BacklogTest, FewMessagesAreNoFlood) {
     Backlog backlog;
     EXPECT_FALSE(backlog.taken(Backlog::FLOOD - 1, 0));
 }
@@ -38,7 +38,7 @@ long residentPages() {
     return resident;
 }
 
-TEST(Backlog, TheMemoryOfMessagesThatHaveWaitedGoesBackToTheSystem) {
+TEST(BacklogTest, TheMemoryOfMessagesThatHaveWaitedGoesBackToTheSystem) {
     constexpr int COUNT = 300000;
     constexpr long MEGABYTE = 256;  // pages
     Server server;

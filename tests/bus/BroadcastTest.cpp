@@ -24,7 +24,7 @@ private:
 
 const Wire MESSAGE = to(31).from(3).urgency(2).stamped(9).about(8).says("all");
 
-TEST(Broadcast, LivesAsLongAsOneQueueHoldsIt) {
+TEST(BroadcastTest, LivesAsLongAsOneQueueHoldsIt) {
     bool gone = false;
     auto* const broadcast = new Broadcast(std::make_unique<Tracked>(MESSAGE, gone), 3);
     for (int i = 0; i < 2; i++) {
@@ -35,21 +35,21 @@ TEST(Broadcast, LivesAsLongAsOneQueueHoldsIt) {
     EXPECT_TRUE(gone);
 }
 
-TEST(Broadcast, ShowsItsBytesWithTheTrueLength) {
+TEST(BroadcastTest, ShowsItsBytesWithTheTrueLength) {
     auto* const broadcast = new Broadcast(std::make_unique<M>(bus::message(Wire(MESSAGE).claims(9))), 1);
     EXPECT_EQ(std::string(broadcast->bytes(), static_cast<std::size_t>(broadcast->size())), MESSAGE.bytes());
     EXPECT_EQ(broadcast->priority(), 2);
     broadcast->release();
 }
 
-TEST(Broadcast, CopyFor_HasTheReceiverAsDestination) {
+TEST(BroadcastTest, CopyFor_HasTheReceiverAsDestination) {
     auto* const broadcast = new Broadcast(std::make_unique<M>(bus::message(MESSAGE)), 1);
     const std::unique_ptr<M> copy = broadcast->copyFor(7);
     broadcast->release();
     EXPECT_EQ(bus::wire(*copy), Wire(MESSAGE).to(7).claims(19));
 }
 
-TEST(Broadcast, In_TellsBroadcastsFromMessages) {
+TEST(BroadcastTest, In_TellsBroadcastsFromMessages) {
     auto* const broadcast = new Broadcast(std::make_unique<M>(), 1);
     M m;
     EXPECT_EQ(Broadcast::in(broadcast), broadcast);
@@ -57,7 +57,7 @@ TEST(Broadcast, In_TellsBroadcastsFromMessages) {
     broadcast->release();
 }
 
-TEST(Broadcast, Address_WritesTheDestination_IfThereIsRoom) {
+TEST(BroadcastTest, Address_WritesTheDestination_IfThereIsRoom) {
     std::string bytes = MESSAGE.bytes();
     Broadcast::address(&bytes[0], static_cast<int>(bytes.size()), 0x0102);
     EXPECT_EQ(bytes, Wire(MESSAGE).to(0x0102).bytes());

@@ -68,7 +68,7 @@ std::atomic<int> calls{0};
 std::atomic<unsigned> seen{0};
 
 /** Client 5 and a server that is nothing but the other end of its connection. */
-class CATest : public testing::Test {
+class CAWithListenerTest : public testing::Test {
 protected:
     void connect() {
         ca->start();
@@ -130,7 +130,7 @@ protected:
 
 // ---- construction ----
 
-TEST_F(CATest, Constructor_ConnectsAndStartsNothing) {
+TEST_F(CAWithListenerTest, Constructor_ConnectsAndStartsNothing) {
     EXPECT_EQ(Inside::id(*ca), 5);
     EXPECT_STREQ(Inside::host(*ca), "127.0.0.1");
     EXPECT_EQ(Inside::port(*ca), listener.port());
@@ -142,7 +142,7 @@ TEST_F(CATest, Constructor_ConnectsAndStartsNothing) {
     EXPECT_EQ(ca->get(), nullptr);
 }
 
-TEST(CA, Constructor_CopiesTheHost) {
+TEST(CATest, Constructor_CopiesTheHost) {
     char host[] = "127.0.0.1";
     CA client(5, host, 1);
     host[0] = 'x';
@@ -151,7 +151,7 @@ TEST(CA, Constructor_CopiesTheHost) {
 
 // ---- connect ----
 
-TEST_F(CATest, Connect_SendsTheGreetingFirst) {
+TEST_F(CAWithListenerTest, Connect_SendsTheGreetingFirst) {
     const long long before = JSystem::getMilliseconds();
     connect();
     Wire expected = to(0).from(5).claims(16).stamped(greeting.stamp);
@@ -162,14 +162,14 @@ TEST_F(CATest, Connect_SendsTheGreetingFirst) {
     server.expect(to(7).from(5).flagged(TIMED));
 }
 
-TEST_F(CATest, Connect_SwitchesDelayOff_AndWakesTheReader) {
+TEST_F(CAWithListenerTest, Connect_SwitchesDelayOff_AndWakesTheReader) {
     connect();
     EXPECT_EQ(net::option(Inside::number(*ca), IPPROTO_TCP, 1 /* TCP_NODELAY */), 1);
     deliver(to(5).says("hello"));
     EXPECT_EQ(get(*ca), received(to(5).says("hello")));
 }
 
-TEST_F(CATest, Connect_BeforeTheStart_IsFine_AndNothingIsReadUntilThen) {
+TEST_F(CAWithListenerTest, Connect_BeforeTheStart_IsFine_AndNothingIsReadUntilThen) {
     ASSERT_NE(ca->connect(), 0);
     server = Client(listener.accept());
     server.receive();
@@ -185,7 +185,7 @@ TEST_F(CATest, Connect_BeforeTheStart_IsFine_AndNothingIsReadUntilThen) {
     EXPECT_EQ(next(*ca), received(early));
 }
 
-TEST(CA, Connect_ToAnUnknownHost_GivesZero_AndPutSendsNothing) {
+TEST(CATest, Connect_ToAnUnknownHost_GivesZero_AndPutSendsNothing) {
     CA client(5, UNKNOWN_HOST.c_str(), 1);
     client.start();
     EXPECT_EQ(client.connect(), 0);
@@ -194,7 +194,7 @@ TEST(CA, Connect_ToAnUnknownHost_GivesZero_AndPutSendsNothing) {
     EXPECT_EQ(client.get(), nullptr);
 }
 
-TEST(CA, Connect_ToAPortWhereNobodyListens_LeavesItDisconnected) {
+TEST(CATest, Connect_ToAPortWhereNobodyListens_LeavesItDisconnected) {
     CA client(5, "127.0.0.1", net::freePort());
     client.start();
     EXPECT_NE(client.connect(), 0);
@@ -204,7 +204,7 @@ TEST(CA, Connect_ToAPortWhereNobodyListens_LeavesItDisconnected) {
 
 // ---- put ----
 
-TEST_F(CATest, Put_StampsTheTimeAndSetsTheLength) {
+TEST_F(CAWithListenerTest, Put_StampsTheTimeAndSetsTheLength) {
     connect();
     M m = bus::message(to(7).from(5).says("hello").claims(8).stamped(77));
     const long long before = JSystem::getMilliseconds();
@@ -216,20 +216,20 @@ TEST_F(CATest, Put_StampsTheTimeAndSetsTheLength) {
     EXPECT_EQ(m.getLength(), 21);
 }
 
-TEST_F(CATest, Put_LeavesTheTimeOutOfATimedMessage) {
+TEST_F(CAWithListenerTest, Put_LeavesTheTimeOutOfATimedMessage) {
     connect();
     EXPECT_EQ(put(*ca, to(7).from(5).flagged(TIMED | SYNC).stamped(3000)), 1);
     server.expect(to(7).from(5).flagged(TIMED | SYNC).stamped(3000));
 }
 
-TEST_F(CATest, Put_WithoutAConnection_GivesOneAndStillStamps) {
+TEST_F(CAWithListenerTest, Put_WithoutAConnection_GivesOneAndStillStamps) {
     M m = bus::message(to(7).stamped(0));
     EXPECT_EQ(ca->put(m), 1);
     EXPECT_NE(m.getTimestamp(), 0);
     EXPECT_EQ(m.getLength(), 16);
 }
 
-TEST_F(CATest, Put_GivesZeroWhenTheWriteFails_AndOneOnceTheConnectionIsKnownToBeGone) {
+TEST_F(CAWithListenerTest, Put_GivesZeroWhenTheWriteFails_AndOneOnceTheConnectionIsKnownToBeGone) {
     ASSERT_NE(ca->connect(), 0);  // no reader, which would notice first
     Inside::socket(*ca).shutdownOutput();
     EXPECT_EQ(put(*ca, to(7)), 0);
@@ -237,7 +237,7 @@ TEST_F(CATest, Put_GivesZeroWhenTheWriteFails_AndOneOnceTheConnectionIsKnownToBe
     EXPECT_EQ(put(*ca, to(7)), 1);
 }
 
-TEST_F(CATest, Put_OfMoreThanTheHeaderCanTell_SendsNothing) {
+TEST_F(CAWithListenerTest, Put_OfMoreThanTheHeaderCanTell_SendsNothing) {
     connect();
     M m;
     m.addBytes(JByte(M::MAX_SIZE - M::HEADER_SIZE + 1));
@@ -246,7 +246,7 @@ TEST_F(CATest, Put_OfMoreThanTheHeaderCanTell_SendsNothing) {
     server.expect(to(7).flagged(TIMED).says(std::string(65519, 'x')));
 }
 
-TEST_F(CATest, Put_ByManyThreads_MixesNoBytes) {
+TEST_F(CAWithListenerTest, Put_ByManyThreads_MixesNoBytes) {
     constexpr int THREADS = 4;
     constexpr int EACH = 500;
     connect();
@@ -267,7 +267,7 @@ TEST_F(CATest, Put_ByManyThreads_MixesNoBytes) {
     }
 }
 
-TEST_F(CATest, Put_WhileTheServerDoesNotRead_TimesOut_AndTheConnectionStays) {
+TEST_F(CAWithListenerTest, Put_WhileTheServerDoesNotRead_TimesOut_AndTheConnectionStays) {
     JSocketPeer::writeTimeout(Inside::socket(*ca)) = 1;
     connect();
     Inside::socket(*ca).setSendBufferSize(4096);
@@ -279,19 +279,19 @@ TEST_F(CATest, Put_WhileTheServerDoesNotRead_TimesOut_AndTheConnectionStays) {
 
 // ---- get, peek, next ----
 
-TEST_F(CATest, Get_TakesTheBandsInTurn) {
+TEST_F(CAWithListenerTest, Get_TakesTheBandsInTurn) {
     fill({0, 0, 1, 5});
     for (const unsigned n : {0U, 2U, 3U, 1U}) EXPECT_EQ(get(*ca).section, n);
     EXPECT_EQ(ca->get(), nullptr);
 }
 
-TEST_F(CATest, Get_PutsEveryPriorityAbove1IntoOneBand) {
+TEST_F(CAWithListenerTest, Get_PutsEveryPriorityAbove1IntoOneBand) {
     connect();
     for (const int priority : {255, 2, 1, 0, 9}) deliver(to(5).urgency(priority));
     for (const int priority : {0, 1, 255, 2, 9}) EXPECT_EQ(get(*ca).priority, priority);
 }
 
-TEST_F(CATest, Get_SkipsEmptyBands) {
+TEST_F(CAWithListenerTest, Get_SkipsEmptyBands) {
     fill({5, 5, 5});
     for (const unsigned cursor : {3U, 6U, 9U}) {
         EXPECT_NE(get(*ca).length, 0);
@@ -299,7 +299,7 @@ TEST_F(CATest, Get_SkipsEmptyBands) {
     }
 }
 
-TEST_F(CATest, Get_OnEmptyBands_GivesNullAndMovesTheCursorByFour) {
+TEST_F(CAWithListenerTest, Get_OnEmptyBands_GivesNullAndMovesTheCursorByFour) {
     for (const unsigned start : {0U, 1U, 2U, 100U}) {
         Inside::cursor(*ca) = start;
         EXPECT_EQ(ca->get(), nullptr);
@@ -309,7 +309,7 @@ TEST_F(CATest, Get_OnEmptyBands_GivesNullAndMovesTheCursorByFour) {
     }
 }
 
-TEST_F(CATest, Get_OfNothing_DoesNotWaitForAWriterThatIsHeldUp) {
+TEST_F(CAWithListenerTest, Get_OfNothing_DoesNotWaitForAWriterThatIsHeldUp) {
     connect();
     const auto writer = blockedWriter();
     const net::Stopwatch watch;
@@ -323,7 +323,7 @@ TEST_F(CATest, Get_OfNothing_DoesNotWaitForAWriterThatIsHeldUp) {
     CA::operator delete(dying);
 }
 
-TEST_F(CATest, Get_FindsTheMessage_WhereverTheCursorStands) {
+TEST_F(CAWithListenerTest, Get_FindsTheMessage_WhereverTheCursorStands) {
     for (unsigned start = 0; start != 14; start++) {
         for (const int priority : {0, 1, 2}) {
             fill({priority});
@@ -333,7 +333,7 @@ TEST_F(CATest, Get_FindsTheMessage_WhereverTheCursorStands) {
     }
 }
 
-TEST_F(CATest, Peek_LeavesTheCursorOnTheBandOfTheMessage_SoThatGetTakesIt) {
+TEST_F(CAWithListenerTest, Peek_LeavesTheCursorOnTheBandOfTheMessage_SoThatGetTakesIt) {
     for (unsigned start = 0; start < 6; start++) {
         fill({1, 5, 5});
         Inside::cursor(*ca) = start;
@@ -347,7 +347,7 @@ TEST_F(CATest, Peek_LeavesTheCursorOnTheBandOfTheMessage_SoThatGetTakesIt) {
     }
 }
 
-TEST_F(CATest, Next_PassesOverTheBandWhoseTurnItIs) {
+TEST_F(CAWithListenerTest, Next_PassesOverTheBandWhoseTurnItIs) {
     fill({0, 1});
     EXPECT_EQ(ca->peek()->getSection(), 0);
     ca->next();
@@ -356,7 +356,7 @@ TEST_F(CATest, Next_PassesOverTheBandWhoseTurnItIs) {
     EXPECT_EQ(get(*ca).section, 0u);
 }
 
-TEST_F(CATest, CopyNext_GivesACopyOfWhatGetWillTake) {
+TEST_F(CAWithListenerTest, CopyNext_GivesACopyOfWhatGetWillTake) {
     EXPECT_EQ(ca->copyNext(), nullptr);
     fill({1});
     const std::unique_ptr<M> copy(ca->copyNext());
@@ -367,7 +367,7 @@ TEST_F(CATest, CopyNext_GivesACopyOfWhatGetWillTake) {
 
 // ---- what the reader takes in ----
 
-TEST_F(CATest, Reader_TakesMessagesApartAndTogether_WhereverTheyAreSplit) {
+TEST_F(CAWithListenerTest, Reader_TakesMessagesApartAndTogether_WhereverTheyAreSplit) {
     connect();
     const Wire messages[] = {to(5).about(1), to(5).about(2).says("four"),
                              to(5).about(3).says("seventeen letters")};
@@ -384,7 +384,7 @@ TEST_F(CATest, Reader_TakesMessagesApartAndTogether_WhereverTheyAreSplit) {
     }
 }
 
-TEST_F(CATest, Reader_TakesALengthOf16OrLessForAHeaderAlone) {
+TEST_F(CAWithListenerTest, Reader_TakesALengthOf16OrLessForAHeaderAlone) {
     connect();
     for (const int length : {0, 8, 15, 16}) {
         deliver(to(5).about(4).claims(length));
@@ -392,7 +392,7 @@ TEST_F(CATest, Reader_TakesALengthOf16OrLessForAHeaderAlone) {
     }
 }
 
-TEST_F(CATest, Reader_TakesAPayloadOfOneByteAndOfTheLargestSize) {
+TEST_F(CAWithListenerTest, Reader_TakesAPayloadOfOneByteAndOfTheLargestSize) {
     connect();
     for (const int size : {1, 65519}) {
         deliver(to(5).says(net::pattern(size)));
@@ -400,7 +400,7 @@ TEST_F(CATest, Reader_TakesAPayloadOfOneByteAndOfTheLargestSize) {
     }
 }
 
-TEST_F(CATest, Reader_SignalsOncePerMessage) {
+TEST_F(CAWithListenerTest, Reader_SignalsOncePerMessage) {
     connect();
     server.send(to(5).bytes() + to(5).bytes() + to(5).bytes());
     EXPECT_TRUE(eventually([&] { return Inside::signalled(*ca) == 3; }));
@@ -408,7 +408,7 @@ TEST_F(CATest, Reader_SignalsOncePerMessage) {
     EXPECT_EQ(ca->wait(0), -1);
 }
 
-TEST_F(CATest, Reader_ATimeOutWithinAPayload_DropsTheMessage) {
+TEST_F(CAWithListenerTest, Reader_ATimeOutWithinAPayload_DropsTheMessage) {
     const Wire cut = to(5).about(1).claims(32);
     const Wire whole = to(5).about(2);
     JSocketPeer::readTimeout(Inside::socket(*ca)) = 1;
@@ -425,7 +425,7 @@ TEST_F(CATest, Reader_ATimeOutWithinAPayload_DropsTheMessage) {
     ADD_FAILURE() << "the message was never dropped";
 }
 
-TEST_F(CATest, Reader_AfterALostConnection_KeepsWhatCame_AndSleeps) {
+TEST_F(CAWithListenerTest, Reader_AfterALostConnection_KeepsWhatCame_AndSleeps) {
     connect();
     deliver(to(5).says("kept"));
     server.send(to(5).claims(100).says("cut"));
@@ -441,7 +441,7 @@ TEST_F(CATest, Reader_AfterALostConnection_KeepsWhatCame_AndSleeps) {
     EXPECT_LT((std::clock() - used) * 1000 / CLOCKS_PER_SEC, 150) << "the reader spins";
 }
 
-TEST_F(CATest, Reader_OfAQuietConnection_SleepsWithoutWakingUp) {
+TEST_F(CAWithListenerTest, Reader_OfAQuietConnection_SleepsWithoutWakingUp) {
     support::Thread reader(
         [this] { ca->run(); });  // in place of the client's own thread, which is not started
     ASSERT_NE(ca->connect(), 0);
@@ -459,7 +459,7 @@ TEST_F(CATest, Reader_OfAQuietConnection_SleepsWithoutWakingUp) {
     reader.join();
 }
 
-TEST_F(CATest, Reader_AReset_IsALostConnection) {
+TEST_F(CAWithListenerTest, Reader_AReset_IsALostConnection) {
     connect();
     server.reset();
     EXPECT_TRUE(eventually([&] { return !ca->isConnected(); }));
@@ -472,7 +472,7 @@ void takeIt(CA* client) {
     calls++;
 }
 
-TEST_F(CATest, Callback_IsCalledForEachMessage_OnTheReadersThread_WithNoLockHeld) {
+TEST_F(CAWithListenerTest, Callback_IsCalledForEachMessage_OnTheReadersThread_WithNoLockHeld) {
     static std::atomic<bool> onReader;
     static std::atomic<bool> free;
     onReader = free = false;
@@ -491,7 +491,7 @@ TEST_F(CATest, Callback_IsCalledForEachMessage_OnTheReadersThread_WithNoLockHeld
     EXPECT_EQ(ca->wait(1000), 1) << "the event is signalled before the call";
 }
 
-TEST_F(CATest, Callback_MayTakeTheMessage) {
+TEST_F(CAWithListenerTest, Callback_MayTakeTheMessage) {
     calls = 0;
     ca->setEventCallback(takeIt);
     connect();
@@ -502,7 +502,7 @@ TEST_F(CATest, Callback_MayTakeTheMessage) {
     }
 }
 
-TEST_F(CATest, Callback_MaySend) {
+TEST_F(CAWithListenerTest, Callback_MaySend) {
     ca->setEventCallback(
         [](CA* client) { put(*client, to(7).flagged(TIMED).about(get(*client).section + 1)); });
     connect();
@@ -510,7 +510,7 @@ TEST_F(CATest, Callback_MaySend) {
     server.expect(to(7).flagged(TIMED).about(42));
 }
 
-TEST_F(CATest, Callback_CanBeRemoved) {
+TEST_F(CAWithListenerTest, Callback_CanBeRemoved) {
     calls = 0;
     ca->setEventCallback(takeIt);
     connect();
@@ -522,7 +522,7 @@ TEST_F(CATest, Callback_CanBeRemoved) {
     EXPECT_EQ(calls, 1);
 }
 
-TEST_F(CATest, Callback_MayDeleteTheClient) {
+TEST_F(CAWithListenerTest, Callback_MayDeleteTheClient) {
     const int threads = bus::runningThreads();
     const int descriptors = net::openDescriptors();
     auto* const client = new CA(5, "127.0.0.1", listener.port());
@@ -541,7 +541,7 @@ TEST_F(CATest, Callback_MayDeleteTheClient) {
 
 // ---- stop and the end ----
 
-TEST_F(CATest, Stop_EndsTheReaderAfterTheNextMessageAtTheLatest) {
+TEST_F(CAWithListenerTest, Stop_EndsTheReaderAfterTheNextMessageAtTheLatest) {
     connect();
     deliver(to(5));
     ca->stop();
@@ -551,30 +551,30 @@ TEST_F(CATest, Stop_EndsTheReaderAfterTheNextMessageAtTheLatest) {
     EXPECT_TRUE(ca->isConnected());
 }
 
-TEST_F(CATest, Stop_EndsAReaderThatHasNoConnection) {
+TEST_F(CAWithListenerTest, Stop_EndsAReaderThatHasNoConnection) {
     ca->start();
     ca->stop();
     ca->join();
     EXPECT_TRUE(Inside::isDone(*ca));
 }
 
-TEST_F(CATest, Destructor_NeverStarted) {
+TEST_F(CAWithListenerTest, Destructor_NeverStarted) {
     EXPECT_LT(destroy(), CLOSING_MS);
 }
 
-TEST_F(CATest, Destructor_ConnectedButNeverStarted) {
+TEST_F(CAWithListenerTest, Destructor_ConnectedButNeverStarted) {
     ASSERT_NE(ca->connect(), 0);
     server = Client(listener.accept());
     EXPECT_LT(destroy(), CLOSING_MS);
     server.expectClosed();
 }
 
-TEST_F(CATest, Destructor_StartedButNeverConnected) {
+TEST_F(CAWithListenerTest, Destructor_StartedButNeverConnected) {
     ca->start();
     EXPECT_LT(destroy(), CLOSING_MS);
 }
 
-TEST_F(CATest, Destructor_JustStarted) {
+TEST_F(CAWithListenerTest, Destructor_JustStarted) {
     for (int i = 0; i < 200; i++) {
         ca = std::make_unique<CA>(5, "127.0.0.1", listener.port());
         ca->start();
@@ -582,13 +582,13 @@ TEST_F(CATest, Destructor_JustStarted) {
     EXPECT_LT(destroy(), CLOSING_MS);
 }
 
-TEST_F(CATest, Destructor_WithAReaderThatWaits_ClosesTheConnection) {
+TEST_F(CAWithListenerTest, Destructor_WithAReaderThatWaits_ClosesTheConnection) {
     connect();
     EXPECT_LT(destroy(), CLOSING_MS);
     server.expectClosed();
 }
 
-TEST_F(CATest, Destructor_FreesTheMessagesNotTaken) {
+TEST_F(CAWithListenerTest, Destructor_FreesTheMessagesNotTaken) {
     connect();
     for (const int priority : {0, 1, 2}) deliver(to(5).urgency(priority).says("left"));
     int freed = 0;
@@ -601,7 +601,7 @@ TEST_F(CATest, Destructor_FreesTheMessagesNotTaken) {
     EXPECT_EQ(freed, 3);
 }
 
-TEST_F(CATest, Destructor_LetsTheServerReadEverything_AndEndsInOrder) {
+TEST_F(CAWithListenerTest, Destructor_LetsTheServerReadEverything_AndEndsInOrder) {
     connect();
     const Wire some = to(7).from(5).flagged(TIMED).says(net::pattern(20000));
     for (int i = 0; i < 20; i++) EXPECT_EQ(put(*ca, some), 1);  // more than the server's system takes
@@ -611,7 +611,7 @@ TEST_F(CATest, Destructor_LetsTheServerReadEverything_AndEndsInOrder) {
     server.close();
 }
 
-TEST_F(CATest, Destructor_ReturnsAsSoonAsTheServerClosesItsSide) {
+TEST_F(CAWithListenerTest, Destructor_ReturnsAsSoonAsTheServerClosesItsSide) {
     connect();
     support::Thread closing([this] {
         server.expectEnd();
@@ -620,7 +620,7 @@ TEST_F(CATest, Destructor_ReturnsAsSoonAsTheServerClosesItsSide) {
     EXPECT_LT(destroy(), 1000);
 }
 
-TEST_F(CATest, Destructor_CallsNoCallbackAnyMore) {
+TEST_F(CAWithListenerTest, Destructor_CallsNoCallbackAnyMore) {
     calls = 0;
     ca->setEventCallback([](CA*) { calls++; });
     connect();
@@ -634,7 +634,7 @@ TEST_F(CATest, Destructor_CallsNoCallbackAnyMore) {
     CA::operator delete(dying);
 }
 
-TEST_F(CATest, Reader_SortsAMessageInUnderTheLock) {
+TEST_F(CAWithListenerTest, Reader_SortsAMessageInUnderTheLock) {
     connect();
     const auto writer = blockedWriter();  // which holds the lock
     server.send(to(5).says("later"));
@@ -649,14 +649,14 @@ TEST_F(CATest, Reader_SortsAMessageInUnderTheLock) {
     ca.reset();
 }
 
-TEST_F(CATest, Destructor_WhileAMessageIsCutShort) {
+TEST_F(CAWithListenerTest, Destructor_WhileAMessageIsCutShort) {
     connect();
     server.send(to(5).claims(65535).says("the beginning"));
     expectTaken();
     EXPECT_LT(destroy(), CLOSING_MS);
 }
 
-TEST_F(CATest, Destructor_WhileMessagesPourIn) {
+TEST_F(CAWithListenerTest, Destructor_WhileMessagesPourIn) {
     calls = 0;
     ca->setEventCallback([](CA*) { calls++; });
     connect();
@@ -669,7 +669,7 @@ TEST_F(CATest, Destructor_WhileMessagesPourIn) {
     EXPECT_LT(destroy(), CLOSING_MS);
 }
 
-TEST_F(CATest, Destructor_WhileAnotherThreadIsStuckInPut_ReturnsPromptly) {
+TEST_F(CAWithListenerTest, Destructor_WhileAnotherThreadIsStuckInPut_ReturnsPromptly) {
     connect();
     const auto writer = blockedWriter();
     CA* const dying = ca.release();
@@ -681,7 +681,7 @@ TEST_F(CATest, Destructor_WhileAnotherThreadIsStuckInPut_ReturnsPromptly) {
     CA::operator delete(dying);
 }
 
-TEST_F(CATest, Destructor_LeavesNoDescriptorsOpen) {
+TEST_F(CAWithListenerTest, Destructor_LeavesNoDescriptorsOpen) {
     const int before = net::openDescriptors();
     for (int i = 0; i < 10; i++) {
         ca = std::make_unique<CA>(5, "127.0.0.1", listener.port());
@@ -700,7 +700,7 @@ constexpr bool UNWINDING_IS_SEEN = false;  // what a cancelled thread does while
 constexpr bool UNWINDING_IS_SEEN = true;
 #endif
 
-TEST_F(CATest, AThreadCancelledInPut_LeavesTheLockFree) {
+TEST_F(CAWithListenerTest, AThreadCancelledInPut_LeavesTheLockFree) {
     if (!UNWINDING_IS_SEEN) GTEST_SKIP() << "ThreadSanitizer misses what is unlocked then";
     connect();
     const auto writer = blockedWriter();
@@ -710,7 +710,7 @@ TEST_F(CATest, AThreadCancelledInPut_LeavesTheLockFree) {
     EXPECT_TRUE(ca->isConnected());
 }
 
-TEST_F(CATest, AThreadCancelledInWait_LeavesTheEventAsItWas) {
+TEST_F(CAWithListenerTest, AThreadCancelledInWait_LeavesTheEventAsItWas) {
     support::Thread waiter([this] { ca->wait(-1); });
     EXPECT_TRUE(waiter.fallsAsleep());
     waiter.cancel();
@@ -719,7 +719,7 @@ TEST_F(CATest, AThreadCancelledInWait_LeavesTheEventAsItWas) {
     deliver(to(5));
 }
 
-TEST(CA, AThreadCancelledInConnect_LeavesTheLockFree) {
+TEST(CATest, AThreadCancelledInConnect_LeavesTheLockFree) {
     if (!UNWINDING_IS_SEEN) GTEST_SKIP() << "ThreadSanitizer misses what is unlocked then";
     const net::SilentPort silent;
     CA client(5, "127.0.0.1", silent.port());
@@ -733,7 +733,7 @@ TEST(CA, AThreadCancelledInConnect_LeavesTheLockFree) {
 
 // ---- with a server ----
 
-TEST(CA, TwoClients_TalkThroughAServer) {
+TEST(CATest, TwoClients_TalkThroughAServer) {
     Server server;
     CA five(5, "127.0.0.1", server.port());
     CA seven(7, "127.0.0.1", server.port());
@@ -749,7 +749,7 @@ TEST(CA, TwoClients_TalkThroughAServer) {
     EXPECT_EQ(next(five).payload, "all");
 }
 
-TEST(CA, AnswersToATimedMessage_KeepTheServerSending) {
+TEST(CATest, AnswersToATimedMessage_KeepTheServerSending) {
     Server server;
     CA client(5, "127.0.0.1", server.port());
     client.setEventCallback([](CA* it) { put(*it, to(6).from(5).says(get(*it).payload)); });
@@ -764,7 +764,7 @@ TEST(CA, AnswersToATimedMessage_KeepTheServerSending) {
     }
 }
 
-TEST(CA, WhenTheServerGoes_TheClientIsDisconnected_AndStaysSo) {
+TEST(CATest, WhenTheServerGoes_TheClientIsDisconnected_AndStaysSo) {
     Server server;
     CA client(5, "127.0.0.1", server.port());
     client.start();
@@ -778,7 +778,7 @@ TEST(CA, WhenTheServerGoes_TheClientIsDisconnected_AndStaysSo) {
     EXPECT_EQ(get(client).payload, "last");
 }
 
-TEST(CA, TheLoopOfTheHeader_TakesEveryMessage_AndEndsWithTheServer) {
+TEST(CATest, TheLoopOfTheHeader_TakesEveryMessage_AndEndsWithTheServer) {
     Server server;
     CA client(5, "127.0.0.1", server.port());
     client.start();
@@ -799,7 +799,7 @@ TEST(CA, TheLoopOfTheHeader_TakesEveryMessage_AndEndsWithTheServer) {
     EXPECT_FALSE(client.isConnected());
 }
 
-TEST(CA, AnotherClientWithTheSameId_TakesItsPlace) {
+TEST(CATest, AnotherClientWithTheSameId_TakesItsPlace) {
     Server server;
     CA first(5, "127.0.0.1", server.port());
     CA second(5, "127.0.0.1", server.port());
@@ -815,7 +815,7 @@ TEST(CA, AnotherClientWithTheSameId_TakesItsPlace) {
 
 // ---- what takes its time ----
 
-TEST(CASlow, Connect_ToASilentServer_GivesZeroAfter10Seconds) {
+TEST(CASlowTest, Connect_ToASilentServer_GivesZeroAfter10Seconds) {
     const net::SilentPort silent;
     CA client(5, "127.0.0.1", silent.port());
     const net::Stopwatch watch;
@@ -824,7 +824,7 @@ TEST(CASlow, Connect_ToASilentServer_GivesZeroAfter10Seconds) {
     EXPECT_LT(watch.ms(), 10000 + net::LATE_MS);
 }
 
-TEST(CASlow, AMessageCutForAMinute_IsDropped_AndTheConnectionGoesOn) {
+TEST(CASlowTest, AMessageCutForAMinute_IsDropped_AndTheConnectionGoesOn) {
     net::Listener listener;
     CA client(5, "127.0.0.1", listener.port());
     client.start();

@@ -43,7 +43,7 @@ void expectTaken(const Server& server) {
 
 // ---- the greeting ----
 
-TEST(CM, AGreeting_AttachesTheConnectionToTheAgentOfItsSourceId) {
+TEST(CMTest, AGreeting_AttachesTheConnectionToTheAgentOfItsSourceId) {
     Server server;
     Client client = Client::connectedTo(server.port());
     client.greet(7);
@@ -52,7 +52,7 @@ TEST(CM, AGreeting_AttachesTheConnectionToTheAgentOfItsSourceId) {
     server.expectNothingElse(client, 7);
 }
 
-TEST(CM, AGreeting_CountsByItsSourceIdOnly) {
+TEST(CMTest, AGreeting_CountsByItsSourceIdOnly) {
     Server server;
     Client client = Client::connectedTo(server.port());
     client.send(to(65535).from(7).flagged(255).urgency(255).stamped(~0U).about(~0U).claims(65535));
@@ -60,7 +60,7 @@ TEST(CM, AGreeting_CountsByItsSourceIdOnly) {
     server.expectNothingElse(client, 7);
 }
 
-TEST(CM, AGreeting_Is16BytesWhateverLengthItClaims_TheRestIsTheFirstMessage) {
+TEST(CMTest, AGreeting_Is16BytesWhateverLengthItClaims_TheRestIsTheFirstMessage) {
     Server server;
     Client receiver = server.connect(6);
     for (const int length : {0, 8, 16, 17, 65535}) {
@@ -70,7 +70,7 @@ TEST(CM, AGreeting_Is16BytesWhateverLengthItClaims_TheRestIsTheFirstMessage) {
     }
 }
 
-TEST(CM, AGreeting_MayComeInTwoPieces_WhereverItIsSplit) {
+TEST(CMTest, AGreeting_MayComeInTwoPieces_WhereverItIsSplit) {
     Server server;
     for (std::size_t i = 1; i < bus::HEADER; i++) {
         const int id = static_cast<int>(i);
@@ -83,7 +83,7 @@ TEST(CM, AGreeting_MayComeInTwoPieces_WhereverItIsSplit) {
     }
 }
 
-TEST(CM, AGreeting_MayComeByteByByte) {
+TEST(CMTest, AGreeting_MayComeByteByByte) {
     Server server;
     Client client = Client::connectedTo(server.port());
     for (std::size_t i = 0; i < bus::HEADER; i++) {
@@ -93,14 +93,14 @@ TEST(CM, AGreeting_MayComeByteByByte) {
     server.log.expect(listenerLine(9));
 }
 
-TEST(CM, AConnection_HasNoDelay) {
+TEST(CMTest, AConnection_HasNoDelay) {
     Server server;
     Client client = server.connect(7);
     EXPECT_TRUE(server.withSocket(
         7, [](JSocket& s) { return net::option(JSocketPeer::number(s), IPPROTO_TCP, TCP_NODELAY) == 1; }));
 }
 
-TEST(CM, AConnectionThatEndsBeforeItsGreetingDoes_IsReleasedAndLogged) {
+TEST(CMTest, AConnectionThatEndsBeforeItsGreetingDoes_IsReleasedAndLogged) {
     Server server;
     const int descriptors = net::openDescriptors();
     for (std::size_t i = 0; i < bus::HEADER; i++) {
@@ -119,7 +119,7 @@ TEST(CM, AConnectionThatEndsBeforeItsGreetingDoes_IsReleasedAndLogged) {
     server.expectNothingElse(next, 7);
 }
 
-TEST(CM, OneConnectionIsGreetedAtATime) {
+TEST(CMTest, OneConnectionIsGreetedAtATime) {
     Server server;
     Client silent = Client::connectedTo(server.port());
     Client waiting = Client::connectedTo(server.port());
@@ -131,7 +131,7 @@ TEST(CM, OneConnectionIsGreetedAtATime) {
     server.log.expectInOrder({FAILURE, listenerLine(6)});
 }
 
-TEST(CM, ManyConnectionsAtOnce_AreAllServed) {
+TEST(CMTest, ManyConnectionsAtOnce_AreAllServed) {
     Server server;
     std::vector<Client> clients;
     for (int id = 0; id < 32; id++) {
@@ -144,7 +144,7 @@ TEST(CM, ManyConnectionsAtOnce_AreAllServed) {
 
 // ---- ids that are not those of clients ----
 
-TEST(CM, AGreetingWithAnIdOf32OrAbove_IsLoggedAsConnected_ButMakesNoAgent) {
+TEST(CMTest, AGreetingWithAnIdOf32OrAbove_IsLoggedAsConnected_ButMakesNoAgent) {
     Server server;
     std::vector<Client> clients;
     for (const int id : {32, 40, 65535}) {
@@ -158,7 +158,7 @@ TEST(CM, AGreetingWithAnIdOf32OrAbove_IsLoggedAsConnected_ButMakesNoAgent) {
     server.log.expectNo(FAILURE);
 }
 
-TEST(CM, ARefusedConnection_IsReleasedWhenItsPeerGoes) {
+TEST(CMTest, ARefusedConnection_IsReleasedWhenItsPeerGoes) {
     Server server;
     const int descriptors = net::openDescriptors();
     {
@@ -201,7 +201,7 @@ Client connectedBetween(in_addr_t from, in_addr_t to, int port) {
 
 const in_addr_t LOOPBACK = htonl(INADDR_LOOPBACK);
 
-TEST(CM, ForThisMachineOnly_ServesEveryLoopbackAddress) {
+TEST(CMTest, ForThisMachineOnly_ServesEveryLoopbackAddress) {
     Server server;
     server->setLocalOnly(true);
     int id = 0;
@@ -213,7 +213,7 @@ TEST(CM, ForThisMachineOnly_ServesEveryLoopbackAddress) {
     }
 }
 
-TEST(CM, ForThisMachineOnly_ServesAClientThatConnectsToTheMachinesOwnAddress) {
+TEST(CMTest, ForThisMachineOnly_ServesAClientThatConnectsToTheMachinesOwnAddress) {
     const in_addr_t outer = outerAddress();
     if (outer == 0) GTEST_SKIP() << "this machine has loopback addresses only";
     Server server;
@@ -224,7 +224,7 @@ TEST(CM, ForThisMachineOnly_ServesAClientThatConnectsToTheMachinesOwnAddress) {
     server.expectNothingElse(client, 7);
 }
 
-TEST(CM, ForThisMachineOnly_ClosesAConnectionFromAnyOtherAddressAtOnce) {
+TEST(CMTest, ForThisMachineOnly_ClosesAConnectionFromAnyOtherAddressAtOnce) {
     const in_addr_t outer = outerAddress();
     if (outer == 0) GTEST_SKIP() << "this machine has loopback addresses only";
     Server server;
@@ -241,7 +241,7 @@ TEST(CM, ForThisMachineOnly_ClosesAConnectionFromAnyOtherAddressAtOnce) {
     server.expectNothingElse(client, 7);
 }
 
-TEST(CM, ByDefault_EveryAddressIsServed) {
+TEST(CMTest, ByDefault_EveryAddressIsServed) {
     const in_addr_t outer = outerAddress();
     if (outer == 0) GTEST_SKIP() << "this machine has loopback addresses only";
     Server server;
@@ -251,7 +251,7 @@ TEST(CM, ByDefault_EveryAddressIsServed) {
     server.expectNothingElse(client, 7);
 }
 
-TEST(CM, FromHere_IsAPeerWithALoopbackAddressOrOurOwn) {
+TEST(CMTest, FromHere_IsAPeerWithALoopbackAddressOrOurOwn) {
     net::Listener listener;
     const net::Peer near = net::Peer::connectedTo(listener.port());
     JSocket socket(listener.accept().release());
@@ -267,14 +267,14 @@ TEST(CM, FromHere_IsAPeerWithALoopbackAddressOrOurOwn) {
     }
 }
 
-TEST(CM, FromHere_IsNotAPeerThatCannotBeTold) {
+TEST(CMTest, FromHere_IsNotAPeerThatCannotBeTold) {
     JSocket unconnected(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     EXPECT_FALSE(CMPeer::isFromHere(unconnected));
 }
 
 // ---- trouble ----
 
-TEST(CM, WithoutAFreeDescriptor_TheListenerWaits_AndGoesOnAfterwards) {
+TEST(CMTest, WithoutAFreeDescriptor_TheListenerWaits_AndGoesOnAfterwards) {
     Server server;
     Client client(net::Peer(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)));
     const sockaddr_in address = net::loopback(server.port());
@@ -292,7 +292,7 @@ TEST(CM, WithoutAFreeDescriptor_TheListenerWaits_AndGoesOnAfterwards) {
     server.expectNothingElse(client, 5);
 }
 
-TEST(CM, WhileThePortIsInUse_TheListenerWaitsAndDoesNotSpin) {
+TEST(CMTest, WhileThePortIsInUse_TheListenerWaitsAndDoesNotSpin) {
     const support::DebugLog log;
     net::Listener other;
     SM sm(other.port());
@@ -304,7 +304,7 @@ TEST(CM, WhileThePortIsInUse_TheListenerWaitsAndDoesNotSpin) {
     EXPECT_LT((std::clock() - used) * 1000 / CLOCKS_PER_SEC, 250);
 }
 
-TEST(CM, ASignalDoesNotEndTheListener) {
+TEST(CMTest, ASignalDoesNotEndTheListener) {
     Server server;
     for (int i = 0; i < 3; i++) pthread_kill(SMPeer::listener(*server)->getHandle(), SIGHUP);
     Client client = server.connect(5);
@@ -313,7 +313,7 @@ TEST(CM, ASignalDoesNotEndTheListener) {
 
 // ---- the end ----
 
-TEST(CM, Constructor_StartsNothing) {
+TEST(CMTest, Constructor_StartsNothing) {
     SM sm(net::freePort());
     const CM listener(&sm, 7000);
     EXPECT_EQ(CMPeer::serverSocket(listener), nullptr);
@@ -321,7 +321,7 @@ TEST(CM, Constructor_StartsNothing) {
     EXPECT_FALSE(CMPeer::isStopped(listener));
 }
 
-TEST(CM, Stop_EndsAListenerThatWaitsForConnections) {
+TEST(CMTest, Stop_EndsAListenerThatWaitsForConnections) {
     Server server;
     CM& listener = *SMPeer::listener(*server);
     const net::Stopwatch watch;
@@ -330,7 +330,7 @@ TEST(CM, Stop_EndsAListenerThatWaitsForConnections) {
     EXPECT_LT(watch.ms(), 900) << "it was not woken";
 }
 
-TEST(CM, Stop_EndsAListenerThatWaitsForAGreeting) {
+TEST(CMTest, Stop_EndsAListenerThatWaitsForAGreeting) {
     Server server;
     Client silent = Client::connectedTo(server.port());
     EXPECT_TRUE(eventually([&] { return server.isGreeting(); }));
@@ -343,7 +343,7 @@ TEST(CM, Stop_EndsAListenerThatWaitsForAGreeting) {
     EXPECT_TRUE(silent.isOpen());
 }
 
-TEST(CM, Stop_BeforeTheStart_LetsItNeverListen) {
+TEST(CMTest, Stop_BeforeTheStart_LetsItNeverListen) {
     SM sm(net::freePort());
     CM listener(&sm, SMPeer::port(sm));
     listener.stop();
@@ -353,7 +353,7 @@ TEST(CM, Stop_BeforeTheStart_LetsItNeverListen) {
     EXPECT_EQ(sm.waitUntilListening(0), -1);
 }
 
-TEST(CM, Destructor_OfAListenerThatWaitsForAnAgent_ReturnsPromptly) {
+TEST(CMTest, Destructor_OfAListenerThatWaitsForAnAgent_ReturnsPromptly) {
     Server server;
     Client first = server.connect(5);
     server.agent(5).stop();  // its thread ends: nobody will ever close the former connection
@@ -365,7 +365,7 @@ TEST(CM, Destructor_OfAListenerThatWaitsForAnAgent_ReturnsPromptly) {
     second.expectClosed();
 }
 
-TEST(CM, Destructor_ReleasesThePort) {
+TEST(CMTest, Destructor_ReleasesThePort) {
     Server server;
     Client client = server.connect(5);
     const int port = server.port();
@@ -376,7 +376,7 @@ TEST(CM, Destructor_ReleasesThePort) {
 
 // ---- what takes its time ----
 
-TEST(CMSlow, AConnectionThatSaysNothing_HoldsUpTheOthersForAMinute_AndIsThenForgotten) {
+TEST(CMSlowTest, AConnectionThatSaysNothing_HoldsUpTheOthersForAMinute_AndIsThenForgotten) {
     Server server;
     const int descriptors = net::openDescriptors();
     Client silent = Client::connectedTo(server.port());

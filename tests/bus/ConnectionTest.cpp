@@ -17,7 +17,7 @@ int readToTheEnd(JSocket& socket) {
     return total;
 }
 
-TEST(Connection, New_IsEmpty) {
+TEST(ConnectionTest, New_IsEmpty) {
     Connection connection;
     char host[16] = "untouched";
     int port = 7;
@@ -34,7 +34,7 @@ TEST(Connection, New_IsEmpty) {
     EXPECT_FALSE(connection.isRetired());
 }
 
-TEST(Connection, Destructor_ClosesTheSocket) {
+TEST(ConnectionTest, Destructor_ClosesTheSocket) {
     SocketPair pair;
     {
         Connection connection;
@@ -45,7 +45,7 @@ TEST(Connection, Destructor_ClosesTheSocket) {
     pair.client.expectClosed();
 }
 
-TEST(Connection, Replace_DestroysTheFormerSocket) {
+TEST(ConnectionTest, Replace_DestroysTheFormerSocket) {
     SocketPair former;
     SocketPair next;
     Connection connection;
@@ -55,7 +55,7 @@ TEST(Connection, Replace_DestroysTheFormerSocket) {
     EXPECT_TRUE(next.client.isOpen());
 }
 
-TEST(Connection, Replace_WhileTheReaderHasTheSocket_DoesNothing) {
+TEST(ConnectionTest, Replace_WhileTheReaderHasTheSocket_DoesNothing) {
     SocketPair former;
     SocketPair next;
     Connection connection;
@@ -67,14 +67,14 @@ TEST(Connection, Replace_WhileTheReaderHasTheSocket_DoesNothing) {
     EXPECT_TRUE(connection.replace(next.socket));
 }
 
-TEST(Connection, Borrow_OfAnEmptyConnectionIsNoLoan) {
+TEST(ConnectionTest, Borrow_OfAnEmptyConnectionIsNoLoan) {
     SocketPair pair;
     Connection connection;
     EXPECT_EQ(connection.borrow(), nullptr);
     EXPECT_TRUE(connection.replace(pair.socket));
 }
 
-TEST(Connection, Remove_DestroysTheSocketWhenTheReaderHasGivenItBack) {
+TEST(ConnectionTest, Remove_DestroysTheSocketWhenTheReaderHasGivenItBack) {
     SocketPair pair;
     Connection connection;
     connection.replace(pair.socket);
@@ -87,7 +87,7 @@ TEST(Connection, Remove_DestroysTheSocketWhenTheReaderHasGivenItBack) {
     EXPECT_EQ(connection.remove(), Connection::NOTHING_THERE);
 }
 
-TEST(Connection, Release_HandsTheSocketOverOpen) {
+TEST(ConnectionTest, Release_HandsTheSocketOverOpen) {
     SocketPair pair;
     Connection connection;
     connection.replace(pair.socket);
@@ -97,7 +97,7 @@ TEST(Connection, Release_HandsTheSocketOverOpen) {
     EXPECT_EQ(connection.get(), nullptr);
 }
 
-TEST(Connection, Close_EndsTheReadersWait) {
+TEST(ConnectionTest, Close_EndsTheReadersWait) {
     SocketPair pair;
     Connection connection;
     connection.replace(pair.socket);
@@ -108,7 +108,7 @@ TEST(Connection, Close_EndsTheReadersWait) {
     EXPECT_EQ(connection.get(), pair.socket) << "it is destroyed by those who hold the agent's lock";
 }
 
-TEST(Connection, WakeUp_EndsTheReadersWait_AndTheClientNoticesNothing) {
+TEST(ConnectionTest, WakeUp_EndsTheReadersWait_AndTheClientNoticesNothing) {
     SocketPair pair;
     Connection connection;
     connection.replace(pair.socket);
@@ -119,7 +119,7 @@ TEST(Connection, WakeUp_EndsTheReadersWait_AndTheClientNoticesNothing) {
     EXPECT_TRUE(pair.client.isOpen());
 }
 
-TEST(Connection, Retire_LetsTheReaderTakeWhatHasArrived_AndEndsItsWait) {
+TEST(ConnectionTest, Retire_LetsTheReaderTakeWhatHasArrived_AndEndsItsWait) {
     SocketPair pair;
     Connection connection;
     connection.replace(pair.socket);
@@ -132,7 +132,7 @@ TEST(Connection, Retire_LetsTheReaderTakeWhatHasArrived_AndEndsItsWait) {
     pair.client.expectClosed();
 }
 
-TEST(Connection, Retire_WakesAReaderThatWaits) {
+TEST(ConnectionTest, Retire_WakesAReaderThatWaits) {
     SocketPair pair;
     Connection connection;
     connection.replace(pair.socket);
@@ -142,7 +142,7 @@ TEST(Connection, Retire_WakesAReaderThatWaits) {
     reader.join();
 }
 
-TEST(Connection, Retire_ConcernsThePresentSocketOnly) {
+TEST(ConnectionTest, Retire_ConcernsThePresentSocketOnly) {
     SocketPair former;
     SocketPair next;
     Connection connection;
@@ -155,7 +155,7 @@ TEST(Connection, Retire_ConcernsThePresentSocketOnly) {
     EXPECT_EQ(connection.borrow()->getInputStream()->read(five, 0, 5), 5);
 }
 
-TEST(Connection, GetAddress_IsThatOfTheClientsEnd_WhileTheConnectionIsOpen) {
+TEST(ConnectionTest, GetAddress_IsThatOfTheClientsEnd_WhileTheConnectionIsOpen) {
     SocketPair pair;
     Connection connection;
     connection.replace(pair.socket);

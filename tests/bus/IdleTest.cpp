@@ -58,7 +58,7 @@ void expectNoWakeUps() {
     EXPECT_LE(sleepsIn(2000), 3);
 }
 
-class IdleServer : public testing::Test {
+class IdleServerTest : public testing::Test {
 protected:
     void SetUp() override {
 #ifdef __SANITIZE_THREAD__
@@ -67,21 +67,21 @@ protected:
     }
 };
 
-TEST_F(IdleServer, With31Clients_DoesNothing) {
+TEST_F(IdleServerTest, With31Clients_DoesNothing) {
     Server server;
     std::vector<Client> clients;
     for (int id = 1; id <= 31; id++) clients.push_back(server.connect(id));
     expectNoWakeUps();
 }
 
-TEST_F(IdleServer, WithAMessageForEachOf30AbsentClients_DoesNothing) {
+TEST_F(IdleServerTest, WithAMessageForEachOf30AbsentClients_DoesNothing) {
     Server server;
     for (int id = 1; id <= 30; id++) server.add(to(id).from(31));
     for (int id = 1; id <= 30; id++) server.expectState(id, 1);
     expectNoWakeUps();
 }
 
-TEST_F(IdleServer, WithClientsThatHaveGone_DoesNothing) {
+TEST_F(IdleServerTest, WithClientsThatHaveGone_DoesNothing) {
     Server server;
     for (int id = 1; id <= 10; id++) server.connect(id).close();
     for (int id = 1; id <= 10; id++) server.expectState(id, 0);

@@ -55,7 +55,7 @@ std::string repeated(const std::string& digits, int n) {
 
 // ---- class ----
 
-TEST(JMessage, Record_NamesTheClassItsSizeAndJObjectAsItsSuperclass) {
+TEST(JMessageTest, Record_NamesTheClassItsSizeAndJObjectAsItsSuperclass) {
     JMessage m;
     EXPECT_EQ(m.getClass(), &JMessage::classJMessage);
     EXPECT_STREQ(JMessage::classJMessage.name, "JMessage");
@@ -64,7 +64,7 @@ TEST(JMessage, Record_NamesTheClassItsSizeAndJObjectAsItsSuperclass) {
     EXPECT_EQ(JMessage::_MAX_BUFFER_SIZE, 256);
 }
 
-TEST(JMessage, EqualsAndHashCode_AreThoseOfEveryObject) {
+TEST(JMessageTest, EqualsAndHashCode_AreThoseOfEveryObject) {
     JMessage one;
     JMessage other;
     other.addInt(5);
@@ -78,7 +78,7 @@ TEST(JMessage, EqualsAndHashCode_AreThoseOfEveryObject) {
 
 // ---- construction and copying ----
 
-TEST(JMessage, Default_HasNoBuffer) {
+TEST(JMessageTest, Default_HasNoBuffer) {
     JMessage m;
     EXPECT_EQ(Inside::data(m), nullptr);
     EXPECT_EQ(Inside::capacity(m), 0);
@@ -87,7 +87,7 @@ TEST(JMessage, Default_HasNoBuffer) {
     EXPECT_EQ(m.size(), 0);
 }
 
-TEST(JMessage, FromMemory_CopiesTheRangeIntoABufferOfItsLength) {
+TEST(JMessageTest, FromMemory_CopiesTheRangeIntoABufferOfItsLength) {
     JMessage m(RAW, 2, 3);
     RAW[2] = 99;
     EXPECT_EQ(hex(m), "03 04 05");
@@ -97,7 +97,7 @@ TEST(JMessage, FromMemory_CopiesTheRangeIntoABufferOfItsLength) {
     EXPECT_EQ(m.getPos(), 0);
 }
 
-TEST(JMessage, FromNothing_IsEmpty) {
+TEST(JMessageTest, FromNothing_IsEmpty) {
     for (const int len : {0, -1, INT_MIN}) {
         JMessage m(RAW, 0, len);
         EXPECT_EQ(m.size(), 0) << len;
@@ -111,7 +111,7 @@ TEST(JMessage, FromNothing_IsEmpty) {
     EXPECT_EQ(fromEmptyBlock.size(), 0);
 }
 
-TEST(JMessage, FromABlock_CopiesItIntoABufferOfItsSize) {
+TEST(JMessageTest, FromABlock_CopiesItIntoABufferOfItsSize) {
     JByte b = block("abc");
     JMessage m(b);
     static_cast<char*>(b)[0] = 'x';
@@ -120,7 +120,7 @@ TEST(JMessage, FromABlock_CopiesItIntoABufferOfItsSize) {
     EXPECT_EQ(m.getPos(), 0);
 }
 
-TEST(JMessage, Copy_StartsToReadAtTheBeginning) {
+TEST(JMessageTest, Copy_StartsToReadAtTheBeginning) {
     JMessage m = counting(10);
     m.setPos(5);
     JMessage copy(m);
@@ -131,7 +131,7 @@ TEST(JMessage, Copy_StartsToReadAtTheBeginning) {
     EXPECT_EQ(m.getPos(), 5);
 }
 
-TEST(JMessage, Copy_IsIndependent) {
+TEST(JMessageTest, Copy_IsIndependent) {
     JMessage m = counting(3);
     JMessage copy(m);
     m.setWPos(0);
@@ -139,7 +139,7 @@ TEST(JMessage, Copy_IsIndependent) {
     EXPECT_EQ(hex(copy), "00 01 02");
 }
 
-TEST(JMessage, CopyOfAnEmptyMessage_HasNoBuffer) {
+TEST(JMessageTest, CopyOfAnEmptyMessage_HasNoBuffer) {
     const JMessage never;
     JMessage written = counting(5);
     written.setWPos(0);
@@ -150,7 +150,7 @@ TEST(JMessage, CopyOfAnEmptyMessage_HasNoBuffer) {
     }
 }
 
-TEST(JMessage, Assignment_TakesTheBytesAndStartsBothCursorsAnew) {
+TEST(JMessageTest, Assignment_TakesTheBytesAndStartsBothCursorsAnew) {
     JMessage from = counting(300);
     from.setPos(7);
     JMessage to = counting(4);
@@ -162,7 +162,7 @@ TEST(JMessage, Assignment_TakesTheBytesAndStartsBothCursorsAnew) {
     EXPECT_EQ(from.getPos(), 7);
 }
 
-TEST(JMessage, Assignment_MakesRoomByTheRuleOfGrowth) {
+TEST(JMessageTest, Assignment_MakesRoomByTheRuleOfGrowth) {
     JMessage into;
     into = JMessage();
     EXPECT_EQ(Inside::capacity(into), 256);
@@ -177,7 +177,7 @@ TEST(JMessage, Assignment_MakesRoomByTheRuleOfGrowth) {
     EXPECT_EQ(Inside::capacity(exact), 256);
 }
 
-TEST(JMessage, AssignmentToItself_KeepsTheBytes) {
+TEST(JMessageTest, AssignmentToItself_KeepsTheBytes) {
     JMessage m = counting(5);
     m.setPos(3);
     JMessage& same = m;
@@ -186,7 +186,7 @@ TEST(JMessage, AssignmentToItself_KeepsTheBytes) {
     EXPECT_EQ(m.getPos(), 0);
 }
 
-TEST(JMessage, Clone_IsANewMessageWithTheSameBytes) {
+TEST(JMessageTest, Clone_IsANewMessageWithTheSameBytes) {
     JMessage m = counting(5);
     m.setPos(3);
     const std::unique_ptr<JObject> clone(m.clone());
@@ -197,7 +197,7 @@ TEST(JMessage, Clone_IsANewMessageWithTheSameBytes) {
     EXPECT_NE(Inside::data(copy), Inside::data(m));
 }
 
-TEST(JMessage, Clone_IsAPlainMessageAlsoOfADerivedClass) {
+TEST(JMessageTest, Clone_IsAPlainMessageAlsoOfADerivedClass) {
     M m;
     m.setFlag(3);
     const std::unique_ptr<JObject> clone(m.clone());
@@ -207,7 +207,7 @@ TEST(JMessage, Clone_IsAPlainMessageAlsoOfADerivedClass) {
     EXPECT_EQ(hex(dynamic_cast<JMessage&>(object)), hex(m));
 }
 
-TEST(JMessage, CloneOfAnEmptyMessage_IsEmpty) {
+TEST(JMessageTest, CloneOfAnEmptyMessage_IsEmpty) {
     JMessage m;
     const std::unique_ptr<JObject> clone(m.clone());
     EXPECT_EQ(dynamic_cast<JMessage&>(*clone).size(), 0);
@@ -215,7 +215,7 @@ TEST(JMessage, CloneOfAnEmptyMessage_IsEmpty) {
 
 // ---- the write cursor ----
 
-TEST(JMessage, SetWPos_ReturnsWhereTheCursorWas) {
+TEST(JMessageTest, SetWPos_ReturnsWhereTheCursorWas) {
     JMessage m = counting(10);
     EXPECT_EQ(m.setWPos(4), 10);
     EXPECT_EQ(m.setWPos(10), 4);
@@ -223,14 +223,14 @@ TEST(JMessage, SetWPos_ReturnsWhereTheCursorWas) {
     EXPECT_EQ(m.getWPos(), 10);
 }
 
-TEST(JMessage, SetWPos_KeepsTheReadCursor) {
+TEST(JMessageTest, SetWPos_KeepsTheReadCursor) {
     JMessage m = counting(10);
     m.setPos(6);
     m.setWPos(2);
     EXPECT_EQ(m.getPos(), 6);
 }
 
-TEST(JMessage, SetWPos_WritingGoesOnFromThere) {
+TEST(JMessageTest, SetWPos_WritingGoesOnFromThere) {
     JMessage m = counting(4);
     const int end = m.setWPos(1);
     m.addWord(0xBBAA);
@@ -238,14 +238,14 @@ TEST(JMessage, SetWPos_WritingGoesOnFromThere) {
     EXPECT_EQ(hex(m), "00 aa bb 03");
 }
 
-TEST(JMessage, SetWPos_InsideTheBufferDoesNotGrowIt) {
+TEST(JMessageTest, SetWPos_InsideTheBufferDoesNotGrowIt) {
     JMessage m = counting(1);
     m.setWPos(255);
     EXPECT_EQ(Inside::capacity(m), 256);
     EXPECT_EQ(m.size(), 255);
 }
 
-TEST(JMessage, SetWPos_AtTheEndOfTheBufferGrowsIt) {
+TEST(JMessageTest, SetWPos_AtTheEndOfTheBufferGrowsIt) {
     JMessage m(RAW, 0, 6);
     m.setWPos(6);
     EXPECT_EQ(Inside::capacity(m), 256);
@@ -255,7 +255,7 @@ TEST(JMessage, SetWPos_AtTheEndOfTheBufferGrowsIt) {
     EXPECT_EQ(Inside::capacity(none), 256);
 }
 
-TEST(JMessage, SetWPos_FarBehindTheBufferMakesLessRoomThanItNeeds) {
+TEST(JMessageTest, SetWPos_FarBehindTheBufferMakesLessRoomThanItNeeds) {
     JMessage m = counting(16);
     m.setWPos(10000);
     EXPECT_EQ(m.size(), 10000);
@@ -264,7 +264,7 @@ TEST(JMessage, SetWPos_FarBehindTheBufferMakesLessRoomThanItNeeds) {
 }
 
 /** Where the cursor stands behind the buffer, the missing bytes are zeros wherever they are asked for. */
-TEST(JMessage, BytesThatTheBufferLacks_AreZero) {
+TEST(JMessageTest, BytesThatTheBufferLacks_AreZero) {
     JMessage m = counting(16);
     m.setWPos(10000);
     const std::string expected = text(counting(16).toByteArray()) + std::string(9984, '\0');
@@ -287,7 +287,7 @@ TEST(JMessage, BytesThatTheBufferLacks_AreZero) {
     EXPECT_EQ(Inside::capacity(m), grownFor(10000));
 }
 
-TEST(JMessage, SetWPos_CountsANegativePositionAsTheStart) {
+TEST(JMessageTest, SetWPos_CountsANegativePositionAsTheStart) {
     for (const int p : {-1, -256, INT_MIN}) {
         JMessage m = counting(5);
         EXPECT_EQ(m.setWPos(p), 5);
@@ -297,7 +297,7 @@ TEST(JMessage, SetWPos_CountsANegativePositionAsTheStart) {
     }
 }
 
-TEST(JMessage, SetWPos_BeyondAllMemoryThrowsAndChangesNothing) {
+TEST(JMessageTest, SetWPos_BeyondAllMemoryThrowsAndChangesNothing) {
     JMessage m;
     EXPECT_THROW(m.setWPos(INT_MAX), std::bad_alloc);
     EXPECT_EQ(m.size(), 0);
@@ -307,14 +307,14 @@ TEST(JMessage, SetWPos_BeyondAllMemoryThrowsAndChangesNothing) {
 
 // ---- growth ----
 
-TEST(JMessage, FirstWrite_MakesAZeroedBufferOf256Bytes) {
+TEST(JMessageTest, FirstWrite_MakesAZeroedBufferOf256Bytes) {
     JMessage m;
     m.addByte(0xFF);
     EXPECT_EQ(Inside::capacity(m), 256);
     EXPECT_TRUE(isZero(m, 1));
 }
 
-TEST(JMessage, Byte257_GrowsTheBufferTo512ZeroedBytes) {
+TEST(JMessageTest, Byte257_GrowsTheBufferTo512ZeroedBytes) {
     JMessage m;
     for (int i = 0; i < 256; i++) m.addByte(0xFF);
     EXPECT_EQ(Inside::capacity(m), 256);
@@ -324,7 +324,7 @@ TEST(JMessage, Byte257_GrowsTheBufferTo512ZeroedBytes) {
     EXPECT_EQ(hex(m), repeated("ff", 257));
 }
 
-TEST(JMessage, MessageMadeOf16Bytes_GrowsTo256WithTheNextByte) {
+TEST(JMessageTest, MessageMadeOf16Bytes_GrowsTo256WithTheNextByte) {
     JMessage m = messageOf("00 01 02 03 04 05 06 07 08 09 0a 0b 0c 0d 0e 0f");
     EXPECT_EQ(Inside::capacity(m), 16);
     m.addByte(0x10);
@@ -335,7 +335,7 @@ TEST(JMessage, MessageMadeOf16Bytes_GrowsTo256WithTheNextByte) {
     EXPECT_TRUE(isZero(m, 17));
 }
 
-TEST(JMessage, Growth_GoesToTheNextMultipleOf256NeverToTwice) {
+TEST(JMessageTest, Growth_GoesToTheNextMultipleOf256NeverToTwice) {
     for (const int size : {0, 1, 100, 254, 255, 256, 257, 511, 512, 1000, 4096}) {
         for (const int n : {0, 1, 2, 3, 155, 156, 157, 255, 256, 257, 1000, 65535}) {
             JMessage m = counting(size);
@@ -350,7 +350,7 @@ TEST(JMessage, Growth_GoesToTheNextMultipleOf256NeverToTwice) {
     }
 }
 
-TEST(JMessage, Growth_OfABufferOfAnyLengthFollowsTheSameRule) {
+TEST(JMessageTest, Growth_OfABufferOfAnyLengthFollowsTheSameRule) {
     for (const int size : {1, 16, 255, 256, 257, 300, 512, 513}) {
         JMessage m(counting(size).toByteArray());
         ASSERT_EQ(Inside::capacity(m), size);
@@ -361,7 +361,7 @@ TEST(JMessage, Growth_OfABufferOfAnyLengthFollowsTheSameRule) {
     }
 }
 
-TEST(JMessage, Growth_DropsWhatLayBehindTheWriteCursor) {
+TEST(JMessageTest, Growth_DropsWhatLayBehindTheWriteCursor) {
     JMessage m = counting(256);
     m.setWPos(10);
     m.resize(300);
@@ -369,7 +369,7 @@ TEST(JMessage, Growth_DropsWhatLayBehindTheWriteCursor) {
     EXPECT_TRUE(isZero(m, 10));
 }
 
-TEST(JMessage, Resize_ToFewerBytesDoesNothing) {
+TEST(JMessageTest, Resize_ToFewerBytesDoesNothing) {
     for (const int n : {0, -1, -300, INT_MIN}) {
         JMessage m = counting(300);
         m.resize(n);
@@ -381,14 +381,14 @@ TEST(JMessage, Resize_ToFewerBytesDoesNothing) {
     }
 }
 
-TEST(JMessage, Resize_BeyondAllMemoryThrowsAndChangesNothing) {
+TEST(JMessageTest, Resize_BeyondAllMemoryThrowsAndChangesNothing) {
     JMessage m = counting(300);
     EXPECT_THROW(m.resize(INT_MAX), std::bad_alloc);
     EXPECT_EQ(Inside::capacity(m), 512);
     EXPECT_EQ(hex(m), hex(counting(300)));
 }
 
-TEST(JMessage, VariableInteger_TakesRoomForItsLongestForm) {
+TEST(JMessageTest, VariableInteger_TakesRoomForItsLongestForm) {
     for (const int v : {0, 254, 65536}) {
         JMessage fits = counting(251);
         fits.addVarInt(v);
@@ -399,7 +399,7 @@ TEST(JMessage, VariableInteger_TakesRoomForItsLongestForm) {
     }
 }
 
-TEST(JMessage, String_TakesRoomForItsLengthFirstAndThenForItsBytes) {
+TEST(JMessageTest, String_TakesRoomForItsLengthFirstAndThenForItsBytes) {
     JMessage fits = counting(251);
     fits.addString("1234");
     EXPECT_EQ(Inside::capacity(fits), 256);
@@ -425,7 +425,7 @@ std::ostream& operator<<(std::ostream& out, const Image& image) {
     return out << image.what;
 }
 
-class WrittenBytes : public testing::TestWithParam<Image> {};
+class WrittenBytesTest : public testing::TestWithParam<Image> {};
 
 std::string letters(int n) {
     return std::string(static_cast<std::size_t>(n), 'a');
@@ -497,7 +497,7 @@ std::vector<Image> images() {
 
 }  // namespace
 
-TEST_P(WrittenBytes, AreAppendedAsTold) {
+TEST_P(WrittenBytesTest, AreAppendedAsTold) {
     JMessage m;
     m.addByte(0xEE);
     GetParam().write(m);
@@ -507,16 +507,16 @@ TEST_P(WrittenBytes, AreAppendedAsTold) {
     EXPECT_EQ(m.getPos(), 0);
 }
 
-TEST_P(WrittenBytes, AreTheSameInABufferWithoutRoom) {
+TEST_P(WrittenBytesTest, AreTheSameInABufferWithoutRoom) {
     JMessage m(RAW, 0, 6);
     GetParam().write(m);
     EXPECT_EQ(hex(m).substr(0, 17), "01 02 03 04 05 06");
     EXPECT_EQ(hex(text(m.toByteArray()).substr(6)), GetParam().bytes);
 }
 
-INSTANTIATE_TEST_SUITE_P(JMessage, WrittenBytes, testing::ValuesIn(images()));
+INSTANTIATE_TEST_SUITE_P(JMessage, WrittenBytesTest, testing::ValuesIn(images()));
 
-TEST(JMessage, StringShortenedWithDots_IsWrittenWithTheLengthItReports) {
+TEST(JMessageTest, StringShortenedWithDots_IsWrittenWithTheLengthItReports) {
     const JString shortened = JString("abcdefghij").toMax(5);
     JMessage m;
     m.addString(shortened);
@@ -526,7 +526,7 @@ TEST(JMessage, StringShortenedWithDots_IsWrittenWithTheLengthItReports) {
 
 // ---- the read cursor ----
 
-TEST(JMessage, SetPos_ReturnsWhereTheCursorWasAndChecksNothing) {
+TEST(JMessageTest, SetPos_ReturnsWhereTheCursorWasAndChecksNothing) {
     JMessage m = counting(10);
     EXPECT_EQ(m.setPos(4), 0);
     EXPECT_EQ(m.setPos(-5), 4);
@@ -586,7 +586,7 @@ std::ostream& operator<<(std::ostream& out, const Reading& reading) {
     return out << reading.reader.name << " of " << reading.bytes.substr(0, 40);
 }
 
-class ReadValue : public testing::TestWithParam<Reading> {};
+class ReadValueTest : public testing::TestWithParam<Reading> {};
 
 std::vector<Reading> readings() {
     const std::string nul(1, '\0');
@@ -657,20 +657,20 @@ std::vector<Reading> readings() {
 
 }  // namespace
 
-TEST_P(ReadValue, IsAsTold) {
+TEST_P(ReadValueTest, IsAsTold) {
     JMessage m = messageOf(GetParam().bytes);
     EXPECT_EQ(GetParam().reader.read(m), GetParam().value);
     EXPECT_EQ(m.getPos(), GetParam().end);
     EXPECT_EQ(hex(m), GetParam().bytes);
 }
 
-INSTANTIATE_TEST_SUITE_P(JMessage, ReadValue, testing::ValuesIn(readings()));
+INSTANTIATE_TEST_SUITE_P(JMessage, ReadValueTest, testing::ValuesIn(readings()));
 
 namespace {
-class EveryReader : public testing::TestWithParam<Reader> {};
+class EveryReaderTest : public testing::TestWithParam<Reader> {};
 }  // namespace
 
-TEST_P(EveryReader, AtTheEnd_GivesTheDefaultAndStaysThere) {
+TEST_P(EveryReaderTest, AtTheEnd_GivesTheDefaultAndStaysThere) {
     const Reader& reader = GetParam();
     JMessage fresh;
     EXPECT_EQ(reader.read(fresh), reader.atEnd);
@@ -684,7 +684,7 @@ TEST_P(EveryReader, AtTheEnd_GivesTheDefaultAndStaysThere) {
     }
 }
 
-TEST_P(EveryReader, BehindTheWriteCursor_GivesTheDefaultAlthoughBytesLieThere) {
+TEST_P(EveryReaderTest, BehindTheWriteCursor_GivesTheDefaultAlthoughBytesLieThere) {
     JMessage m = messageOf("05 61 62 63 64 65");
     m.setWPos(0);
     EXPECT_EQ(GetParam().read(m), GetParam().atEnd);
@@ -692,7 +692,7 @@ TEST_P(EveryReader, BehindTheWriteCursor_GivesTheDefaultAlthoughBytesLieThere) {
 }
 
 /** A cursor that nobody would set on purpose: whatever comes out, nothing outside of the buffer is touched. */
-TEST_P(EveryReader, FromAnyCursor_StaysInsideTheBuffer) {
+TEST_P(EveryReaderTest, FromAnyCursor_StaysInsideTheBuffer) {
     for (const int pos :
          {INT_MIN, INT_MIN + 1, -65536, -5, -4, -3, -2, -1, 0, 1, 3, 5, INT_MAX - 1, INT_MAX}) {
         for (const char* bytes : {"", "ff ff ff ff 7f ff", "fe ff ff fe ff ff", "fd fd fd fd fd fd"}) {
@@ -705,12 +705,12 @@ TEST_P(EveryReader, FromAnyCursor_StaysInsideTheBuffer) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(JMessage, EveryReader,
+INSTANTIATE_TEST_SUITE_P(JMessage, EveryReaderTest,
                          testing::Values(BYTE, WORD, INT, VAR_INT, INT_TEXT, VAR_INT_TEXT, STRING,
                                          STRING_OR_CHARS, STRING_OR_STRING, blockOf(1), blockOf(INT_MAX),
                                          blockOf(-1)));
 
-TEST(JMessage, CursorBeforeTheBuffer_ReadsZerosUntilTheFirstByte) {
+TEST(JMessageTest, CursorBeforeTheBuffer_ReadsZerosUntilTheFirstByte) {
     JMessage m = messageOf("11 22 33 44");
     m.setPos(-2);
     EXPECT_EQ(m.getInt(), 0x22110000);
@@ -722,7 +722,7 @@ TEST(JMessage, CursorBeforeTheBuffer_ReadsZerosUntilTheFirstByte) {
     EXPECT_EQ(m.getByte(), 0x11);
 }
 
-TEST(JMessage, IntWithOneByteLeft_IsCompletedWithZerosOfFreshSpace) {
+TEST(JMessageTest, IntWithOneByteLeft_IsCompletedWithZerosOfFreshSpace) {
     JMessage m;
     m.addByte(0x7F);
     EXPECT_EQ(m.getInt(), 0x7F);
@@ -731,7 +731,7 @@ TEST(JMessage, IntWithOneByteLeft_IsCompletedWithZerosOfFreshSpace) {
     EXPECT_EQ(m.getPos(), 4);
 }
 
-TEST(JMessage, ValueCutShort_IsCompletedFromWhatLiesBehindTheEnd) {
+TEST(JMessageTest, ValueCutShort_IsCompletedFromWhatLiesBehindTheEnd) {
     JMessage m = messageOf("04 03 02 01 61 62");
     m.setWPos(1);
     EXPECT_EQ(m.getInt(), 0x01020304);
@@ -742,7 +742,7 @@ TEST(JMessage, ValueCutShort_IsCompletedFromWhatLiesBehindTheEnd) {
     EXPECT_EQ(m.getPos(), 101);
 }
 
-TEST(JMessage, StringCutShort_TakesTheZerosOfFreshSpace) {
+TEST(JMessageTest, StringCutShort_TakesTheZerosOfFreshSpace) {
     JMessage m;
     m.addByte(5);
     m.addByte('a');
@@ -750,7 +750,7 @@ TEST(JMessage, StringCutShort_TakesTheZerosOfFreshSpace) {
     EXPECT_EQ(m.getPos(), 6);
 }
 
-TEST(JMessage, HugeLength_AllocatesNoMoreThanTheBufferHolds) {
+TEST(JMessageTest, HugeLength_AllocatesNoMoreThanTheBufferHolds) {
     JMessage m;
     m.addByte(0xFF);
     m.addInt(INT_MAX);
@@ -762,12 +762,12 @@ TEST(JMessage, HugeLength_AllocatesNoMoreThanTheBufferHolds) {
     EXPECT_EQ(m.getBytes(INT_MAX).size(), 256);
 }
 
-TEST(JMessage, NullDefault_IsTheEmptyString) {
+TEST(JMessageTest, NullDefault_IsTheEmptyString) {
     JMessage m;
     EXPECT_EQ(m.getString(static_cast<const char*>(nullptr)).length(), 0);
 }
 
-TEST(JMessage, EmptyString_ComesBackAsTheDefault) {
+TEST(JMessageTest, EmptyString_ComesBackAsTheDefault) {
     JMessage m;
     m.addString("");
     EXPECT_EQ(hex(m), "00");
@@ -775,7 +775,7 @@ TEST(JMessage, EmptyString_ComesBackAsTheDefault) {
     EXPECT_EQ(m.getPos(), 1);
 }
 
-TEST(JMessage, WhatIsWritten_IsReadBackInTheSameOrder) {
+TEST(JMessageTest, WhatIsWritten_IsReadBackInTheSameOrder) {
     JMessage m;
     m.addByte(200);
     m.addWord(60000);
@@ -795,7 +795,7 @@ TEST(JMessage, WhatIsWritten_IsReadBackInTheSameOrder) {
     EXPECT_EQ(m.getByte(), 0);
 }
 
-TEST(JMessage, NegativeVariableInteger_IsTakenForAMarkerByTheReader) {
+TEST(JMessageTest, NegativeVariableInteger_IsTakenForAMarkerByTheReader) {
     JMessage m;
     m.addVarInt(-1);
     m.addInt(77);
@@ -805,7 +805,7 @@ TEST(JMessage, NegativeVariableInteger_IsTakenForAMarkerByTheReader) {
 
 // ---- the whole ----
 
-TEST(JMessage, ToByteArray_GivesAllBytesWhateverTheReadCursor) {
+TEST(JMessageTest, ToByteArray_GivesAllBytesWhateverTheReadCursor) {
     JMessage m = counting(3);
     for (const int pos : {0, 2, 100, -1}) {
         m.setPos(pos);
@@ -814,7 +814,7 @@ TEST(JMessage, ToByteArray_GivesAllBytesWhateverTheReadCursor) {
     }
 }
 
-TEST(JMessage, ToByteArray_IsACopyOfWhatIsBeforeTheWriteCursor) {
+TEST(JMessageTest, ToByteArray_IsACopyOfWhatIsBeforeTheWriteCursor) {
     JMessage m = counting(300);
     m.setWPos(2);
     const JByte bytes = m.toByteArray();
@@ -823,7 +823,7 @@ TEST(JMessage, ToByteArray_IsACopyOfWhatIsBeforeTheWriteCursor) {
     EXPECT_EQ(hex(bytes), "00 01");
 }
 
-TEST(JMessage, ToByteArray_OfAnEmptyMessageIsEmpty) {
+TEST(JMessageTest, ToByteArray_OfAnEmptyMessageIsEmpty) {
     JMessage never;
     EXPECT_EQ(never.toByteArray().size(), 0);
     JMessage again = counting(3);
@@ -831,7 +831,7 @@ TEST(JMessage, ToByteArray_OfAnEmptyMessageIsEmpty) {
     EXPECT_EQ(again.toByteArray().size(), 0);
 }
 
-TEST(JMessage, CopyTo_CopiesAsMuchAsThereIsRoomFor) {
+TEST(JMessageTest, CopyTo_CopiesAsMuchAsThereIsRoomFor) {
     const JMessage m = counting(4);
     for (const int size : {INT_MIN, -1, 0, 1, 3, 4, 5, 8}) {
         char to[8] = {9, 9, 9, 9, 9, 9, 9, 9};
@@ -842,7 +842,7 @@ TEST(JMessage, CopyTo_CopiesAsMuchAsThereIsRoomFor) {
     EXPECT_EQ(JMessage().copyTo(nullptr, 5), 0);
 }
 
-TEST(JMessage, CopyTo_FillsBytesThatTheBufferLacksWithZeros) {
+TEST(JMessageTest, CopyTo_FillsBytesThatTheBufferLacksWithZeros) {
     JMessage m = counting(16);
     m.setWPos(10000);
     std::string to(10000, 'x');
@@ -850,7 +850,7 @@ TEST(JMessage, CopyTo_FillsBytesThatTheBufferLacksWithZeros) {
     EXPECT_EQ(to, text(m.toByteArray()));
 }
 
-TEST(JMessage, Dump_ShowsTheBytesBeforeTheWriteCursor) {
+TEST(JMessageTest, Dump_ShowsTheBytesBeforeTheWriteCursor) {
     support::StderrPipe err;
     JMessage m = counting(3);
     m.addString("abc");
@@ -865,7 +865,7 @@ TEST(JMessage, Dump_ShowsTheBytesBeforeTheWriteCursor) {
     EXPECT_NE(err.text().find("00 01 02 03 61 62 63 "), std::string::npos);
 }
 
-TEST(JMessage, Test_WritesAndReadsBackSampleValues) {
+TEST(JMessageTest, Test_WritesAndReadsBackSampleValues) {
     support::StderrPipe err;
     JMessage::Test();
     EXPECT_NE(err.text().find("JMessage 65542 1234567890\n"), std::string::npos);

@@ -32,10 +32,10 @@ struct QueueOwner<LQ> {
     SA agent{&manager, 5};
 };
 
-INSTANTIATE_TYPED_TEST_SUITE_P(LQ, BusQueue, testing::Types<LQ>);
+INSTANTIATE_TYPED_TEST_SUITE_P(LQ, BusQueueTest, testing::Types<LQ>);
 
 namespace {
-class LQTest : public BusQueue<LQ> {};
+class LQTest : public BusQueueTest<LQ> {};
 }  // namespace
 
 TEST_F(LQTest, Priorities1And255_ShareABandInOrderOfArrival) {

@@ -29,10 +29,10 @@ struct QueueOwner<MQ> {
     SM manager{1};  // never started: its port is of no account
 };
 
-INSTANTIATE_TYPED_TEST_SUITE_P(MQ, BusQueue, testing::Types<MQ>);
+INSTANTIATE_TYPED_TEST_SUITE_P(MQ, BusQueueTest, testing::Types<MQ>);
 
 namespace {
-class MQTest : public BusQueue<MQ> {};
+class MQTest : public BusQueueTest<MQ> {};
 }  // namespace
 
 TEST_F(MQTest, Priority1_IsTakenBeforePriority2And255WhichShareABand) {

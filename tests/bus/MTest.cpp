@@ -36,20 +36,20 @@ std::string at(const M& m, int offset, int size) {
 
 // ---- class and construction ----
 
-TEST(M, IsAMessageWithNothingAdded) {
+TEST(MTest, IsAMessageWithNothingAdded) {
     EXPECT_TRUE((std::is_base_of<JMessage, M>::value));
     EXPECT_EQ(sizeof(M), sizeof(JMessage));
     M m;
     EXPECT_EQ(m.getClass(), &JMessage::classJMessage);
 }
 
-TEST(M, Flags_AreTheBitsOfTheFlagByte) {
+TEST(MTest, Flags_AreTheBitsOfTheFlagByte) {
     EXPECT_EQ(M::M_FLAG_SYNC, 1);
     EXPECT_EQ(M::M_FLAG_BROADCAST, 2);
     EXPECT_EQ(M::M_FLAG_TIMED, 4);
 }
 
-TEST(M, New_HasAHeaderWithALengthOf8AndZerosAndWritesBehindIt) {
+TEST(MTest, New_HasAHeaderWithALengthOf8AndZerosAndWritesBehindIt) {
     M m;
     EXPECT_EQ(hex(m), NEW_HEADER);
     EXPECT_EQ(m.getWPos(), 16);
@@ -60,7 +60,7 @@ TEST(M, New_HasAHeaderWithALengthOf8AndZerosAndWritesBehindIt) {
     EXPECT_EQ(hex(m), std::string(NEW_HEADER) + " 03 61 62 63");
 }
 
-TEST(M, FromMemory_CopiesTheRange) {
+TEST(MTest, FromMemory_CopiesTheRange) {
     std::string bytes = unhex(std::string("ff ff ") + EVERY_BYTE + " ff");
     M m(&bytes[0], 2, 16);
     EXPECT_EQ(hex(m), EVERY_BYTE);
@@ -68,14 +68,14 @@ TEST(M, FromMemory_CopiesTheRange) {
     EXPECT_EQ(m.getPos(), 0);
 }
 
-TEST(M, FromABlock_CopiesIt) {
+TEST(MTest, FromABlock_CopiesIt) {
     JByte b = block(unhex(EVERY_BYTE));
     M m(b);
     EXPECT_EQ(hex(m), EVERY_BYTE);
     EXPECT_EQ(m.getPos(), 0);
 }
 
-TEST(M, Copy_StartsToReadAtTheBeginning) {
+TEST(MTest, Copy_StartsToReadAtTheBeginning) {
     M m;
     m.addInt(5);
     m.setPos(16);
@@ -86,7 +86,7 @@ TEST(M, Copy_StartsToReadAtTheBeginning) {
     EXPECT_EQ(m.getPos(), 16);
 }
 
-TEST(M, Assignment_TakesHeaderAndPayload) {
+TEST(MTest, Assignment_TakesHeaderAndPayload) {
     M from = received(std::string(EVERY_BYTE) + " 61 62");
     M to;
     to.addInt(1);
@@ -94,7 +94,7 @@ TEST(M, Assignment_TakesHeaderAndPayload) {
     EXPECT_EQ(hex(to), hex(from));
 }
 
-TEST(M, Clone_HoldsTheSameBytesThatTheAccessorsRead) {
+TEST(MTest, Clone_HoldsTheSameBytesThatTheAccessorsRead) {
     M m;
     m.setSrcId(5);
     m.addString("abc");
@@ -130,7 +130,7 @@ const Field FIELDS[] = {
     {"section", 12, 4, [](M& m) { return m.getSection(); }, [](M& m, int v) { m.setSection(v); }},
 };
 
-class HeaderField : public testing::TestWithParam<Field> {
+class HeaderFieldTest : public testing::TestWithParam<Field> {
 protected:
     int get(M& m) const { return GetParam().get(m); }
     void set(M& m, int v) const { GetParam().set(m, v); }
@@ -146,7 +146,7 @@ protected:
 
 }  // namespace
 
-TEST_P(HeaderField, IsReadFromItsPlace) {
+TEST_P(HeaderFieldTest, IsReadFromItsPlace) {
     M m = received(EVERY_BYTE);
     unsigned expected = 0;
     for (int i = GetParam().size - 1; i >= 0; i--)
@@ -154,7 +154,7 @@ TEST_P(HeaderField, IsReadFromItsPlace) {
     EXPECT_EQ(get(m), static_cast<int>(expected));
 }
 
-TEST_P(HeaderField, IsWrittenToItsPlaceAndNowhereElse) {
+TEST_P(HeaderFieldTest, IsWrittenToItsPlaceAndNowhereElse) {
     M m = received(EVERY_BYTE);
     set(m, 0x51525354);
     std::string expected = unhex(EVERY_BYTE);
@@ -163,7 +163,7 @@ TEST_P(HeaderField, IsWrittenToItsPlaceAndNowhereElse) {
     EXPECT_EQ(hex(m), hex(expected));
 }
 
-TEST_P(HeaderField, KeepsTheLowBytesOnly) {
+TEST_P(HeaderFieldTest, KeepsTheLowBytesOnly) {
     M m;
     for (const int v : {0, 1, 255, 256, 65535, 65536, 70000, INT_MAX}) {
         set(m, v);
@@ -172,7 +172,7 @@ TEST_P(HeaderField, KeepsTheLowBytesOnly) {
     }
 }
 
-TEST_P(HeaderField, CanBeUsedWhileThePayloadIsWritten) {
+TEST_P(HeaderFieldTest, CanBeUsedWhileThePayloadIsWritten) {
     M m;
     m.addByte(1);
     for (int i = 0; i < 5; i++) set(m, i);
@@ -182,7 +182,7 @@ TEST_P(HeaderField, CanBeUsedWhileThePayloadIsWritten) {
     EXPECT_EQ(at(m, 16, 2), "01 02");
 }
 
-TEST_P(HeaderField, CanBeUsedWhileThePayloadIsRead) {
+TEST_P(HeaderFieldTest, CanBeUsedWhileThePayloadIsRead) {
     M m;
     m.addString("abc");
     m.addInt(7);
@@ -199,7 +199,7 @@ TEST_P(HeaderField, CanBeUsedWhileThePayloadIsRead) {
     EXPECT_EQ(m.getInt(), 7);
 }
 
-TEST_P(HeaderField, OfAMessageThatEndsBeforeIt_IsZero) {
+TEST_P(HeaderFieldTest, OfAMessageThatEndsBeforeIt_IsZero) {
     for (int size = 0; size <= GetParam().offset; size++) {
         M m(block(unhex(EVERY_BYTE).substr(0, static_cast<size_t>(size))));
         EXPECT_EQ(get(m), 0) << size;
@@ -207,7 +207,7 @@ TEST_P(HeaderField, OfAMessageThatEndsBeforeIt_IsZero) {
     }
 }
 
-TEST_P(HeaderField, OfAMessageCutInsideIt_HasZerosForTheMissingBytes) {
+TEST_P(HeaderFieldTest, OfAMessageCutInsideIt_HasZerosForTheMissingBytes) {
     for (int size = GetParam().offset + 1; size < GetParam().offset + GetParam().size; size++) {
         M cut(block(unhex(EVERY_BYTE).substr(0, static_cast<size_t>(size))));
         M padded(block(unhex(EVERY_BYTE).substr(0, static_cast<size_t>(size)) + std::string(16, '\0')));
@@ -215,7 +215,7 @@ TEST_P(HeaderField, OfAMessageCutInsideIt_HasZerosForTheMissingBytes) {
     }
 }
 
-TEST_P(HeaderField, OfAShortMessage_IsWrittenBehindItsEnd) {
+TEST_P(HeaderFieldTest, OfAShortMessage_IsWrittenBehindItsEnd) {
     for (int size = 0; size < 16; size++) {
         M m(block(std::string(static_cast<size_t>(size), 'x')));
         set(m, 0x51525354);
@@ -225,9 +225,9 @@ TEST_P(HeaderField, OfAShortMessage_IsWrittenBehindItsEnd) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(M, HeaderField, testing::ValuesIn(FIELDS));
+INSTANTIATE_TEST_SUITE_P(M, HeaderFieldTest, testing::ValuesIn(FIELDS));
 
-TEST(M, WordAndByteFields_AreUnsigned) {
+TEST(MTest, WordAndByteFields_AreUnsigned) {
     M m = received("ff ff ff ff ff ff ff ff ff ff ff ff ff ff ff ff");
     EXPECT_EQ(m.getLength(), 65535);
     EXPECT_EQ(m.getDestId(), 65535);
@@ -236,7 +236,7 @@ TEST(M, WordAndByteFields_AreUnsigned) {
     EXPECT_EQ(m.getPriority(), 255);
 }
 
-TEST(M, Section_IsAnyInt) {
+TEST(MTest, Section_IsAnyInt) {
     M m;
     for (const int v : {0, -1, INT_MIN, INT_MAX, 0x12345678}) {
         m.setSection(v);
@@ -244,14 +244,14 @@ TEST(M, Section_IsAnyInt) {
     }
 }
 
-TEST(M, DestId70000_IsStoredAs0x1170) {
+TEST(MTest, DestId70000_IsStoredAs0x1170) {
     M m;
     m.setDestId(70000);
     EXPECT_EQ(m.getDestId(), 0x1170);
     EXPECT_EQ(at(m, 2, 2), "70 11");
 }
 
-TEST(M, Timestamp_KeepsTheLow31Bits) {
+TEST(MTest, Timestamp_KeepsTheLow31Bits) {
     struct {
         long long given;
         const char* bytes;
@@ -280,18 +280,18 @@ TEST(M, Timestamp_KeepsTheLow31Bits) {
 
 // ---- the whole ----
 
-TEST(M, ToByteArray_OfANewMessageIsAHeaderOfLength16) {
+TEST(MTest, ToByteArray_OfANewMessageIsAHeaderOfLength16) {
     M m;
     EXPECT_EQ(hex(m.toByteArray()), "10 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00");
 }
 
-TEST(M, ToByteArray_OfAMessageWithAStringHasItsTrueLength) {
+TEST(MTest, ToByteArray_OfAMessageWithAStringHasItsTrueLength) {
     M m;
     m.addString("abc");
     EXPECT_EQ(hex(m.toByteArray()), "14 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 03 61 62 63");
 }
 
-TEST(M, ToByteArray_ChangesTheMessageItself) {
+TEST(MTest, ToByteArray_ChangesTheMessageItself) {
     M m;
     m.addInt(0);
     m.setLength(999);
@@ -302,7 +302,7 @@ TEST(M, ToByteArray_ChangesTheMessageItself) {
     EXPECT_EQ(m.size(), 20);
 }
 
-TEST(M, ToByteArray_OfAShortMessageSetsAsMuchOfTheLengthAsThereIs) {
+TEST(MTest, ToByteArray_OfAShortMessageSetsAsMuchOfTheLengthAsThereIs) {
     M m = received("ff ff ff ff ff ff ff ff");
     EXPECT_EQ(hex(m.toByteArray()), "08 00 ff ff ff ff ff ff");
     M one = received("ff");
@@ -311,7 +311,7 @@ TEST(M, ToByteArray_OfAShortMessageSetsAsMuchOfTheLengthAsThereIs) {
     EXPECT_EQ(none.toByteArray().size(), 0);
 }
 
-TEST(M, ToByteArray_CountsTheLengthIn16Bits) {
+TEST(MTest, ToByteArray_CountsTheLengthIn16Bits) {
     M m;
     m.addBytes(JByte(M::MAX_SIZE - M::HEADER_SIZE));
     EXPECT_EQ(hex(m.toByteArray()).substr(0, 5), "ff ff");
@@ -319,7 +319,7 @@ TEST(M, ToByteArray_CountsTheLengthIn16Bits) {
     EXPECT_EQ(hex(m.toByteArray()).substr(0, 5), "00 00");
 }
 
-TEST(M, Bytes_AreTheMessagesOwn_WithItsTrueLength) {
+TEST(MTest, Bytes_AreTheMessagesOwn_WithItsTrueLength) {
     M m;
     m.addString("abc");
     const char* const bytes = m.bytes();
@@ -329,7 +329,7 @@ TEST(M, Bytes_AreTheMessagesOwn_WithItsTrueLength) {
     EXPECT_EQ(bytes[2], 7);
 }
 
-TEST(M, Bytes_BehindTheBufferAreZeros) {
+TEST(MTest, Bytes_BehindTheBufferAreZeros) {
     M m = received(EVERY_BYTE);
     m.setWPos(600);
     ASSERT_EQ(m.size(), 600);
@@ -338,7 +338,7 @@ TEST(M, Bytes_BehindTheBufferAreZeros) {
     EXPECT_EQ(std::string(bytes + 16, 584), std::string(584, '\0'));
 }
 
-TEST(M, CopyTo_SetsTheTrueLengthAlsoWhenTheMessageIsCut) {
+TEST(MTest, CopyTo_SetsTheTrueLengthAlsoWhenTheMessageIsCut) {
     M m;
     m.addString("abc");
     for (const int size : {-1, 0, 2, 16, 20, 30}) {
@@ -352,14 +352,14 @@ TEST(M, CopyTo_SetsTheTrueLengthAlsoWhenTheMessageIsCut) {
     EXPECT_EQ(m.getLength(), 20);
 }
 
-TEST(M, Greeting_IsABareHeaderWithTheClientAsItsSource) {
+TEST(MTest, Greeting_IsABareHeaderWithTheClientAsItsSource) {
     M greeting;
     greeting.setSrcId(5);
     greeting.setTimestamp(0x12345678);
     EXPECT_EQ(hex(greeting.toByteArray()), "10 00 00 00 05 00 00 00 78 56 34 12 00 00 00 00");
 }
 
-TEST(M, Header_CanBeReadAsFourWordsAndTwoInts) {
+TEST(MTest, Header_CanBeReadAsFourWordsAndTwoInts) {
     M m;
     m.setDestId(7);
     m.setSrcId(5);

@@ -12,7 +12,7 @@ namespace {
 
 constexpr int UNKNOWN = -7;
 
-TEST(Outcome, Wait_GivesTheNumberThatWasStated) {
+TEST(OutcomeTest, Wait_GivesTheNumberThatWasStated) {
     Outcome outcome;
     EXPECT_EQ(outcome.wait(0, UNKNOWN), UNKNOWN);
     outcome.set(0);
@@ -20,7 +20,7 @@ TEST(Outcome, Wait_GivesTheNumberThatWasStated) {
     EXPECT_EQ(outcome.wait(-1, UNKNOWN), 0);
 }
 
-TEST(Outcome, Wait_EndsWhenTheTimeIsUp) {
+TEST(OutcomeTest, Wait_EndsWhenTheTimeIsUp) {
     Outcome outcome;
     const net::Stopwatch watch;
     EXPECT_EQ(outcome.wait(30, UNKNOWN), UNKNOWN);
@@ -28,7 +28,7 @@ TEST(Outcome, Wait_EndsWhenTheTimeIsUp) {
     EXPECT_LT(watch.ms(), net::LATE_MS);
 }
 
-TEST(Outcome, Set_WakesEveryWaitingThread) {
+TEST(OutcomeTest, Set_WakesEveryWaitingThread) {
     Outcome outcome;
     std::atomic<int> got{0};
     {
@@ -41,7 +41,7 @@ TEST(Outcome, Set_WakesEveryWaitingThread) {
     EXPECT_EQ(got, 2 * 98);
 }
 
-TEST(Outcome, Wait_OfACancelledThreadLeavesTheLockFree) {
+TEST(OutcomeTest, Wait_OfACancelledThreadLeavesTheLockFree) {
     Outcome outcome;
     support::Thread waiting([&] { outcome.wait(60000, UNKNOWN); });
     EXPECT_TRUE(waiting.fallsAsleep());

@@ -25,7 +25,7 @@ const std::string SOME = to(7).from(5).urgency(3).says("hello").bytes();
 
 }  // namespace
 
-TEST(PackedMessage, IsAMessageWithTheseBytes) {
+TEST(PackedMessageTest, IsAMessageWithTheseBytes) {
     const std::unique_ptr<M> m = packed(SOME);
     EXPECT_EQ(bytesOf(*m), SOME);
     EXPECT_EQ(m->size(), static_cast<int>(SOME.size()));
@@ -35,13 +35,13 @@ TEST(PackedMessage, IsAMessageWithTheseBytes) {
     EXPECT_EQ(std::string(m->bytes(), SOME.size()), SOME);
 }
 
-TEST(PackedMessage, HoldsItsBytesBehindItself_InNoOtherBlock) {
+TEST(PackedMessageTest, HoldsItsBytesBehindItself_InNoOtherBlock) {
     const std::unique_ptr<M> m = packed(SOME);
     EXPECT_TRUE(static_cast<PackedMessage&>(*m).isPacked(m->bytes()));
     EXPECT_EQ(static_cast<const void*>(m->bytes()), m.get() + 1);
 }
 
-TEST(PackedMessage, MayBeChanged_AndGrow) {
+TEST(PackedMessageTest, MayBeChanged_AndGrow) {
     const std::unique_ptr<M> m = packed(SOME);
     m->setDestId(9);
     EXPECT_TRUE(static_cast<PackedMessage&>(*m).isPacked(m->bytes()));
@@ -55,7 +55,7 @@ TEST(PackedMessage, MayBeChanged_AndGrow) {
     EXPECT_FALSE(static_cast<PackedMessage&>(*m).isPacked(m->bytes()));
 }
 
-TEST(PackedMessage, CopiesAndClones_AreIndependent) {
+TEST(PackedMessageTest, CopiesAndClones_AreIndependent) {
     std::unique_ptr<M> m = packed(SOME);
     const M copy(*m);
     const std::unique_ptr<JObject> clone(m->clone());
@@ -67,7 +67,7 @@ TEST(PackedMessage, CopiesAndClones_AreIndependent) {
     EXPECT_EQ(bytesOf(assigned), SOME);
 }
 
-TEST(PackedMessage, TakesAnAssignmentOfAnyLength) {
+TEST(PackedMessageTest, TakesAnAssignmentOfAnyLength) {
     for (const int n : {16, 300}) {
         const std::unique_ptr<M> m = packed(SOME);
         const std::string other = to(1).says(std::string(static_cast<std::size_t>(n), 'x')).bytes();
@@ -76,7 +76,7 @@ TEST(PackedMessage, TakesAnAssignmentOfAnyLength) {
     }
 }
 
-TEST(PackedMessage, OfAHeaderAlone_AndOfTheLargestSize) {
+TEST(PackedMessageTest, OfAHeaderAlone_AndOfTheLargestSize) {
     for (const std::size_t n : {std::size_t{0}, std::size_t{65519}}) {
         const std::string bytes = to(1).says(std::string(n, 'x')).bytes();
         EXPECT_TRUE(bytesOf(*packed(bytes)) == bytes);

@@ -56,7 +56,7 @@ std::map<std::string, std::string> blocksOfThePage() {
     return blocks;
 }
 
-class ProtocolDoc : public testing::Test {
+class ProtocolDocTest : public testing::Test {
 protected:
     const std::string& bytes(const std::string& name) { return blocks[name]; }
 
@@ -79,7 +79,7 @@ protected:
 
 }  // namespace
 
-TEST_F(ProtocolDoc, Page_ShowsTheFourMessagesOfTheExample) {
+TEST_F(ProtocolDocTest, Page_ShowsTheFourMessagesOfTheExample) {
     ASSERT_EQ(blocks.size(), 4U);
     EXPECT_EQ(bytes("greeting").size(), 16U);
     EXPECT_EQ(bytes("message").size(), 31U);
@@ -87,18 +87,18 @@ TEST_F(ProtocolDoc, Page_ShowsTheFourMessagesOfTheExample) {
     EXPECT_EQ(hex(bytes("delivered")), hex(bytes("message")));
 }
 
-TEST_F(ProtocolDoc, Greeting_IsTheHeaderThatTheLibraryMakes) {
+TEST_F(ProtocolDocTest, Greeting_IsTheHeaderThatTheLibraryMakes) {
     M greeting;
     greeting.setSrcId(5);
     greeting.setTimestamp(CLOCK);
     EXPECT_EQ(hex(greeting.toByteArray()), hex(bytes("greeting")));
 }
 
-TEST_F(ProtocolDoc, Message_IsWhatTheWritersMake) {
+TEST_F(ProtocolDocTest, Message_IsWhatTheWritersMake) {
     EXPECT_EQ(hex(exampleMessage().toByteArray()), hex(bytes("message")));
 }
 
-TEST_F(ProtocolDoc, Message_IsReadBackAsThePageExplainsIt) {
+TEST_F(ProtocolDocTest, Message_IsReadBackAsThePageExplainsIt) {
     M m(block(bytes("message")));
     EXPECT_EQ(m.getLength(), 31);
     EXPECT_EQ(m.getDestId(), 7);
@@ -116,7 +116,7 @@ TEST_F(ProtocolDoc, Message_IsReadBackAsThePageExplainsIt) {
 }
 
 /** A client of the library, but for the time stamps, which are the clock's. */
-TEST_F(ProtocolDoc, Client_SendsTheGreetingAndTheMessage) {
+TEST_F(ProtocolDocTest, Client_SendsTheGreetingAndTheMessage) {
     net::Listener listener;
     CA five(5, "127.0.0.1", listener.port());
     five.start();
@@ -131,7 +131,7 @@ TEST_F(ProtocolDoc, Client_SendsTheGreetingAndTheMessage) {
     }
 }
 
-TEST_F(ProtocolDoc, Server_AsksClient0AndDeliversTheMessage) {
+TEST_F(ProtocolDocTest, Server_AsksClient0AndDeliversTheMessage) {
     bus::Server server;
     Client zero = server.connect(0);
     Client five = Client::connectedTo(server.port());

@@ -44,7 +44,7 @@ private:
 };
 
 template <class Queue>
-class BusQueue : public testing::Test {
+class BusQueueTest : public testing::Test {
 protected:
     using Peer = typename QueueOwner<Queue>::Peer;
 
@@ -75,9 +75,9 @@ protected:
     std::unique_ptr<Queue> queue{new Queue(owner.get())};
 };
 
-TYPED_TEST_SUITE_P(BusQueue);
+TYPED_TEST_SUITE_P(BusQueueTest);
 
-TYPED_TEST_P(BusQueue, New_IsOpenWithEmptyBandsOfSegmentsOf1000AndNoBound) {
+TYPED_TEST_P(BusQueueTest, New_IsOpenWithEmptyBandsOfSegmentsOf1000AndNoBound) {
     EXPECT_FALSE(this->closed());
     EXPECT_TRUE(this->queue->isEmpty());
     EXPECT_EQ(this->queue->get(), nullptr);
@@ -90,7 +90,7 @@ TYPED_TEST_P(BusQueue, New_IsOpenWithEmptyBandsOfSegmentsOf1000AndNoBound) {
     EXPECT_EQ(this->signals(), 0);
 }
 
-TYPED_TEST_P(BusQueue, Add_ChoosesTheBandByFlagAndPriority) {
+TYPED_TEST_P(BusQueueTest, Add_ChoosesTheBandByFlagAndPriority) {
     M m;
     for (int flag = 0; flag < 256; flag++) {
         for (int priority = 0; priority < 256; priority++) {
@@ -108,7 +108,7 @@ TYPED_TEST_P(BusQueue, Add_ChoosesTheBandByFlagAndPriority) {
     }
 }
 
-TYPED_TEST_P(BusQueue, Add_QueuesACopyAndLeavesTheMessageToItsOwner) {
+TYPED_TEST_P(BusQueueTest, Add_QueuesACopyAndLeavesTheMessageToItsOwner) {
     M m;
     m.setSection(1);
     m.addString("abc");
@@ -125,21 +125,21 @@ TYPED_TEST_P(BusQueue, Add_QueuesACopyAndLeavesTheMessageToItsOwner) {
     EXPECT_EQ(m.getSection(), 2);
 }
 
-TYPED_TEST_P(BusQueue, Add_NotifiesTheOwnerOfEachMessageAndReturnsItsResult) {
+TYPED_TEST_P(BusQueueTest, Add_NotifiesTheOwnerOfEachMessageAndReturnsItsResult) {
     for (int i = 1; i <= 5; i++) {
         EXPECT_EQ(this->add(0, i, 0), 0);
         EXPECT_EQ(this->signals(), i);
     }
 }
 
-TYPED_TEST_P(BusQueue, Add_NotifiesTheOwnerAlsoWhenTheBandRefuses) {
+TYPED_TEST_P(BusQueueTest, Add_NotifiesTheOwnerAlsoWhenTheBandRefuses) {
     for (JQueue* band : this->bands()) JQueuePeer::setCapacity(*band, 0);
     this->add(0, 0, 1);
     EXPECT_EQ(this->signals(), 1);
     EXPECT_EQ(this->queue->get(), nullptr);
 }
 
-TYPED_TEST_P(BusQueue, Get_ServesTheBandsInOrderAndEachInOrderOfArrival) {
+TYPED_TEST_P(BusQueueTest, Get_ServesTheBandsInOrderAndEachInOrderOfArrival) {
     const std::vector<Wire> messages = QueueOwner<TypeParam>::oneForEachBand();
     unsigned number = 0;
     for (int round = 0; round < 3; round++)
@@ -150,7 +150,7 @@ TYPED_TEST_P(BusQueue, Get_ServesTheBandsInOrderAndEachInOrderOfArrival) {
     EXPECT_EQ(this->next(), -1);
 }
 
-TYPED_TEST_P(BusQueue, Get_TakesTheMostUrgentOfWhatIsThereNow) {
+TYPED_TEST_P(BusQueueTest, Get_TakesTheMostUrgentOfWhatIsThereNow) {
     const std::vector<Wire> messages = QueueOwner<TypeParam>::oneForEachBand();
     for (std::size_t i = messages.size(); i-- > 0;) {
         this->add(Wire(messages[i]).about(static_cast<unsigned>(i)));
@@ -159,14 +159,14 @@ TYPED_TEST_P(BusQueue, Get_TakesTheMostUrgentOfWhatIsThereNow) {
     }
 }
 
-TYPED_TEST_P(BusQueue, Get_HandsTheMessageOver) {
+TYPED_TEST_P(BusQueueTest, Get_HandsTheMessageOver) {
     this->add(0, 0, 7);
     const std::unique_ptr<M> m = this->get();
     this->queue.reset();
     EXPECT_EQ(m->getSection(), 7);
 }
 
-TYPED_TEST_P(BusQueue, IsEmpty_OnlyWhenEveryBandIs) {
+TYPED_TEST_P(BusQueueTest, IsEmpty_OnlyWhenEveryBandIs) {
     for (const Wire& w : QueueOwner<TypeParam>::oneForEachBand()) {
         this->add(w);
         EXPECT_FALSE(this->queue->isEmpty());
@@ -175,7 +175,7 @@ TYPED_TEST_P(BusQueue, IsEmpty_OnlyWhenEveryBandIs) {
     }
 }
 
-TYPED_TEST_P(BusQueue, Size_CountsTheMessagesOfAllBands) {
+TYPED_TEST_P(BusQueueTest, Size_CountsTheMessagesOfAllBands) {
     int expected = 0;
     EXPECT_EQ(this->queue->size(), 0);
     for (const Wire& w : QueueOwner<TypeParam>::oneForEachBand()) {
@@ -188,7 +188,7 @@ TYPED_TEST_P(BusQueue, Size_CountsTheMessagesOfAllBands) {
     EXPECT_EQ(expected, 0);
 }
 
-TYPED_TEST_P(BusQueue, Size_OfAClosedQueueIs0) {
+TYPED_TEST_P(BusQueueTest, Size_OfAClosedQueueIs0) {
     this->add(0, 0, 1);
     this->closed() = true;
     EXPECT_EQ(this->queue->size(), 0);
@@ -196,7 +196,7 @@ TYPED_TEST_P(BusQueue, Size_OfAClosedQueueIs0) {
     EXPECT_EQ(this->queue->size(), 1);
 }
 
-TYPED_TEST_P(BusQueue, SlowConsumer_LosesNothing) {
+TYPED_TEST_P(BusQueueTest, SlowConsumer_LosesNothing) {
     std::mt19937 random(1);
     std::vector<std::vector<int>> expected(TestFixture::BANDS);
     for (int i = 0; i < 5000; i++) {
@@ -211,7 +211,7 @@ TYPED_TEST_P(BusQueue, SlowConsumer_LosesNothing) {
     EXPECT_TRUE(this->queue->isEmpty());
 }
 
-TYPED_TEST_P(BusQueue, FlaggedMessageBehind5000Others_IsTakenFirst) {
+TYPED_TEST_P(BusQueueTest, FlaggedMessageBehind5000Others_IsTakenFirst) {
     for (unsigned i = 0; i < 5000; i++) this->add(0, static_cast<int>(i % 3), i);
     this->add(SYNC, 255, 5000);
     EXPECT_EQ(this->next(), 5000);
@@ -220,7 +220,7 @@ TYPED_TEST_P(BusQueue, FlaggedMessageBehind5000Others_IsTakenFirst) {
 
 // ---- taking over ----
 
-TYPED_TEST_P(BusQueue, Adopt_TakesTheMessageItself) {
+TYPED_TEST_P(BusQueueTest, Adopt_TakesTheMessageItself) {
     auto* const m = new M;
     m->setSection(7);
     EXPECT_EQ(this->queue->adopt(m), 0);
@@ -228,7 +228,7 @@ TYPED_TEST_P(BusQueue, Adopt_TakesTheMessageItself) {
     EXPECT_EQ(this->get().get(), m);
 }
 
-TYPED_TEST_P(BusQueue, Adopt_DestroysAMessageThatIsNotQueued) {
+TYPED_TEST_P(BusQueueTest, Adopt_DestroysAMessageThatIsNotQueued) {
     int destroyed = 0;
     for (JQueue* band : this->bands()) JQueuePeer::setCapacity(*band, 0);
     this->queue->adopt(new Tracked(Wire(), [&] { destroyed++; }));
@@ -241,7 +241,7 @@ TYPED_TEST_P(BusQueue, Adopt_DestroysAMessageThatIsNotQueued) {
 
 // ---- the end ----
 
-TYPED_TEST_P(BusQueue, Closed_QueuesAndYieldsNothingButStillNotifies) {
+TYPED_TEST_P(BusQueueTest, Closed_QueuesAndYieldsNothingButStillNotifies) {
     this->add(0, 0, 1);
     this->closed() = true;
     EXPECT_EQ(this->add(0, 0, 2), 0);
@@ -253,7 +253,7 @@ TYPED_TEST_P(BusQueue, Closed_QueuesAndYieldsNothingButStillNotifies) {
     EXPECT_EQ(this->next(), -1);
 }
 
-TYPED_TEST_P(BusQueue, Destructor_DestroysWhatIsStillQueuedBandByBand) {
+TYPED_TEST_P(BusQueueTest, Destructor_DestroysWhatIsStillQueuedBandByBand) {
     std::vector<int> destroyed;
     int band = 0;
     for (const Wire& w : QueueOwner<TypeParam>::oneForEachBand()) {
@@ -265,7 +265,7 @@ TYPED_TEST_P(BusQueue, Destructor_DestroysWhatIsStillQueuedBandByBand) {
     EXPECT_EQ(destroyed, QueueOwner<TypeParam>::destroyedInOrder());
 }
 
-TYPED_TEST_P(BusQueue, Destructor_WhileItRunsNothingComesInOrOut) {
+TYPED_TEST_P(BusQueueTest, Destructor_WhileItRunsNothingComesInOrOut) {
     const int first = QueueOwner<TypeParam>::destroyedInOrder()[0] / 10;
     const Wire w = QueueOwner<TypeParam>::oneForEachBand()[static_cast<std::size_t>(first)];
     TypeParam& dying = *this->queue;
@@ -288,7 +288,7 @@ TYPED_TEST_P(BusQueue, Destructor_WhileItRunsNothingComesInOrOut) {
 
 // ---- threads ----
 
-TYPED_TEST_P(BusQueue, Lock_IsHeldByEveryOperation) {
+TYPED_TEST_P(BusQueueTest, Lock_IsHeldByEveryOperation) {
     M m;
     const std::vector<std::function<void()>> operations = {
         [&] { this->queue->add(m); }, [&] { this->get(); },         [&] { this->queue->isEmpty(); },
@@ -306,7 +306,7 @@ TYPED_TEST_P(BusQueue, Lock_IsHeldByEveryOperation) {
     }
 }
 
-TYPED_TEST_P(BusQueue, Lock_IsFreeWhenTheOwnerIsNotified) {
+TYPED_TEST_P(BusQueueTest, Lock_IsFreeWhenTheOwnerIsNotified) {
     M m;
     auto inTheWay = std::make_unique<jay::detail::JEventPeer::Held>(this->owner.event());
     support::Thread producer([&] { this->queue->add(m); });
@@ -319,7 +319,7 @@ TYPED_TEST_P(BusQueue, Lock_IsFreeWhenTheOwnerIsNotified) {
     EXPECT_TRUE(this->queue->isEmpty());
 }
 
-TYPED_TEST_P(BusQueue, ManyProducers_EachKeepsItsOrderWithinABand) {
+TYPED_TEST_P(BusQueueTest, ManyProducers_EachKeepsItsOrderWithinABand) {
     constexpr int PRODUCERS = 4;
     constexpr int EACH = 1500;
     std::vector<std::unique_ptr<support::Thread>> producers;
@@ -347,7 +347,7 @@ TYPED_TEST_P(BusQueue, ManyProducers_EachKeepsItsOrderWithinABand) {
 }
 
 REGISTER_TYPED_TEST_SUITE_P(
-    BusQueue, New_IsOpenWithEmptyBandsOfSegmentsOf1000AndNoBound, Add_ChoosesTheBandByFlagAndPriority,
+    BusQueueTest, New_IsOpenWithEmptyBandsOfSegmentsOf1000AndNoBound, Add_ChoosesTheBandByFlagAndPriority,
     Add_QueuesACopyAndLeavesTheMessageToItsOwner, Add_NotifiesTheOwnerOfEachMessageAndReturnsItsResult,
     Add_NotifiesTheOwnerAlsoWhenTheBandRefuses, Get_ServesTheBandsInOrderAndEachInOrderOfArrival,
     Get_TakesTheMostUrgentOfWhatIsThereNow, Get_HandsTheMessageOver, IsEmpty_OnlyWhenEveryBandIs,

@@ -99,7 +99,7 @@ public:
 
 // ---- the parts ----
 
-TEST(SA, Constructor_StartsTheReaderOnly) {
+TEST(SATest, Constructor_StartsTheReaderOnly) {
     SteppedAgent agent;
     EXPECT_EQ(SAPeer::id(*agent), 7);
     EXPECT_EQ(SAPeer::state(*agent), ABSENT);
@@ -113,7 +113,7 @@ TEST(SA, Constructor_StartsTheReaderOnly) {
     EXPECT_EQ(JThreadPeer::state(*agent), 1);
 }
 
-TEST(SA, Add_CountsQueuesACopyAndWakesTheAgent) {
+TEST(SATest, Add_CountsQueuesACopyAndWakesTheAgent) {
     SteppedAgent agent;
     agent.add(to(7).from(5).says("x"));
     EXPECT_EQ(SAPeer::in(*agent), 1);
@@ -122,7 +122,7 @@ TEST(SA, Add_CountsQueuesACopyAndWakesTheAgent) {
     EXPECT_EQ(bus::wire(*m), to(7).from(5).says("x").claims(17));
 }
 
-TEST(SA, Reqid_IsTheSenderOfTheFirstMessage_OrTheAgentsOwnId) {
+TEST(SATest, Reqid_IsTheSenderOfTheFirstMessage_OrTheAgentsOwnId) {
     SteppedAgent agent;
     EXPECT_EQ(agent->reqid(), 7);
     agent.add(to(7).from(5).urgency(9));
@@ -130,7 +130,7 @@ TEST(SA, Reqid_IsTheSenderOfTheFirstMessage_OrTheAgentsOwnId) {
     EXPECT_EQ(agent->reqid(), 6);
 }
 
-TEST(SA, Sync_HandsTheManagerASyncMessageAboutTheClient) {
+TEST(SATest, Sync_HandsTheManagerASyncMessageAboutTheClient) {
     SteppedAgent agent;
     agent.add(to(7).from(5));
     agent->sync();
@@ -138,7 +138,7 @@ TEST(SA, Sync_HandsTheManagerASyncMessageAboutTheClient) {
     EXPECT_EQ(SMPeer::in(agent.sm), 1);
 }
 
-TEST(SA, Stop_WakesTheAgent) {
+TEST(SATest, Stop_WakesTheAgent) {
     SteppedAgent agent;
     agent->stop();
     EXPECT_TRUE(SAPeer::isStopped(*agent));
@@ -147,7 +147,7 @@ TEST(SA, Stop_WakesTheAgent) {
 
 // ---- the time of day is set ----
 
-TEST(SA, TheTimeOfDaySetBack_ClientZeroIsAskedAgainInTime) {
+TEST(SATest, TheTimeOfDaySetBack_ClientZeroIsAskedAgainInTime) {
     SteppedAgent agent;
     agent.add(to(7).from(5));
     agent.step();
@@ -158,7 +158,7 @@ TEST(SA, TheTimeOfDaySetBack_ClientZeroIsAskedAgainInTime) {
     EXPECT_EQ(SAPeer::state(*agent), ABSENT);
 }
 
-TEST(SA, TheTimeOfDaySetBack_AnUnansweredTimedMessageIsReported) {
+TEST(SATest, TheTimeOfDaySetBack_AnUnansweredTimedMessageIsReported) {
     Server server;
     Client zero = server.connect(0);
     Client client = server.connect(5);
@@ -168,7 +168,7 @@ TEST(SA, TheTimeOfDaySetBack_AnUnansweredTimedMessageIsReported) {
     zero.expect(wakeUp(5, 5));
 }
 
-TEST(SA, TheTimeOfDaySetForward_ATimedMessageIsStillWaitedFor) {
+TEST(SATest, TheTimeOfDaySetForward_ATimedMessageIsStillWaitedFor) {
     Server server;
     Client client = server.connect(5);
     server.add(to(5).from(3).flagged(TIMED).stamped(60000));
@@ -183,14 +183,14 @@ TEST(SA, TheTimeOfDaySetForward_ATimedMessageIsStillWaitedFor) {
 
 // ---- the steps, one state after the other ----
 
-TEST(SA, Step_Absent_WithoutMessages_DoesNothing) {
+TEST(SATest, Step_Absent_WithoutMessages_DoesNothing) {
     SteppedAgent agent;
     agent.step();
     EXPECT_EQ(SAPeer::state(*agent), ABSENT);
     EXPECT_EQ(SMPeer::in(agent.sm), 0);
 }
 
-TEST(SA, Step_Absent_WithMessages_AsksClientZeroFor30Seconds) {
+TEST(SATest, Step_Absent_WithMessages_AsksClientZeroFor30Seconds) {
     SteppedAgent agent;
     agent.add(to(7).from(5));
     const long long before = now();
@@ -202,14 +202,14 @@ TEST(SA, Step_Absent_WithMessages_AsksClientZeroFor30Seconds) {
     EXPECT_FALSE(SAPeer::queue(*agent).isEmpty());
 }
 
-TEST(SA, Step_Absent_GoesByWhetherMessagesWaitedWhenTheRoundBegan) {
+TEST(SATest, Step_Absent_GoesByWhetherMessagesWaitedWhenTheRoundBegan) {
     SteppedAgent agent;
     agent.add(to(7).from(5));
     SAPeer::step(*agent, false, agent.deadline);
     EXPECT_EQ(SAPeer::state(*agent), ABSENT);
 }
 
-TEST(SA, Step_Asked_WaitsForTheDeadline_ThenGoesBackToAbsent) {
+TEST(SATest, Step_Asked_WaitsForTheDeadline_ThenGoesBackToAbsent) {
     SteppedAgent agent;
     agent.add(to(7).from(5));
     agent.step();
@@ -225,7 +225,7 @@ TEST(SA, Step_Asked_WaitsForTheDeadline_ThenGoesBackToAbsent) {
     EXPECT_EQ(agent.handedOver(), wakeUp(7, 5).claims(16));
 }
 
-TEST(SA, Step_Connected_SendsWhatWaitsInTheFirstBand) {
+TEST(SATest, Step_Connected_SendsWhatWaitsInTheFirstBand) {
     SteppedAgent agent;
     Client client = agent.connect();
     EXPECT_EQ(SAPeer::state(*agent), CONNECTED);
@@ -243,7 +243,7 @@ TEST(SA, Step_Connected_SendsWhatWaitsInTheFirstBand) {
     EXPECT_EQ(SAPeer::state(*agent), CONNECTED);
 }
 
-TEST(SA, Step_Connected_AMessageTooLargeToGather_GoesAlone) {
+TEST(SATest, Step_Connected_AMessageTooLargeToGather_GoesAlone) {
     SteppedAgent agent;
     Client client = agent.connect();
     const Wire large = to(7).from(5).says(std::string(60000, 'x'));
@@ -256,7 +256,7 @@ TEST(SA, Step_Connected_AMessageTooLargeToGather_GoesAlone) {
     client.expect(to(7).from(5).says("small"));
 }
 
-TEST(SA, Deliver_SendsOnTheCallingThread) {
+TEST(SATest, Deliver_SendsOnTheCallingThread) {
     SteppedAgent agent;
     Client client = agent.connect();
     SAPeer::event(*agent).reset();  // the connection's
@@ -269,7 +269,7 @@ TEST(SA, Deliver_SendsOnTheCallingThread) {
     EXPECT_EQ(SAPeer::in(*agent), 2);
 }
 
-TEST(SA, Deliver_OfALongQueue_LeavesTheMostOfItToTheAgent) {
+TEST(SATest, Deliver_OfALongQueue_LeavesTheMostOfItToTheAgent) {
     SteppedAgent agent;
     Client client = agent.connect();
     SAPeer::event(*agent).wait(0);
@@ -282,7 +282,7 @@ TEST(SA, Deliver_OfALongQueue_LeavesTheMostOfItToTheAgent) {
     for (unsigned i = 0; i < COUNT; i++) ASSERT_EQ(client.receive().section, i);
 }
 
-TEST(SA, Deliver_LeavesToTheAgentWhatIsNotForItAlone) {
+TEST(SATest, Deliver_LeavesToTheAgentWhatIsNotForItAlone) {
     SteppedAgent agent;
     const auto expectLeft = [&](const char* why) {
         while (SAPeer::event(*agent).count() > 0) SAPeer::event(*agent).wait(0);
@@ -305,7 +305,7 @@ TEST(SA, Deliver_LeavesToTheAgentWhatIsNotForItAlone) {
     client.expectNothing();
 }
 
-TEST(SA, Deliver_ToAClientThatDoesNotRead_NeverWaits_AndNothingIsLost) {
+TEST(SATest, Deliver_ToAClientThatDoesNotRead_NeverWaits_AndNothingIsLost) {
     SteppedAgent agent;
     Client client = agent.connect();
     SAPeer::event(*agent).wait(0);
@@ -337,7 +337,7 @@ TEST(SA, Deliver_ToAClientThatDoesNotRead_NeverWaits_AndNothingIsLost) {
     sender.join();
 }
 
-TEST(SA, ANewConnection_DoesNotGetTheRestOfAFormerMessage) {
+TEST(SATest, ANewConnection_DoesNotGetTheRestOfAFormerMessage) {
     SteppedAgent agent;
     Client former = agent.connect();
     OutboxPeer::rest(SAPeer::outbox(*agent)) = std::make_unique<JByte>("rest", 0, 4);
@@ -350,7 +350,7 @@ TEST(SA, ANewConnection_DoesNotGetTheRestOfAFormerMessage) {
     client.expect(to(7).from(5).says("new"));
 }
 
-TEST(SA, Step_Connected_TurnsATimedMessageIntoATimer) {
+TEST(SATest, Step_Connected_TurnsATimedMessageIntoATimer) {
     SteppedAgent agent;
     Client client = agent.connect();
     agent.add(to(7).from(5).flagged(TIMED | SYNC | 0x80).stamped(5000).says("x"));
@@ -366,7 +366,7 @@ TEST(SA, Step_Connected_TurnsATimedMessageIntoATimer) {
     EXPECT_EQ(received.payload, "x");
 }
 
-TEST(SA, Step_Connected_ASecondTimedMessageDoesNotMoveTheExpiry) {
+TEST(SATest, Step_Connected_ASecondTimedMessageDoesNotMoveTheExpiry) {
     SteppedAgent agent;
     Client client = agent.connect();
     agent.add(to(7).from(5).flagged(TIMED).stamped(5000));
@@ -381,7 +381,7 @@ TEST(SA, Step_Connected_ASecondTimedMessageDoesNotMoveTheExpiry) {
     for (int i = 0; i < 3; i++) EXPECT_EQ(client.receive().flag, 0);
 }
 
-TEST(SA, Step_Connected_BeforeTheExpiry_GoesOnSending) {
+TEST(SATest, Step_Connected_BeforeTheExpiry_GoesOnSending) {
     SteppedAgent agent;
     Client client = agent.connect();
     SAPeer::timedStamp(*agent) = now() + 60000;
@@ -391,7 +391,7 @@ TEST(SA, Step_Connected_BeforeTheExpiry_GoesOnSending) {
     EXPECT_EQ(SAPeer::state(*agent), CONNECTED);
 }
 
-TEST(SA, Step_Connected_AfterTheExpiry_StopsSendingAndAsks) {
+TEST(SATest, Step_Connected_AfterTheExpiry_StopsSendingAndAsks) {
     SteppedAgent agent;
     Client client = agent.connect();
     SAPeer::timedStamp(*agent) = now() - 1;
@@ -409,7 +409,7 @@ TEST(SA, Step_Connected_AfterTheExpiry_StopsSendingAndAsks) {
     EXPECT_FALSE(agent->active());
 }
 
-TEST(SA, Step_Connected_AfterTheExpiry_WithNothingQueued_AsksInItsOwnName) {
+TEST(SATest, Step_Connected_AfterTheExpiry_WithNothingQueued_AsksInItsOwnName) {
     SteppedAgent agent;
     Client client = agent.connect();
     SAPeer::timedStamp(*agent) = now() - 1;
@@ -417,7 +417,7 @@ TEST(SA, Step_Connected_AfterTheExpiry_WithNothingQueued_AsksInItsOwnName) {
     EXPECT_EQ(agent.handedOver(), wakeUp(7, 7).claims(16));
 }
 
-TEST(SA, Step_Connected_WhenTheWriteFails_LosesTheMessageAndTheConnection) {
+TEST(SATest, Step_Connected_WhenTheWriteFails_LosesTheMessageAndTheConnection) {
     SteppedAgent agent;
     Client client = agent.connect();
     agent.add(to(7).from(5));
@@ -429,7 +429,7 @@ TEST(SA, Step_Connected_WhenTheWriteFails_LosesTheMessageAndTheConnection) {
     EXPECT_TRUE(SAPeer::queue(*agent).isEmpty());
 }
 
-TEST(SA, Step_Connected_WhenTheWriteFails_LosesTheFirstOfManyMessagesOnly) {
+TEST(SATest, Step_Connected_WhenTheWriteFails_LosesTheFirstOfManyMessagesOnly) {
     SteppedAgent agent;
     {
         const Client client = agent.connect();
@@ -450,7 +450,7 @@ TEST(SA, Step_Connected_WhenTheWriteFails_LosesTheFirstOfManyMessagesOnly) {
     next.expectNothing();
 }
 
-TEST(SA, Step_Connected_WhenTheRestOfAMessageCannotBeSent_LosesThatMessageOnly) {
+TEST(SATest, Step_Connected_WhenTheRestOfAMessageCannotBeSent_LosesThatMessageOnly) {
     SteppedAgent agent;
     Client client = agent.connect();
     OutboxPeer::rest(SAPeer::outbox(*agent)) = std::make_unique<JByte>("rest", 0, 4);
@@ -467,7 +467,7 @@ TEST(SA, Step_Connected_WhenTheRestOfAMessageCannotBeSent_LosesThatMessageOnly) 
     next.expect(to(7).from(5).says("next"));
 }
 
-TEST(SA, Step_Connected_WhatAClientThatIsGoneCannotTakeIsHeldBack) {
+TEST(SATest, Step_Connected_WhatAClientThatIsGoneCannotTakeIsHeldBack) {
     SteppedAgent agent;
     Client client = agent.connect();
     agent.addQuietly(to(7).from(5).flagged(TIMED).stamped(60000));
@@ -481,7 +481,7 @@ TEST(SA, Step_Connected_WhatAClientThatIsGoneCannotTakeIsHeldBack) {
     EXPECT_EQ(SAPeer::state(*agent), CONNECTED);
 }
 
-TEST(SA, AClientThatSendsAndIsGoneWhileItsMessagesAreRead_LosesNothingThatIsKeptForIt) {
+TEST(SATest, AClientThatSendsAndIsGoneWhileItsMessagesAreRead_LosesNothingThatIsKeptForIt) {
     Server server;
     Client receiver = server.connect(6);
     Client client = server.attach(5);
@@ -500,7 +500,7 @@ TEST(SA, AClientThatSendsAndIsGoneWhileItsMessagesAreRead_LosesNothingThatIsKept
     for (unsigned i = 0; i < 100; i++) ASSERT_EQ(again.receive().section, i);
 }
 
-TEST(SA, AConnectionLostWithAMessageHalfSent_LogsTheMessage) {
+TEST(SATest, AConnectionLostWithAMessageHalfSent_LogsTheMessage) {
     SteppedAgent agent;
     Client client = agent.connect();
     OutboxPeer::rest(SAPeer::outbox(*agent)) = std::make_unique<JByte>("rest", 0, 4);
@@ -511,7 +511,7 @@ TEST(SA, AConnectionLostWithAMessageHalfSent_LogsTheMessage) {
     EXPECT_EQ(agent.log.count(agentLine(7, "error send message!!!")), 1);
 }
 
-TEST(SA, Step_Lost_ClosesTheSocket_AndWaitsThreeSeconds) {
+TEST(SATest, Step_Lost_ClosesTheSocket_AndWaitsThreeSeconds) {
     SteppedAgent agent;
     Client client = agent.connect();
     agent->close();
@@ -526,7 +526,7 @@ TEST(SA, Step_Lost_ClosesTheSocket_AndWaitsThreeSeconds) {
     EXPECT_NE(SAPeer::connection(*agent).get(), nullptr);
 }
 
-TEST(SA, Step_Closed_DestroysTheSocketOnceTheReaderHasLetGo) {
+TEST(SATest, Step_Closed_DestroysTheSocketOnceTheReaderHasLetGo) {
     SteppedAgent agent;
     Client client = agent.connectAndClose();
     agent.deadline = now() - 1;
@@ -544,7 +544,7 @@ TEST(SA, Step_Closed_DestroysTheSocketOnceTheReaderHasLetGo) {
     }
 }
 
-TEST(SA, Step_Closed_AfterTheDeadlineGoesBackToAbsent) {
+TEST(SATest, Step_Closed_AfterTheDeadlineGoesBackToAbsent) {
     SteppedAgent agent;
     SAPeer::state(*agent) = CLOSED;
     agent.deadline = now() + 3000;
@@ -557,7 +557,7 @@ TEST(SA, Step_Closed_AfterTheDeadlineGoesBackToAbsent) {
 
 // ---- close, in every state ----
 
-TEST(SA, Close_WithoutAConnection_DoesNothing) {
+TEST(SATest, Close_WithoutAConnection_DoesNothing) {
     SteppedAgent agent;
     for (const int state : {ABSENT, ASKED}) {
         SAPeer::state(*agent) = state;
@@ -566,7 +566,7 @@ TEST(SA, Close_WithoutAConnection_DoesNothing) {
     }
 }
 
-TEST(SA, Close_Connected_OnlyTellsTheAgent) {
+TEST(SATest, Close_Connected_OnlyTellsTheAgent) {
     SteppedAgent agent;
     SAPeer::state(*agent) = CONNECTED;
     agent->close();
@@ -574,14 +574,14 @@ TEST(SA, Close_Connected_OnlyTellsTheAgent) {
     EXPECT_EQ(SAPeer::event(*agent).count(), 1);
 }
 
-TEST(SA, Close_Lost_WithoutASocket_GoesOnToClosed) {
+TEST(SATest, Close_Lost_WithoutASocket_GoesOnToClosed) {
     SteppedAgent agent;
     SAPeer::state(*agent) = LOST;
     agent->close();
     EXPECT_EQ(SAPeer::state(*agent), CLOSED);
 }
 
-TEST(SA, Close_Closed_WaitsForTheReader_WithTheLockFree) {
+TEST(SATest, Close_Closed_WaitsForTheReader_WithTheLockFree) {
     SteppedAgent agent;
     Client client = agent.connectAndClose();
     support::Thread closer([&] { agent->close(); });
@@ -594,7 +594,7 @@ TEST(SA, Close_Closed_WaitsForTheReader_WithTheLockFree) {
     agent.log.expect(agentLine(7, "close socket OK!!!"));
 }
 
-TEST(SA, Close_Closed_DoesNotWaitForAReaderThatEnds) {
+TEST(SATest, Close_Closed_DoesNotWaitForAReaderThatEnds) {
     SteppedAgent agent;
     Client client = agent.connectAndClose();
     SAPeer::endReader(*agent);
@@ -605,7 +605,7 @@ TEST(SA, Close_Closed_DoesNotWaitForAReaderThatEnds) {
 
 // ---- set ----
 
-TEST(SA, Set_Null_ClosesTheFormerConnectionAndAttachesNothing) {
+TEST(SATest, Set_Null_ClosesTheFormerConnectionAndAttachesNothing) {
     Server server;
     Client client = server.connect(5);
     EXPECT_EQ(server->set(5, nullptr), 0);
@@ -613,7 +613,7 @@ TEST(SA, Set_Null_ClosesTheFormerConnectionAndAttachesNothing) {
     EXPECT_NE(SAPeer::state(server.agent(5)), CONNECTED);
 }
 
-TEST(SA, Set_ClearsAPendingTimer) {
+TEST(SATest, Set_ClearsAPendingTimer) {
     Server server;
     Client client = server.connect(5);
     server.add(to(5).from(31).flagged(TIMED).stamped(60000));
@@ -623,7 +623,7 @@ TEST(SA, Set_ClearsAPendingTimer) {
     EXPECT_EQ(SAPeer::timedStamp(server.agent(5)), 0);
 }
 
-TEST(SA, Set_OnAnAgentThatIsEnding_TakesNothing) {
+TEST(SATest, Set_OnAnAgentThatIsEnding_TakesNothing) {
     SteppedAgent agent;
     SAPeer::endReader(*agent);
     JSocket socket("127.0.0.1", 1);
@@ -633,7 +633,7 @@ TEST(SA, Set_OnAnAgentThatIsEnding_TakesNothing) {
     EXPECT_EQ(agent->set(&socket), 0);
 }
 
-TEST(SA, Set_ByTwoThreadsAtOnce_LeavesOneConnectionAndBothReturn) {
+TEST(SATest, Set_ByTwoThreadsAtOnce_LeavesOneConnectionAndBothReturn) {
     Server server;
     for (int round = 0; round < 5; round++) {
         Client first;
@@ -649,7 +649,7 @@ TEST(SA, Set_ByTwoThreadsAtOnce_LeavesOneConnectionAndBothReturn) {
 
 // ---- a client that is not connected ----
 
-TEST(SA, Run_AsksClientZeroAtOnceWhenAMessageWaits) {
+TEST(SATest, Run_AsksClientZeroAtOnceWhenAMessageWaits) {
     Server server;
     Client zero = server.connect(0);
     server.add(to(5).from(3));
@@ -659,7 +659,7 @@ TEST(SA, Run_AsksClientZeroAtOnceWhenAMessageWaits) {
     server.expectNothingElse(zero, 0);
 }
 
-TEST(SA, Run_SendsWhatWasKept_FlaggedFirst_ThenPriorityZero_ThenTheRest) {
+TEST(SATest, Run_SendsWhatWasKept_FlaggedFirst_ThenPriorityZero_ThenTheRest) {
     Server server;
     int from = 0;
     for (const Wire& w : {Wire().urgency(255), Wire().urgency(1), Wire().urgency(0),
@@ -671,7 +671,7 @@ TEST(SA, Run_SendsWhatWasKept_FlaggedFirst_ThenPriorityZero_ThenTheRest) {
     for (const int next : {4, 3, 5, 1, 2}) EXPECT_EQ(client.receive().src, next);
 }
 
-TEST(SA, Run_SendsAtOnceWhatArrivesForAnIdleClient) {
+TEST(SATest, Run_SendsAtOnceWhatArrivesForAnIdleClient) {
     Server server;
     Client client = server.connect(5);
     const net::Stopwatch watch;
@@ -679,7 +679,7 @@ TEST(SA, Run_SendsAtOnceWhatArrivesForAnIdleClient) {
     EXPECT_LT(watch.ms(), net::LATE_MS);
 }
 
-TEST(SA, Run_WhileConnected_KeepsNoPace) {
+TEST(SATest, Run_WhileConnected_KeepsNoPace) {
     Server server;
     Client client = server.connect(5);
     const net::Stopwatch watch;
@@ -692,7 +692,7 @@ TEST(SA, Run_WhileConnected_KeepsNoPace) {
 
 // ---- TIMED ----
 
-TEST(SA, Timed_AnsweredInTime_NothingElseHappens) {
+TEST(SATest, Timed_AnsweredInTime_NothingElseHappens) {
     Server server;
     Client zero = server.connect(0);
     Client client = server.connect(5);
@@ -709,7 +709,7 @@ TEST(SA, Timed_AnsweredInTime_NothingElseHappens) {
     EXPECT_EQ(server.log.count("clear timed time-stamp"), 1);
 }
 
-TEST(SA, Timed_AnsweredByAnyMessage_EvenOneThatCannotBeRouted) {
+TEST(SATest, Timed_AnsweredByAnyMessage_EvenOneThatCannotBeRouted) {
     Server server;
     Client client = server.connect(5);
     server.add(to(5).from(3).flagged(TIMED).stamped(60000));
@@ -718,7 +718,7 @@ TEST(SA, Timed_AnsweredByAnyMessage_EvenOneThatCannotBeRouted) {
     server.log.expect(agentLine(5, "clear timed time-stamp"));
 }
 
-TEST(SA, Timed_AfterAnAnswer_TheNextOneSetsANewTimer) {
+TEST(SATest, Timed_AfterAnAnswer_TheNextOneSetsANewTimer) {
     Server server;
     Client client = server.connect(5);
     for (int i = 1; i <= 2; i++) {
@@ -730,7 +730,7 @@ TEST(SA, Timed_AfterAnAnswer_TheNextOneSetsANewTimer) {
     }
 }
 
-TEST(SA, Timed_Unanswered_AsksClientZeroAndSuspendsSending) {
+TEST(SATest, Timed_Unanswered_AsksClientZeroAndSuspendsSending) {
     Server server;
     Client zero = server.connect(0);
     Client client = server.connect(5);
@@ -747,7 +747,7 @@ TEST(SA, Timed_Unanswered_AsksClientZeroAndSuspendsSending) {
     server.log.expectNo("clear timed");
 }
 
-TEST(SA, Timed_Unanswered_TheClientIsStillHeard) {
+TEST(SATest, Timed_Unanswered_TheClientIsStillHeard) {
     Server server;
     Client client = server.connect(5);
     Client other = server.connect(6);
@@ -758,7 +758,7 @@ TEST(SA, Timed_Unanswered_TheClientIsStillHeard) {
     EXPECT_EQ(SAPeer::state(server.agent(5)), ASKED);
 }
 
-TEST(SA, Timed_Unanswered_ANewConnectionTakesOver_AndTheOldOneIsReleased) {
+TEST(SATest, Timed_Unanswered_ANewConnectionTakesOver_AndTheOldOneIsReleased) {
     Server server;
     Client first = server.connect(5);
     const int descriptors = net::openDescriptors();
@@ -781,7 +781,7 @@ TEST(SA, Timed_Unanswered_ANewConnectionTakesOver_AndTheOldOneIsReleased) {
     EXPECT_TRUE(eventually([&] { return net::openDescriptors() == descriptors; }));
 }
 
-TEST(SA, Timed_Unanswered_TheClientMayGoByItself) {
+TEST(SATest, Timed_Unanswered_TheClientMayGoByItself) {
     Server server;
     Client client = server.connect(5);
     server.add(to(5).from(3).flagged(TIMED).stamped(1));
@@ -793,7 +793,7 @@ TEST(SA, Timed_Unanswered_TheClientMayGoByItself) {
     server.expectNothingElse(again, 5);
 }
 
-TEST(SA, Timed_Unanswered_TheConnectionOutlivesTheServer) {
+TEST(SATest, Timed_Unanswered_TheConnectionOutlivesTheServer) {
     Client client;
     {
         Server server;
@@ -806,7 +806,7 @@ TEST(SA, Timed_Unanswered_TheConnectionOutlivesTheServer) {
     EXPECT_TRUE(client.isOpen());
 }
 
-TEST(SA, Timed_ToAnAbsentClient_TheTimeRunsFromTheSending) {
+TEST(SATest, Timed_ToAnAbsentClient_TheTimeRunsFromTheSending) {
     Server server;
     server.add(to(5).from(3).flagged(TIMED).stamped(60000));
     EXPECT_TRUE(eventually([&] { return server.hasAgent(5) && !SAPeer::queue(server.agent(5)).isEmpty(); }));
@@ -819,7 +819,7 @@ TEST(SA, Timed_ToAnAbsentClient_TheTimeRunsFromTheSending) {
 
 // ---- what the reader takes in ----
 
-class SAReader : public testing::Test {
+class SAReaderTest : public testing::Test {
 protected:
     /** Waits until the server has taken in what was sent. */
     void expectTaken() {
@@ -846,12 +846,12 @@ protected:
     }
 };
 
-TEST_F(SAReader, TakesMessagesThatComeTogetherApart) {
+TEST_F(SAReaderTest, TakesMessagesThatComeTogetherApart) {
     for (int i = 0; i < 100; i++) sender.send(all);
     for (int i = 0; i < 100; i++) expectAll();
 }
 
-TEST_F(SAReader, PutsMessagesTogetherThatComeInTwoPieces_WhereverTheyAreSplit) {
+TEST_F(SAReaderTest, PutsMessagesTogetherThatComeInTwoPieces_WhereverTheyAreSplit) {
     for (std::size_t i = 1; i < all.size(); i++) {
         sender.send(all.substr(0, i));
         expectTaken();
@@ -860,7 +860,7 @@ TEST_F(SAReader, PutsMessagesTogetherThatComeInTwoPieces_WhereverTheyAreSplit) {
     }
 }
 
-TEST_F(SAReader, PutsMessagesTogetherThatComeByteByByte) {
+TEST_F(SAReaderTest, PutsMessagesTogetherThatComeByteByByte) {
     for (const char c : all) {
         sender.send(std::string(1, c));
         expectTaken();
@@ -868,14 +868,14 @@ TEST_F(SAReader, PutsMessagesTogetherThatComeByteByByte) {
     expectAll();
 }
 
-TEST_F(SAReader, TakesALengthOf16OrLessForAHeaderAlone) {
+TEST_F(SAReaderTest, TakesALengthOf16OrLessForAHeaderAlone) {
     for (const int length : {0, 1, 8, 15, 16}) {
         sender.send(to(6).from(5).about(4).claims(length));
         receiver.expect(to(6).from(5).about(4).claims(16));
     }
 }
 
-TEST_F(SAReader, TakesAPayloadOfOneByteAndOfTheLargestSize) {
+TEST_F(SAReaderTest, TakesAPayloadOfOneByteAndOfTheLargestSize) {
     for (const int size : {1, 65519}) {
         const Wire m = to(6).from(5).says(net::pattern(size));
         sender.send(m);
@@ -883,7 +883,7 @@ TEST_F(SAReader, TakesAPayloadOfOneByteAndOfTheLargestSize) {
     }
 }
 
-TEST_F(SAReader, ACloseWithinAMessage_DropsItAndDisconnects) {
+TEST_F(SAReaderTest, ACloseWithinAMessage_DropsItAndDisconnects) {
     for (std::size_t i = 1; i < second.bytes().size(); i++) {
         sender.send(second.bytes().substr(0, i));
         sender.close();
@@ -893,13 +893,13 @@ TEST_F(SAReader, ACloseWithinAMessage_DropsItAndDisconnects) {
     server.expectNothingElse(receiver, 6);
 }
 
-TEST_F(SAReader, AResetDisconnects) {
+TEST_F(SAReaderTest, AResetDisconnects) {
     sender.reset();
     server.log.expect(agentLine(5, "disconnected!!!"));
     server.log.expect(agentLine(5, "close socket OK!!!"));
 }
 
-TEST_F(SAReader, APayloadThatNeverCompletes_HoldsNothingButItsOwnConnection) {
+TEST_F(SAReaderTest, APayloadThatNeverCompletes_HoldsNothingButItsOwnConnection) {
     sender.send(to(6).from(5).claims(65535).says("the beginning"));
     expectTaken();
     Client other = server.connect(7);
@@ -911,7 +911,7 @@ TEST_F(SAReader, APayloadThatNeverCompletes_HoldsNothingButItsOwnConnection) {
     server.expectNothingElse(receiver, 6);
 }
 
-TEST_F(SAReader, ATimeOutWithinAPayload_DropsTheMessage_AndTheNextBytesAreAHeader) {
+TEST_F(SAReaderTest, ATimeOutWithinAPayload_DropsTheMessage_AndTheNextBytesAreAHeader) {
     const Wire cut = to(6).from(5).about(1).claims(32);
     const Wire next = to(6).from(5).about(2);
     for (int patience = 1500; patience < 20000; patience *= 2) {
@@ -927,7 +927,7 @@ TEST_F(SAReader, ATimeOutWithinAPayload_DropsTheMessage_AndTheNextBytesAreAHeade
     ADD_FAILURE() << "the message was never dropped";
 }
 
-TEST_F(SAReader, ATimeOutBetweenMessages_IsNothing) {
+TEST_F(SAReaderTest, ATimeOutBetweenMessages_IsNothing) {
     sender = server.attach(5, 1, 10);
     const net::Stopwatch watch;
     eventually([&] { return watch.ms() > 1500; });
@@ -938,7 +938,7 @@ TEST_F(SAReader, ATimeOutBetweenMessages_IsNothing) {
 
 // ---- connections that end ----
 
-TEST(SA, Disconnection_IsLoggedAndTheSocketReleased) {
+TEST(SATest, Disconnection_IsLoggedAndTheSocketReleased) {
     Server server;
     const int descriptors = net::openDescriptors();
     Client client = server.connect(5);
@@ -949,7 +949,7 @@ TEST(SA, Disconnection_IsLoggedAndTheSocketReleased) {
     EXPECT_EQ(SAPeer::connection(server.agent(5)).get(), nullptr);
 }
 
-TEST(SA, AClientKilledWhileTheServerWrites_LosesWhatWasOnItsWay_AndNothingElse) {
+TEST(SATest, AClientKilledWhileTheServerWrites_LosesWhatWasOnItsWay_AndNothingElse) {
     Server server;
     Client client = server.attach(5);
     const int count = server.stall(5);
@@ -963,7 +963,7 @@ TEST(SA, AClientKilledWhileTheServerWrites_LosesWhatWasOnItsWay_AndNothingElse) 
         EXPECT_EQ(again.receive().section, next);
 }
 
-TEST(SA, AClientThatDoesNotRead_IsGivenUpAfterTheWriteWait) {
+TEST(SATest, AClientThatDoesNotRead_IsGivenUpAfterTheWriteWait) {
     Server server;
     Client client = server.attach(5, 60, 1);
     server.stall(5);
@@ -972,7 +972,7 @@ TEST(SA, AClientThatDoesNotRead_IsGivenUpAfterTheWriteWait) {
     client.expectClosed();
 }
 
-TEST(SA, AClientThatReadsAgainInTime_MissesNothing) {
+TEST(SATest, AClientThatReadsAgainInTime_MissesNothing) {
     Server server;
     Client client = server.attach(5);
     const int count = server.stall(5);
@@ -981,7 +981,7 @@ TEST(SA, AClientThatReadsAgainInTime_MissesNothing) {
     server.log.expectNo("error send");
 }
 
-TEST(SA, AClientThatDoesNotRead_DoesNotStopTheOthers) {
+TEST(SATest, AClientThatDoesNotRead_DoesNotStopTheOthers) {
     Server server;
     Client stalled = server.attach(5);
     Client one = server.connect(6);
@@ -999,7 +999,7 @@ TEST(SA, AClientThatDoesNotRead_DoesNotStopTheOthers) {
     EXPECT_EQ(SAPeer::state(server.agent(5)), CONNECTED);
 }
 
-TEST(SA, AClientThatDoesNotRead_GetsUrgentMessagesFirstAfterwards) {
+TEST(SATest, AClientThatDoesNotRead_GetsUrgentMessagesFirstAfterwards) {
     Server server;
     Client client = server.attach(5);
     const int count = server.stall(5);
@@ -1023,7 +1023,7 @@ TEST(SA, AClientThatDoesNotRead_GetsUrgentMessagesFirstAfterwards) {
 
 // ---- the same id again ----
 
-TEST(SA, Reconnect_WhileTheOldConnectionIsOpen_ClosesTheOldOneFirst) {
+TEST(SATest, Reconnect_WhileTheOldConnectionIsOpen_ClosesTheOldOneFirst) {
     Server server;
     Client first = server.connect(5);
     Client second = server.connect(5);
@@ -1034,7 +1034,7 @@ TEST(SA, Reconnect_WhileTheOldConnectionIsOpen_ClosesTheOldOneFirst) {
     second.expect(to(5).from(5).says("echo"));
 }
 
-TEST(SA, Reconnect_WhatHadArrivedOnTheFormerConnectionIsTaken) {
+TEST(SATest, Reconnect_WhatHadArrivedOnTheFormerConnectionIsTaken) {
     Server server;
     Client receiver = server.connect(6);
     unsigned number = 0;
@@ -1051,7 +1051,7 @@ TEST(SA, Reconnect_WhatHadArrivedOnTheFormerConnectionIsTaken) {
     server.expectNothingElse(receiver, 6);
 }
 
-TEST(SA, Reconnect_AFormerConnectionThatGoesOnSendingIsClosedAllTheSame) {
+TEST(SATest, Reconnect_AFormerConnectionThatGoesOnSendingIsClosedAllTheSame) {
     Server server;
     JSystem::debug(false);
     Client first = server.attach(5);
@@ -1072,7 +1072,7 @@ TEST(SA, Reconnect_AFormerConnectionThatGoesOnSendingIsClosedAllTheSame) {
     second.expect(to(5).from(5).says("echo"));
 }
 
-TEST(SA, Reconnect_WhileTheServerIsBlockedWritingToTheOldConnection_DoesNotWaitForIt) {
+TEST(SATest, Reconnect_WhileTheServerIsBlockedWritingToTheOldConnection_DoesNotWaitForIt) {
     Server server;
     Client first = server.attach(5);
     server.stall(5);
@@ -1083,7 +1083,7 @@ TEST(SA, Reconnect_WhileTheServerIsBlockedWritingToTheOldConnection_DoesNotWaitF
     first.expectClosed();
 }
 
-TEST(SA, Reconnect_AgainAndAgain_LeavesOneConnection) {
+TEST(SATest, Reconnect_AgainAndAgain_LeavesOneConnection) {
     Server server;
     Client client = server.connect(5);
     const int descriptors = net::openDescriptors();
@@ -1098,7 +1098,7 @@ TEST(SA, Reconnect_AgainAndAgain_LeavesOneConnection) {
     EXPECT_TRUE(eventually([&] { return net::openDescriptors() == descriptors; }));
 }
 
-TEST(SA, Reconnect_ManyAtOnce_TheLastOneStays) {
+TEST(SATest, Reconnect_ManyAtOnce_TheLastOneStays) {
     constexpr int COUNT = 8;
     Server server;
     std::vector<Client> clients;
@@ -1111,7 +1111,7 @@ TEST(SA, Reconnect_ManyAtOnce_TheLastOneStays) {
     server.expectNothingElse(clients.back(), 5);
 }
 
-TEST(SA, Reconnect_QueuedMessagesFollow_NoneTwice) {
+TEST(SATest, Reconnect_QueuedMessagesFollow_NoneTwice) {
     Server server;
     Client client = server.connect(5);
     for (unsigned i = 0; i < 300; i++) {
@@ -1127,7 +1127,7 @@ TEST(SA, Reconnect_QueuedMessagesFollow_NoneTwice) {
 
 // ---- the end ----
 
-TEST(SA, Destructor_OfAnAgentThatWasNeverStarted_ReturnsAtOnce) {
+TEST(SATest, Destructor_OfAnAgentThatWasNeverStarted_ReturnsAtOnce) {
     const net::Stopwatch watch;
     {
         SteppedAgent agent;
@@ -1136,7 +1136,7 @@ TEST(SA, Destructor_OfAnAgentThatWasNeverStarted_ReturnsAtOnce) {
     EXPECT_LT(watch.ms(), PROMPT_MS);
 }
 
-TEST(SA, Destructor_LogsTheEndOfBothThreads_WithOutAlwaysZero) {
+TEST(SATest, Destructor_LogsTheEndOfBothThreads_WithOutAlwaysZero) {
     Server server;
     Client client = server.connect(5);
     Client other = server.connect(6);
@@ -1149,7 +1149,7 @@ TEST(SA, Destructor_LogsTheEndOfBothThreads_WithOutAlwaysZero) {
     EXPECT_EQ(server.log.count(agentLine(5, "terminate SA reader!!!")), 1);
 }
 
-TEST(SA, Destructor_WithoutAConnection_LogsNoDisconnection) {
+TEST(SATest, Destructor_WithoutAConnection_LogsNoDisconnection) {
     Server server;
     server.add(to(5).from(3));
     server.expectState(5, ASKED);
@@ -1161,7 +1161,7 @@ TEST(SA, Destructor_WithoutAConnection_LogsNoDisconnection) {
 
 // ---- what takes its time ----
 
-TEST(SASlow, WhileMessagesWait_ClientZeroIsAskedAgainAfter30Seconds) {
+TEST(SASlowTest, WhileMessagesWait_ClientZeroIsAskedAgainAfter30Seconds) {
     Server server;
     Client zero = server.connect(0);
     server.add(to(5).from(3));
@@ -1174,7 +1174,7 @@ TEST(SASlow, WhileMessagesWait_ClientZeroIsAskedAgainAfter30Seconds) {
     EXPECT_LT(watch.ms(), 30000 + 1100 + net::LATE_MS);
 }
 
-TEST(SASlow, AfterALoss_ClientZeroIsAskedNoSoonerThanThreeSecondsLater) {
+TEST(SASlowTest, AfterALoss_ClientZeroIsAskedNoSoonerThanThreeSecondsLater) {
     Server server;
     Client zero = server.connect(0);
     Client client = server.connect(5);
@@ -1187,7 +1187,7 @@ TEST(SASlow, AfterALoss_ClientZeroIsAskedNoSoonerThanThreeSecondsLater) {
     EXPECT_LT(watch.ms(), 3000 + 1100 + net::LATE_MS);
 }
 
-TEST(SASlow, AfterALoss_WhileNothingWaits_NobodyIsAsked) {
+TEST(SASlowTest, AfterALoss_WhileNothingWaits_NobodyIsAsked) {
     Server server;
     Client zero = server.connect(0);
     Client client = server.connect(5);
@@ -1197,7 +1197,7 @@ TEST(SASlow, AfterALoss_WhileNothingWaits_NobodyIsAsked) {
     server.expectNothingElse(zero, 0);
 }
 
-TEST(SASlow, AClientThatDoesNotRead_IsGivenUpAfter10Seconds) {
+TEST(SASlowTest, AClientThatDoesNotRead_IsGivenUpAfter10Seconds) {
     Server server;
     Client client = server.attach(5);
     const net::Stopwatch watch;
@@ -1208,7 +1208,7 @@ TEST(SASlow, AClientThatDoesNotRead_IsGivenUpAfter10Seconds) {
     client.expectClosed();
 }
 
-TEST(SASlow, ATimedMessageIsWaitedFor_ForAsLongAsItSays) {
+TEST(SASlowTest, ATimedMessageIsWaitedFor_ForAsLongAsItSays) {
     Server server;
     Client zero = server.connect(0);
     Client client = server.connect(5);
@@ -1220,7 +1220,7 @@ TEST(SASlow, ATimedMessageIsWaitedFor_ForAsLongAsItSays) {
     EXPECT_LT(watch.ms(), 6000 + net::LATE_MS);
 }
 
-TEST(SASlow, AMessageCutForAMinute_IsDropped_AndTheConnectionGoesOn) {
+TEST(SASlowTest, AMessageCutForAMinute_IsDropped_AndTheConnectionGoesOn) {
     Server server;
     Client sender = server.connect(5);
     Client receiver = server.connect(6);

@@ -49,7 +49,7 @@ public:
 
 // ---- construction ----
 
-TEST(SM, Constructor_StartsNothing) {
+TEST(SMTest, Constructor_StartsNothing) {
     IdleManager server;
     EXPECT_EQ(SMPeer::listener(server.sm), nullptr);
     EXPECT_FALSE(SMPeer::isStopped(server.sm));
@@ -59,21 +59,21 @@ TEST(SM, Constructor_StartsNothing) {
     EXPECT_EQ(server.log.text(), "");
 }
 
-TEST(SM, WaitUntilListening_GivesZeroOnceClientsCanConnect) {
+TEST(SMTest, WaitUntilListening_GivesZeroOnceClientsCanConnect) {
     Server server;
     EXPECT_EQ(server->waitUntilListening(0), 0);
     Client client = Client::connectedTo(server.port());
     EXPECT_TRUE(client.isOpen());
 }
 
-TEST(SM, WaitUntilListening_TellsThatThePortIsInUse) {
+TEST(SMTest, WaitUntilListening_TellsThatThePortIsInUse) {
     net::Listener other;
     SM second(other.port());
     second.start();
     EXPECT_EQ(second.waitUntilListening(30000), EADDRINUSE);
 }
 
-TEST(SM, WaitUntilListening_GivesMinusOneWhenTheTimeIsUp) {
+TEST(SMTest, WaitUntilListening_GivesMinusOneWhenTheTimeIsUp) {
     SM never(7000);
     const net::Stopwatch watch;
     EXPECT_EQ(never.waitUntilListening(20), -1);
@@ -81,7 +81,7 @@ TEST(SM, WaitUntilListening_GivesMinusOneWhenTheTimeIsUp) {
     EXPECT_LT(watch.ms(), 900);
 }
 
-TEST(SM, WaitUntilListening_EndsInTime_WhenTheTimeOfDayIsSetBack) {
+TEST(SMTest, WaitUntilListening_EndsInTime_WhenTheTimeOfDayIsSetBack) {
     SM never(7000);
     const net::Stopwatch watch;
     support::Thread waiting([&] { EXPECT_EQ(never.waitUntilListening(300), -1); });
@@ -93,7 +93,7 @@ TEST(SM, WaitUntilListening_EndsInTime_WhenTheTimeOfDayIsSetBack) {
 
 // ---- status ----
 
-TEST(SM, Status_OfANewServerIsEmpty) {
+TEST(SMTest, Status_OfANewServerIsEmpty) {
     IdleManager server;
     const SM::Status status = server->status();
     EXPECT_EQ(status.in, 0);
@@ -108,7 +108,7 @@ TEST(SM, Status_OfANewServerIsEmpty) {
     }
 }
 
-TEST(SM, Status_CountsWhatIsNotRoutedYet) {
+TEST(SMTest, Status_CountsWhatIsNotRoutedYet) {
     IdleManager server;
     server.add(to(7));
     server.add(to(7).flagged(SYNC));
@@ -119,7 +119,7 @@ TEST(SM, Status_CountsWhatIsNotRoutedYet) {
     EXPECT_EQ(server->status().waiting, 1);
 }
 
-TEST(SM, Status_TellsWhereAClientIsConnectedFrom) {
+TEST(SMTest, Status_TellsWhereAClientIsConnectedFrom) {
     Server server;
     Client client = server.connect(31);
     server.expectNothingElse(client, 31);
@@ -133,7 +133,7 @@ TEST(SM, Status_TellsWhereAClientIsConnectedFrom) {
     EXPECT_EQ(server->status().clients[30].state, -1);
 }
 
-TEST(SM, Status_CountsWhatWaitsForAClientThatIsAway) {
+TEST(SMTest, Status_CountsWhatWaitsForAClientThatIsAway) {
     Server server;
     for (int i = 0; i < 3; i++) server.add(to(7).from(5));
     server.expectState(7, 1);
@@ -145,7 +145,7 @@ TEST(SM, Status_CountsWhatWaitsForAClientThatIsAway) {
     EXPECT_EQ(status.port, 0);
 }
 
-TEST(SM, Status_OfAClientThatHasGone_TellsNoAddress) {
+TEST(SMTest, Status_OfAClientThatHasGone_TellsNoAddress) {
     Server server;
     Client client = server.connect(7);
     client.close();
@@ -156,7 +156,7 @@ TEST(SM, Status_OfAClientThatHasGone_TellsNoAddress) {
     EXPECT_EQ(status.port, 0);
 }
 
-TEST(SM, Status_DoesNotWaitForAClientThatDoesNotRead) {
+TEST(SMTest, Status_DoesNotWaitForAClientThatDoesNotRead) {
     Server server;
     Client client = server.attach(7);
     const int sent = server.stall(7);
@@ -169,7 +169,7 @@ TEST(SM, Status_DoesNotWaitForAClientThatDoesNotRead) {
     EXPECT_LT(status.queued, sent);
 }
 
-TEST(SM, Status_WhileClientsComeAndGo_IsSafe) {
+TEST(SMTest, Status_WhileClientsComeAndGo_IsSafe) {
     Server server;
     std::atomic<bool> over{false};
     support::Thread asker([&] {
@@ -192,7 +192,7 @@ TEST(SM, Status_WhileClientsComeAndGo_IsSafe) {
 
 // ---- add ----
 
-TEST(SM, Add_CountsAndQueuesACopy) {
+TEST(SMTest, Add_CountsAndQueuesACopy) {
     IdleManager server;
     M m = bus::message(to(7).from(5).says("first"));
     server->add(m);
@@ -203,13 +203,13 @@ TEST(SM, Add_CountsAndQueuesACopy) {
     EXPECT_EQ(server.take().dest, 9);
 }
 
-TEST(SM, Add_WakesTheManager) {
+TEST(SMTest, Add_WakesTheManager) {
     IdleManager server;
     server.add(to(7));
     EXPECT_EQ(SMPeer::event(*server).count(), 1);
 }
 
-TEST(SM, Add_DropsAMessageThatNoHeaderCanTellTheLengthOf) {
+TEST(SMTest, Add_DropsAMessageThatNoHeaderCanTellTheLengthOf) {
     IdleManager server;
     M m = bus::message(to(7));
     m.addBytes(JByte(M::MAX_SIZE - M::HEADER_SIZE));
@@ -220,7 +220,7 @@ TEST(SM, Add_DropsAMessageThatNoHeaderCanTellTheLengthOf) {
     EXPECT_EQ(SMPeer::in(*server), 1);
 }
 
-TEST(SM, Add_MayBeCalledByManyThreads) {
+TEST(SMTest, Add_MayBeCalledByManyThreads) {
     constexpr int EACH = 1000;
     IdleManager server;
     {
@@ -233,7 +233,7 @@ TEST(SM, Add_MayBeCalledByManyThreads) {
     EXPECT_EQ(SMPeer::in(*server), 4 * EACH);
 }
 
-TEST(SM, Notify_SignalsTheEvent) {
+TEST(SMTest, Notify_SignalsTheEvent) {
     IdleManager server;
     EXPECT_EQ(server->notify(), 0);
     EXPECT_EQ(SMPeer::event(*server).count(), 1);
@@ -241,7 +241,7 @@ TEST(SM, Notify_SignalsTheEvent) {
 
 // ---- set ----
 
-TEST(SM, Set_RefusesIdsThatAreNotThoseOfClients_AndLeavesTheSocketAlone) {
+TEST(SMTest, Set_RefusesIdsThatAreNotThoseOfClients_AndLeavesTheSocketAlone) {
     IdleManager server;
     net::Listener listener;
     net::Peer peer = net::Peer::connectedTo(listener.port());
@@ -252,7 +252,7 @@ TEST(SM, Set_RefusesIdsThatAreNotThoseOfClients_AndLeavesTheSocketAlone) {
     for (SA* slot : SMPeer::slots(*server)) EXPECT_EQ(slot, nullptr);
 }
 
-TEST(SM, Set_MakesAndStartsAnAgentOnFirstNeed_AndKeepsIt) {
+TEST(SMTest, Set_MakesAndStartsAnAgentOnFirstNeed_AndKeepsIt) {
     Server server;
     EXPECT_FALSE(server.hasAgent(5));
     Client first = server.connect(5);
@@ -264,7 +264,7 @@ TEST(SM, Set_MakesAndStartsAnAgentOnFirstNeed_AndKeepsIt) {
     EXPECT_EQ(&server.agent(5), agent);
 }
 
-TEST(SM, Set_TakesEveryIdFrom0To31) {
+TEST(SMTest, Set_TakesEveryIdFrom0To31) {
     Server server;
     for (const int id : {0, 1, 30, 31}) {
         Client client = server.connect(id);
@@ -275,7 +275,7 @@ TEST(SM, Set_TakesEveryIdFrom0To31) {
 
 // ---- routing to one client ----
 
-TEST(SM, Route_DeliversAMessageUnchangedToItsDestination) {
+TEST(SMTest, Route_DeliversAMessageUnchangedToItsDestination) {
     Server server;
     Client sender = server.connect(5);
     Client receiver = server.connect(7);
@@ -286,7 +286,7 @@ TEST(SM, Route_DeliversAMessageUnchangedToItsDestination) {
     server.log.expect("SM>> q3(0) : 7 <-- 5\n");
 }
 
-TEST(SM, Route_TakesTheSenderFromTheHeader_NotFromTheConnection) {
+TEST(SMTest, Route_TakesTheSenderFromTheHeader_NotFromTheConnection) {
     Server server;
     Client sender = server.connect(5);
     Client receiver = server.connect(7);
@@ -295,14 +295,14 @@ TEST(SM, Route_TakesTheSenderFromTheHeader_NotFromTheConnection) {
     server.log.expect("SM>> q0(0) : 7 <-- 77\n");
 }
 
-TEST(SM, Route_DeliversToTheSenderItself) {
+TEST(SMTest, Route_DeliversToTheSenderItself) {
     Server server;
     Client client = server.connect(5);
     client.send(to(5).from(5).says("echo"));
     client.expect(to(5).from(5).says("echo"));
 }
 
-TEST(SM, Route_CountsWhatItRouted) {
+TEST(SMTest, Route_CountsWhatItRouted) {
     Server server;
     Client sender = server.connect(5);
     Client receiver = server.connect(7);
@@ -317,7 +317,7 @@ TEST(SM, Route_CountsWhatItRouted) {
     server.log.expectInOrder({"SM>> q0(0) : 7 <-- 5\n", "SM>> q0(1) : 7 <-- 5\n", "SM>> q0(2) : 7 <-- 5\n"});
 }
 
-TEST(SM, Route_LogsAndDropsADestinationOf32AndAbove) {
+TEST(SMTest, Route_LogsAndDropsADestinationOf32AndAbove) {
     Server server;
     Client sender = server.connect(5);
     Client receiver = server.connect(7);
@@ -330,7 +330,7 @@ TEST(SM, Route_LogsAndDropsADestinationOf32AndAbove) {
     server.log.expect("SM>> q0(0) : 7 <-- 5\n");
 }
 
-TEST(SM, Route_KeepsMessagesForAClientThatHasNeverConnected_UntilItDoes) {
+TEST(SMTest, Route_KeepsMessagesForAClientThatHasNeverConnected_UntilItDoes) {
     Server server;
     Client zero = server.connect(0);
     Client sender = server.connect(3);
@@ -341,7 +341,7 @@ TEST(SM, Route_KeepsMessagesForAClientThatHasNeverConnected_UntilItDoes) {
     late.expect(to(5).from(3).says("kept"));
 }
 
-TEST(SM, Route_KeepsMessagesForAClientThatHasGone) {
+TEST(SMTest, Route_KeepsMessagesForAClientThatHasGone) {
     Server server;
     Client receiver = server.connect(7);
     receiver.close();
@@ -351,7 +351,7 @@ TEST(SM, Route_KeepsMessagesForAClientThatHasGone) {
     for (int i = 0; i < 100; i++) again.expect(to(7).from(5).says(std::to_string(i)));
 }
 
-TEST(SM, Run_RoutesBandByBand_InTheOrderOfArrivalWithinEach) {
+TEST(SMTest, Run_RoutesBandByBand_InTheOrderOfArrivalWithinEach) {
     IdleManager server;
     int id = 1;
     for (const Wire& w : {Wire().urgency(9), Wire().urgency(1), Wire().urgency(0), Wire().urgency(2),
@@ -369,7 +369,7 @@ TEST(SM, Run_RoutesBandByBand_InTheOrderOfArrivalWithinEach) {
 // ---- the log and the delivery ----
 
 /** A server with an agent whose own thread does not run: only the routing loop sends to its client. */
-class RoutingLoop : public testing::Test {
+class RoutingLoopTest : public testing::Test {
 protected:
     /** A client whose agent does not run, attached. */
     Client attach(int id) {
@@ -386,7 +386,7 @@ protected:
     IdleManager server;
 };
 
-TEST_F(RoutingLoop, DeliversBeforeItLogs) {
+TEST_F(RoutingLoopTest, DeliversBeforeItLogs) {
     Client client = attach(7);
     {
         const support::DebugLog::Blocked blocked(server.log);
@@ -398,7 +398,7 @@ TEST_F(RoutingLoop, DeliversBeforeItLogs) {
     server.log.expect("SM>> q0(0) : 7 <-- 5\n");
 }
 
-TEST_F(RoutingLoop, LogsABroadcastBeforeItDelivers) {
+TEST_F(RoutingLoopTest, LogsABroadcastBeforeItDelivers) {
     Client client = attach(7);
     {
         const support::DebugLog::Blocked blocked(server.log);
@@ -410,7 +410,7 @@ TEST_F(RoutingLoop, LogsABroadcastBeforeItDelivers) {
     client.expect(to(7).from(5));
 }
 
-TEST_F(RoutingLoop, OfSeveralReceiversInARoundEachIsTold) {
+TEST_F(RoutingLoopTest, OfSeveralReceiversInARoundEachIsTold) {
     JSystem::debug(false);
     std::vector<Client> clients;
     for (int id = 5; id < 8; id++) clients.push_back(attach(id));
@@ -419,7 +419,7 @@ TEST_F(RoutingLoop, OfSeveralReceiversInARoundEachIsTold) {
     for (int id = 5; id < 8; id++) clients[static_cast<std::size_t>(id) - 5].expect(to(id).from(1));
 }
 
-TEST_F(RoutingLoop, OfSeveralReceiversOfABroadcastEachIsTold) {
+TEST_F(RoutingLoopTest, OfSeveralReceiversOfABroadcastEachIsTold) {
     JSystem::debug(false);
     std::vector<Client> clients;
     for (int id = 5; id < 8; id++) clients.push_back(attach(id));
@@ -428,7 +428,7 @@ TEST_F(RoutingLoop, OfSeveralReceiversOfABroadcastEachIsTold) {
     for (int id = 5; id < 8; id++) clients[static_cast<std::size_t>(id) - 5].expect(to(id).from(1));
 }
 
-TEST_F(RoutingLoop, InALongRoundAgentsAreToldAfter128Messages) {
+TEST_F(RoutingLoopTest, InALongRoundAgentsAreToldAfter128Messages) {
     constexpr unsigned ROUND = 128;
     JSystem::debug(false);
     Client client = attach(7);
@@ -439,7 +439,7 @@ TEST_F(RoutingLoop, InALongRoundAgentsAreToldAfter128Messages) {
     for (unsigned i = 0; i < ROUND; i++) client.expect(to(7).from(5).about(i));
 }
 
-TEST_F(RoutingLoop, WhenTheLogIsSwitchedOnInARoundWhoHasMessagesIsToldFirst) {
+TEST_F(RoutingLoopTest, WhenTheLogIsSwitchedOnInARoundWhoHasMessagesIsToldFirst) {
     JSystem::debug(false);
     Client client = attach(7);
     const support::DebugLog::Blocked blocked(server.log);
@@ -459,7 +459,7 @@ TEST_F(RoutingLoop, WhenTheLogIsSwitchedOnInARoundWhoHasMessagesIsToldFirst) {
 // ---- who routes ----
 
 /** A manager whose own thread does not run, with clients that are connected. */
-class ReadersRoute : public testing::Test {
+class ReadersRouteTest : public testing::Test {
 protected:
     Client attach(int id) {
         net::Listener listener;
@@ -473,7 +473,7 @@ protected:
     Client seven = attach(7);
 };
 
-TEST_F(ReadersRoute, WhileTheLogIsOff) {
+TEST_F(ReadersRouteTest, WhileTheLogIsOff) {
     JSystem::debug(false);
     for (int i = 0; i < 100; i++) {
         five.send(to(7).from(5).says("there"));
@@ -486,7 +486,7 @@ TEST_F(ReadersRoute, WhileTheLogIsOff) {
     EXPECT_EQ(SMPeer::event(*server).count(), 0) << "the manager's thread was woken for nothing";
 }
 
-TEST_F(ReadersRoute, ButNotWhileTheLogIsOn) {
+TEST_F(ReadersRouteTest, ButNotWhileTheLogIsOn) {
     five.send(to(7).from(5));
     EXPECT_TRUE(eventually([&] { return SMPeer::event(*server).count() == 1; }));
     EXPECT_EQ(server->status().waiting, 1);
@@ -494,13 +494,13 @@ TEST_F(ReadersRoute, ButNotWhileTheLogIsOn) {
     seven.expectNothing();
 }
 
-TEST_F(ReadersRoute, MoreUrgentMessagesOfOneReceiveFirst) {
+TEST_F(ReadersRouteTest, MoreUrgentMessagesOfOneReceiveFirst) {
     JSystem::debug(false);
     five.send(to(7).from(5).urgency(9).bytes() + to(7).from(5).urgency(1).bytes() + to(7).from(5).bytes());
     for (const int priority : {0, 1, 9}) EXPECT_EQ(seven.receive().priority, priority);
 }
 
-TEST_F(ReadersRoute, BroadcastsAndMessagesInTheOrderInWhichTheyCame) {
+TEST_F(ReadersRouteTest, BroadcastsAndMessagesInTheOrderInWhichTheyCame) {
     JSystem::debug(false);
     Client six = attach(6);
     std::string all;
@@ -517,7 +517,7 @@ TEST_F(ReadersRoute, BroadcastsAndMessagesInTheOrderInWhichTheyCame) {
     }
 }
 
-TEST_F(ReadersRoute, NothingAfterTheManagerWasStopped) {
+TEST_F(ReadersRouteTest, NothingAfterTheManagerWasStopped) {
     JSystem::debug(false);
     server->stop();
     five.send(to(7).from(5));
@@ -525,7 +525,7 @@ TEST_F(ReadersRoute, NothingAfterTheManagerWasStopped) {
     seven.expectNothing();
 }
 
-TEST_F(ReadersRoute, NoMoreThanOneReceiveBrings_AndLeaveTheRestToTheManager) {
+TEST_F(ReadersRouteTest, NoMoreThanOneReceiveBrings_AndLeaveTheRestToTheManager) {
     constexpr int COUNT = 5000;
     constexpr int SHARE = 512;
     JSystem::debug(false);
@@ -540,7 +540,7 @@ TEST_F(ReadersRoute, NoMoreThanOneReceiveBrings_AndLeaveTheRestToTheManager) {
     EXPECT_TRUE(eventually([&] { return server->status().waiting == 0; }));
 }
 
-TEST_F(ReadersRoute, ManyAtOnceLoseNothing) {
+TEST_F(ReadersRouteTest, ManyAtOnceLoseNothing) {
     constexpr unsigned EACH = 20000 / bus::SLOWNESS;
     JSystem::debug(false);
     server->start();  // it routes as well
@@ -559,7 +559,7 @@ TEST_F(ReadersRoute, ManyAtOnceLoseNothing) {
     }
 }
 
-TEST(SM, TheLogSwitchedOnAndOff_LosesNothing) {
+TEST(SMTest, TheLogSwitchedOnAndOff_LosesNothing) {
     Server server;
     Client sender = server.connect(5);
     Client receiver = server.connect(7);
@@ -577,7 +577,7 @@ TEST(SM, TheLogSwitchedOnAndOff_LosesNothing) {
 
 // ---- SYNC ----
 
-TEST(SM, Route_SendsSyncMessagesToClientZero_WhateverTheirDestination) {
+TEST(SMTest, Route_SendsSyncMessagesToClientZero_WhateverTheirDestination) {
     Server server;
     Client zero = server.connect(0);
     Client seven = server.connect(7);
@@ -591,7 +591,7 @@ TEST(SM, Route_SendsSyncMessagesToClientZero_WhateverTheirDestination) {
     server.expectNothingElse(seven, 7);
 }
 
-TEST(SM, Route_KeepsSyncMessagesWhileClientZeroIsAbsent) {
+TEST(SMTest, Route_KeepsSyncMessagesWhileClientZeroIsAbsent) {
     Server server;
     server.add(to(7).from(5).flagged(SYNC));
     server.log.expect("SM>> q0(0) : 0 <-- 5\n");
@@ -601,7 +601,7 @@ TEST(SM, Route_KeepsSyncMessagesWhileClientZeroIsAbsent) {
 
 // ---- broadcast ----
 
-TEST(SM, Broadcast_ReachesEveryOtherConnectedClient_WithItsOwnIdAndFlagZero) {
+TEST(SMTest, Broadcast_ReachesEveryOtherConnectedClient_WithItsOwnIdAndFlagZero) {
     Server server;
     std::vector<Client> clients;
     for (int id = 0; id < 6; id++) clients.push_back(server.connect(id));
@@ -619,7 +619,7 @@ TEST(SM, Broadcast_ReachesEveryOtherConnectedClient_WithItsOwnIdAndFlagZero) {
     server.expectNothingElse(late, 4);
 }
 
-TEST(SM, Broadcast_MakesNoAgents) {
+TEST(SMTest, Broadcast_MakesNoAgents) {
     Server server;
     Client sender = server.connect(3);
     sender.send(to(1).from(3).flagged(BROADCAST));
@@ -628,7 +628,7 @@ TEST(SM, Broadcast_MakesNoAgents) {
     for (int id = 0; id < SM::MAX_CLIENTS; id++) EXPECT_EQ(server.hasAgent(id), id == 3) << id;
 }
 
-TEST(SM, Broadcast_WithSyncIsABroadcastAllTheSame_WithAnyDestination) {
+TEST(SMTest, Broadcast_WithSyncIsABroadcastAllTheSame_WithAnyDestination) {
     Server server;
     Client zero = server.connect(0);
     Client one = server.connect(1);
@@ -639,7 +639,7 @@ TEST(SM, Broadcast_WithSyncIsABroadcastAllTheSame_WithAnyDestination) {
     server.log.expect("SM>> q0(0) : ALL <-- 3\n");
 }
 
-TEST(SM, Broadcast_WithoutSyncNeedsADestinationBelow32) {
+TEST(SMTest, Broadcast_WithoutSyncNeedsADestinationBelow32) {
     Server server;
     Client one = server.connect(1);
     Client sender = server.connect(3);
@@ -648,7 +648,7 @@ TEST(SM, Broadcast_WithoutSyncNeedsADestinationBelow32) {
     server.expectNothingElse(one, 1);
 }
 
-TEST(SM, Broadcast_OfATimedMessageSetsNoTimer) {
+TEST(SMTest, Broadcast_OfATimedMessageSetsNoTimer) {
     Server server;
     Client one = server.connect(1);
     Client sender = server.connect(3);
@@ -658,7 +658,7 @@ TEST(SM, Broadcast_OfATimedMessageSetsNoTimer) {
     server.log.expectNo("timed");
 }
 
-TEST(SM, Broadcast_PassesOverWhoIsNamedAsSender) {
+TEST(SMTest, Broadcast_PassesOverWhoIsNamedAsSender) {
     Server server;
     Client one = server.connect(1);
     Client three = server.connect(3);
@@ -667,7 +667,7 @@ TEST(SM, Broadcast_PassesOverWhoIsNamedAsSender) {
     server.expectNothingElse(one, 1);
 }
 
-TEST(SM, Broadcast_ToAClientThatReadsSlowly_ComesWholeAndAddressed) {
+TEST(SMTest, Broadcast_ToAClientThatReadsSlowly_ComesWholeAndAddressed) {
     constexpr unsigned COUNT = 20;
     Server server;
     Client slow = server.attach(5);
@@ -681,7 +681,7 @@ TEST(SM, Broadcast_ToAClientThatReadsSlowly_ComesWholeAndAddressed) {
     for (unsigned i = 0; i < COUNT; i++) slow.expect(message(5, i));
 }
 
-TEST(SM, Broadcast_ThatWaitsForAClient_ComesWithItsNextConnection) {
+TEST(SMTest, Broadcast_ThatWaitsForAClient_ComesWithItsNextConnection) {
     constexpr unsigned COUNT = 20;
     Server server;
     Client first = server.attach(5);
@@ -716,7 +716,7 @@ void passOn(Client& client, int id, int count) {
     for (int i = 0; i < count && !testing::Test::HasFailure(); i++) client.expect(message(before, id, i));
 }
 
-TEST(SM, ThirtyOneClientsAtOnce_LoseNothingAndKeepTheOrder) {
+TEST(SMTest, ThirtyOneClientsAtOnce_LoseNothingAndKeepTheOrder) {
     constexpr int EACH = 100000 / bus::SLOWNESS / MANY + 1;
     Server server;
     std::vector<Client> clients;
@@ -732,7 +732,7 @@ TEST(SM, ThirtyOneClientsAtOnce_LoseNothingAndKeepTheOrder) {
     EXPECT_LT(server.destroy(), PROMPT_MS + net::LATE_MS);
 }
 
-TEST(SM, SeveralServersInOneProcess_DoNotMix) {
+TEST(SMTest, SeveralServersInOneProcess_DoNotMix) {
     Server first;
     SM second(net::freePort());
     second.start();
@@ -748,7 +748,7 @@ TEST(SM, SeveralServersInOneProcess_DoNotMix) {
 
 // ---- the end ----
 
-TEST(SM, Stop_EndsTheRoutingLoopAtOnce) {
+TEST(SMTest, Stop_EndsTheRoutingLoopAtOnce) {
     Server server;
     const net::Stopwatch watch;
     server->stop();
@@ -757,7 +757,7 @@ TEST(SM, Stop_EndsTheRoutingLoopAtOnce) {
     server.log.expect("SM>> stop SM(in:0, out:0)\n");
 }
 
-TEST(SM, Stop_WhileAMessageIsRouted_TheAgentStillHearsOfIt) {
+TEST(SMTest, Stop_WhileAMessageIsRouted_TheAgentStillHearsOfIt) {
     IdleManager server;
     auto* const agent = new SA(&server.sm, 7);  // its thread does not run
     SMPeer::slots(*server)[7] = agent;
@@ -773,7 +773,7 @@ TEST(SM, Stop_WhileAMessageIsRouted_TheAgentStillHearsOfIt) {
     EXPECT_EQ(SAPeer::event(*agent).count(), 1);
 }
 
-TEST(SM, Stop_LeavesTheListenerRunning_ButNothingIsRouted) {
+TEST(SMTest, Stop_LeavesTheListenerRunning_ButNothingIsRouted) {
     Server server;
     Client before = server.connect(5);
     server->stop();
@@ -787,7 +787,7 @@ TEST(SM, Stop_LeavesTheListenerRunning_ButNothingIsRouted) {
     EXPECT_LT(server.destroy(), PROMPT_MS);
 }
 
-TEST(SM, Destructor_OfAServerThatWasNeverStarted_ReturnsAtOnce) {
+TEST(SMTest, Destructor_OfAServerThatWasNeverStarted_ReturnsAtOnce) {
     const net::Stopwatch watch;
     {
         IdleManager server;
@@ -796,7 +796,7 @@ TEST(SM, Destructor_OfAServerThatWasNeverStarted_ReturnsAtOnce) {
     EXPECT_LT(watch.ms(), PROMPT_MS);
 }
 
-TEST(SM, Destructor_OfAServerThatWasNeverStarted_EndsItsAgents) {
+TEST(SMTest, Destructor_OfAServerThatWasNeverStarted_EndsItsAgents) {
     const net::Stopwatch watch;
     net::Peer peer;
     {
@@ -808,7 +808,7 @@ TEST(SM, Destructor_OfAServerThatWasNeverStarted_EndsItsAgents) {
     EXPECT_LT(watch.ms(), PROMPT_MS);
 }
 
-TEST(SM, Destructor_OfAServerJustStarted_CatchesItBeforeItListens) {
+TEST(SMTest, Destructor_OfAServerJustStarted_CatchesItBeforeItListens) {
     const support::DebugLog log;
     for (int i = 0; i < 200 / bus::SLOWNESS; i++) {
         const net::Stopwatch watch;
@@ -820,7 +820,7 @@ TEST(SM, Destructor_OfAServerJustStarted_CatchesItBeforeItListens) {
     }
 }
 
-TEST(SM, Destructor_WhilePortIsInUse_ReturnsPromptly) {
+TEST(SMTest, Destructor_WhilePortIsInUse_ReturnsPromptly) {
     const support::DebugLog log;
     net::Listener other;
     SM* const sm = new SM(other.port());
@@ -831,7 +831,7 @@ TEST(SM, Destructor_WhilePortIsInUse_ReturnsPromptly) {
     EXPECT_LT(watch.ms(), PROMPT_MS);
 }
 
-TEST(SM, Destructor_WithConnectionsThatNeverGreeted_ReturnsPromptlyAndClosesThem) {
+TEST(SMTest, Destructor_WithConnectionsThatNeverGreeted_ReturnsPromptlyAndClosesThem) {
     Server server;
     Client first = Client::connectedTo(server.port());
     Client second = Client::connectedTo(server.port());
@@ -842,14 +842,14 @@ TEST(SM, Destructor_WithConnectionsThatNeverGreeted_ReturnsPromptlyAndClosesThem
     second.expectClosed();
 }
 
-TEST(SM, Destructor_WithConnectionsThatWereRefused_ReleasesThem) {
+TEST(SMTest, Destructor_WithConnectionsThatWereRefused_ReleasesThem) {
     Server server;
     Client client = server.connect(40);
     server.destroy();
     client.expectClosed();
 }
 
-TEST(SM, Destructor_WithStalledWriters_ReturnsPromptly) {
+TEST(SMTest, Destructor_WithStalledWriters_ReturnsPromptly) {
     Server server;
     std::vector<Client> clients;
     for (int id = 0; id < 10; id++) {
@@ -860,7 +860,7 @@ TEST(SM, Destructor_WithStalledWriters_ReturnsPromptly) {
     for (Client& client : clients) client.expectClosed();
 }
 
-TEST(SM, Destructor_With31ConnectedClients_ReturnsPromptlyAndClosesTheConnections) {
+TEST(SMTest, Destructor_With31ConnectedClients_ReturnsPromptlyAndClosesTheConnections) {
     Server server;
     std::vector<Client> clients;
     for (int id = 1; id <= MANY; id++) clients.push_back(server.connect(id));
@@ -885,7 +885,7 @@ void pester(int port, int id, const std::atomic<bool>& over) {
     }
 }
 
-TEST(SM, Destructor_WhileClientsSendAndConnect_IsSafe) {
+TEST(SMTest, Destructor_WhileClientsSendAndConnect_IsSafe) {
     for (int round = 0; round < 10; round++) {
         Server server;
         std::atomic<bool> over{false};
@@ -899,13 +899,13 @@ TEST(SM, Destructor_WhileClientsSendAndConnect_IsSafe) {
     }
 }
 
-TEST(SM, Destructor_FreesTheMessagesStillQueued) {
+TEST(SMTest, Destructor_FreesTheMessagesStillQueued) {
     Server server;
     for (int i = 0; i < 2500; i++) server.add(to(7).from(5));
     EXPECT_LT(server.destroy(), PROMPT_MS);
 }
 
-TEST(SM, AutoDelete_DestroysTheServerOnItsOwnThread) {
+TEST(SMTest, AutoDelete_DestroysTheServerOnItsOwnThread) {
     const support::DebugLog log;
     const int threads = bus::runningThreads();
     SM* const sm = new SM(net::freePort());
@@ -921,7 +921,7 @@ TEST(SM, AutoDelete_DestroysTheServerOnItsOwnThread) {
     EXPECT_TRUE(eventually([threads] { return bus::runningThreads() == threads; }));
 }
 
-TEST(SM, Destructor_LeavesNoDescriptorsOpen) {
+TEST(SMTest, Destructor_LeavesNoDescriptorsOpen) {
     const int before = net::openDescriptors();
     for (int round = 0; round < 3; round++) {
         Server server;

@@ -11,7 +11,7 @@ using jay::detail::Turn;
 
 namespace {
 
-TEST(Turn, OneHasItAtATime) {
+TEST(TurnTest, OneHasItAtATime) {
     Turn turn;
     EXPECT_TRUE(turn.take());
     EXPECT_FALSE(turn.take());
@@ -20,7 +20,7 @@ TEST(Turn, OneHasItAtATime) {
     EXPECT_TRUE(turn.take());
 }
 
-TEST(Turn, GiveBack_LooksOnceMoreHoweverManyAsked) {
+TEST(TurnTest, GiveBack_LooksOnceMoreHoweverManyAsked) {
     Turn turn;
     turn.take();
     for (int i = 0; i < 5; i++) EXPECT_FALSE(turn.take());
@@ -30,7 +30,7 @@ TEST(Turn, GiveBack_LooksOnceMoreHoweverManyAsked) {
     EXPECT_TRUE(turn.giveBack());
 }
 
-TEST(Turn, Leave_GivesItBackAtOnce) {
+TEST(TurnTest, Leave_GivesItBackAtOnce) {
     Turn turn;
     turn.take();
     turn.take();
@@ -39,7 +39,7 @@ TEST(Turn, Leave_GivesItBackAtOnce) {
     EXPECT_TRUE(turn.giveBack());
 }
 
-TEST(Turn, ManyThreads_NoWorkIsLeftAndNoneIsDoneByTwo) {
+TEST(TurnTest, ManyThreads_NoWorkIsLeftAndNoneIsDoneByTwo) {
     constexpr int EACH = 20000;
     Turn turn;
     std::atomic<int> waiting{0};

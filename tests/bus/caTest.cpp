@@ -92,7 +92,7 @@ unsigned now() {
 }
 
 /** Client 5 and, in place of a server, the other end of its connection. */
-class CaTest : public testing::Test {
+class ConnectedCaTest : public testing::Test {
 protected:
     /** Delivers messages and waits until they can be read. */
     void deliver(std::initializer_list<Wire> messages) {
@@ -110,19 +110,19 @@ protected:
 
 // ---- open ----
 
-TEST_F(CaTest, Open_ConnectsAndGreets) {
+TEST_F(ConnectedCaTest, Open_ConnectsAndGreets) {
     EXPECT_NE(handle, nullptr);
     EXPECT_LE(now() - greeting.stamp, 30000U);
     EXPECT_EQ(greeting, to(0).from(5).stamped(greeting.stamp));
     server.expectNothing();
 }
 
-TEST_F(CaTest, Open_StartsTheReadingThread) {
+TEST_F(ConnectedCaTest, Open_StartsTheReadingThread) {
     deliver({to(5).from(7)});
     EXPECT_EQ(read(handle), to(5).from(7).bytes());
 }
 
-TEST(Ca, Open_GivesAHandleWhateverComesOfIt) {
+TEST(CaTest, Open_GivesAHandleWhateverComesOfIt) {
     struct {
         int id;
         const char* host;
@@ -147,7 +147,7 @@ TEST(Ca, Open_GivesAHandleWhateverComesOfIt) {
     }
 }
 
-TEST_F(CaTest, Open_TakesACopyOfTheHostName) {
+TEST_F(ConnectedCaTest, Open_TakesACopyOfTheHostName) {
     std::string host = "127.0.0.1";
     const Handle other(ca_open(6, host.c_str(), listener.port()));
     host.assign(host.size(), 'x');
@@ -157,7 +157,7 @@ TEST_F(CaTest, Open_TakesACopyOfTheHostName) {
 
 // ---- null ----
 
-TEST(Ca, NullHandle_GivesMinus1OrNothing) {
+TEST(CaTest, NullHandle_GivesMinus1OrNothing) {
     char buffer[32] = {};
     for (void* buf : {static_cast<void*>(buffer), static_cast<void*>(nullptr)}) {
         for (const int n : {INT_MIN, -1, 0, 7, 8, 32}) {
@@ -170,7 +170,7 @@ TEST(Ca, NullHandle_GivesMinus1OrNothing) {
     ca_close(nullptr);
 }
 
-TEST_F(CaTest, NullBuffer_IsNotWrittenTo) {
+TEST_F(ConnectedCaTest, NullBuffer_IsNotWrittenTo) {
     deliver({to(5).says("kept")});
     EXPECT_EQ(ca_write(handle, nullptr, 16), 0);
     EXPECT_EQ(ca_read(handle, nullptr, 100), 0);
@@ -181,7 +181,7 @@ TEST_F(CaTest, NullBuffer_IsNotWrittenTo) {
 
 // ---- write ----
 
-TEST_F(CaTest, Write_OfLessThan8Bytes_SendsNothing) {
+TEST_F(ConnectedCaTest, Write_OfLessThan8Bytes_SendsNothing) {
     std::string bytes(16, 'x');
     for (const int n : {INT_MIN, -1, 0, 1, 7}) EXPECT_EQ(ca_write(handle, &bytes[0], n), 0);
     EXPECT_EQ(bytes, std::string(16, 'x'));
@@ -189,7 +189,7 @@ TEST_F(CaTest, Write_OfLessThan8Bytes_SendsNothing) {
     EXPECT_EQ(server.receive().payload, "the first that is sent");
 }
 
-TEST_F(CaTest, Write_Of8To15Bytes_SendsThemAsTheyAreWithTheirLength) {
+TEST_F(ConnectedCaTest, Write_Of8To15Bytes_SendsThemAsTheyAreWithTheirLength) {
     const std::string given = unhex("ff ff 07 00 05 00 00 01 aa aa aa aa bb bb bb bb");
     for (std::size_t n = 8; n < 16; n++) {
         std::string bytes = given;
@@ -203,7 +203,7 @@ TEST_F(CaTest, Write_Of8To15Bytes_SendsThemAsTheyAreWithTheirLength) {
     server.expectNothing();
 }
 
-TEST_F(CaTest, Write_FillsInTheLengthAndTheTimeStamp) {
+TEST_F(ConnectedCaTest, Write_FillsInTheLengthAndTheTimeStamp) {
     const unsigned before = now();
     const Wire w =
         to(7).from(5).flagged(BROADCAST).urgency(3).about(0x01020304).claims(999).stamped(0xFFFFFFFF);
@@ -213,13 +213,13 @@ TEST_F(CaTest, Write_FillsInTheLengthAndTheTimeStamp) {
     server.expect(sent);
 }
 
-TEST_F(CaTest, Write_LeavesTheTimeOutOfATimedMessage) {
+TEST_F(ConnectedCaTest, Write_LeavesTheTimeOutOfATimedMessage) {
     const Wire w = to(7).from(5).flagged(TIMED | SYNC).stamped(3000);
     EXPECT_EQ(write(handle, w), complete(w));
     server.expect(w);
 }
 
-TEST_F(CaTest, Write_SendsMessagesOfEveryLength) {
+TEST_F(ConnectedCaTest, Write_SendsMessagesOfEveryLength) {
     for (const int n : {16, 17, 255, 256, 257, 4096, 65534, MOST}) {
         const Wire w = to(7).from(5).says(net::pattern(n - 16));
         Wire sent;
@@ -232,7 +232,7 @@ TEST_F(CaTest, Write_SendsMessagesOfEveryLength) {
     }
 }
 
-TEST_F(CaTest, Write_OfMoreThan65535Bytes_SaysSoButSendsNothing) {
+TEST_F(ConnectedCaTest, Write_OfMoreThan65535Bytes_SaysSoButSendsNothing) {
     for (const int n : {MOST + 1, 100000}) {
         const std::string back = write(handle, to(7).says(net::pattern(n - 16)).bytes());
         EXPECT_TRUE(back.substr(16) == net::pattern(n - 16));
@@ -241,7 +241,7 @@ TEST_F(CaTest, Write_OfMoreThan65535Bytes_SaysSoButSendsNothing) {
     EXPECT_EQ(server.receive().payload, "the first that is sent");
 }
 
-TEST_F(CaTest, Write_WithoutAConnection_SaysSoAndFillsTheHeaderIn) {
+TEST_F(ConnectedCaTest, Write_WithoutAConnection_SaysSoAndFillsTheHeaderIn) {
     server.close();
     EXPECT_TRUE(eventually([&] { return !handle.client()->isConnected(); }));
     const unsigned before = now();
@@ -252,14 +252,14 @@ TEST_F(CaTest, Write_WithoutAConnection_SaysSoAndFillsTheHeaderIn) {
 
 // ---- read ----
 
-TEST_F(CaTest, Read_GivesTheWholeMessageFromItsHeaderOn) {
+TEST_F(ConnectedCaTest, Read_GivesTheWholeMessageFromItsHeaderOn) {
     const Wire w = to(5).from(7).flagged(1).urgency(0).stamped(5).about(9).says("hello");
     deliver({w});
     EXPECT_EQ(hex(read(handle)), hex(w.bytes()));
     EXPECT_EQ(read(handle), "");
 }
 
-TEST_F(CaTest, Read_IntoASmallBuffer_CutsTheMessageAndLosesItsRest) {
+TEST_F(ConnectedCaTest, Read_IntoASmallBuffer_CutsTheMessageAndLosesItsRest) {
     const std::string bytes = to(5).says("1234").bytes();
     for (const int size : {10, 1, 16, 19, 20, 21, 0, -1, INT_MIN}) {
         deliver({to(5).says("1234"), to(5).says("next")});
@@ -269,25 +269,25 @@ TEST_F(CaTest, Read_IntoASmallBuffer_CutsTheMessageAndLosesItsRest) {
     }
 }
 
-TEST_F(CaTest, Read_GivesAMessageOf65535Bytes) {
+TEST_F(ConnectedCaTest, Read_GivesAMessageOf65535Bytes) {
     const Wire w = to(5).says(net::pattern(MOST - 16));
     deliver({w});
     EXPECT_TRUE(read(handle) == w.bytes());
 }
 
-TEST_F(CaTest, Read_TellsTheTrueLengthOfAMessageThatClaimsLess) {
+TEST_F(ConnectedCaTest, Read_TellsTheTrueLengthOfAMessageThatClaimsLess) {
     deliver({to(5).claims(3)});
     EXPECT_EQ(Wire::parse(read(handle)).length, 16);
 }
 
-TEST_F(CaTest, Read_TakesTheBandsInTurn) {
+TEST_F(ConnectedCaTest, Read_TakesTheBandsInTurn) {
     deliver({to(5).urgency(0).about(1), to(5).urgency(0).about(2), to(5).urgency(1).about(3),
              to(5).urgency(5).about(4)});
     for (const unsigned number : {1U, 3U, 4U, 2U}) EXPECT_EQ(Wire::parse(read(handle)).section, number);
     EXPECT_EQ(read(handle), "");
 }
 
-TEST_F(CaTest, Read_GivesWhatCameBeforeTheConnectionWasLost) {
+TEST_F(ConnectedCaTest, Read_GivesWhatCameBeforeTheConnectionWasLost) {
     deliver({to(5).says("before")});
     server.close();
     EXPECT_TRUE(eventually([&] { return !handle.client()->isConnected(); }));
@@ -297,7 +297,7 @@ TEST_F(CaTest, Read_GivesWhatCameBeforeTheConnectionWasLost) {
 
 // ---- peek and next ----
 
-TEST_F(CaTest, Peek_ShowsTheSameMessageUntilItIsRead) {
+TEST_F(ConnectedCaTest, Peek_ShowsTheSameMessageUntilItIsRead) {
     const Wire w = to(5).from(7).says("hello");
     deliver({w, to(5).says("next")});
     EXPECT_EQ(hex(peek(handle)), hex(w.bytes()));
@@ -306,7 +306,7 @@ TEST_F(CaTest, Peek_ShowsTheSameMessageUntilItIsRead) {
     EXPECT_EQ(Wire::parse(peek(handle)).payload, "next");
 }
 
-TEST_F(CaTest, Peek_IntoASmallBuffer_LosesNothing) {
+TEST_F(ConnectedCaTest, Peek_IntoASmallBuffer_LosesNothing) {
     const std::string bytes = to(5).says("1234").bytes();
     deliver({to(5).says("1234")});
     for (const int size : {10, 1, 16, 0, -1, INT_MIN, 20, 21})
@@ -314,7 +314,7 @@ TEST_F(CaTest, Peek_IntoASmallBuffer_LosesNothing) {
     EXPECT_EQ(hex(read(handle)), hex(bytes));
 }
 
-TEST_F(CaTest, Next_PassesOverTheBandAndRemovesNothing) {
+TEST_F(ConnectedCaTest, Next_PassesOverTheBandAndRemovesNothing) {
     deliver({to(5).urgency(0).about(1), to(5).urgency(1).about(2), to(5).urgency(2).about(3)});
     for (const unsigned number : {1U, 2U, 3U, 1U}) {
         EXPECT_EQ(Wire::parse(peek(handle)).section, number);
@@ -323,7 +323,7 @@ TEST_F(CaTest, Next_PassesOverTheBandAndRemovesNothing) {
     for (const unsigned number : {2U, 3U, 1U}) EXPECT_EQ(Wire::parse(read(handle)).section, number);
 }
 
-TEST_F(CaTest, Next_BeforeAReadStartsItAtTheFollowingBand) {
+TEST_F(ConnectedCaTest, Next_BeforeAReadStartsItAtTheFollowingBand) {
     deliver({to(5).urgency(0).about(1), to(5).urgency(1).about(2)});
     ca_next(handle);
     EXPECT_EQ(Wire::parse(read(handle)).section, 2U);
@@ -332,7 +332,7 @@ TEST_F(CaTest, Next_BeforeAReadStartsItAtTheFollowingBand) {
 
 // ---- close ----
 
-TEST_F(CaTest, Close_WhileTheReaderWaits_EndsItAndTheConnection) {
+TEST_F(ConnectedCaTest, Close_WhileTheReaderWaits_EndsItAndTheConnection) {
     support::Thread serving([this] {
         server.expectClosed();
         server.close();
@@ -342,7 +342,7 @@ TEST_F(CaTest, Close_WhileTheReaderWaits_EndsItAndTheConnection) {
     EXPECT_LT(watch.ms(), bus::PROMPT_MS);
 }
 
-TEST(Ca, Close_OfAClientWithoutAConnection_EndsItsThread) {
+TEST(CaTest, Close_OfAClientWithoutAConnection_EndsItsThread) {
     const int threads = bus::runningThreads();
     const net::Stopwatch watch;
     Handle(ca_open(5, UNKNOWN_HOST.c_str(), 7000)).close();
@@ -350,7 +350,7 @@ TEST(Ca, Close_OfAClientWithoutAConnection_EndsItsThread) {
     EXPECT_TRUE(eventually([&] { return bus::runningThreads() == threads; }));
 }
 
-TEST_F(CaTest, Close_WhileMessagesArrive_EndsTheConnectionAndItsThread) {
+TEST_F(ConnectedCaTest, Close_WhileMessagesArrive_EndsTheConnectionAndItsThread) {
     const int threads = bus::runningThreads();
     std::atomic<bool> ended{false};
     support::Thread sender([&] {
@@ -366,7 +366,7 @@ TEST_F(CaTest, Close_WhileMessagesArrive_EndsTheConnectionAndItsThread) {
     EXPECT_TRUE(eventually([&] { return bus::runningThreads() == threads - 1; }));
 }
 
-TEST(Ca, OpenAndClose_LeaveNoThreadAndNoDescriptorBehind) {
+TEST(CaTest, OpenAndClose_LeaveNoThreadAndNoDescriptorBehind) {
     net::Listener listener;
     const int threads = bus::runningThreads();
     const int descriptors = net::openDescriptors();
@@ -384,7 +384,7 @@ TEST(Ca, OpenAndClose_LeaveNoThreadAndNoDescriptorBehind) {
 
 // ---- dump ----
 
-TEST(Ca, Dump_IsTheHexDumpOfTheDebugOutput) {
+TEST(CaTest, Dump_IsTheHexDumpOfTheDebugOutput) {
     const char bytes[] = "0123456789abcdef\n\xff";
     support::StderrPipe err;
     JSystem::dump(bytes, 18);
@@ -394,7 +394,7 @@ TEST(Ca, Dump_IsTheHexDumpOfTheDebugOutput) {
     EXPECT_NE(expected.find("30 31 32"), std::string::npos);
 }
 
-TEST(Ca, Dump_OfNothingIsAnEmptyLine) {
+TEST(CaTest, Dump_OfNothingIsAnEmptyLine) {
     support::StderrPipe err;
     ca_dump(nullptr, 5);
     ca_dump("abc", 0);
@@ -402,7 +402,7 @@ TEST(Ca, Dump_OfNothingIsAnEmptyLine) {
     EXPECT_EQ(err.text(), "\n\n\n");
 }
 
-TEST(Ca, Dump_PrintsOnlyWhileDebugOutputIsOn) {
+TEST(CaTest, Dump_PrintsOnlyWhileDebugOutputIsOn) {
     support::StderrPipe err;
     JSystem::debug(false);
     ca_dump("abc", 3);
@@ -412,7 +412,7 @@ TEST(Ca, Dump_PrintsOnlyWhileDebugOutputIsOn) {
 
 // ---- threads ----
 
-TEST_F(CaTest, Writers_NeverMixTheirMessages) {
+TEST_F(ConnectedCaTest, Writers_NeverMixTheirMessages) {
     constexpr unsigned WRITERS = 4;
     constexpr unsigned EACH = 500;
     std::vector<std::unique_ptr<support::Thread>> writers;
@@ -436,7 +436,7 @@ TEST_F(CaTest, Writers_NeverMixTheirMessages) {
     }
 }
 
-TEST_F(CaTest, Readers_ShareTheMessagesWhileOthersPeekAndMoveOn) {
+TEST_F(ConnectedCaTest, Readers_ShareTheMessagesWhileOthersPeekAndMoveOn) {
     constexpr unsigned COUNT = 2000;
     std::atomic<unsigned> total{0};
     std::vector<std::atomic<int>> seen(COUNT);
@@ -479,7 +479,7 @@ namespace {
 constexpr int TIMES = 40;
 constexpr int EACH = 10;
 
-class CaWithServer : public testing::Test {
+class CaWithServerTest : public testing::Test {
 protected:
     /** A client that the server has taken in. */
     std::unique_ptr<Handle> open(int id) {
@@ -493,7 +493,7 @@ protected:
 
 }  // namespace
 
-TEST_F(CaWithServer, Message_TravelsFromClientToClient) {
+TEST_F(CaWithServerTest, Message_TravelsFromClientToClient) {
     const auto five = open(5);
     const auto seven = open(7);
     const Wire sent = write(*five, to(7).from(5).urgency(1).about(77).says("hello"));
@@ -504,7 +504,7 @@ TEST_F(CaWithServer, Message_TravelsFromClientToClient) {
     EXPECT_EQ(read(*seven), "");
 }
 
-TEST_F(CaWithServer, MessagesOfAClientThatClosesAtOnce_AllArrive) {
+TEST_F(CaWithServerTest, MessagesOfAClientThatClosesAtOnce_AllArrive) {
     const auto seven = open(7);
     for (unsigned i = 0; i < TIMES; i++) {
         const Handle five(5, server.port());
@@ -513,20 +513,20 @@ TEST_F(CaWithServer, MessagesOfAClientThatClosesAtOnce_AllArrive) {
     for (unsigned i = 0; i < TIMES * EACH; i++) ASSERT_EQ(next(*seven).section, i);
 }
 
-TEST_F(CaWithServer, LongestMessage_TravelsFromClientToClient) {
+TEST_F(CaWithServerTest, LongestMessage_TravelsFromClientToClient) {
     const auto five = open(5);
     const auto seven = open(7);
     const Wire sent = write(*five, to(7).from(5).says(net::pattern(MOST - 16)));
     EXPECT_TRUE(next(*seven) == sent);
 }
 
-TEST_F(CaWithServer, Message_ToItself_ComesBack) {
+TEST_F(CaWithServerTest, Message_ToItself_ComesBack) {
     const auto five = open(5);
     const Wire sent = write(*five, to(5).from(5).says("note"));
     EXPECT_EQ(next(*five), sent);
 }
 
-TEST_F(CaWithServer, Broadcast_ReachesTheOthersAsTheirsWithoutTheFlag) {
+TEST_F(CaWithServerTest, Broadcast_ReachesTheOthersAsTheirsWithoutTheFlag) {
     const auto one = open(1);
     const auto two = open(2);
     const auto three = open(3);
@@ -536,7 +536,7 @@ TEST_F(CaWithServer, Broadcast_ReachesTheOthersAsTheirsWithoutTheFlag) {
     EXPECT_EQ(read(*one), "");
 }
 
-TEST_F(CaWithServer, MessageForAClientThatIsNotThere_WakesClient0AndIsKept) {
+TEST_F(CaWithServerTest, MessageForAClientThatIsNotThere_WakesClient0AndIsKept) {
     const auto zero = open(0);
     const auto five = open(5);
     const Wire sent = write(*five, to(9).from(5).says("later"));
@@ -545,7 +545,7 @@ TEST_F(CaWithServer, MessageForAClientThatIsNotThere_WakesClient0AndIsKept) {
     EXPECT_EQ(next(*nine), sent);
 }
 
-TEST_F(CaWithServer, MessageOf8Bytes_TakesTheRestOfItsHeaderFromTheNext) {
+TEST_F(CaWithServerTest, MessageOf8Bytes_TakesTheRestOfItsHeaderFromTheNext) {
     const auto five = open(5);
     const auto seven = open(7);
     std::string start = to(7).from(5).bytes().substr(0, 8);
