@@ -13,6 +13,9 @@
 #include <vector>
 
 #include "Require.h"
+#include "support/JMessagePeer.h"
+
+using jay::detail::JMessagePeer;
 
 namespace {
 
@@ -37,8 +40,9 @@ JString stringOf(const std::string& bytes) {
 int numberAt(const JMessage& m, long long at, int bytes) {
     std::uint32_t value = 0;
     for (int i = 0; i < bytes; ++i) {
-        if (at + i < 0 || at + i >= m.capacity) continue;
-        value |= static_cast<std::uint32_t>(static_cast<unsigned char>(m.data[at + i])) << (8 * i);
+        if (at + i < 0 || at + i >= JMessagePeer::capacity(m)) continue;
+        value |= static_cast<std::uint32_t>(static_cast<unsigned char>(JMessagePeer::data(m)[at + i]))
+                 << (8 * i);
     }
     return static_cast<int>(value);
 }
@@ -92,7 +96,7 @@ void readsStrings(JMessage& m, FuzzedDataProvider& input) {
             s = JString(m.getString(def));
             break;
     }
-    REQUIRE(s.length() <= std::max(m.capacity, def.length()));
+    REQUIRE(s.length() <= std::max(JMessagePeer::capacity(m), def.length()));
     if (atEnd) REQUIRE(s.length() == 0 || s == def);
 }
 
@@ -101,10 +105,10 @@ void readsBlocks(JMessage& m, FuzzedDataProvider& input) {
     const int at = m.getPos();
     const bool atEnd = at >= m.size();
     const JByte block = m.getBytes(n);
-    REQUIRE(block.size() <= std::max(0, std::min(n, m.capacity)));
+    REQUIRE(block.size() <= std::max(0, std::min(n, JMessagePeer::capacity(m))));
     if (atEnd) REQUIRE(block.size() == 0 && m.getPos() == at);
     if (!atEnd && at >= 0)
-        REQUIRE(std::memcmp(static_cast<const char*>(block), m.data + at,
+        REQUIRE(std::memcmp(static_cast<const char*>(block), JMessagePeer::data(m) + at,
                             static_cast<std::size_t>(block.size())) == 0);
 }
 
@@ -137,7 +141,7 @@ void makesRoom(JMessage& m, FuzzedDataProvider& input) {
     const int n = input.ConsumeIntegralInRange(-8, MAX_SIZE);
     m.resize(n);
     REQUIRE(m.size() == size);
-    REQUIRE(m.capacity >= size + n);
+    REQUIRE(JMessagePeer::capacity(m) >= size + n);
 }
 
 void writesSomething(JMessage& m, FuzzedDataProvider& input) {
@@ -161,7 +165,7 @@ void writesSomething(JMessage& m, FuzzedDataProvider& input) {
             break;
     }
     REQUIRE(m.size() > at);
-    REQUIRE(m.size() <= m.capacity);
+    REQUIRE(m.size() <= JMessagePeer::capacity(m));
 }
 
 void copies(JMessage& m, FuzzedDataProvider&) {
@@ -320,10 +324,10 @@ void thereAndBack(FuzzedDataProvider& input) {
     JMessage m;
     while (input.remaining_bytes() > 0 && items.size() < 200) {
         items.push_back(anyItem(input));
-        const int capacity = grown(m.capacity, m.size(), items.back());
+        const int capacity = grown(JMessagePeer::capacity(m), m.size(), items.back());
         write(m, items.back());
         encode(expected, items.back());
-        REQUIRE(m.capacity == capacity);
+        REQUIRE(JMessagePeer::capacity(m) == capacity);
     }
     REQUIRE(bytesOf(m.toByteArray()) == expected);
     JMessage received(m.toByteArray());
