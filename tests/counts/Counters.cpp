@@ -124,6 +124,29 @@ int gettimeofday(timeval* now, void* zone) noexcept {
     return real(now, zone);
 }
 
+// What a 32-bit library that counts time in 64 bits calls instead.
+
+int __pthread_cond_timedwait64(pthread_cond_t* condition, pthread_mutex_t* mutex, const void* deadline);
+int __pthread_cond_timedwait64(pthread_cond_t* condition, pthread_mutex_t* mutex, const void* deadline) {
+    static auto* const real = original<decltype(__pthread_cond_timedwait64)>("__pthread_cond_timedwait64");
+    count(counts::counts.waits);
+    return real(condition, mutex, deadline);
+}
+
+int __clock_gettime64(clockid_t clock, void* now) noexcept;
+int __clock_gettime64(clockid_t clock, void* now) noexcept {
+    static auto* const real = original<decltype(__clock_gettime64)>("__clock_gettime64");
+    count(counts::counts.clocks);
+    return real(clock, now);
+}
+
+int __gettimeofday64(void* now, void* zone) noexcept;
+int __gettimeofday64(void* now, void* zone) noexcept {
+    static auto* const real = original<decltype(__gettimeofday64)>("__gettimeofday64");
+    count(counts::counts.clocks);
+    return real(now, zone);
+}
+
 }  // extern "C"
 
 void* operator new(std::size_t n) {
